@@ -1,0 +1,47 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/OTKeyedArchiver.h"
+#include "platform/OTKeyedUnarchiver.h"
+#include "platform/OTPropertyList.h"
+
+// Whole object graphs as keyed-archive files (binary property lists with a fixed envelope), and
+// the record of the last push-token upload in the user defaults.
+class OTDataArchiver {
+public:
+    static constexpr const char* kArchiverName = "OTKeyedArchiver";
+    static constexpr const char* kTokenInfoKey = "KPXtokenProvider";
+    static constexpr const char* kTokenTimeKey = "KPXtokenProviderTime";
+
+    // Archives an already encoded root value. False when the write fails.
+    static bool setData(const OTPropertyList& root, const std::filesystem::path& path);
+    // A list of model objects.
+    template <class T>
+    static bool setData(const std::vector<std::shared_ptr<T>>& objects, const std::filesystem::path& path) {
+        return setData(OTKeyedArchiver::archivedArray(objects), path);
+    }
+    // One model object; false when absent.
+    static bool setData(const std::shared_ptr<const OTCoding>& object, const std::filesystem::path& path);
+    // A graph of plain values (lists and dictionaries of texts, numbers, ...); false for null.
+    static bool setData(const nlohmann::json& object, const std::filesystem::path& path);
+
+    // The archived root, or nothing for a missing, empty, truncated, foreign or hostile file.
+    static std::optional<OTPropertyList> getDataForPath(const std::filesystem::path& path);
+    template <class T>
+    static std::optional<std::vector<std::shared_ptr<T>>> getObjectsForPath(const std::filesystem::path& path) {
+        auto root = getDataForPath(path);
+        if (!root) return std::nullopt;
+        return OTKeyedUnarchiver::arrayOfObjectsOfClass<T>(*root);
+    }
+    static std::optional<nlohmann::json> getJsonForPath(const std::filesystem::path& path);
+
+    static void setTokenInfo(const std::string& text);
+    static std::optional<std::string> getTokenInfo();
+    static std::optional<OTPropertyList::Date> getTokenDate();
+};

@@ -1,0 +1,59 @@
+#include "platform/OTDeviceInfo.h"
+
+#include <sys/utsname.h>
+
+#include <filesystem>
+#include <fstream>
+#include <random>
+
+#include "platform/OTSandbox.h"
+
+namespace {
+std::string osReleaseVersion() {
+    std::ifstream in("/etc/os-release");
+    std::string line;
+    while (std::getline(in, line)) {
+        if (line.rfind("VERSION_ID=", 0) != 0) continue;
+        std::string value = line.substr(11);
+        if (value.size() >= 2 && value.front() == '"' && value.back() == '"') value = value.substr(1, value.size() - 2);
+        return value;
+    }
+    return "";
+}
+
+std::string newUuid() {
+    std::random_device device;
+    std::mt19937_64 engine((static_cast<std::uint64_t>(device()) << 32) ^ device());
+    static constexpr char kHex[] = "0123456789ABCDEF";
+    std::string out;
+    for (int i = 0; i < 32; ++i) {
+        unsigned nibble = static_cast<unsigned>(engine() & 0xF);
+        if (i == 12) nibble = 4;                    // version 4
+        if (i == 16) nibble = 8 | (nibble & 0x3);  // RFC 4122 variant
+        if (i == 8 || i == 12 || i == 16 || i == 20) out.push_back('-');
+        out.push_back(kHex[nibble]);
+    }
+    return out;
+}
+}  // namespace
+
+OTDeviceInfo OTDeviceInfo::current(const std::string& sandboxRoot, const std::string& bundleIdentifier,
+                                   const std::string& bundleShortVersion) {
+    OTDeviceInfo info;
+    info.systemName = "Linux";
+    info.systemVersion = osReleaseVersion();
+    utsname names{};
+    if (uname(&names) == 0) info.machine = names.machine;
+    info.bundleIdentifier = bundleIdentifier;
+    info.bundleShortVersion = bundleShortVersion;
+
+    const auto vendorFile = std::filesystem::path(sandboxRoot) / "Library" / "identifierForVendor";
+    auto stored = OTSandbox::readFile(vendorFile, 64);
+    if (stored && stored->size() == 36) {
+        info.identifierForVendor = *stored;
+    } else {
+        info.identifierForVendor = newUuid();
+        OTSandbox::writeFileAtomically(vendorFile, info.identifierForVendor);
+    }
+    return info;
+}

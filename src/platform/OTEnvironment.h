@@ -1,0 +1,98 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <typeindex>
+
+#include "platform/OTClock.h"
+#include "platform/OTConsole.h"
+#include "platform/OTDeviceInfo.h"
+#include "platform/OTDispatchQueue.h"
+#include "platform/OTKeychainStore.h"
+#include "platform/OTNotificationCenter.h"
+#include "platform/OTRandomSource.h"
+#include "platform/OTSandbox.h"
+#include "platform/OTScheduler.h"
+#include "platform/OTUserDefaults.h"
+
+// Everything the platform provides, behind one object installed process-wide. Library code asks
+// the installed environment for the time, queues, files, device facts and the console; tests and
+// the simulator install their own. The library's shared instances live inside the environment, so
+// installing a new one discards them all and the next access builds fresh ones.
+class OTEnvironment {
+public:
+    struct Parts {
+        std::shared_ptr<OTClock> clock;
+        std::shared_ptr<OTScheduler> scheduler;
+        std::filesystem::path sandboxRoot;
+        OTDeviceInfo device;
+        std::shared_ptr<OTConsole> console;
+        std::shared_ptr<OTRandomSource> random;
+    };
+
+    struct SystemOptions {
+        std::filesystem::path sandboxRoot = OTSandbox::defaultRoot();
+        std::string bundleIdentifier = "com.corvane.host";
+        std::string bundleShortVersion = "1.0.0";
+    };
+
+    explicit OTEnvironment(Parts parts);
+    ~OTEnvironment();
+    OTEnvironment(const OTEnvironment&) = delete;
+    OTEnvironment& operator=(const OTEnvironment&) = delete;
+
+    // The installed environment; the first call without one installs the system environment.
+    static std::shared_ptr<OTEnvironment> current();
+    // Replaces the installed environment. The previous one (and every shared instance in it) goes
+    // once nothing else holds it.
+    static void install(std::shared_ptr<OTEnvironment> environment);
+    // System clock, real threads (the calling thread is the main thread), standard error console.
+    static std::shared_ptr<OTEnvironment> makeSystem(const SystemOptions& options);
+
+    OTClock& clock() const { return *clock_; }
+    OTScheduler& scheduler() const { return *scheduler_; }
+    const OTSandbox& sandbox() const { return sandbox_; }
+    OTUserDefaults& standardUserDefaults() const { return *defaults_; }
+    OTKeychainStore& keychain() const { return *keychain_; }
+    const OTDeviceInfo& device() const { return device_; }
+    OTConsole& console() const { return *console_; }
+    OTRandomSource& random() const { return *random_; }
+    OTNotificationCenter& notificationCenter() const { return *notifications_; }
+
+    std::shared_ptr<OTDispatchQueue> mainQueue() const { return scheduler_->mainQueue(); }
+    std::shared_ptr<OTDispatchQueue> queue(const std::string& label, bool concurrent = false) const {
+        return scheduler_->queue(label, concurrent);
+    }
+
+    // The shared instance of T in this environment, made by `make` on first use (once, thread-safely;
+    // `make` may itself ask for other shared instances).
+    template <class T, class Make>
+    std::shared_ptr<T> singleton(Make&& make) {
+        auto entry = singletonEntry(std::type_index(typeid(T)));
+        std::call_once(entry->once, [&] { entry->object = std::static_pointer_cast<void>(make()); });
+        return std::static_pointer_cast<T>(entry->object);
+    }
+
+private:
+    struct SingletonEntry {
+        std::once_flag once;
+        std::shared_ptr<void> object;
+    };
+    std::shared_ptr<SingletonEntry> singletonEntry(std::type_index type);
+
+    std::shared_ptr<OTClock> clock_;
+    std::shared_ptr<OTScheduler> scheduler_;
+    OTSandbox sandbox_;
+    OTDeviceInfo device_;
+    std::shared_ptr<OTConsole> console_;
+    std::shared_ptr<OTRandomSource> random_;
+    std::unique_ptr<OTUserDefaults> defaults_;
+    std::unique_ptr<OTKeychainStore> keychain_;
+    std::unique_ptr<OTNotificationCenter> notifications_;
+    std::mutex singletonsMutex_;
+    std::map<std::type_index, std::shared_ptr<SingletonEntry>> singletons_;
+};

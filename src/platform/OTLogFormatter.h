@@ -1,0 +1,69 @@
+#pragma once
+
+#include <chrono>
+#include <concepts>
+#include <cstdint>
+#include <memory>
+#include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <variant>
+
+template <class T>
+concept OTDescribable = requires(const T& value) {
+    { value.description() } -> std::convertible_to<std::string>;
+};
+
+// One argument of a log format. Whatever the caller passes is captured by kind, so a format and
+// its arguments can never disagree in a way that crashes: a mismatch prints something readable.
+class OTLogArgument {
+public:
+    OTLogArgument(std::nullptr_t) {}
+    OTLogArgument(bool value) : value_(static_cast<std::int64_t>(value)) {}
+    template <std::signed_integral T>
+    OTLogArgument(T value) : value_(static_cast<std::int64_t>(value)) {}
+    template <std::unsigned_integral T>
+        requires(!std::same_as<T, bool>)
+    OTLogArgument(T value) : value_(static_cast<std::uint64_t>(value)) {}
+    template <std::floating_point T>
+    OTLogArgument(T value) : value_(static_cast<double>(value)) {}
+    OTLogArgument(const char* value) {
+        if (value != nullptr) value_ = std::string_view(value);
+    }
+    OTLogArgument(std::string_view value) : value_(value) {}
+    OTLogArgument(const std::string& value) : value_(std::string_view(value)) {}
+    OTLogArgument(const std::optional<std::string>& value) {
+        if (value) value_ = std::string_view(*value);
+    }
+    OTLogArgument(const nlohmann::json& value);
+    OTLogArgument(std::chrono::system_clock::time_point value);
+    template <OTDescribable T>
+    OTLogArgument(const T& value) : value_(std::string(value.description())) {}
+    template <OTDescribable T>
+    OTLogArgument(const std::shared_ptr<T>& value) {
+        if (value) value_ = std::string(value->description());
+    }
+
+    bool isNull() const { return std::holds_alternative<std::monostate>(value_); }
+    // The object description `%@` prints.
+    std::string description() const;
+    std::optional<std::int64_t> asSigned() const;
+    std::optional<double> asReal() const;
+    // The text of a text argument.
+    std::optional<std::string_view> asText() const;
+
+private:
+    std::variant<std::monostate, std::int64_t, std::uint64_t, double, std::string_view, std::string> value_;
+};
+
+// The logger's printf-like formatter: %@ (description), %d %i %u %x %X %o %c with the h, hh, l,
+// ll, q, z and j lengths, %f %e %g %a, %s, %p and %%, with flags, width and precision (also *).
+// Missing arguments print "(null)"; unknown conversions are copied as they stand.
+class OTLogFormatter {
+public:
+    static std::string format(std::string_view format, std::span<const OTLogArgument> arguments);
+    static constexpr int kMaxWidth = 4096;
+};

@@ -1,0 +1,155 @@
+#include "platform/OTLogger.h"
+
+#include <cstdio>
+#include <system_error>
+#include <vector>
+
+#include "platform/OTDateFormatter.h"
+#include "platform/OTEnvironment.h"
+
+namespace fs = std::filesystem;
+
+// The open log file; shared with queued writes so they finish even after the logger goes.
+class OTLogger::FileSink {
+public:
+    explicit FileSink(const fs::path& path) : file_(std::fopen(path.c_str(), "wb")) {}
+    ~FileSink() {
+        if (file_ != nullptr) std::fclose(file_);
+    }
+    FileSink(const FileSink&) = delete;
+    FileSink& operator=(const FileSink&) = delete;
+
+    void write(const std::string& bytes) {
+        if (file_ == nullptr) return;
+        std::fwrite(bytes.data(), 1, bytes.size(), file_);
+        std::fflush(file_);
+    }
+
+private:
+    std::FILE* file_;
+};
+
+OTLogger::OTLogger(OTEnvironment& environment)
+    : environment_(environment), queue_(environment.queue(kQueueLabel)) {
+    const fs::path folder = environment.sandbox().documentsDirectory() / kFolderName;
+    std::error_code ec;
+    if (!fs::exists(folder, ec)) fs::create_directories(folder, ec);
+    handleFilesOfDirectory(folder);
+
+    const auto now = environment.clock().now();
+    const std::string stamp = OTDateFormatter::dateTime(now, environment.clock().utcOffset(now));
+    _logFilePath = folder / ("otsdk_" + stamp + ".log");
+    _fileHandler = std::make_shared<FileSink>(_logFilePath);
+
+    const auto& device = environment.device();
+    const OTLogArgument header[] = {device.machine, device.systemVersion, device.bundleShortVersion};
+    write(OTLogFormatter::format("设备名称:%@\n手机系统版本:%@\n应用版本号:%@\n\n", header));
+}
+
+OTLogger::~OTLogger() = default;
+
+std::shared_ptr<OTLogger> OTLogger::getInstance() {
+    auto environment = OTEnvironment::current();
+    return environment->singleton<OTLogger>([&] { return std::make_shared<OTLogger>(*environment); });
+}
+
+void OTLogger::configLogLevel(std::int64_t level) { getInstance()->setLogLevel(level); }
+
+void OTLogger::logWithArguments(std::int64_t level, const char* function, const char* format,
+                                std::span<const OTLogArgument> arguments) noexcept {
+    try {
+        auto logger = getInstance();
+        const std::string message = OTLogFormatter::format(format != nullptr ? format : "", arguments);
+        if (shouldPrint(logger->logLevel(), level)) logger->log(message, level, function);
+        logger->_log(message);
+    } catch (...) {
+    }
+}
+
+bool OTLogger::shouldPrint(std::int64_t configured, std::int64_t message) {
+    switch (configured) {
+        case 1: return message != kLevelData;
+        case kLevelLog:
+        case kLevelWarn:
+        case kLevelError: return message == configured;
+        case kLevelData: return true;
+        default: return false;
+    }
+}
+
+void OTLogger::log(const std::string& message, std::int64_t level, const char* function) {
+    const std::string head = "\n\n******************** [OT][" + descriptionForLevel(level) + "] ********************\n";
+    static const std::string tail = "\n******************************************************************\n\n";
+    std::string banner;
+    if (level == kLevelError) {
+        const char* name = function != nullptr && *function != '\0' ? function + 1 : "";
+        banner = head + name + "\n" + message + tail;
+    } else {
+        banner = head + message + tail;
+    }
+    environment_.console().print(banner);
+}
+
+void OTLogger::_log(const std::string& message) {
+    const auto now = environment_.clock().now();
+    std::string line = OTDateFormatter::dateTimeWithMilliseconds(now, environment_.clock().utcOffset(now));
+    line += "  ";
+    line += message;
+    line += '\n';
+    write(std::move(line));
+}
+
+void OTLogger::write(std::string bytes) {
+    queue_->async([sink = _fileHandler, bytes = std::move(bytes)] { sink->write(bytes); });
+}
+
+std::string OTLogger::descriptionForLevel(std::int64_t level) const {
+    switch (level) {
+        case kLevelDebug: return "Debug";
+        case kLevelLog: return "Log";
+        case kLevelWarn: return "Warn";
+        case kLevelError: return "Error";
+        case kLevelData: return "Data";
+        default: return "Unknown";
+    }
+}
+
+void OTLogger::handleFilesOfDirectory(const fs::path& directory) {
+    std::vector<fs::path> logs;
+    std::error_code ec;
+    for (fs::recursive_directory_iterator it(directory, fs::directory_options::skip_permission_denied, ec), end;
+         !ec && it != end; it.increment(ec)) {
+        if (it->path().extension() == ".log") logs.push_back(it->path());
+    }
+    // One deletion per start, on purpose: with the new file this keeps about three.
+    if (logs.size() >= 3) fs::remove(logs.front(), ec);
+}
+
+std::string OTLogger::functionName(const char* prettyFunction) {
+    if (prettyFunction == nullptr) return "-";
+    const std::string pretty(prettyFunction);
+    // The parameter list is the last top-level parenthesised group; the name ends before it.
+    std::size_t end = pretty.size();
+    int depth = 0;
+    for (std::size_t i = pretty.size(); i-- > 0;) {
+        if (pretty[i] == ')') ++depth;
+        else if (pretty[i] == '(' && --depth == 0) {
+            end = i;
+            break;
+        }
+    }
+    std::size_t start = 0;
+    int angle = 0;
+    for (std::size_t i = end; i-- > 0;) {
+        if (pretty[i] == '>') ++angle;
+        else if (pretty[i] == '<') --angle;
+        else if (pretty[i] == ' ' && angle == 0) {
+            start = i + 1;
+            break;
+        }
+    }
+    std::string name = pretty.substr(start, end - start);
+    const std::size_t scope = name.rfind("::");
+    if (scope == std::string::npos) return "-[" + name + "]";
+    return "-[" + name.substr(0, scope) + " " + name.substr(scope + 2) + "]";
+}

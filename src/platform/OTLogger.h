@@ -1,0 +1,83 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "platform/OTLogFormatter.h"
+
+class OTEnvironment;
+class OTDispatchQueue;
+
+// The library's diagnostic sink. Every message goes to the run's log file in "OT_Log" (written on
+// the "com.OT.userlog" queue); the console also shows it, framed by a banner, when the configured
+// level lets it through. Logging never throws.
+class OTLogger {
+public:
+    static constexpr std::int64_t kLevelDebug = 0;
+    static constexpr std::int64_t kLevelLog = 3;
+    static constexpr std::int64_t kLevelWarn = 4;
+    static constexpr std::int64_t kLevelError = 5;
+    static constexpr std::int64_t kLevelData = 6;
+    static constexpr const char* kQueueLabel = "com.OT.userlog";
+    static constexpr const char* kFolderName = "OT_Log";
+
+    explicit OTLogger(OTEnvironment& environment);
+    ~OTLogger();
+    OTLogger(const OTLogger&) = delete;
+    OTLogger& operator=(const OTLogger&) = delete;
+
+    static std::shared_ptr<OTLogger> getInstance();
+    static void configLogLevel(std::int64_t level);
+
+    // `function` is the caller's full name behind a one-character kind marker ("-[Class operation]");
+    // the OTLog macro supplies it.
+    template <class... Args>
+    static void log(std::int64_t level, const char* function, const char* format, const Args&... args) noexcept {
+        try {
+            const OTLogArgument arguments[] = {OTLogArgument(args)..., OTLogArgument(nullptr)};
+            logWithArguments(level, function, format, std::span<const OTLogArgument>(arguments, sizeof...(Args)));
+        } catch (...) {
+        }
+    }
+    static void logWithArguments(std::int64_t level, const char* function, const char* format,
+                                 std::span<const OTLogArgument> arguments) noexcept;
+
+    // Prints the console banner of one message.
+    void log(const std::string& message, std::int64_t level, const char* function);
+    // Appends one timestamped line to the log file.
+    void _log(const std::string& message);
+    std::string descriptionForLevel(std::int64_t level) const;
+    // Deletes the first of the ".log" files under `directory` when there are three or more.
+    void handleFilesOfDirectory(const std::filesystem::path& directory);
+
+    std::int64_t logLevel() const { return logLevel_.load(); }
+    void setLogLevel(std::int64_t level) { logLevel_.store(level); }
+    const std::filesystem::path& logFilePath() const { return _logFilePath; }
+
+    // Whether a message of level `message` reaches the console under configured level `configured`.
+    static bool shouldPrint(std::int64_t configured, std::int64_t message);
+    // "-[Class operation]" from a compiler's pretty function name.
+    static std::string functionName(const char* prettyFunction);
+
+private:
+    class FileSink;
+    void write(std::string bytes);
+
+    OTEnvironment& environment_;
+    std::shared_ptr<OTDispatchQueue> queue_;
+    std::shared_ptr<FileSink> _fileHandler;
+    std::filesystem::path _logFilePath;
+    std::atomic<std::int64_t> logLevel_{0};
+};
+
+// Logs with the calling function's name: OTLog(OTLogger::kLevelError, "下载失败: %@", error).
+#define OTLog(level, ...)                                                                    \
+    OTLogger::log((level),                                                                   \
+                  [](const char* pretty) {                                                   \
+                      static const std::string otFunctionName = OTLogger::functionName(pretty); \
+                      return otFunctionName.c_str();                                         \
+                  }(__PRETTY_FUNCTION__),                                                    \
+                  __VA_ARGS__)

@@ -1,0 +1,255 @@
+#include "platform/OTPropertyList.h"
+
+#include <plist/plist.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "platform/OTSandbox.h"
+
+namespace {
+// Seconds between 1970-01-01 and the property-list epoch 2001-01-01.
+constexpr std::int64_t kPlistEpochOffset = 978307200;
+
+struct PlistFree {
+    void operator()(void* node) const { plist_free(static_cast<plist_t>(node)); }
+};
+using PlistPtr = std::unique_ptr<void, PlistFree>;
+
+struct MallocFree {
+    void operator()(void* p) const { std::free(p); }
+};
+
+plist_t toNode(const OTPropertyList& value);
+
+plist_t toNode(const OTPropertyList& value) {
+    switch (value.kind()) {
+        case OTPropertyList::Kind::Boolean: return plist_new_bool(*value.get<bool>() ? 1 : 0);
+        case OTPropertyList::Kind::Integer: return plist_new_uint(static_cast<std::uint64_t>(*value.get<std::int64_t>()));
+        case OTPropertyList::Kind::Real: return plist_new_real(*value.get<double>());
+        case OTPropertyList::Kind::String: return plist_new_string(value.get<std::string>()->c_str());
+        case OTPropertyList::Kind::Date: {
+            const auto micros = std::chrono::duration_cast<std::chrono::microseconds>(
+                                    value.get<OTPropertyList::Date>()->time_since_epoch())
+                                    .count() -
+                                kPlistEpochOffset * 1'000'000;
+            std::int64_t sec = micros / 1'000'000;
+            std::int64_t usec = micros % 1'000'000;
+            if (usec < 0) {
+                usec += 1'000'000;
+                --sec;
+            }
+            sec = std::clamp<std::int64_t>(sec, std::numeric_limits<std::int32_t>::min(),
+                                           std::numeric_limits<std::int32_t>::max());
+            return plist_new_date(static_cast<std::int32_t>(sec), static_cast<std::int32_t>(usec));
+        }
+        case OTPropertyList::Kind::Data: {
+            const auto& data = *value.get<OTPropertyList::Data>();
+            return plist_new_data(reinterpret_cast<const char*>(data.data()), data.size());
+        }
+        case OTPropertyList::Kind::Array: {
+            plist_t array = plist_new_array();
+            for (const auto& item : *value.get<OTPropertyList::Array>()) plist_array_append_item(array, toNode(item));
+            return array;
+        }
+        case OTPropertyList::Kind::Dictionary: {
+            plist_t dict = plist_new_dict();
+            for (const auto& [key, item] : *value.get<OTPropertyList::Dictionary>()) {
+                plist_dict_set_item(dict, key.c_str(), toNode(item));
+            }
+            return dict;
+        }
+    }
+    return plist_new_dict();
+}
+
+// Converts a parsed node; gives nothing past the depth or node budget or on an unknown kind.
+std::optional<OTPropertyList> fromNode(plist_t node, std::size_t depth, std::size_t& budget) {
+    if (node == nullptr || depth > OTPropertyList::kMaxDepth || budget == 0) return std::nullopt;
+    --budget;
+    switch (plist_get_node_type(node)) {
+        case PLIST_BOOLEAN: {
+            uint8_t v = 0;
+            plist_get_bool_val(node, &v);
+            return OTPropertyList(v != 0);
+        }
+        case PLIST_UINT: {
+            uint64_t v = 0;
+            plist_get_uint_val(node, &v);
+            return OTPropertyList(static_cast<std::int64_t>(v));
+        }
+        case PLIST_REAL: {
+            double v = 0;
+            plist_get_real_val(node, &v);
+            return OTPropertyList(v);
+        }
+        case PLIST_STRING: {
+            char* raw = nullptr;
+            plist_get_string_val(node, &raw);
+            std::unique_ptr<char, MallocFree> owned(raw);
+            return OTPropertyList(std::string(raw != nullptr ? raw : ""));
+        }
+        case PLIST_DATE: {
+            int32_t sec = 0;
+            int32_t usec = 0;
+            plist_get_date_val(node, &sec, &usec);
+            const auto micros = (static_cast<std::int64_t>(sec) + kPlistEpochOffset) * 1'000'000 + usec;
+            return OTPropertyList(OTPropertyList::Date(
+                std::chrono::duration_cast<OTPropertyList::Date::duration>(std::chrono::microseconds(micros))));
+        }
+        case PLIST_DATA: {
+            char* raw = nullptr;
+            uint64_t length = 0;
+            plist_get_data_val(node, &raw, &length);
+            std::unique_ptr<char, MallocFree> owned(raw);
+            OTPropertyList::Data data;
+            if (raw != nullptr) data.assign(reinterpret_cast<const std::uint8_t*>(raw),
+                                            reinterpret_cast<const std::uint8_t*>(raw) + length);
+            return OTPropertyList(std::move(data));
+        }
+        case PLIST_ARRAY: {
+            OTPropertyList::Array array;
+            const uint32_t size = plist_array_get_size(node);
+            for (uint32_t i = 0; i < size; ++i) {
+                auto item = fromNode(plist_array_get_item(node, i), depth + 1, budget);
+                if (!item) return std::nullopt;
+                array.push_back(std::move(*item));
+            }
+            return OTPropertyList(std::move(array));
+        }
+        case PLIST_DICT: {
+            OTPropertyList::Dictionary dict;
+            plist_dict_iter iter = nullptr;
+            plist_dict_new_iter(node, &iter);
+            std::unique_ptr<void, MallocFree> ownedIter(iter);
+            for (;;) {
+                char* rawKey = nullptr;
+                plist_t item = nullptr;
+                plist_dict_next_item(node, iter, &rawKey, &item);
+                std::unique_ptr<char, MallocFree> key(rawKey);
+                if (item == nullptr) break;
+                auto converted = fromNode(item, depth + 1, budget);
+                if (!converted || rawKey == nullptr) return std::nullopt;
+                dict.insert_or_assign(std::string(rawKey), std::move(*converted));
+            }
+            return OTPropertyList(std::move(dict));
+        }
+        default: return std::nullopt;
+    }
+}
+
+bool isNullMarker(const OTPropertyList::Dictionary& dict) {
+    if (dict.size() != 1) return false;
+    const auto it = dict.find("$class");
+    const auto* name = it != dict.end() ? it->second.get<std::string>() : nullptr;
+    return name != nullptr && *name == "NSNull";
+}
+}  // namespace
+
+OTPropertyList::OTPropertyList() : value_(Dictionary{}) {}
+OTPropertyList::OTPropertyList(bool value) : value_(value) {}
+OTPropertyList::OTPropertyList(int value) : value_(static_cast<std::int64_t>(value)) {}
+OTPropertyList::OTPropertyList(std::int64_t value) : value_(value) {}
+OTPropertyList::OTPropertyList(std::uint64_t value) : value_(static_cast<std::int64_t>(value)) {}
+OTPropertyList::OTPropertyList(double value) : value_(value) {}
+OTPropertyList::OTPropertyList(const char* value) : value_(std::string(value != nullptr ? value : "")) {}
+OTPropertyList::OTPropertyList(std::string value) : value_(std::move(value)) {}
+OTPropertyList::OTPropertyList(Date value) : value_(value) {}
+OTPropertyList::OTPropertyList(Data value) : value_(std::move(value)) {}
+OTPropertyList::OTPropertyList(Array value) : value_(std::move(value)) {}
+OTPropertyList::OTPropertyList(Dictionary value) : value_(std::move(value)) {}
+
+OTPropertyList::Kind OTPropertyList::kind() const { return static_cast<Kind>(value_.index()); }
+
+const OTPropertyList* OTPropertyList::find(const std::string& key) const {
+    const auto* dict = get<Dictionary>();
+    if (dict == nullptr) return nullptr;
+    const auto it = dict->find(key);
+    return it == dict->end() ? nullptr : &it->second;
+}
+
+std::string OTPropertyList::toBinary() const {
+    PlistPtr root(toNode(*this));
+    char* bytes = nullptr;
+    uint32_t length = 0;
+    plist_to_bin(static_cast<plist_t>(root.get()), &bytes, &length);
+    std::string out = bytes != nullptr ? std::string(bytes, length) : std::string();
+    if (bytes != nullptr) plist_to_bin_free(bytes);
+    return out;
+}
+
+std::optional<OTPropertyList> OTPropertyList::fromBinary(std::string_view bytes) {
+    static constexpr std::string_view kMagic = "bplist00";
+    if (bytes.size() < kMagic.size() + 32 || bytes.substr(0, kMagic.size()) != kMagic ||
+        bytes.size() > OTSandbox::kMaxReadBytes) {
+        return std::nullopt;
+    }
+    plist_t raw = nullptr;
+    plist_from_bin(bytes.data(), static_cast<uint32_t>(bytes.size()), &raw);
+    PlistPtr root(raw);
+    if (raw == nullptr) return std::nullopt;
+    std::size_t budget = kMaxNodes;
+    return fromNode(raw, 0, budget);
+}
+
+OTPropertyList OTPropertyList::fromJson(const nlohmann::json& value) {
+    switch (value.type()) {
+        case nlohmann::json::value_t::boolean: return OTPropertyList(value.get<bool>());
+        case nlohmann::json::value_t::number_integer: return OTPropertyList(value.get<std::int64_t>());
+        case nlohmann::json::value_t::number_unsigned: {
+            const auto u = value.get<std::uint64_t>();
+            if (u <= static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
+                return OTPropertyList(static_cast<std::int64_t>(u));
+            }
+            return OTPropertyList(static_cast<double>(u));
+        }
+        case nlohmann::json::value_t::number_float: return OTPropertyList(value.get<double>());
+        case nlohmann::json::value_t::string: return OTPropertyList(value.get<std::string>());
+        case nlohmann::json::value_t::binary: {
+            const auto& bin = value.get_binary();
+            return OTPropertyList(Data(bin.begin(), bin.end()));
+        }
+        case nlohmann::json::value_t::array: {
+            Array array;
+            array.reserve(value.size());
+            for (const auto& item : value) array.push_back(fromJson(item));
+            return OTPropertyList(std::move(array));
+        }
+        case nlohmann::json::value_t::object: {
+            Dictionary dict;
+            for (const auto& [key, item] : value.items()) dict.emplace(key, fromJson(item));
+            return OTPropertyList(std::move(dict));
+        }
+        default: return OTPropertyList(Dictionary{{"$class", OTPropertyList("NSNull")}});
+    }
+}
+
+nlohmann::json OTPropertyList::toJson() const {
+    switch (kind()) {
+        case Kind::Boolean: return *get<bool>();
+        case Kind::Integer: return *get<std::int64_t>();
+        case Kind::Real: return *get<double>();
+        case Kind::String: return *get<std::string>();
+        case Kind::Date:
+            return std::chrono::duration<double>(get<Date>()->time_since_epoch()).count();
+        case Kind::Data: return nlohmann::json::binary(*get<Data>());
+        case Kind::Array: {
+            nlohmann::json array = nlohmann::json::array();
+            for (const auto& item : *get<Array>()) array.push_back(item.toJson());
+            return array;
+        }
+        case Kind::Dictionary: {
+            const auto& dict = *get<Dictionary>();
+            if (isNullMarker(dict)) return nullptr;
+            nlohmann::json object = nlohmann::json::object();
+            for (const auto& [key, item] : dict) object[key] = item.toJson();
+            return object;
+        }
+    }
+    return nullptr;
+}

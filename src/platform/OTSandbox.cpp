@@ -1,0 +1,77 @@
+#include "platform/OTSandbox.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <fstream>
+#include <system_error>
+
+namespace fs = std::filesystem;
+
+OTSandbox::OTSandbox(fs::path root) : root_(std::move(root)) {}
+
+fs::path OTSandbox::defaultRoot() {
+    if (const char* env = std::getenv("OT_SANDBOX"); env != nullptr && *env != '\0') return fs::path(env);
+    const char* home = std::getenv("HOME");
+    return fs::path(home != nullptr && *home != '\0' ? home : "/tmp") / ".corvane-ostrel";
+}
+
+fs::path OTSandbox::documentsDirectory() const { return root_ / "Documents"; }
+
+fs::path OTSandbox::userDefaultsPath(const std::string& bundleIdentifier) const {
+    return root_ / "Library" / "Preferences" / (bundleIdentifier + ".plist");
+}
+
+std::optional<fs::path> OTSandbox::containerForApplicationGroup(const std::string& groupIdentifier) const {
+    if (groupIdentifier.empty() || groupIdentifier == "." || groupIdentifier == ".." ||
+        groupIdentifier.find('/') != std::string::npos || groupIdentifier.find('\0') != std::string::npos) {
+        return std::nullopt;
+    }
+    return root_ / "AppGroups" / groupIdentifier;
+}
+
+fs::path OTSandbox::keychainPath() const { return root_ / "Keychain" / "items.plist"; }
+
+bool OTSandbox::writeFileAtomically(const fs::path& path, const std::string& bytes, bool ownerOnly) {
+    static std::atomic<unsigned> counter{0};
+    std::error_code ec;
+    if (path.has_parent_path()) {
+        fs::create_directories(path.parent_path(), ec);
+        if (ownerOnly) fs::permissions(path.parent_path(), fs::perms::owner_all, ec);
+    }
+    const fs::path temporary =
+        path.string() + ".tmp" + std::to_string(::getpid()) + "." + std::to_string(counter.fetch_add(1));
+    const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, ownerOnly ? 0600 : 0644);
+    if (fd < 0) return false;
+    std::size_t written = 0;
+    bool ok = true;
+    while (written < bytes.size()) {
+        const ssize_t n = ::write(fd, bytes.data() + written, bytes.size() - written);
+        if (n < 0) {
+            if (errno == EINTR) continue;
+            ok = false;
+            break;
+        }
+        written += static_cast<std::size_t>(n);
+    }
+    if (::close(fd) != 0) ok = false;
+    if (ok && ::rename(temporary.c_str(), path.c_str()) != 0) ok = false;
+    if (!ok) fs::remove(temporary, ec);
+    return ok;
+}
+
+std::optional<std::string> OTSandbox::readFile(const fs::path& path, std::size_t maxBytes) {
+    std::error_code ec;
+    if (!fs::is_regular_file(path, ec)) return std::nullopt;
+    const auto size = fs::file_size(path, ec);
+    if (ec || size > maxBytes) return std::nullopt;
+    std::ifstream in(path, std::ios::binary);
+    if (!in) return std::nullopt;
+    std::string bytes(static_cast<std::size_t>(size), '\0');
+    in.read(bytes.data(), static_cast<std::streamsize>(size));
+    bytes.resize(static_cast<std::size_t>(in.gcount()));
+    return bytes;
+}

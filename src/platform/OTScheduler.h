@@ -1,0 +1,24 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "platform/OTDispatchQueue.h"
+
+// Makes and owns the queues of one environment: the main queue and named queues, created on first
+// request and shared by label afterwards.
+class OTScheduler {
+public:
+    static constexpr const char* kMainQueueLabel = "com.apple.main-thread";
+    // Low-priority global queue for housekeeping work such as cache trims.
+    static constexpr const char* kBackgroundQueueLabel = "com.apple.root.background-qos";
+
+    virtual ~OTScheduler() = default;
+
+    virtual std::shared_ptr<OTDispatchQueue> mainQueue() = 0;
+    virtual std::shared_ptr<OTDispatchQueue> queue(const std::string& label, bool concurrent = false) = 0;
+    std::shared_ptr<OTDispatchQueue> backgroundQueue() { return queue(kBackgroundQueueLabel, true); }
+
+    // Drops pending work and stops worker threads; queues handed out stay valid but run nothing more.
+    virtual void shutdown() = 0;
+};

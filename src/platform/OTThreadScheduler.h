@@ -1,0 +1,38 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+#include "platform/OTScheduler.h"
+
+// Real queues: one worker thread per serial queue, a small pool per concurrent queue, and a main
+// queue whose work runs on the thread that made the scheduler whenever that thread runs the main
+// loop (the host app or the simulator does).
+class OTThreadScheduler final : public OTScheduler, public std::enable_shared_from_this<OTThreadScheduler> {
+public:
+    OTThreadScheduler();
+    ~OTThreadScheduler() override;
+
+    std::shared_ptr<OTDispatchQueue> mainQueue() override;
+    std::shared_ptr<OTDispatchQueue> queue(const std::string& label, bool concurrent = false) override;
+    void shutdown() override;
+
+    // Runs main-queue work on the calling thread (which must be the main thread) until `done`
+    // holds or `timeout` passes. Returns whether `done` held.
+    bool runMainLoopUntil(const std::function<bool()>& done, std::chrono::milliseconds timeout);
+    // Runs the main-queue work that is due now, then returns.
+    std::size_t drainMainQueue();
+
+private:
+    class Lane;
+
+    const std::thread::id mainThread_;
+    std::mutex mutex_;
+    std::shared_ptr<Lane> main_;
+    std::map<std::string, std::shared_ptr<Lane>> lanes_;
+    bool stopped_ = false;
+};

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <mutex>
+#include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/OTPropertyList.h"
+
+// The app's standard user defaults: one property list on disk. Every change is written through
+// atomically, so a crash never loses or tears what was set; a missing or corrupt file reads as empty.
+class OTUserDefaults {
+public:
+    explicit OTUserDefaults(std::filesystem::path path);
+
+    std::optional<OTPropertyList> valueForKey(const std::string& key) const;
+    void setValue(const OTPropertyList& value, const std::string& key);
+
+    // JSON view of a value; null removes the entry, as storing nil does.
+    std::optional<nlohmann::json> objectForKey(const std::string& key) const;
+    void setObject(const nlohmann::json& value, const std::string& key);
+    void removeObjectForKey(const std::string& key);
+
+    // A text, or a number's decimal text.
+    std::optional<std::string> stringForKey(const std::string& key) const;
+    // A number, boolean or the leading integer of a text; 0 otherwise.
+    std::int64_t integerForKey(const std::string& key) const;
+    double doubleForKey(const std::string& key) const;
+    bool boolForKey(const std::string& key) const;
+    std::optional<OTPropertyList::Date> dateForKey(const std::string& key) const;
+    void setDate(OTPropertyList::Date value, const std::string& key);
+    std::optional<OTPropertyList::Data> dataForKey(const std::string& key) const;
+    void setData(const OTPropertyList::Data& value, const std::string& key);
+
+    // Writes the store now; false when the write failed.
+    bool synchronize();
+    OTPropertyList::Dictionary dictionaryRepresentation() const;
+    const std::filesystem::path& path() const { return path_; }
+
+    // A text's leading integer the way a text's integer value reads: leading blanks, an optional
+    // sign, then digits; anything else ends it; out of range saturates.
+    static std::int64_t integerValue(std::string_view text);
+
+private:
+    bool writeLocked() const;
+
+    const std::filesystem::path path_;
+    mutable std::mutex mutex_;
+    OTPropertyList::Dictionary values_;
+};
