@@ -6,7 +6,7 @@ namespace {
 // The lane whose work this thread is running, innermost first when syncs nest.
 thread_local const void* tCurrentLane = nullptr;
 // Stops a self-feeding chain of immediate work from spinning forever.
-constexpr std::size_t kMaxItemsPerDrain = 1'000'000;
+constexpr std::size_t kMaxItemsPerDrain = 100'000;
 }  // namespace
 
 class OTManualScheduler::Lane final : public OTDispatchQueue {

@@ -10,6 +10,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
+#include "platform/OTBinaryPlistReader.h"
 #include "platform/OTSandbox.h"
 
 namespace {
@@ -20,12 +21,6 @@ struct PlistFree {
     void operator()(void* node) const { plist_free(static_cast<plist_t>(node)); }
 };
 using PlistPtr = std::unique_ptr<void, PlistFree>;
-
-struct MallocFree {
-    void operator()(void* p) const { std::free(p); }
-};
-
-plist_t toNode(const OTPropertyList& value);
 
 plist_t toNode(const OTPropertyList& value) {
     switch (value.kind()) {
@@ -66,81 +61,6 @@ plist_t toNode(const OTPropertyList& value) {
         }
     }
     return plist_new_dict();
-}
-
-// Converts a parsed node; gives nothing past the depth or node budget or on an unknown kind.
-std::optional<OTPropertyList> fromNode(plist_t node, std::size_t depth, std::size_t& budget) {
-    if (node == nullptr || depth > OTPropertyList::kMaxDepth || budget == 0) return std::nullopt;
-    --budget;
-    switch (plist_get_node_type(node)) {
-        case PLIST_BOOLEAN: {
-            uint8_t v = 0;
-            plist_get_bool_val(node, &v);
-            return OTPropertyList(v != 0);
-        }
-        case PLIST_UINT: {
-            uint64_t v = 0;
-            plist_get_uint_val(node, &v);
-            return OTPropertyList(static_cast<std::int64_t>(v));
-        }
-        case PLIST_REAL: {
-            double v = 0;
-            plist_get_real_val(node, &v);
-            return OTPropertyList(v);
-        }
-        case PLIST_STRING: {
-            char* raw = nullptr;
-            plist_get_string_val(node, &raw);
-            std::unique_ptr<char, MallocFree> owned(raw);
-            return OTPropertyList(std::string(raw != nullptr ? raw : ""));
-        }
-        case PLIST_DATE: {
-            int32_t sec = 0;
-            int32_t usec = 0;
-            plist_get_date_val(node, &sec, &usec);
-            const auto micros = (static_cast<std::int64_t>(sec) + kPlistEpochOffset) * 1'000'000 + usec;
-            return OTPropertyList(OTPropertyList::Date(
-                std::chrono::duration_cast<OTPropertyList::Date::duration>(std::chrono::microseconds(micros))));
-        }
-        case PLIST_DATA: {
-            char* raw = nullptr;
-            uint64_t length = 0;
-            plist_get_data_val(node, &raw, &length);
-            std::unique_ptr<char, MallocFree> owned(raw);
-            OTPropertyList::Data data;
-            if (raw != nullptr) data.assign(reinterpret_cast<const std::uint8_t*>(raw),
-                                            reinterpret_cast<const std::uint8_t*>(raw) + length);
-            return OTPropertyList(std::move(data));
-        }
-        case PLIST_ARRAY: {
-            OTPropertyList::Array array;
-            const uint32_t size = plist_array_get_size(node);
-            for (uint32_t i = 0; i < size; ++i) {
-                auto item = fromNode(plist_array_get_item(node, i), depth + 1, budget);
-                if (!item) return std::nullopt;
-                array.push_back(std::move(*item));
-            }
-            return OTPropertyList(std::move(array));
-        }
-        case PLIST_DICT: {
-            OTPropertyList::Dictionary dict;
-            plist_dict_iter iter = nullptr;
-            plist_dict_new_iter(node, &iter);
-            std::unique_ptr<void, MallocFree> ownedIter(iter);
-            for (;;) {
-                char* rawKey = nullptr;
-                plist_t item = nullptr;
-                plist_dict_next_item(node, iter, &rawKey, &item);
-                std::unique_ptr<char, MallocFree> key(rawKey);
-                if (item == nullptr) break;
-                auto converted = fromNode(item, depth + 1, budget);
-                if (!converted || rawKey == nullptr) return std::nullopt;
-                dict.insert_or_assign(std::string(rawKey), std::move(*converted));
-            }
-            return OTPropertyList(std::move(dict));
-        }
-        default: return std::nullopt;
-    }
 }
 
 bool isNullMarker(const OTPropertyList::Dictionary& dict) {
@@ -184,17 +104,8 @@ std::string OTPropertyList::toBinary() const {
 }
 
 std::optional<OTPropertyList> OTPropertyList::fromBinary(std::string_view bytes) {
-    static constexpr std::string_view kMagic = "bplist00";
-    if (bytes.size() < kMagic.size() + 32 || bytes.substr(0, kMagic.size()) != kMagic ||
-        bytes.size() > OTSandbox::kMaxReadBytes) {
-        return std::nullopt;
-    }
-    plist_t raw = nullptr;
-    plist_from_bin(bytes.data(), static_cast<uint32_t>(bytes.size()), &raw);
-    PlistPtr root(raw);
-    if (raw == nullptr) return std::nullopt;
-    std::size_t budget = kMaxNodes;
-    return fromNode(raw, 0, budget);
+    if (bytes.size() > OTSandbox::kMaxReadBytes) return std::nullopt;
+    return OTBinaryPlistReader::read(bytes);
 }
 
 OTPropertyList OTPropertyList::fromJson(const nlohmann::json& value) {

@@ -58,7 +58,7 @@ public:
     nlohmann::json toJson() const;
 
     static constexpr std::size_t kMaxDepth = 256;
-    static constexpr std::size_t kMaxNodes = 4'000'000;
+    static constexpr std::size_t kMaxNodes = 500'000;
 
 private:
     std::variant<bool, std::int64_t, double, std::string, Date, Data, Array, Dictionary> value_;

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "corvane/CorvaneOtConfig.h"
+#include "corvane/CorvaneOtObserver.h"
+
+// The library's front door. Every operation is class-level, never throws and never reports an
+// error to the host: bad input is logged and ignored.
+//
+//   auto observer = CorvaneOtManager::getObserverListener("group.com.example.app");
+//   analyticsSdk.addObserver(observer);             // events then flow into the library
+//   auto config = std::make_shared<CorvaneOtConfig>();
+//   config->setAppKey("your-app-key");
+//   config->setMainPage("HomeViewController");
+//   CorvaneOtManager::startWithConfig(config);      // logs in and downloads campaigns
+class CorvaneOtManager {
+public:
+    CorvaneOtManager() = delete;
+
+    // The engine, to be registered with the host's analytics SDK as its observer. `groupIdentifier`
+    // is the app group whose shared store keeps the per-user settings; set it before starting.
+    static std::shared_ptr<CorvaneOtObserver> getObserverListener(const std::string& groupIdentifier);
+    static void startWithConfig(const std::shared_ptr<CorvaneOtConfig>& config);
+    static std::string SDKVersion();
+    static void configLogLevel(std::uint64_t level);
+};

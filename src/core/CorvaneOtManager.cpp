@@ -1,0 +1,29 @@
+#include "corvane/CorvaneOtManager.h"
+
+#include "core/OTSDKManager.h"
+#include "platform/OTLogger.h"
+
+// Nothing thrown inside the library reaches the host.
+std::shared_ptr<CorvaneOtObserver> CorvaneOtManager::getObserverListener(const std::string& groupIdentifier) {
+    try {
+        return OTSDKManager::sharedManager()->managerWithGroupIdentifier(groupIdentifier);
+    } catch (...) {
+        return nullptr;
+    }
+}
+
+void CorvaneOtManager::startWithConfig(const std::shared_ptr<CorvaneOtConfig>& config) {
+    try {
+        OTSDKManager::sharedManager()->startWithConfiguration(config);
+    } catch (...) {
+    }
+}
+
+std::string CorvaneOtManager::SDKVersion() { return OTSDKManager::SDKVersion(); }
+
+void CorvaneOtManager::configLogLevel(std::uint64_t level) {
+    try {
+        OTLogger::configLogLevel(static_cast<std::int64_t>(level));
+    } catch (...) {
+    }
+}

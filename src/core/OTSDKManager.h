@@ -1,0 +1,188 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "corvane/CorvaneOtConfig.h"
+#include "corvane/CorvaneOtObserver.h"
+#include "platform/OTClock.h"
+#include "platform/OTLocked.h"
+
+class OTEnvironment;
+class OTEvent;
+class OTPageCollection;
+class OTViewController;
+class OTWindowData;
+class OTWindowRecordTree;
+
+// The engine: owns the configuration, the dialog campaign lists, the dialog record tree, the
+// waiting events, the retry and page-view counters, for the life of the process (of the installed
+// environment). Fields touched from more than one queue are guarded per access.
+class OTSDKManager final : public CorvaneOtObserver, public std::enable_shared_from_this<OTSDKManager> {
+public:
+    static constexpr const char* kSDKVersion = "2.2.2";
+    static constexpr const char* kInAppFileName = "OTInAppWindowData.plist";
+    static constexpr const char* kSubscribeFileName = "OTSubscribeWindowData.plist";
+    static constexpr const char* kRecordTreeFileName = "OTWindowRecordTreeData.plist";
+    static constexpr const char* kNetworkDidChangeNotification = "OTNetworkDidChangeNotification";
+    static constexpr const char* kEventQueueLabel = "com.OT.eventData";
+
+    explicit OTSDKManager(OTEnvironment& environment);
+    ~OTSDKManager() override;
+
+    static std::shared_ptr<OTSDKManager> sharedManager();
+    // The shared engine; a non-empty `groupIdentifier` is stored first.
+    std::shared_ptr<OTSDKManager> managerWithGroupIdentifier(const std::optional<std::string>& groupIdentifier);
+    void startWithConfiguration(const std::shared_ptr<CorvaneOtConfig>& configuration);
+    static std::string SDKVersion() { return kSDKVersion; }
+    bool autoCollectPage() const { return autoCollectPageInfo(); }
+
+    // Observer of the host's analytics SDK.
+    void onEventDataReceived(const nlohmann::json& event) override;
+    void onUserProfile(const nlohmann::json& profile) override;
+    void onUserProfile(const std::string& key, const nlohmann::json& value) override;
+
+    void registerNotifications();
+    void networkStatusDidChange(const std::shared_ptr<void>& reachability);
+
+    // Event intake, on the event queue.
+    void _handleCorvaneEvent(const nlohmann::json& event);
+    void _handleSAEvent(const nlohmann::json& event);
+    // Page-view statistics taken before each match; the source type is not consulted.
+    void handleUserProfileUpload(const nlohmann::json& event, std::int64_t sourceType);
+    void handleCalibrationTime(const nlohmann::json& value);
+
+    // Fields.
+    std::int64_t currentMatchEventIndex() const { return currentMatchEventIndex_.load(); }
+    void setCurrentMatchEventIndex(std::int64_t value) { currentMatchEventIndex_.store(value); }
+    bool treeNodesInit() const { return treeNodesInit_.load(); }
+    void setTreeNodesInit(bool value) { treeNodesInit_.store(value); }
+    bool autoCollectPageInfo() const { return autoCollectPageInfo_.load(); }
+    void setAutoCollectPageInfo(bool value) { autoCollectPageInfo_.store(value); }
+    bool isPullingData() const { return isPullingData_.load(); }
+    void setIsPullingData(bool value) { isPullingData_.store(value); }
+    std::shared_ptr<CorvaneOtConfig> configuration() const { return configuration_.get(); }
+    void setConfiguration(std::shared_ptr<CorvaneOtConfig> value) { configuration_.set(std::move(value)); }
+    std::optional<std::string> groupIdentifier() const { return groupIdentifier_.get(); }
+    void setGroupIdentifier(std::optional<std::string> value) { groupIdentifier_.set(std::move(value)); }
+    std::optional<std::string> deviceToken() const { return deviceToken_.get(); }
+    void setDeviceToken(std::optional<std::string> value) { deviceToken_.set(std::move(value)); }
+    std::optional<std::string> deviceId() const { return deviceId_.get(); }
+    void setDeviceId(std::optional<std::string> value) { deviceId_.set(std::move(value)); }
+    std::optional<std::string> token() const { return token_.get(); }
+    void setToken(std::optional<std::string> value) { token_.set(std::move(value)); }
+    std::optional<std::string> userId() const { return userId_.get(); }
+    void setUserId(std::optional<std::string> value) { userId_.set(std::move(value)); }
+    std::optional<std::string> appid() const { return appid_.get(); }
+    void setAppid(std::optional<std::string> value) { appid_.set(std::move(value)); }
+    std::shared_ptr<OTPageCollection> pageCollection() const { return pageCollection_.get(); }
+    void setPageCollection(std::shared_ptr<OTPageCollection> value) { pageCollection_.set(std::move(value)); }
+    nlohmann::json cachedOfflineWindowEvents() const { return cachedOfflineWindowEvents_.get(); }
+    void setCachedOfflineWindowEvents(nlohmann::json value) { cachedOfflineWindowEvents_.set(std::move(value)); }
+    nlohmann::json cachedOfflinePushEvents() const { return cachedOfflinePushEvents_.get(); }
+    void setCachedOfflinePushEvents(nlohmann::json value) { cachedOfflinePushEvents_.set(std::move(value)); }
+    std::vector<std::shared_ptr<OTWindowData>> inAppDataArray() const { return inAppDataArray_.get(); }
+    void setInAppDataArray(std::vector<std::shared_ptr<OTWindowData>> value) { inAppDataArray_.set(std::move(value)); }
+    std::vector<std::shared_ptr<OTWindowData>> subscribeDataArray() const { return subscribeDataArray_.get(); }
+    void setSubscribeDataArray(std::vector<std::shared_ptr<OTWindowData>> value) {
+        subscribeDataArray_.set(std::move(value));
+    }
+    std::shared_ptr<OTWindowRecordTree> windowRecordTree() const { return windowRecordTree_.get(); }
+    void setWindowRecordTree(std::shared_ptr<OTWindowRecordTree> value) { windowRecordTree_.set(std::move(value)); }
+    std::vector<std::shared_ptr<OTEvent>> waitingEvents() const { return waitingEvents_.get(); }
+    void setWaitingEvents(std::vector<std::shared_ptr<OTEvent>> value) { waitingEvents_.set(std::move(value)); }
+    std::uint64_t maxWaitingEventsCount() const { return maxWaitingEventsCount_.load(); }
+    void setMaxWaitingEventsCount(std::uint64_t value) { maxWaitingEventsCount_.store(value); }
+    OTClock::TimePoint lastBackgroundUpdateTime() const { return lastBackgroundUpdateTime_.get(); }
+    void setLastBackgroundUpdateTime(OTClock::TimePoint value) { lastBackgroundUpdateTime_.set(value); }
+
+    std::uint64_t loginRetryCount() const { return loginRetryCount_.load(); }
+    void setLoginRetryCount(std::uint64_t value) { loginRetryCount_.store(value); }
+    std::uint64_t inAppRetryCount() const { return inAppRetryCount_.load(); }
+    void setInAppRetryCount(std::uint64_t value) { inAppRetryCount_.store(value); }
+    std::uint64_t subscribeRetryCount() const { return subscribeRetryCount_.load(); }
+    void setSubscribeRetryCount(std::uint64_t value) { subscribeRetryCount_.store(value); }
+    std::uint64_t reportEventRetryCount() const { return reportEventRetryCount_.load(); }
+    void setReportEventRetryCount(std::uint64_t value) { reportEventRetryCount_.store(value); }
+    std::uint64_t triggerRetryCount() const { return triggerRetryCount_.load(); }
+    void setTriggerRetryCount(std::uint64_t value) { triggerRetryCount_.store(value); }
+    std::uint64_t uploadPushTokenRetryCount() const { return uploadPushTokenRetryCount_.load(); }
+    void setUploadPushTokenRetryCount(std::uint64_t value) { uploadPushTokenRetryCount_.store(value); }
+    std::uint64_t aliasRetryCount() const { return aliasRetryCount_.load(); }
+    void setAliasRetryCount(std::uint64_t value) { aliasRetryCount_.store(value); }
+    std::uint64_t maxRetryCount() const { return maxRetryCount_.load(); }
+    void setMaxRetryCount(std::uint64_t value) { maxRetryCount_.store(value); }
+    std::int64_t pvCount() const { return pvCount_.load(); }
+    void setPvCount(std::int64_t value) { pvCount_.store(value); }
+    std::int64_t mainPagePVCount() const { return mainPagePVCount_.load(); }
+    void setMainPagePVCount(std::int64_t value) { mainPagePVCount_.store(value); }
+    std::shared_ptr<OTViewController> mainPageController() const { return mainPageController_.get(); }
+    void setMainPageController(std::shared_ptr<OTViewController> value) { mainPageController_.set(std::move(value)); }
+    std::shared_ptr<OTEvent> cachedFirstPVEventOfMainPage() const { return cachedFirstPVEventOfMainPage_.get(); }
+    void setCachedFirstPVEventOfMainPage(std::shared_ptr<OTEvent> value) {
+        cachedFirstPVEventOfMainPage_.set(std::move(value));
+    }
+    std::shared_ptr<OTEvent> currentTriggerEvent() const { return currentTriggerEvent_.get(); }
+    void setCurrentTriggerEvent(std::shared_ptr<OTEvent> value) { currentTriggerEvent_.set(std::move(value)); }
+    double calibrationTime() const { return calibrationTime_.load(); }
+    void setCalibrationTime(double value) { calibrationTime_.store(value); }
+
+    // Where the engine's files live: the documents folder of the sandbox.
+    std::string documentsPath(const std::string& fileName) const;
+
+private:
+    // Construction and start-up steps that belong to later layers of the engine.
+    void restoreCampaignLists();
+    void restoreRecordTree();
+    void startReachability();
+    void installDefaultServerEnvironments();
+    void startPageCollection();
+    void startWindowObservation();
+    void registerForRemoteNotifications(const CorvaneOtConfig& configuration);
+    void configureCustomServer(const std::string& url);
+    void loginThenDownload();
+
+    OTEnvironment& environment_;
+    std::once_flag interceptionOnce_;
+
+    std::atomic<std::int64_t> currentMatchEventIndex_{0};
+    std::atomic<bool> treeNodesInit_{false};
+    std::atomic<bool> autoCollectPageInfo_{true};
+    std::atomic<bool> isPullingData_{false};
+    OTLocked<std::shared_ptr<CorvaneOtConfig>> configuration_;
+    OTLocked<std::optional<std::string>> groupIdentifier_;
+    OTLocked<std::optional<std::string>> deviceToken_;
+    OTLocked<std::optional<std::string>> deviceId_;
+    OTLocked<std::optional<std::string>> token_;
+    OTLocked<std::optional<std::string>> userId_;
+    OTLocked<std::optional<std::string>> appid_;
+    OTLocked<std::shared_ptr<OTPageCollection>> pageCollection_;
+    OTLocked<nlohmann::json> cachedOfflineWindowEvents_{nlohmann::json::array()};
+    OTLocked<nlohmann::json> cachedOfflinePushEvents_{nlohmann::json::array()};
+    OTLocked<std::vector<std::shared_ptr<OTWindowData>>> inAppDataArray_;
+    OTLocked<std::vector<std::shared_ptr<OTWindowData>>> subscribeDataArray_;
+    OTLocked<std::shared_ptr<OTWindowRecordTree>> windowRecordTree_;
+    OTLocked<std::vector<std::shared_ptr<OTEvent>>> waitingEvents_;
+    std::atomic<std::uint64_t> maxWaitingEventsCount_{5};
+    OTLocked<OTClock::TimePoint> lastBackgroundUpdateTime_;
+    std::atomic<std::uint64_t> loginRetryCount_{0};
+    std::atomic<std::uint64_t> inAppRetryCount_{0};
+    std::atomic<std::uint64_t> subscribeRetryCount_{0};
+    std::atomic<std::uint64_t> reportEventRetryCount_{0};
+    std::atomic<std::uint64_t> triggerRetryCount_{0};
+    std::atomic<std::uint64_t> uploadPushTokenRetryCount_{0};
+    std::atomic<std::uint64_t> aliasRetryCount_{0};
+    std::atomic<std::uint64_t> maxRetryCount_{3};
+    std::atomic<std::int64_t> pvCount_{0};
+    std::atomic<std::int64_t> mainPagePVCount_{0};
+    OTLocked<std::shared_ptr<OTViewController>> mainPageController_;
+    OTLocked<std::shared_ptr<OTEvent>> cachedFirstPVEventOfMainPage_;
+    OTLocked<std::shared_ptr<OTEvent>> currentTriggerEvent_;
+    std::atomic<double> calibrationTime_{0};
+};

@@ -1,0 +1,55 @@
+#include "support/OTTestEnvironment.h"
+
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <stdexcept>
+
+namespace fs = std::filesystem;
+
+OTTestEnvironment::OTTestEnvironment() {
+    std::string pattern = (fs::temp_directory_path() / "ot-test-XXXXXX").string();
+    if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
+    root_ = pattern;
+    install();
+}
+
+OTTestEnvironment::~OTTestEnvironment() {
+    OTEnvironment::install(nullptr);
+    environment_.reset();
+    std::error_code ec;
+    fs::remove_all(root_, ec);
+}
+
+OTDeviceInfo OTTestEnvironment::fixedDevice() {
+    OTDeviceInfo device;
+    device.systemVersion = "17.5";
+    device.machine = "iPhone15,2";
+    device.bundleIdentifier = "com.corvane.test";
+    device.bundleShortVersion = "3.1.4";
+    device.identifierForVendor = "11111111-2222-4333-8444-555555555555";
+    return device;
+}
+
+void OTTestEnvironment::restart() {
+    OTEnvironment::install(nullptr);
+    environment_.reset();
+    install();
+}
+
+void OTTestEnvironment::install() {
+    const auto now = clock_ ? clock_->now() : OTVirtualClock::defaultStart();
+    clock_ = std::make_shared<OTVirtualClock>(now, std::chrono::hours(8));
+    scheduler_ = std::make_shared<OTManualScheduler>(clock_);
+    console_ = std::make_shared<OTRecordingConsole>();
+    OTEnvironment::Parts parts;
+    parts.clock = clock_;
+    parts.scheduler = scheduler_;
+    parts.sandboxRoot = root_;
+    parts.device = fixedDevice();
+    parts.console = console_;
+    parts.random = std::make_shared<OTRandomSource>(42u);
+    environment_ = std::make_shared<OTEnvironment>(std::move(parts));
+    OTEnvironment::install(environment_);
+}

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "platform/OTEnvironment.h"
+#include "platform/OTManualScheduler.h"
+#include "platform/OTRecordingConsole.h"
+#include "platform/OTVirtualClock.h"
+
+// A deterministic environment for one test: a fresh temporary sandbox, a virtual clock at
+// 2024-05-01 00:00:00 UTC in a UTC+8 zone, the manual scheduler, a recording console, a seeded
+// random source and fixed device facts. Installed on construction; removed with its sandbox on
+// destruction.
+class OTTestEnvironment {
+public:
+    OTTestEnvironment();
+    ~OTTestEnvironment();
+    OTTestEnvironment(const OTTestEnvironment&) = delete;
+    OTTestEnvironment& operator=(const OTTestEnvironment&) = delete;
+
+    // Discards the installed environment (and its shared instances) and installs a new one over
+    // the same sandbox, as a restart of the app would.
+    void restart();
+
+    OTEnvironment& environment() const { return *environment_; }
+    OTManualScheduler& scheduler() const { return *scheduler_; }
+    OTVirtualClock& clock() const { return *clock_; }
+    OTRecordingConsole& console() const { return *console_; }
+    const std::filesystem::path& root() const { return root_; }
+    std::filesystem::path documents() const { return root_ / "Documents"; }
+
+    static OTDeviceInfo fixedDevice();
+
+private:
+    void install();
+
+    std::filesystem::path root_;
+    std::shared_ptr<OTVirtualClock> clock_;
+    std::shared_ptr<OTManualScheduler> scheduler_;
+    std::shared_ptr<OTRecordingConsole> console_;
+    std::shared_ptr<OTEnvironment> environment_;
+};
