@@ -7,7 +7,7 @@ bool needsQuotes(const std::string& text) {
     if (text.empty()) return true;
     for (unsigned char c : text) {
         const bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
-                           c == '$' || c == '.' || c == '/' || c == ':' || c >= 0x80;
+                           c == '$' || c == '.' || c == '/' || c == ':' || c == '-' || c >= 0x80;
         if (!plain) return true;
     }
     return false;
@@ -43,7 +43,7 @@ std::string OTDescription::describe(const nlohmann::json& value) {
 void OTDescription::append(std::string& out, const nlohmann::json& value, int indent, bool nested) {
     const std::string pad(static_cast<std::size_t>(indent) * 4, ' ');
     switch (value.type()) {
-        case nlohmann::json::value_t::null: out += "<null>"; return;
+        case nlohmann::json::value_t::null: out += nested ? "\"<null>\"" : "<null>"; return;
         case nlohmann::json::value_t::boolean: out += value.get<bool>() ? "1" : "0"; return;
         case nlohmann::json::value_t::string:
             if (nested) appendQuoted(out, value.get_ref<const std::string&>());
@@ -85,14 +85,13 @@ void OTDescription::append(std::string& out, const nlohmann::json& value, int in
                 appendQuoted(out, key);
                 out += " = ";
                 // Nested collections open on the key's line, indented the platform's odd way.
-                if (item.is_structured()) out += "    ";
+                if (item.is_structured()) out += std::string(static_cast<std::size_t>(indent + 1) * 4, ' ');
                 append(out, item, indent + 1, true);
                 out += ";\n";
             }
             out += pad + "}";
             return;
         }
-        case nlohmann::json::value_t::discarded: out += "<null>"; return;
         default: out += value.dump(); return;  // numbers: the shortest text that reads back the same
     }
 }
