@@ -1,5 +1,7 @@
 #include "platform/OTDescription.h"
 
+#include <cmath>
+#include <cstdio>
 #include <nlohmann/json.hpp>
 
 namespace {
@@ -32,6 +34,22 @@ void appendQuoted(std::string& out, const std::string& text) {
     out += '"';
 }
 }  // namespace
+
+std::string OTDescription::numberText(const nlohmann::json& number) {
+    if (number.is_boolean()) return number.get<bool>() ? "1" : "0";
+    if (number.is_number_integer()) return std::to_string(number.get<std::int64_t>());
+    if (number.is_number_unsigned()) return std::to_string(number.get<std::uint64_t>());
+    if (!number.is_number_float()) return "";
+    const double value = number.get<double>();
+    if (std::isnan(value)) return "nan";
+    if (std::isinf(value)) return value > 0 ? "inf" : "-inf";
+    if (value == std::floor(value) && std::fabs(value) < 1e15) {
+        char buffer[32];
+        std::snprintf(buffer, sizeof buffer, "%.0f", value);
+        return buffer;
+    }
+    return number.dump();
+}
 
 std::string OTDescription::describe(const nlohmann::json& value) {
     if (value.is_string()) return value.get_ref<const std::string&>();
@@ -92,6 +110,6 @@ void OTDescription::append(std::string& out, const nlohmann::json& value, int in
             out += pad + "}";
             return;
         }
-        default: out += value.dump(); return;  // numbers: the shortest text that reads back the same
+        default: out += numberText(value); return;
     }
 }

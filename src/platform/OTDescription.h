@@ -9,6 +9,9 @@
 class OTDescription {
 public:
     static std::string describe(const nlohmann::json& value);
+    // The decimal text of a number (or of a boolean, 1 or 0): integral values without a fraction,
+    // others in the shortest form that reads back the same.
+    static std::string numberText(const nlohmann::json& number);
 
 private:
     static void append(std::string& out, const nlohmann::json& value, int indent, bool nested);

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "platform/OTHeadlessUIHost.h"
 #include "platform/OTStandardErrorConsole.h"
 #include "platform/OTSystemClock.h"
 #include "platform/OTThreadScheduler.h"
@@ -26,6 +27,7 @@ OTEnvironment::OTEnvironment(Parts parts)
       device_(std::move(parts.device)),
       console_(parts.console ? std::move(parts.console) : std::make_shared<OTStandardErrorConsole>()),
       random_(parts.random ? std::move(parts.random) : std::make_shared<OTRandomSource>()),
+      uiHost_(parts.uiHost ? std::move(parts.uiHost) : std::make_shared<OTHeadlessUIHost>()),
       defaults_(std::make_unique<OTUserDefaults>(sandbox_.userDefaultsPath(device_.bundleIdentifier))),
       keychain_(std::make_unique<OTKeychainStore>(sandbox_.keychainPath())),
       notifications_(std::make_unique<OTNotificationCenter>()) {}

@@ -17,6 +17,7 @@
 #include "platform/OTRandomSource.h"
 #include "platform/OTSandbox.h"
 #include "platform/OTScheduler.h"
+#include "platform/OTUIHost.h"
 #include "platform/OTUserDefaults.h"
 
 // Everything the platform provides, behind one object installed process-wide. Library code asks
@@ -32,6 +33,7 @@ public:
         OTDeviceInfo device;
         std::shared_ptr<OTConsole> console;
         std::shared_ptr<OTRandomSource> random;
+        std::shared_ptr<OTUIHost> uiHost;  // headless when not given
     };
 
     struct SystemOptions {
@@ -62,6 +64,7 @@ public:
     OTConsole& console() const { return *console_; }
     OTRandomSource& random() const { return *random_; }
     OTNotificationCenter& notificationCenter() const { return *notifications_; }
+    OTUIHost& uiHost() const { return *uiHost_; }
 
     std::shared_ptr<OTDispatchQueue> mainQueue() const { return scheduler_->mainQueue(); }
     std::shared_ptr<OTDispatchQueue> queue(const std::string& label, bool concurrent = false) const {
@@ -90,6 +93,7 @@ private:
     OTDeviceInfo device_;
     std::shared_ptr<OTConsole> console_;
     std::shared_ptr<OTRandomSource> random_;
+    std::shared_ptr<OTUIHost> uiHost_;
     std::unique_ptr<OTUserDefaults> defaults_;
     std::unique_ptr<OTKeychainStore> keychain_;
     std::unique_ptr<OTNotificationCenter> notifications_;

@@ -23,15 +23,18 @@ std::optional<std::filesystem::path> OTUserShare::filePath(const std::string& ke
 }
 
 void OTUserShare::setObject(const nlohmann::json& value, const std::string& key, const std::string& domain) {
-    if (key.empty() || value.is_null() || value.is_discarded()) return;
+    if (key.empty()) return;
     if (domain.empty()) {
+        // Storing nothing in the user defaults removes the entry.
         environment_.standardUserDefaults().setObject(value, key);
         environment_.standardUserDefaults().synchronize();
         return;
     }
-    const std::string text = OTDescription::describe(value);
+    // Nothing has no description to write: that write fails and the file keeps its old value.
+    const bool absent = value.is_null() || value.is_discarded();
+    const std::string text = absent ? "(null)" : OTDescription::describe(value);
     const auto path = filePath(key, domain);
-    if (path && OTSandbox::writeFileAtomically(*path, text)) {
+    if (!absent && path && OTSandbox::writeFileAtomically(*path, text)) {
         OTLog(OTLogger::kLevelData, "数据写入共享文件成功，url : %@, key : %@, value : %@", "file://" + path->string(), key,
               text);
     } else {

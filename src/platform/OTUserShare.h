@@ -18,7 +18,8 @@ public:
 
     static std::shared_ptr<OTUserShare> share();
 
-    // An empty key, or a null value, does nothing.
+    // An empty key does nothing. A null value removes a user-defaults entry; a group file keeps
+    // its old value (the failed write is logged).
     void setObject(const nlohmann::json& value, const std::string& key, const std::string& domain);
     std::optional<nlohmann::json> objectForKey(const std::string& key, const std::string& domain) const;
     // The stored value as text (a number's decimal text), or nothing.

@@ -46,7 +46,8 @@ TEST(OTUserShare, EmptyKeysNullValuesAndUnusableGroupsChangeNothing) {
     share->setObject("v", "", "group.demo");
     share->setObject("v", "", "");
     share->setObject(nullptr, "k", "group.demo");
-    share->setObject(nullptr, "k", "");
+    share->setObject("v", "k", "");
+    share->setObject(nullptr, "k", "");  // removes the entry again
     share->setObject("v", "../escape", "group.demo");
     share->setObject("v", "k", "../..");
     EXPECT_FALSE(std::filesystem::exists(test.root() / "AppGroups"));
@@ -56,6 +57,7 @@ TEST(OTUserShare, EmptyKeysNullValuesAndUnusableGroupsChangeNothing) {
     const auto log = OTSandbox::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
     EXPECT_NE(log.find("数据写入共享文件失败，key : ../escape, value : v\n"), std::string::npos);
     EXPECT_NE(log.find("数据写入共享文件失败，key : k, value : v\n"), std::string::npos);
+    EXPECT_NE(log.find("数据写入共享文件失败，key : k, value : (null)\n"), std::string::npos);
 
     // A file that is not UTF-8 text reads as nothing.
     OTSandbox::writeFileAtomically(test.root() / "AppGroups/g/Library/Caches/OT_bad.json", "\xFF\xFE\xFD");

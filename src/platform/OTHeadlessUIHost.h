@@ -1,0 +1,37 @@
+#pragma once
+
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "platform/OTUIHost.h"
+
+// The user interface without a screen: every request is recorded as a line, mail finishes with a
+// result the test chose, animations complete after their duration on the environment's main queue
+// and termination is only recorded.
+class OTHeadlessUIHost final : public OTUIHost {
+public:
+    bool canSendMail() override;
+    void presentMailComposer(const MailRequest& request, const std::shared_ptr<OTViewController>& from,
+                             MailFinished finished) override;
+    void dismissMailComposer() override;
+    void showMessage(const std::string& text) override;
+    void animateKeyWindowBounds(double width, double height, std::chrono::milliseconds duration,
+                                std::function<void()> completion) override;
+    void terminate(int status) override;
+
+    void setCanSendMail(bool value);
+    void setMailOutcome(MailResult result, std::optional<std::string> error = std::nullopt);
+    std::vector<std::string> records() const;
+    std::vector<MailRequest> mails() const;
+
+private:
+    void record(std::string line);
+
+    mutable std::mutex mutex_;
+    bool canSendMail_ = true;
+    MailResult outcome_ = MailResult::Sent;
+    std::optional<std::string> outcomeError_;
+    std::vector<std::string> records_;
+    std::vector<MailRequest> mails_;
+};
