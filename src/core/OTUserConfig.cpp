@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "platform/OTEnvironment.h"
+#include "platform/OTJSONValue.h"
 #include "platform/OTUserDefaults.h"
 #include "platform/OTUserShare.h"
 #include "platform/OTUtils.h"
@@ -11,18 +12,6 @@ namespace {
 OTUserDefaults& defaults() { return OTEnvironment::current()->standardUserDefaults(); }
 OTUtils::Date now() { return OTEnvironment::current()->clock().now(); }
 
-// A server value read as an integer: numbers, booleans and the leading integer of a text.
-std::optional<std::int64_t> integerValue(const nlohmann::json& value) {
-    if (value.is_boolean()) return value.get<bool>() ? 1 : 0;
-    if (value.is_number_integer()) return value.get<std::int64_t>();
-    if (value.is_number_unsigned()) return static_cast<std::int64_t>(value.get<std::uint64_t>());
-    if (value.is_number_float()) {
-        const double d = value.get<double>();
-        return std::isfinite(d) && std::fabs(d) < 9.2e18 ? static_cast<std::int64_t>(d) : 0;
-    }
-    if (value.is_string()) return OTUserDefaults::integerValue(value.get_ref<const std::string&>());
-    return std::nullopt;
-}
 }  // namespace
 
 std::shared_ptr<OTUserConfig> OTUserConfig::defaultConfig() {
@@ -38,10 +27,10 @@ std::shared_ptr<OTUserConfig> OTUserConfig::configWithDictionary(const nlohmann:
     auto config = defaultConfig();
     if (!dictionary.is_object()) return config;
     if (const auto it = dictionary.find("dayDialogMaxCount"); it != dictionary.end()) {
-        if (auto value = integerValue(*it)) config->setMaxDailyPopWindowCount(static_cast<std::uint64_t>(*value));
+        if (auto value = OTJSONValue::integerValue(*it)) config->setMaxDailyPopWindowCount(static_cast<std::uint64_t>(*value));
     }
     if (const auto it = dictionary.find("intervalDay"); it != dictionary.end()) {
-        if (auto value = integerValue(*it)) config->setIntervalDay(static_cast<std::uint64_t>(*value));
+        if (auto value = OTJSONValue::integerValue(*it)) config->setIntervalDay(static_cast<std::uint64_t>(*value));
     }
     return config;
 }

@@ -43,6 +43,7 @@ void OTTestEnvironment::install() {
     clock_ = std::make_shared<OTVirtualClock>(now, std::chrono::hours(8));
     scheduler_ = std::make_shared<OTManualScheduler>(clock_);
     console_ = std::make_shared<OTRecordingConsole>();
+    uiHost_ = std::make_shared<OTHeadlessUIHost>();
     OTEnvironment::Parts parts;
     parts.clock = clock_;
     parts.scheduler = scheduler_;
@@ -50,6 +51,7 @@ void OTTestEnvironment::install() {
     parts.device = fixedDevice();
     parts.console = console_;
     parts.random = std::make_shared<OTRandomSource>(42u);
+    parts.uiHost = uiHost_;
     environment_ = std::make_shared<OTEnvironment>(std::move(parts));
     OTEnvironment::install(environment_);
 }

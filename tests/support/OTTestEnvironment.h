@@ -5,13 +5,14 @@
 #include <string>
 
 #include "platform/OTEnvironment.h"
+#include "platform/OTHeadlessUIHost.h"
 #include "platform/OTManualScheduler.h"
 #include "platform/OTRecordingConsole.h"
 #include "platform/OTVirtualClock.h"
 
 // A deterministic environment for one test: a fresh temporary sandbox, a virtual clock at
-// 2024-05-01 00:00:00 UTC in a UTC+8 zone, the manual scheduler, a recording console, a seeded
-// random source and fixed device facts. Installed on construction; removed with its sandbox on
+// 2024-05-01 00:00:00 UTC in a UTC+8 zone, the manual scheduler, a recording console, the headless
+// user interface, a seeded random source and fixed device facts. Installed on construction; removed with its sandbox on
 // destruction.
 class OTTestEnvironment {
 public:
@@ -28,6 +29,7 @@ public:
     OTManualScheduler& scheduler() const { return *scheduler_; }
     OTVirtualClock& clock() const { return *clock_; }
     OTRecordingConsole& console() const { return *console_; }
+    OTHeadlessUIHost& uiHost() const { return *uiHost_; }
     const std::filesystem::path& root() const { return root_; }
     std::filesystem::path documents() const { return root_ / "Documents"; }
 
@@ -40,5 +42,6 @@ private:
     std::shared_ptr<OTVirtualClock> clock_;
     std::shared_ptr<OTManualScheduler> scheduler_;
     std::shared_ptr<OTRecordingConsole> console_;
+    std::shared_ptr<OTHeadlessUIHost> uiHost_;
     std::shared_ptr<OTEnvironment> environment_;
 };

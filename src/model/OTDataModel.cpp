@@ -1,0 +1,5 @@
+#include "model/OTDataModel.h"
+
+void OTDataModel::setModelWithDic(const nlohmann::json&) {}
+
+void OTDataModel::encodeWithCoder(OTKeyedArchiver&) const {}

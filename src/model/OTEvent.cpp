@@ -1,0 +1,186 @@
+#include "model/OTEvent.h"
+
+#include "platform/OTDescription.h"
+#include "platform/OTEnvironment.h"
+#include "platform/OTJSONValue.h"
+#include "platform/OTKeyedArchiver.h"
+#include "platform/OTLogFormatter.h"
+
+namespace {
+// Debug lines of matching go to the platform console, not to the logger.
+template <class... Args>
+void console(const char* format, const Args&... args) {
+    const OTLogArgument arguments[] = {OTLogArgument(args)..., OTLogArgument(nullptr)};
+    OTEnvironment::current()->console().print(
+        OTLogFormatter::format(format, std::span<const OTLogArgument>(arguments, sizeof...(Args))));
+}
+
+// A key present with a non-null value.
+const nlohmann::json* present(const nlohmann::json& dic, const char* key) {
+    const auto it = dic.find(key);
+    return it == dic.end() || it->is_null() ? nullptr : &*it;
+}
+
+std::optional<std::string> textAt(const nlohmann::json& dic, const char* key) {
+    const auto it = dic.find(key);
+    return it == dic.end() ? std::nullopt : OTJSONValue::text(*it);
+}
+
+// One property pair of matchXcontext: texts equal exactly, numbers (booleans too) numerically.
+bool sameProperty(const nlohmann::json& value, const nlohmann::json* other) {
+    if (other == nullptr) return false;
+    if (value.is_string() && other->is_string()) return value == *other;
+    return OTJSONValue::numbersEqual(value, *other);
+}
+}  // namespace
+
+void OTEvent::setModelWithDic(const nlohmann::json& dic) {
+    OTDataModel::setModelWithDic(dic);
+    if (!dic.is_object()) {
+        available_ = false;
+        return;
+    }
+    available_ = true;
+    appid_ = textAt(dic, "appid");
+    xwhat_ = textAt(dic, "xwhat");
+    xwho_ = textAt(dic, "xwho");
+    const auto* when = present(dic, "xwhen");
+    xwhen_ = when != nullptr ? OTJSONValue::doubleValue(*when).value_or(0) : 0;
+    const auto* context = present(dic, "xcontext");
+    xcontext_ = context != nullptr ? *context : nlohmann::json();
+    const auto* count = present(dic, "count");
+    count_ = count != nullptr ? OTJSONValue::integerValue(*count).value_or(1) : 1;
+    const auto* delay = present(dic, "delay");
+    delay_ = delay != nullptr ? static_cast<float>(OTJSONValue::doubleValue(*delay).value_or(0)) : 0.0f;
+    const auto* relation = present(dic, "relation");
+    relation_ = relation != nullptr ? OTJSONValue::text(*relation) : std::optional<std::string>("AND");
+    rules_.clear();
+    if (const auto it = dic.find("rule"); it != dic.end() && it->is_array()) {
+        for (const auto& element : *it) {
+            auto rule = std::make_shared<OTEventRule>();
+            rule->setModelWithDic(element);
+            rules_.push_back(std::move(rule));
+        }
+    }
+}
+
+std::string OTEvent::rulesDescription() const {
+    nlohmann::json list = nlohmann::json::array();
+    for (const auto& rule : rules_) list.push_back(rule ? rule->description() : std::string("(null)"));
+    return OTDescription::describe(list);
+}
+
+bool OTEvent::matches(const OTEvent* condition) const {
+    const bool conditionAvailable = condition != nullptr && condition->available_;
+    console("matches:%d,event->available:%d", available_, conditionAvailable);
+    console("matches->xwhat:%@,event->xwhat:%@", xwhat_, condition != nullptr ? condition->xwhat_ : std::nullopt);
+    console("matches->rules:%@", condition != nullptr ? std::optional<std::string>(condition->rulesDescription())
+                                                      : std::nullopt);
+    if (!available_ || !conditionAvailable || xwhat_ != condition->xwhat_) return false;
+    if (!condition->rules_.empty()) {
+        console("matches->OT_ArrayNotEmpty");
+        return matchRules(condition);
+    }
+    console("matches->matchXcontext");
+    return matchXcontext(condition);
+}
+
+bool OTEvent::matchRules(const OTEvent* condition) const {
+    if (condition == nullptr || condition->rules_.empty()) return false;
+    // The incoming event's own relation decides how the condition's rules combine.
+    if (relation_ == "AND") {
+        long matchCount = 0;
+        for (const auto& rule : condition->rules_) {
+            if (rule && rule->compareRuleWithEvent(this)) ++matchCount;
+        }
+        const long count = static_cast<long>(condition->rules_.size());
+        console("matchRules->matchCount:%ld,count:%ld", matchCount, count);
+        return matchCount == count;
+    }
+    if (relation_ == "OR") {
+        for (const auto& rule : condition->rules_) {
+            if (rule && rule->compareRuleWithEvent(this)) return true;
+        }
+        return false;
+    }
+    return false;
+}
+
+bool OTEvent::matchXcontext(const OTEvent* condition) const {
+    if (!xcontext_.is_object() || condition == nullptr || condition->xcontext_.is_null()) return true;
+    if (!condition->xcontext_.is_object()) return true;
+    console("matchXcontext:self->%@ ;event->%@", xcontext_, condition->xcontext_);
+    bool result = true;
+    if (xcontext_.size() >= condition->xcontext_.size()) {
+        // The usual case, an event with more properties: the condition's keys ignore letter case.
+        for (const auto& [key, value] : condition->xcontext_.items()) {
+            const auto it = xcontext_.find(OTJSONValue::lowercase(key));
+            if (!sameProperty(value, it != xcontext_.end() ? &*it : nullptr)) {
+                result = false;
+                break;
+            }
+        }
+    } else {
+        for (const auto& [key, value] : xcontext_.items()) {
+            const auto it = condition->xcontext_.find(key);
+            if (!sameProperty(value, it != condition->xcontext_.end() ? &*it : nullptr)) {
+                result = false;
+                break;
+            }
+        }
+    }
+    console("matchXcontext->endMatch:%d", result);
+    return result;
+}
+
+nlohmann::json OTEvent::toDictionary() const {
+    return nlohmann::json{
+        {"appid", appid_.value_or("")},
+        {"xwho", xwho_.value_or("")},
+        {"xwhat", xwhat_.value_or("")},
+        {"xwhen", xwhen_},
+        {"xcontext", xcontext_.is_null() ? nlohmann::json::object() : xcontext_},
+        {"count", count_ == 0 ? 1 : count_},
+        {"delay", static_cast<double>(delay_)},
+    };
+}
+
+std::string OTEvent::description() const {
+    const OTLogArgument arguments[] = {appid_, xwhat_, xwhen_, xwho_,
+                                       xcontext_.is_null() ? OTLogArgument(nullptr) : OTLogArgument(xcontext_),
+                                       count_, static_cast<double>(delay_), relation_, rulesDescription(), available_};
+    return OTLogFormatter::format(
+        "appid:%@,xwhat:%@,xwhen:%f,xwho:%@,xcontext:%@,count:%lf,delay:%f,relation:%@,rules:%@,available:%d",
+        arguments);
+}
+
+void OTEvent::encodeWithCoder(OTKeyedArchiver& coder) const {
+    OTDataModel::encodeWithCoder(coder);
+    coder.encodeBool(available_, "available");
+    coder.encodeObject(appid_, "appid");
+    coder.encodeObject(xwho_, "xwho");
+    coder.encodeObject(xwhat_, "xwhat");
+    coder.encodeDouble(xwhen_, "xwhen");
+    if (!xcontext_.is_null()) coder.encodeObject(xcontext_, "xcontext");
+    coder.encodeInteger(count_, "count");
+    coder.encodeFloat(delay_, "delay");
+    coder.encodeObject(relation_, "relation");
+    coder.encodeObjects(rules_, "rules");
+}
+
+std::shared_ptr<OTEvent> OTEvent::initWithCoder(const OTKeyedUnarchiver& coder) {
+    auto event = std::make_shared<OTEvent>();
+    event->available_ = coder.decodeBoolForKey("available");
+    event->appid_ = coder.decodeStringForKey("appid");
+    event->xwho_ = coder.decodeStringForKey("xwho");
+    event->xwhat_ = coder.decodeStringForKey("xwhat");
+    event->xwhen_ = coder.decodeDoubleForKey("xwhen");
+    event->xcontext_ = coder.decodeJsonForKey("xcontext").value_or(nullptr);
+    event->count_ = coder.decodeIntegerForKey("count");
+    if (event->count_ == 0) event->count_ = 1;
+    event->delay_ = coder.decodeFloatForKey("delay");
+    event->relation_ = coder.decodeStringForKey("relation");
+    event->rules_ = coder.decodeArrayOfObjectsOfClass<OTEventRule>("rules").value_or(
+        std::vector<std::shared_ptr<OTEventRule>>{});
+    return event;
+}

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "model/OTDataModel.h"
+#include "model/OTEventRule.h"
+#include "platform/OTKeyedUnarchiver.h"
+
+// An analytics event, and also a campaign's trigger condition: the incoming event is asked
+// whether it `matches` a condition (same event name, then the condition's rules or properties).
+class OTEvent final : public OTDataModel {
+public:
+    static constexpr const char* kArchiveClassName = "OTEvent";
+
+    void setModelWithDic(const nlohmann::json& dic) override;
+    const char* archiveClassName() const override { return kArchiveClassName; }
+    void encodeWithCoder(OTKeyedArchiver& coder) const override;
+    static std::shared_ptr<OTEvent> initWithCoder(const OTKeyedUnarchiver& coder);
+
+    // Sent to the incoming event with the condition; a missing condition never matches.
+    bool matches(const OTEvent* condition) const;
+    bool matches(const std::shared_ptr<OTEvent>& condition) const { return matches(condition.get()); }
+    bool matchXcontext(const OTEvent* condition) const;
+    bool matchRules(const OTEvent* condition) const;
+    nlohmann::json toDictionary() const;
+    std::string description() const;
+
+    const std::optional<std::string>& appid() const { return appid_; }
+    void setAppid(std::optional<std::string> value) { appid_ = std::move(value); }
+    const std::optional<std::string>& xwhat() const { return xwhat_; }
+    void setXwhat(std::optional<std::string> value) { xwhat_ = std::move(value); }
+    double xwhen() const { return xwhen_; }
+    void setXwhen(double value) { xwhen_ = value; }
+    const std::optional<std::string>& xwho() const { return xwho_; }
+    void setXwho(std::optional<std::string> value) { xwho_ = std::move(value); }
+    // The properties as they came (normally a dictionary); null when there are none.
+    const nlohmann::json& xcontext() const { return xcontext_; }
+    void setXcontext(nlohmann::json value) { xcontext_ = std::move(value); }
+    std::int64_t count() const { return count_; }
+    void setCount(std::int64_t value) { count_ = value; }
+    float delay() const { return delay_; }
+    void setDelay(float value) { delay_ = value; }
+    const std::optional<std::string>& relation() const { return relation_; }
+    void setRelation(std::optional<std::string> value) { relation_ = std::move(value); }
+    const std::vector<std::shared_ptr<OTEventRule>>& rules() const { return rules_; }
+    void setRules(std::vector<std::shared_ptr<OTEventRule>> value) { rules_ = std::move(value); }
+    bool available() const { return available_; }
+    void setAvailable(bool value) { available_ = value; }
+
+private:
+    std::string rulesDescription() const;
+
+    std::optional<std::string> appid_;
+    std::optional<std::string> xwhat_;
+    double xwhen_ = 0;
+    std::optional<std::string> xwho_;
+    nlohmann::json xcontext_;
+    std::int64_t count_ = 0;
+    float delay_ = 0;
+    std::optional<std::string> relation_;
+    std::vector<std::shared_ptr<OTEventRule>> rules_;
+    bool available_ = false;
+};

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+#include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <string>
+#include <string_view>
+
+// Lenient readings of JSON values, the way the platform reads a value whose kind was not checked:
+// numbers and booleans read as numbers, texts by their leading number, anything else as nothing.
+class OTJSONValue {
+public:
+    // A text as it stands; nothing for any other kind.
+    static std::optional<std::string> text(const nlohmann::json& value);
+    // Numbers and booleans; nothing for texts and other kinds.
+    static std::optional<double> number(const nlohmann::json& value);
+    static std::optional<double> doubleValue(const nlohmann::json& value);
+    static std::optional<std::int64_t> integerValue(const nlohmann::json& value);
+    // The leading decimal number of a text (blanks skipped, exponent allowed); 0 when there is none.
+    static double doubleValueOfText(std::string_view text);
+    // Two numbers (booleans included) are numerically equal; integers are compared exactly.
+    static bool numbersEqual(const nlohmann::json& a, const nlohmann::json& b);
+    // Letter case folded in the ASCII range only.
+    static std::string lowercase(std::string_view text);
+    static bool equalsIgnoringCase(std::string_view a, std::string_view b);
+};
