@@ -34,9 +34,14 @@ public:
         if (value != nullptr) value_ = std::string_view(value);
     }
     OTLogArgument(std::string_view value) : value_(value) {}
+    // Named strings are viewed (they outlive the call); temporaries are kept.
     OTLogArgument(const std::string& value) : value_(std::string_view(value)) {}
+    OTLogArgument(std::string&& value) : value_(std::move(value)) {}
     OTLogArgument(const std::optional<std::string>& value) {
         if (value) value_ = std::string_view(*value);
+    }
+    OTLogArgument(std::optional<std::string>&& value) {
+        if (value) value_ = std::move(*value);
     }
     OTLogArgument(const nlohmann::json& value);
     OTLogArgument(std::chrono::system_clock::time_point value);
