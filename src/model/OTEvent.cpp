@@ -3,6 +3,7 @@
 #include "platform/OTDescription.h"
 #include "platform/OTEnvironment.h"
 #include "platform/OTJSONValue.h"
+#include "platform/OTText.h"
 #include "platform/OTKeyedArchiver.h"
 #include "platform/OTLogFormatter.h"
 
@@ -114,7 +115,7 @@ bool OTEvent::matchXcontext(const OTEvent* condition) const {
     if (xcontext_.size() >= condition->xcontext_.size()) {
         // The usual case, an event with more properties: the condition's keys ignore letter case.
         for (const auto& [key, value] : condition->xcontext_.items()) {
-            const auto it = xcontext_.find(OTJSONValue::lowercase(key));
+            const auto it = xcontext_.find(OTText::lowercase(key));
             if (!sameProperty(value, it != xcontext_.end() ? &*it : nullptr)) {
                 result = false;
                 break;

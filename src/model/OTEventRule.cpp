@@ -4,6 +4,7 @@
 #include "platform/OTDescription.h"
 #include "platform/OTEnvironment.h"
 #include "platform/OTJSONValue.h"
+#include "platform/OTText.h"
 #include "platform/OTKeyedArchiver.h"
 #include "platform/OTUserDefaults.h"
 #include "platform/OTUtils.h"
@@ -176,23 +177,23 @@ std::optional<std::pair<std::string, std::string>> textOperands(const nlohmann::
 
 bool OTEventRule::string_compareEQ(const nlohmann::json& ruleValue, const std::optional<std::string>& realValue) const {
     const auto texts = textOperands(ruleValue, realValue);
-    return texts && OTJSONValue::equalsIgnoringCase(texts->second, texts->first);
+    return texts && OTText::equalsIgnoringCase(texts->second, texts->first);
 }
 
 bool OTEventRule::string_compareNOT_EQ(const nlohmann::json& ruleValue, const std::optional<std::string>& realValue) const {
     const auto texts = textOperands(ruleValue, realValue);
-    return !texts || !OTJSONValue::equalsIgnoringCase(texts->second, texts->first);
+    return !texts || !OTText::equalsIgnoringCase(texts->second, texts->first);
 }
 
 bool OTEventRule::string_compareCONTAIN(const nlohmann::json& ruleValue, const std::optional<std::string>& realValue) const {
     const auto texts = textOperands(ruleValue, realValue);
-    return texts && OTJSONValue::lowercase(texts->second).find(OTJSONValue::lowercase(texts->first)) != std::string::npos;
+    return texts && OTText::lowercase(texts->second).find(OTText::lowercase(texts->first)) != std::string::npos;
 }
 
 bool OTEventRule::string_compareNOT_CONTAIN(const nlohmann::json& ruleValue,
                                             const std::optional<std::string>& realValue) const {
     const auto texts = textOperands(ruleValue, realValue);
-    return !texts || OTJSONValue::lowercase(texts->second).find(OTJSONValue::lowercase(texts->first)) == std::string::npos;
+    return !texts || OTText::lowercase(texts->second).find(OTText::lowercase(texts->first)) == std::string::npos;
 }
 
 bool OTEventRule::string_compareNOT_NULL(const std::optional<std::string>& realValue) const {
@@ -396,7 +397,7 @@ bool OTEventRule::array_compareEQ(const nlohmann::json& ruleValue, const nlohman
     const auto& p = realValue.front();
     if (r.is_string() && p.is_string()) {
         const auto& rt = r.get_ref<const std::string&>();
-        return !rt.empty() && OTJSONValue::equalsIgnoringCase(rt, p.get_ref<const std::string&>());
+        return !rt.empty() && OTText::equalsIgnoringCase(rt, p.get_ref<const std::string&>());
     }
     return OTJSONValue::numbersEqual(r, p);
 }
@@ -414,7 +415,7 @@ std::optional<bool> OTEventRule::arrayContains(const nlohmann::json& ruleValue, 
         const auto text = textForm(&element);
         if (!text) continue;
         // Number properties compare decimal texts exactly; text properties ignore letter case.
-        if (pNumber ? *text == wanted : (element.is_string() && OTJSONValue::equalsIgnoringCase(*text, wanted))) {
+        if (pNumber ? *text == wanted : (element.is_string() && OTText::equalsIgnoringCase(*text, wanted))) {
             return true;
         }
     }

@@ -77,15 +77,3 @@ bool OTJSONValue::numbersEqual(const nlohmann::json& a, const nlohmann::json& b)
     if (huge(a) || huge(b)) return huge(a) && huge(b) && a.get<std::uint64_t>() == b.get<std::uint64_t>();
     return *integerValue(a) == *integerValue(b);
 }
-
-std::string OTJSONValue::lowercase(std::string_view text) {
-    std::string out(text);
-    for (char& c : out) {
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    }
-    return out;
-}
-
-bool OTJSONValue::equalsIgnoringCase(std::string_view a, std::string_view b) {
-    return a.size() == b.size() && lowercase(a) == lowercase(b);
-}

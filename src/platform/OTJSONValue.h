@@ -20,7 +20,4 @@ public:
     static double doubleValueOfText(std::string_view text);
     // Two numbers (booleans included) are numerically equal; integers are compared exactly.
     static bool numbersEqual(const nlohmann::json& a, const nlohmann::json& b);
-    // Letter case folded in the ASCII range only.
-    static std::string lowercase(std::string_view text);
-    static bool equalsIgnoringCase(std::string_view a, std::string_view b);
 };

@@ -1,0 +1,36 @@
+#include "model/OTButtonAttribute.h"
+
+#include <nlohmann/json.hpp>
+
+#include "platform/OTEnvironment.h"
+#include "platform/OTKeyedArchiver.h"
+#include "platform/OTText.h"
+
+OTButtonAttribute::OTButtonAttribute() {
+    setColor(OTColor::fromHexText("#444444"));
+    setBackgroundColor(OTColor::fromHexText("#f4f4f4"));
+    setSize(OTEnvironment::current()->device().screenWidth / 590.5 * 30.0);
+}
+
+void OTButtonAttribute::setModelWithDic(const nlohmann::json& dic) {
+    OTWidgetAttribute::setModelWithDic(dic);
+    if (!dic.is_object()) return;
+    const auto it = dic.find("clickEvent");
+    if (it != dic.end() && it->is_string()) eventLink_ = OTText::trimmed(it->get_ref<const std::string&>(), false);
+}
+
+void OTButtonAttribute::encodeWithCoder(OTKeyedArchiver& coder) const {
+    OTWidgetAttribute::encodeWithCoder(coder);
+    coder.encodeObject(eventLink_, "eventLink");
+}
+
+std::shared_ptr<OTButtonAttribute> OTButtonAttribute::initWithCoder(const OTKeyedUnarchiver& coder) {
+    auto attribute = std::make_shared<OTButtonAttribute>();
+    attribute->decodeWidgetKeys(coder);
+    attribute->eventLink_ = coder.decodeStringForKey("eventLink");
+    return attribute;
+}
+
+std::string OTButtonAttribute::description() const {
+    return OTWidgetAttribute::description() + ",eventLink:" + eventLink_.value_or("(null)");
+}

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "model/OTWidgetAttribute.h"
+
+// One button of a dialog: its look, its text and the link it follows.
+class OTButtonAttribute final : public OTWidgetAttribute {
+public:
+    static constexpr const char* kArchiveClassName = "OTButtonAttribute";
+
+    // Dark grey text on light grey, sized for the screen width.
+    OTButtonAttribute();
+
+    void setModelWithDic(const nlohmann::json& dic) override;
+    const char* archiveClassName() const override { return kArchiveClassName; }
+    void encodeWithCoder(OTKeyedArchiver& coder) const override;
+    static std::shared_ptr<OTButtonAttribute> initWithCoder(const OTKeyedUnarchiver& coder);
+    std::string description() const override;
+
+    const std::optional<std::string>& eventLink() const { return eventLink_; }
+    void setEventLink(std::optional<std::string> value) { eventLink_ = std::move(value); }
+
+private:
+    std::optional<std::string> eventLink_;
+};
