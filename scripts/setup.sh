@@ -7,7 +7,7 @@ root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 
 packages=(
   g++ cmake ninja-build pkg-config ccache
-  libcurl4-openssl-dev nlohmann-json3-dev libplist-dev libssl-dev
+  libcurl4-openssl-dev nlohmann-json3-dev libssl-dev
   libcpp-httplib-dev libcli11-dev libgtest-dev libgmock-dev libbenchmark-dev
 )
 missing=()

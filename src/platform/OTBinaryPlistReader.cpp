@@ -1,6 +1,7 @@
 #include "platform/OTBinaryPlistReader.h"
 
 #include <bit>
+#include <cmath>
 
 namespace {
 constexpr std::size_t kHeaderSize = 8;
@@ -114,7 +115,7 @@ std::optional<OTPropertyList> OTBinaryPlistReader::object(std::uint64_t ref, std
             if (marker != 0x33 || !raw || at + 8 > limit) return std::nullopt;
             const double seconds = std::bit_cast<double>(*raw);
             if (!(seconds > -1e12 && seconds < 1e12)) return std::nullopt;
-            const auto micros = static_cast<std::int64_t>(seconds * 1e6) + kPlistEpochOffset * 1'000'000;
+            const auto micros = std::llround(seconds * 1e6) + kPlistEpochOffset * 1'000'000;
             return OTPropertyList(OTPropertyList::Date(
                 std::chrono::duration_cast<OTPropertyList::Date::duration>(std::chrono::microseconds(micros))));
         }

@@ -1,7 +1,5 @@
 #include "platform/OTPropertyList.h"
 
-#include <plist/plist.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
@@ -11,58 +9,10 @@
 #include <nlohmann/json.hpp>
 
 #include "platform/OTBinaryPlistReader.h"
+#include "platform/OTBinaryPlistWriter.h"
 #include "platform/OTSandbox.h"
 
 namespace {
-// Seconds between 1970-01-01 and the property-list epoch 2001-01-01.
-constexpr std::int64_t kPlistEpochOffset = 978307200;
-
-struct PlistFree {
-    void operator()(void* node) const { plist_free(static_cast<plist_t>(node)); }
-};
-using PlistPtr = std::unique_ptr<void, PlistFree>;
-
-plist_t toNode(const OTPropertyList& value) {
-    switch (value.kind()) {
-        case OTPropertyList::Kind::Boolean: return plist_new_bool(*value.get<bool>() ? 1 : 0);
-        case OTPropertyList::Kind::Integer: return plist_new_uint(static_cast<std::uint64_t>(*value.get<std::int64_t>()));
-        case OTPropertyList::Kind::Real: return plist_new_real(*value.get<double>());
-        case OTPropertyList::Kind::String: return plist_new_string(value.get<std::string>()->c_str());
-        case OTPropertyList::Kind::Date: {
-            const auto micros = std::chrono::duration_cast<std::chrono::microseconds>(
-                                    value.get<OTPropertyList::Date>()->time_since_epoch())
-                                    .count() -
-                                kPlistEpochOffset * 1'000'000;
-            std::int64_t sec = micros / 1'000'000;
-            std::int64_t usec = micros % 1'000'000;
-            if (usec < 0) {
-                usec += 1'000'000;
-                --sec;
-            }
-            sec = std::clamp<std::int64_t>(sec, std::numeric_limits<std::int32_t>::min(),
-                                           std::numeric_limits<std::int32_t>::max());
-            return plist_new_date(static_cast<std::int32_t>(sec), static_cast<std::int32_t>(usec));
-        }
-        case OTPropertyList::Kind::Data: {
-            const auto& data = *value.get<OTPropertyList::Data>();
-            return plist_new_data(reinterpret_cast<const char*>(data.data()), data.size());
-        }
-        case OTPropertyList::Kind::Array: {
-            plist_t array = plist_new_array();
-            for (const auto& item : *value.get<OTPropertyList::Array>()) plist_array_append_item(array, toNode(item));
-            return array;
-        }
-        case OTPropertyList::Kind::Dictionary: {
-            plist_t dict = plist_new_dict();
-            for (const auto& [key, item] : *value.get<OTPropertyList::Dictionary>()) {
-                plist_dict_set_item(dict, key.c_str(), toNode(item));
-            }
-            return dict;
-        }
-    }
-    return plist_new_dict();
-}
-
 bool isNullMarker(const OTPropertyList::Dictionary& dict) {
     if (dict.size() != 1) return false;
     const auto it = dict.find("$class");
@@ -93,15 +43,7 @@ const OTPropertyList* OTPropertyList::find(const std::string& key) const {
     return it == dict->end() ? nullptr : &it->second;
 }
 
-std::string OTPropertyList::toBinary() const {
-    PlistPtr root(toNode(*this));
-    char* bytes = nullptr;
-    uint32_t length = 0;
-    plist_to_bin(static_cast<plist_t>(root.get()), &bytes, &length);
-    std::string out = bytes != nullptr ? std::string(bytes, length) : std::string();
-    if (bytes != nullptr) plist_to_bin_free(bytes);
-    return out;
-}
+std::string OTPropertyList::toBinary() const { return OTBinaryPlistWriter::write(*this); }
 
 std::optional<OTPropertyList> OTPropertyList::fromBinary(std::string_view bytes) {
     if (bytes.size() > OTSandbox::kMaxReadBytes) return std::nullopt;

@@ -114,3 +114,21 @@ TEST(OTPropertyList, CyclesAndReferenceBombsAreRefused) {
     ASSERT_TRUE(read.has_value());
     EXPECT_EQ(read->toJson(), nlohmann::json::parse("[[[7,7],[7,7]],[[7,7],[7,7]]]"));
 }
+
+TEST(OTPropertyList, WidthsGrowWithTheContent) {
+    using A = OTPropertyList::Array;
+    A many;
+    for (int i = 0; i < 70000; ++i) many.emplace_back(static_cast<std::int64_t>(i) * 65599);  // >64k objects and bytes
+    many.emplace_back(std::string(300, 'x'));
+    many.emplace_back("emoji 😀 and 中文");
+    many.emplace_back(OTPropertyList::Data(100'000, 7));
+    // Far-future and far-past dates keep their full range.
+    many.emplace_back(OTPropertyList::Date(std::chrono::seconds(1714521600LL + 4294967295LL)));
+    many.emplace_back(OTPropertyList::Date(std::chrono::seconds(-5'000'000'000LL)));
+    many.emplace_back(INT64_MAX);
+    many.emplace_back(std::int64_t{4294967296});
+    const OTPropertyList original((A(many)));
+    const auto back = OTPropertyList::fromBinary(original.toBinary());
+    ASSERT_TRUE(back.has_value());
+    EXPECT_EQ(*back, original);
+}

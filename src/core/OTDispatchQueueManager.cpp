@@ -1,0 +1,22 @@
+#include "core/OTDispatchQueueManager.h"
+
+#include "platform/OTEnvironment.h"
+
+void OTDispatchQueueManager::dispatchInMainThread(const std::function<void()>& block, bool async) {
+    if (!block) return;
+    auto main = OTEnvironment::current()->mainQueue();
+    if (main->isCurrent()) {
+        block();
+    } else if (async) {
+        main->async(block);
+    } else {
+        main->sync(block);
+    }
+}
+
+void OTDispatchQueueManager::dispatchInSerialQueue(const std::string& tag, const std::function<void()>& block) {
+    if (!block || tag != QUEUE_TAG_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD) return;
+    auto queue = OTEnvironment::current()->queue(QUEUE_NAME_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD);
+    if (queue->isCurrent()) block();
+    else queue->async(block);
+}

@@ -1,0 +1,49 @@
+#include "core/OTTaskManager.h"
+
+#include <algorithm>
+
+#include "platform/OTEnvironment.h"
+
+std::shared_ptr<OTTaskManager> OTTaskManager::manager() {
+    return OTEnvironment::current()->singleton<OTTaskManager>([] { return std::make_shared<OTTaskManager>(); });
+}
+
+void OTTaskManager::addTask(const std::shared_ptr<OTTask>& task) {
+    if (!task) return;
+    const auto id = task->taskId();
+    {
+        std::lock_guard lock(mutex_);
+        if (tasks_.size() >= kMaxPendingTasks) return;
+        for (const auto& pending : tasks_) {
+            if (pending == task) return;
+            if (id && pending->taskId() == id) return;
+        }
+        tasks_.push_back(task);
+    }
+    if (task->conditionBlock() && !task->conditionBlock()()) {
+        task->startCheckWithCompletion([weak = weak_from_this(), task](bool done) {
+            auto manager = weak.lock();
+            if (manager && done) manager->doTask(task);
+        });
+    } else {
+        doTask(task);
+    }
+}
+
+void OTTaskManager::doTask(const std::shared_ptr<OTTask>& task) {
+    if (!task) return;
+    {
+        std::lock_guard lock(mutex_);
+        std::erase(tasks_, task);
+    }
+    if (task->taskBlock()) task->taskBlock()();
+}
+
+void OTTaskManager::removeTask(const std::shared_ptr<OTTask>&) {}
+
+void OTTaskManager::removeAllTasks() {}
+
+std::vector<std::shared_ptr<OTTask>> OTTaskManager::pendingTasks() const {
+    std::lock_guard lock(mutex_);
+    return tasks_;
+}
