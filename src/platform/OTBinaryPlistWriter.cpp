@@ -3,7 +3,7 @@
 #include <bit>
 
 namespace {
-constexpr double kPlistEpochOffset = 978307200.0;  // 2001-01-01 in seconds since 1970
+constexpr std::int64_t kPlistEpochOffsetMicros = 978307200LL * 1000000;  // 2001-01-01 since 1970
 
 void appendBigEndian(std::string& out, std::uint64_t value, std::size_t width) {
     for (std::size_t i = width; i-- > 0;) out += static_cast<char>((value >> (8 * i)) & 0xFF);
@@ -180,9 +180,12 @@ std::size_t OTBinaryPlistWriter::add(const OTPropertyList& value) {
             appendBigEndian(out, std::bit_cast<std::uint64_t>(*value.get<double>()), 8);
             break;
         case OTPropertyList::Kind::Date: {
-            const double seconds =
-                std::chrono::duration<double>(value.get<OTPropertyList::Date>()->time_since_epoch()).count() -
-                kPlistEpochOffset;
+            // Whole microseconds first, so that dates far from 2001 keep microsecond precision.
+            const auto micros = std::chrono::duration_cast<std::chrono::microseconds>(
+                                    value.get<OTPropertyList::Date>()->time_since_epoch())
+                                    .count() -
+                                kPlistEpochOffsetMicros;
+            const double seconds = static_cast<double>(micros) / 1e6;
             out += '\x33';
             appendBigEndian(out, std::bit_cast<std::uint64_t>(seconds), 8);
             break;

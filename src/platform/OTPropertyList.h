@@ -11,6 +11,7 @@
 #include <vector>
 
 // A property-list value: the storage form of user defaults, keychain items and keyed archives.
+// Dates are kept to the microsecond.
 // Binary property lists are read with bounds: a missing, truncated, foreign or hostile input
 // gives nothing.
 class OTPropertyList {
