@@ -56,7 +56,23 @@ public:
     void _handleSAEvent(const nlohmann::json& event);
     // Page-view statistics taken before each match; the source type is not consulted.
     void handleUserProfileUpload(const nlohmann::json& event, std::int64_t sourceType);
+    // A change of user: identity uploads queued, campaigns downloaded again, usage records reset.
+    void handleXwho(const std::optional<std::string>& userId);
+    // Kept at single precision, as the offset has always been read.
     void handleCalibrationTime(const nlohmann::json& value);
+
+    // Matching of one event against the campaigns.
+    void triggerEventMatchWithData(const nlohmann::json& data);
+    void triggerEventMatchInApp(const std::shared_ptr<OTEvent>& event, std::uint64_t startIndex);
+    // Holds an event that came before the campaigns: at most `maxWaitingEventsCount`, none twice,
+    // none that a waiting event already matches.
+    void addWaitingEvent(const std::shared_ptr<OTEvent>& event);
+
+    // No dialog counts as armed after a restart or a download; forbidden states expire.
+    void clearTreeNodeActivateState();
+    void syncInAppData();
+    void syncSubscribeData();
+    void syncRecordTree();
 
     // Fields.
     std::int64_t currentMatchEventIndex() const { return currentMatchEventIndex_.load(); }
@@ -137,9 +153,9 @@ public:
     std::string documentsPath(const std::string& fileName) const;
 
 private:
-    // Construction and start-up steps that belong to later layers of the engine.
     void restoreCampaignLists();
     void restoreRecordTree();
+    // Construction and start-up steps that belong to later layers of the engine.
     void startReachability();
     void installDefaultServerEnvironments();
     void startPageCollection();
@@ -147,6 +163,9 @@ private:
     void registerForRemoteNotifications(const CorvaneOtConfig& configuration);
     void configureCustomServer(const std::string& url);
     void loginThenDownload();
+    void uploadPushToken();
+    void alias(const std::optional<std::string>& userId);
+    void getListData(bool force);
 
     OTEnvironment& environment_;
     std::once_flag interceptionOnce_;

@@ -10,7 +10,7 @@ TEST(OTSDKManager, ConstructionSetsEveryDefault) {
     test.clock().advance(std::chrono::seconds(5));
     auto engine = OTSDKManager::sharedManager();
     EXPECT_EQ(engine->currentMatchEventIndex(), 0);
-    EXPECT_FALSE(engine->treeNodesInit());
+    EXPECT_TRUE(engine->treeNodesInit());  // activation was cleared on construction
     EXPECT_TRUE(engine->autoCollectPageInfo());
     EXPECT_TRUE(engine->autoCollectPage());
     EXPECT_FALSE(engine->isPullingData());
