@@ -96,4 +96,5 @@ void OTTask::_check() {
 void OTTask::_clearTimer() {
     std::lock_guard lock(mutex_);
     timer_.reset();
+    callback_ = nullptr;
 }

@@ -21,9 +21,11 @@ void OTTaskManager::addTask(const std::shared_ptr<OTTask>& task) {
         tasks_.push_back(task);
     }
     if (task->conditionBlock() && !task->conditionBlock()()) {
-        task->startCheckWithCompletion([weak = weak_from_this(), task](bool done) {
+        // The task keeps its completion: the completion must not keep the task.
+        task->startCheckWithCompletion([weak = weak_from_this(), weakTask = std::weak_ptr<OTTask>(task)](bool done) {
             auto manager = weak.lock();
-            if (manager && done) manager->doTask(task);
+            auto held = weakTask.lock();
+            if (manager && held && done) manager->doTask(held);
         });
     } else {
         doTask(task);
