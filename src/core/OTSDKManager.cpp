@@ -1,5 +1,9 @@
 #include "core/OTSDKManager.h"
 
+#include "core/OTDispatchQueueManager.h"
+#include "core/OTNavigation.h"
+#include "core/OTViewController.h"
+#include "core/OTPopWindowManager.h"
 #include "core/OTTaskManager.h"
 #include "core/OTUserConfig.h"
 #include "model/OTEvent.h"
@@ -10,6 +14,7 @@
 #include "platform/OTDescription.h"
 #include "platform/OTEnvironment.h"
 #include "platform/OTJSONValue.h"
+#include "platform/OTLogFormatter.h"
 #include "platform/OTLogger.h"
 #include "platform/OTUtils.h"
 
@@ -172,6 +177,14 @@ void OTSDKManager::handleCalibrationTime(const nlohmann::json& value) {
     setCalibrationTime(static_cast<double>(static_cast<float>(*reading)));
 }
 
+void OTSDKManager::autoPageCollected(const std::shared_ptr<OTViewController>& controller) {
+    const auto configuration = this->configuration();
+    const auto mainPage = configuration ? configuration->mainPage() : std::nullopt;
+    if (controller && mainPage && !mainPage->empty() && controller->className() == *mainPage) {
+        setMainPageController(controller);
+    }
+}
+
 void OTSDKManager::triggerEventMatchWithData(const nlohmann::json& data) {
     if (data.is_object()) {
         if (const auto it = data.find("appid"); it != data.end()) setAppid(OTJSONValue::text(*it));
@@ -179,20 +192,435 @@ void OTSDKManager::triggerEventMatchWithData(const nlohmann::json& data) {
     auto event = std::make_shared<OTEvent>();
     event->setModelWithDic(data);
     setCurrentTriggerEvent(event);
-    triggerEventMatchInApp(event, 0);
+    triggerEventMatchSubscribe(event);
+    // While a dialog is on screen neither dialogs nor banners are matched for this event.
+    if (!OTPopWindowManager::sharedManager()->isHandlingPopWindow()) {
+        triggerEventMatchInApp(event, 0);
+        triggerEventMatchBanner(event);
+    }
 }
 
+void OTSDKManager::triggerEventMatchSubscribe(const std::shared_ptr<OTEvent>& event) {
+    for (const auto& campaign : subscribeDataArray()) {
+        if (campaign && event->matches(campaign->event())) {
+            triggerEvent(event);
+            return;
+        }
+    }
+}
+
+void OTSDKManager::triggerEventMatchBanner(const std::shared_ptr<OTEvent>& event) {
+    const auto configuration = this->configuration();
+    if (configuration && configuration->bannerClosed()) return;
+    matchBanners(event);
+}
+
+namespace {
+// The in-app walk under way on this thread: a step that goes on leaves its next step here.
+struct InAppWalk {
+    bool active = false;
+    std::optional<std::pair<std::shared_ptr<OTEvent>, std::uint64_t>> next;
+};
+thread_local InAppWalk tInAppWalk;
+
+std::optional<std::string> pageUrl(const std::shared_ptr<OTEvent>& event) {
+    if (!event || !event->xcontext().is_object()) return std::nullopt;
+    const auto it = event->xcontext().find("$url");
+    return it == event->xcontext().end() ? std::nullopt : OTJSONValue::text(*it);
+}
+
+std::string styleName(std::int64_t style) {
+    switch (style) {
+        case 1: return "图片弹窗";
+        case 2: return "图文混合弹窗";
+        case 3: return "文本弹窗";
+        case 4: return "H5 弹窗";
+        default: return "";
+    }
+}
+}  // namespace
+
 void OTSDKManager::triggerEventMatchInApp(const std::shared_ptr<OTEvent>& event, std::uint64_t startIndex) {
-    const auto campaigns = inAppDataArray();
-    OTLog(OTLogger::kLevelLog, "corvane->triggerEventMatchInApp:event->%@,startIndex:%d,inAppDataArray:%d", event,
-          startIndex, campaigns.size());
-    if (!event) return;
-    if (campaigns.empty()) {
-        addWaitingEvent(event);
+    auto& walk = tInAppWalk;
+    if (walk.active) {
+        walk.next = std::make_pair(event, startIndex);
         return;
     }
-    if (startIndex >= campaigns.size()) return;
-    setCurrentMatchEventIndex(static_cast<std::int64_t>(startIndex));
+    walk.active = true;
+    std::optional<std::pair<std::shared_ptr<OTEvent>, std::uint64_t>> step = std::make_pair(event, startIndex);
+    while (step) {
+        walk.next.reset();
+        const auto [current, index] = *step;
+        const auto campaigns = inAppDataArray();
+        OTLog(OTLogger::kLevelLog, "corvane->triggerEventMatchInApp:event->%@,startIndex:%d,inAppDataArray:%d",
+              current, index, campaigns.size());
+        if (current) {
+            if (campaigns.empty()) {
+                addWaitingEvent(current);
+            } else if (index < campaigns.size()) {
+                setCurrentMatchEventIndex(static_cast<std::int64_t>(index));
+                const auto& data = campaigns[index];
+                const auto configuration = this->configuration();
+                const auto mainPage = configuration ? configuration->mainPage() : std::nullopt;
+                OTLog(OTLogger::kLevelLog, "corvane->triggerEventMatchInApp:%@", data);
+                OTLog(OTLogger::kLevelLog, "corvane->triggerEventMatchInApp:windowData.type=%d,preEvent=%d",
+                      data ? data->type() : 0, data ? data->preEvents().size() : 0);
+                OTLog(OTLogger::kLevelLog, "corvane->triggerEventMatchInApp->mainPage:%@", mainPage);
+                const auto goNext = [&] { triggerEventMatchInApp(current, currentMatchEventIndex() + 1); };
+                if (!data) {
+                    goNext();
+                } else if (data->type() != 0) {
+                    const auto& preEvents = data->preEvents();
+                    if (preEvents.size() == 1) {
+                        handleEvent(current, data);
+                    } else if (preEvents.empty() || !current->matches(preEvents.front())) {
+                        goNext();
+                    } else {
+                        // The event only advances sequences: every campaign waiting on it moves on.
+                        for (const auto& other : campaigns) {
+                            const auto& waiting = other ? other->preEvents() : std::vector<std::shared_ptr<OTEvent>>{};
+                            if (waiting.size() >= 2 && current->matches(waiting.front())) {
+                                other->setPreEvents({waiting.begin() + 1, waiting.end()});
+                            }
+                        }
+                    }
+                } else if (mainPage && !mainPage->empty()) {
+                    OTLog(OTLogger::kLevelLog, "corvane->triggerEventMatchInApp->firstPVWithMainPage:event");
+                    firstPVWithMainPage(current, data);
+                } else {
+                    OTLog(OTLogger::kLevelLog, "corvane->triggerEventMatchInApp->firstPVWithoutMainPage:event ");
+                    firstPVWithoutMainPage(current, data);
+                }
+            }
+        }
+        step = walk.next;
+    }
+    walk.next.reset();
+    walk.active = false;
+}
+
+void OTSDKManager::handleEvent(const std::shared_ptr<OTEvent>& event, const std::shared_ptr<OTWindowData>& data) {
+    OTLog(OTLogger::kLevelLog, "corvane->handleEvent:event->%@,windowData->%@", event, data);
+    if (event->matches(data->event())) {
+        OTLog(OTLogger::kLevelLog, "corvane->handleEvent-->maches");
+        prepareForPopWindowWithData(data, event);
+    } else {
+        OTLog(OTLogger::kLevelLog, "corvane->handleEvent-->nomaches");
+        triggerEventMatchInApp(event, currentMatchEventIndex() + 1);
+    }
+}
+
+std::pair<std::string, bool> OTSDKManager::visiblePage(const std::shared_ptr<OTViewController>& controller) const {
+    std::pair<std::string, bool> page;
+    OTDispatchQueueManager::dispatchInMainThread(
+        [&] {
+            const auto current = OTNavigation::currentViewController();
+            page.first = current ? current->className() : std::string();
+            page.second = controller && OTNavigation::isControllerOnTopOfKeyWindow(controller, std::nullopt);
+        },
+        false);
+    return page;
+}
+
+void OTSDKManager::firstPVWithoutMainPage(const std::shared_ptr<OTEvent>& event,
+                                          const std::shared_ptr<OTWindowData>& data) {
+    auto& console = environment_.console();
+    const auto url = pageUrl(event);
+    OTLog(OTLogger::kLevelLog, "corvane->firstPVWithoutMainPage->xwhat:%@,url:%@,pvCount:%ld,currentControllerName:%@",
+          event->xwhat(), url, pvCount(), visiblePage(nullptr).first);
+    if (event->xwhat() != "$pageview") {
+        console.print("corvane->firstPVWithoutMainPage->else->triggerEventMatchInApp");
+        triggerEventMatchInApp(event, currentMatchEventIndex() + 1);
+        return;
+    }
+    const auto condition = data->event();
+    const OTLogArgument urlArgument[] = {url};
+    console.print(OTLogFormatter::format("corvane->firstPVWithoutMainPage:Property_PageUrl->%@", urlArgument));
+    const OTLogArgument conditionArgument[] = {condition ? OTLogArgument(condition) : OTLogArgument(nullptr)};
+    console.print(OTLogFormatter::format("corvane->firstPVWithoutMainPage:%@", conditionArgument));
+    if (!condition || pageUrl(condition) == url) {
+        prepareForPopWindowWithData(data, event);
+        return;
+    }
+    console.print("corvane->firstPVWithoutMainPage->triggerEventMatchInApp");
+    triggerEventMatchInApp(event, currentMatchEventIndex() + 1);
+}
+
+void OTSDKManager::firstPVWithMainPage(const std::shared_ptr<OTEvent>& event, const std::shared_ptr<OTWindowData>& data) {
+    OTLog(OTLogger::kLevelLog, "corvane->firstPVWithMainPage:%@,windowData:%@", event, data);
+    const auto url = pageUrl(event);
+    const auto configuration = this->configuration();
+    const std::string mainPage = configuration ? configuration->mainPage().value_or("") : std::string();
+    const auto [visibleName, onTop] = visiblePage(mainPageController());
+    const auto goNext = [&] { triggerEventMatchInApp(event, currentMatchEventIndex() + 1); };
+    if (event->xwhat() != "$pageview" || !url || url->empty() || *url != visibleName || *url != mainPage) {
+        goNext();
+        return;
+    }
+    OTLog(OTLogger::kLevelLog, "corvane-firstPVWithMainPage:url->%@,page->%d", url, mainPagePVCount());
+    if (!onTop) {
+        // Something covers the main page: keep its first view for when the cover goes away.
+        if (mainPagePVCount() < 2) {
+            setCachedFirstPVEventOfMainPage(event);
+            setMainPagePVCount(0);
+        } else {
+            goNext();
+        }
+        return;
+    }
+    const auto condition = data->event();
+    if (mainPagePVCount() < 2 && (!condition || pageUrl(condition) == url)) {
+        prepareForPopWindowWithData(data, event);
+    } else {
+        goNext();
+    }
+}
+
+bool OTSDKManager::dailyTest() const {
+    auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(groupIdentifier());
+    return static_cast<std::int64_t>(settings->dailyPopWindowCount()) <
+           static_cast<std::int64_t>(settings->maxDailyPopWindowCount());
+}
+
+bool OTSDKManager::dateWindowTest(const OTWindowData& data) const {
+    // Calendar days only: each instant is taken back to the start of its local day.
+    const auto day = [](const std::optional<OTUtils::Date>& when) -> std::optional<OTUtils::Date> {
+        if (!when) return std::nullopt;
+        return OTUtils::dateFromString(OTUtils::stringFromDate(when, std::string("yyyy-MM-dd")), std::string("yyyy-MM-dd"));
+    };
+    const auto today = day(environment_.clock().now());
+    if (OTUtils::compareOneDay(today, day(OTUtils::dateFromString(data.startTime()))) < 0) return false;
+    if (OTUtils::compareOneDay(today, day(OTUtils::dateFromString(data.endTime()))) > 0) return false;
+    return true;
+}
+
+bool OTSDKManager::readyToShowWithData(const std::shared_ptr<OTWindowData>& data) {
+    const bool ready = data && matchData(data);
+    if (ready) {
+        if (auto tree = windowRecordTree()) syncWithTreeNode(tree->findWindowNodeById(data->windowIdIntegerValue()));
+    }
+    const OTLogArgument arguments[] = {ready};
+    environment_.console().print(OTLogFormatter::format("readyToShowWithData:%d", arguments));
+    return ready;
+}
+
+bool OTSDKManager::matchData(const std::shared_ptr<OTWindowData>& data) {
+    const OTLogArgument arguments[] = {data};
+    environment_.console().print(OTLogFormatter::format("matchData:%@", arguments));
+    if (data->clickRule() && data->closeRule()) return matchNewRuleWithData(data);
+    return matchOldRuleWithData(data);
+}
+
+bool OTSDKManager::matchOldRuleWithData(const std::shared_ptr<OTWindowData>& data) {
+    auto& console = environment_.console();
+    const OTLogArgument dataArgument[] = {data};
+    console.print(OTLogFormatter::format("matchOldRuleWithData:%@", dataArgument));
+    const auto tree = windowRecordTree();
+    const auto node = tree ? tree->findWindowNodeById(data->windowIdIntegerValue()) : nullptr;
+    auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(groupIdentifier());
+    const OTLogArgument counts[] = {settings->dailyPopWindowCount(), settings->maxDailyPopWindowCount()};
+    console.print(OTLogFormatter::format(
+        "matchOldRuleWithData:dailyPopWindowCount->%ld,maxDailyPopWindowCount->%ld", counts));
+    const std::int64_t used = node ? node->usedCount() : 0;
+    const std::int64_t allowed = node ? node->count() : 0;
+    const bool match = dailyTest() && used < allowed && dateWindowTest(*data) && !(node && node->activated());
+    if (match) syncWithTreeNode(node);
+    const OTLogArgument result[] = {match};
+    console.print(OTLogFormatter::format("matchOldRuleWithData:match->%d", result));
+    return match;
+}
+
+bool OTSDKManager::matchNewRuleWithData(const std::shared_ptr<OTWindowData>& data) {
+    auto& console = environment_.console();
+    auto print = [&](const char* format, std::initializer_list<OTLogArgument> arguments) {
+        console.print(OTLogFormatter::format(format, std::span<const OTLogArgument>(arguments.begin(), arguments.size())));
+    };
+    print("matchNewRuleWithData->windowData:%@", {data});
+    const auto tree = windowRecordTree();
+    const auto node = tree ? tree->findWindowNodeById(data->windowIdIntegerValue()) : nullptr;
+    print("matchNewRuleWithData:->OTWindowRecordTreeNode:%@", {node});
+    auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(groupIdentifier());
+    print("matchNewRuleWithData:%d,maxDailyPopWindowCount->%d",
+          {settings->dailyPopWindowCount(), settings->maxDailyPopWindowCount()});
+    const std::int64_t used = node ? node->usedCount() : 0;
+    const auto lastEventType = node ? node->lastEventType() : std::nullopt;
+    print("matchNewRuleWithData->usedCount:%d,lastEventType:%@", {used, lastEventType});
+
+    if (used < 1 || !lastEventType || lastEventType->empty()) {
+        print("matchNewRuleWithData->11111", {});
+        const bool first = dailyTest() && dateWindowTest(*data);
+        if (first) print("matchNewRuleWithData->22222", {});
+        return first;
+    }
+    // The node's rules tell which reaction came last; the campaign's rule gives the limits.
+    std::shared_ptr<OTWindowRule> rule;
+    const auto nodeClick = node->clickRule();
+    const auto nodeClose = node->closeRule();
+    if (nodeClick && nodeClick->eventType() == lastEventType) rule = data->clickRule();
+    else if (nodeClose && nodeClose->eventType() == lastEventType) rule = data->closeRule();
+    if (!rule) return false;
+
+    const auto pauseTest = [&] {
+        const std::int64_t factor = rule->intervalType() == "day" ? 24 : 1;
+        const double pause = static_cast<double>(factor * rule->intervalValue() * 3600);
+        const auto last = node->lastPopTime().value_or(OTUtils::Date{});
+        return std::chrono::duration<double>(environment_.clock().now() - last).count() > pause;
+    };
+    const auto numberTest = [&] {
+        const std::int64_t counted = rule->eventType() == "click" ? node->clickCount() : node->closeCount();
+        return counted < rule->count();
+    };
+    switch (rule->type()) {
+        case 3: return dailyTest() && dateWindowTest(*data) && pauseTest();
+        case 2: return dailyTest() && dateWindowTest(*data) && pauseTest() && numberTest();
+        case 1: return dailyTest() && dateWindowTest(*data) && numberTest();
+        default: return false;
+    }
+}
+
+void OTSDKManager::syncWithTreeNode(const std::shared_ptr<OTWindowRecordTreeNode>& node) {
+    if (node) {
+        node->setUsedCount(node->usedCount() + 1);
+        node->setActivated(true);
+    }
+    auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(groupIdentifier());
+    settings->setDailyPopWindowCount(settings->dailyPopWindowCount() + 1);
+    syncRecordTree();
+}
+
+void OTSDKManager::prepareForPopWindowWithData(const std::shared_ptr<OTWindowData>& data,
+                                               const std::shared_ptr<OTEvent>& event) {
+    const bool autoPop = OTPopWindowManager::sharedManager()->autoPopWindow();
+    OTLog(OTLogger::kLevelLog, "corvane-->prepareForPopWindowWithData");
+    OTLog(OTLogger::kLevelLog, "corvane-->prepareForPopWindowWithData,autoPopWindow:%d", autoPop);
+    if (!autoPop) return;
+    data->replacePropertiesWithDic(event ? event->xcontext() : nlohmann::json());
+    OTLog(OTLogger::kLevelLog, "corvane-->prepareForPopWindowWithData->needContinue");
+    std::weak_ptr<OTSDKManager> weak = weak_from_this();
+    auto goNext = [weak, event] {
+        if (auto self = weak.lock()) self->triggerEventMatchInApp(event, self->currentMatchEventIndex() + 1);
+    };
+    _showWindowWithData(
+        data,
+        [weak, goNext](std::int64_t type, const std::optional<std::string>& link) {
+            auto self = weak.lock();
+            if (self && self->_handleWindowClickCallback(type, link)) goNext();
+        },
+        [goNext](bool shown) {
+            if (!shown) goNext();
+        });
+}
+
+void OTSDKManager::_showWindowWithData(const std::shared_ptr<OTWindowData>& data, EventAction eventAction,
+                                       std::function<void(bool shown)> callback) {
+    OTLog(OTLogger::kLevelLog, "corvane->_showWindowWithData,windowData:%@,eventAction:%@", data,
+          eventAction ? "(block)" : nullptr);
+    if (!readyToShowWithData(data)) {
+        if (callback) callback(false);
+        return;
+    }
+    OTLog(OTLogger::kLevelLog, "corvane->_showWindowWithData->yes");
+    if (callback) callback(true);
+    OTLog(OTLogger::kLevelLog, "corvane->_showWindowWithData,windowData:->yes->yes");
+    const auto condition = data->event();
+    const double delay = (condition ? static_cast<double>(condition->delay()) : 0.0) + 0.2;
+    environment_.mainQueue()->after(
+        std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::duration<double>(delay)),
+        [weak = weak_from_this(), data, eventAction] {
+            auto presenter = OTPopWindowManager::sharedManager()->presenter();
+            if (!presenter) {
+                OTLog(OTLogger::kLevelError, "没有可用的弹窗展示器，弹窗未展示：%@", data->windowId());
+                return;
+            }
+            presenter->popWithData(data, [weak, data, eventAction](std::int64_t type, const std::optional<std::string>& link) {
+                auto self = weak.lock();
+                if (!self) return;
+                self->reactToDialogEvent(data, type, link);
+                if (eventAction) eventAction(type, link);
+            });
+        });
+}
+
+void OTSDKManager::reactToDialogEvent(const std::shared_ptr<OTWindowData>& data, std::int64_t type,
+                                      const std::optional<std::string>& link) {
+    const auto tree = windowRecordTree();
+    const auto node = tree ? tree->findWindowNodeById(data->windowIdIntegerValue()) : nullptr;
+    OTLog(OTLogger::kLevelLog, "corvane->_showWindowWithData,eventType:%d", type);
+    switch (type) {
+        case 1:
+            OTLog(OTLogger::kLevelLog, "showDialog->显示弹窗，弹窗类型：%@", styleName(data->style()));
+            syncTreeNode(node, type);
+            reportWindowEventWithName("$impDialog", type, data);
+            return;
+        case 2: OTLog(OTLogger::kLevelLog, "clickkDialog-pic->点击了弹窗图片"); break;
+        case 3: OTLog(OTLogger::kLevelLog, "clickDialog->点击了弹窗关闭按钮"); break;
+        case 4: OTLog(OTLogger::kLevelLog, "点击了弹窗 left button"); break;
+        case 5: OTLog(OTLogger::kLevelLog, "点击了弹窗 right button"); break;
+        case 6: OTLog(OTLogger::kLevelLog, "点击了弹窗 middle button"); break;
+        default: return;
+    }
+    syncTreeNode(node, type);
+    handleNodeForbiddenState(data);
+    if (type != 3) handlePushLink(link);
+    reportWindowEventWithName(type == 3 ? "$closeDialog" : "$clickDialog", type, data);
+}
+
+bool OTSDKManager::_handleWindowClickCallback(std::int64_t type, const std::optional<std::string>& link) {
+    switch (type) {
+        case 2:
+        case 4:
+        case 5:
+        case 6: return !OTUtils::isUniversalLink(link);
+        case 3: return true;
+        default: return false;
+    }
+}
+
+void OTSDKManager::syncTreeNode(const std::shared_ptr<OTWindowRecordTreeNode>& node, std::int64_t eventType) {
+    if (node) {
+        if (eventType == 1) {
+            node->setLastPopTime(environment_.clock().now());
+        } else if (eventType == 3) {
+            node->setCloseCount(node->closeCount() + 1);
+            const auto rule = node->closeRule();
+            node->setLastEventType(rule ? rule->eventType() : std::nullopt);
+        } else {
+            node->setClickCount(node->clickCount() + 1);
+            const auto rule = node->clickRule();
+            node->setLastEventType(rule ? rule->eventType() : std::nullopt);
+        }
+    }
+    syncRecordTree();
+}
+
+void OTSDKManager::handleNodeForbiddenState(const std::shared_ptr<OTWindowData>& data) {
+    const auto tree = windowRecordTree();
+    const auto id = data->windowIdIntegerValue();
+    for (const auto& base : tree ? tree->allNodes() : std::vector<OTRecordTree::NodePtr>{}) {
+        OTLog(OTLogger::kLevelLog, "corvane->handleNodeForbiddenState:node.nodeId->%d,windowData.windowId.integerValue->%d",
+              base->nodeId(), id);
+        if (base->nodeId() != id) continue;
+        if (auto node = std::dynamic_pointer_cast<OTWindowRecordTreeNode>(base)) {
+            const auto now = environment_.clock().now();
+            switch (node->closeDialogType()) {
+                case 0:
+                    node->setForbidden(false);
+                    node->setForbiddenStartTime(now + std::chrono::seconds(4294967295LL));
+                    break;
+                case 1:  // blocked for the rest of the day
+                    node->setForbidden(true);
+                    node->setForbiddenStartTime(now);
+                    break;
+                case 2:  // blocked for good
+                    node->setForbidden(true);
+                    node->setForbiddenStartTime(OTUtils::Date{});
+                    break;
+                default: break;
+            }
+        }
+        break;
+    }
+    syncRecordTree();
 }
 
 void OTSDKManager::addWaitingEvent(const std::shared_ptr<OTEvent>& event) {
@@ -270,7 +698,8 @@ void OTSDKManager::networkStatusDidChange(const std::shared_ptr<void>&) {
 }
 
 // The steps below are completed by the engine layers that own them: reachability, server
-// environments, page tracking, notifications, login, campaign download and identity uploads.
+// environments, page tracking, notifications, login, campaign download, subscribe requests,
+// banners, link navigation, event reports and identity uploads.
 void OTSDKManager::startReachability() {}
 void OTSDKManager::installDefaultServerEnvironments() {}
 void OTSDKManager::startPageCollection() {}
@@ -281,3 +710,7 @@ void OTSDKManager::loginThenDownload() {}
 void OTSDKManager::uploadPushToken() {}
 void OTSDKManager::alias(const std::optional<std::string>&) {}
 void OTSDKManager::getListData(bool) {}
+void OTSDKManager::triggerEvent(const std::shared_ptr<OTEvent>&) {}
+void OTSDKManager::matchBanners(const std::shared_ptr<OTEvent>&) {}
+void OTSDKManager::handlePushLink(const std::optional<std::string>&) {}
+void OTSDKManager::reportWindowEventWithName(const std::string&, std::int64_t, const std::shared_ptr<OTWindowData>&) {}

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -20,6 +21,7 @@ class OTPageCollection;
 class OTViewController;
 class OTWindowData;
 class OTWindowRecordTree;
+class OTWindowRecordTreeNode;
 
 // The engine: owns the configuration, the dialog campaign lists, the dialog record tree, the
 // waiting events, the retry and page-view counters, for the life of the process (of the installed
@@ -60,10 +62,39 @@ public:
     void handleXwho(const std::optional<std::string>& userId);
     // Kept at single precision, as the offset has always been read.
     void handleCalibrationTime(const nlohmann::json& value);
+    // Every page the host shows: the configured main page is kept once seen.
+    void autoPageCollected(const std::shared_ptr<OTViewController>& controller);
 
-    // Matching of one event against the campaigns.
+    // Matching of one event against the campaigns: subscribe campaigns (the server decides), then,
+    // unless a dialog is on screen, in-app campaigns in list order and banners.
     void triggerEventMatchWithData(const nlohmann::json& data);
+    void triggerEventMatchSubscribe(const std::shared_ptr<OTEvent>& event);
+    // One step of the in-app walk from `startIndex`. Steps that go on to the next campaign run in a
+    // loop of the walk already under way on this thread, so long lists never deepen the stack.
     void triggerEventMatchInApp(const std::shared_ptr<OTEvent>& event, std::uint64_t startIndex);
+    void handleEvent(const std::shared_ptr<OTEvent>& event, const std::shared_ptr<OTWindowData>& data);
+    void firstPVWithoutMainPage(const std::shared_ptr<OTEvent>& event, const std::shared_ptr<OTWindowData>& data);
+    void firstPVWithMainPage(const std::shared_ptr<OTEvent>& event, const std::shared_ptr<OTWindowData>& data);
+    void triggerEventMatchBanner(const std::shared_ptr<OTEvent>& event);
+
+    // Display eligibility: the daily cap, the date window and the campaign's usage record.
+    bool readyToShowWithData(const std::shared_ptr<OTWindowData>& data);
+    bool matchData(const std::shared_ptr<OTWindowData>& data);
+    // Campaigns without both usage rules: counts an eligible showing itself (so twice in all).
+    bool matchOldRuleWithData(const std::shared_ptr<OTWindowData>& data);
+    bool matchNewRuleWithData(const std::shared_ptr<OTWindowData>& data);
+    void syncWithTreeNode(const std::shared_ptr<OTWindowRecordTreeNode>& node);
+
+    // The dialog flow: a matched campaign is shown after its delay and each reaction is recorded,
+    // reported, followed and may let matching go on.
+    using EventAction = std::function<void(std::int64_t type, const std::optional<std::string>& link)>;
+    void prepareForPopWindowWithData(const std::shared_ptr<OTWindowData>& data, const std::shared_ptr<OTEvent>& event);
+    void _showWindowWithData(const std::shared_ptr<OTWindowData>& data, EventAction eventAction,
+                             std::function<void(bool shown)> callback);
+    // Whether matching goes on after a reaction.
+    bool _handleWindowClickCallback(std::int64_t type, const std::optional<std::string>& link);
+    void syncTreeNode(const std::shared_ptr<OTWindowRecordTreeNode>& node, std::int64_t eventType);
+    void handleNodeForbiddenState(const std::shared_ptr<OTWindowData>& data);
     // Holds an event that came before the campaigns: at most `maxWaitingEventsCount`, none twice,
     // none that a waiting event already matches.
     void addWaitingEvent(const std::shared_ptr<OTEvent>& event);
@@ -166,6 +197,17 @@ private:
     void uploadPushToken();
     void alias(const std::optional<std::string>& userId);
     void getListData(bool force);
+    void triggerEvent(const std::shared_ptr<OTEvent>& event);
+    void matchBanners(const std::shared_ptr<OTEvent>& event);
+    void handlePushLink(const std::optional<std::string>& link);
+    void reportWindowEventWithName(const std::string& name, std::int64_t type, const std::shared_ptr<OTWindowData>& data);
+    void reactToDialogEvent(const std::shared_ptr<OTWindowData>& data, std::int64_t type,
+                            const std::optional<std::string>& link);
+    // The daily test and the date window shared by both rule sets.
+    bool dailyTest() const;
+    bool dateWindowTest(const OTWindowData& data) const;
+    // The visible page's class name and whether `controller` is on top, read on the main queue.
+    std::pair<std::string, bool> visiblePage(const std::shared_ptr<OTViewController>& controller) const;
 
     OTEnvironment& environment_;
     std::once_flag interceptionOnce_;

@@ -64,3 +64,13 @@ void OTHeadlessUIHost::record(std::string line) {
     std::lock_guard lock(mutex_);
     records_.push_back(std::move(line));
 }
+
+std::vector<std::shared_ptr<OTWindow>> OTHeadlessUIHost::windows() {
+    std::lock_guard lock(mutex_);
+    return windows_;
+}
+
+void OTHeadlessUIHost::setWindows(std::vector<std::shared_ptr<OTWindow>> windows) {
+    std::lock_guard lock(mutex_);
+    windows_ = std::move(windows);
+}

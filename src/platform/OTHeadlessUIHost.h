@@ -19,6 +19,8 @@ public:
     void animateKeyWindowBounds(double width, double height, std::chrono::milliseconds duration,
                                 std::function<void()> completion) override;
     void terminate(int status) override;
+    std::vector<std::shared_ptr<OTWindow>> windows() override;
+    void setWindows(std::vector<std::shared_ptr<OTWindow>> windows);
 
     void setCanSendMail(bool value);
     void setMailOutcome(MailResult result, std::optional<std::string> error = std::nullopt);
@@ -34,4 +36,5 @@ private:
     std::optional<std::string> outcomeError_;
     std::vector<std::string> records_;
     std::vector<MailRequest> mails_;
+    std::vector<std::shared_ptr<OTWindow>> windows_;
 };

@@ -9,6 +9,7 @@
 #include <vector>
 
 class OTViewController;
+class OTWindow;
 
 // The platform's user interface as the library uses it. UIKit backs it on Apple; Linux has the
 // headless host, which records what it is asked to do.
@@ -41,4 +42,6 @@ public:
                                         std::function<void()> completion) = 0;
     // Ends the process.
     virtual void terminate(int status) = 0;
+    // The app's windows, one per connected scene, in the order the platform lists them.
+    virtual std::vector<std::shared_ptr<OTWindow>> windows() = 0;
 };
