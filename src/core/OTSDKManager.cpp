@@ -251,7 +251,8 @@ void OTSDKManager::triggerEventMatchInApp(const std::shared_ptr<OTEvent>& event,
     while (step) {
         walk.next.reset();
         const auto [current, index] = *step;
-        const auto campaigns = inAppDataArray();
+        const auto list = inAppDataArray_.get();
+        const auto& campaigns = *list;
         OTLog(OTLogger::kLevelLog, "corvane->triggerEventMatchInApp:event->%@,startIndex:%d,inAppDataArray:%d",
               current, index, campaigns.size());
         if (current) {

@@ -134,8 +134,10 @@ public:
     void setCachedOfflineWindowEvents(nlohmann::json value) { cachedOfflineWindowEvents_.set(std::move(value)); }
     nlohmann::json cachedOfflinePushEvents() const { return cachedOfflinePushEvents_.get(); }
     void setCachedOfflinePushEvents(nlohmann::json value) { cachedOfflinePushEvents_.set(std::move(value)); }
-    std::vector<std::shared_ptr<OTWindowData>> inAppDataArray() const { return inAppDataArray_.get(); }
-    void setInAppDataArray(std::vector<std::shared_ptr<OTWindowData>> value) { inAppDataArray_.set(std::move(value)); }
+    std::vector<std::shared_ptr<OTWindowData>> inAppDataArray() const { return *inAppDataArray_.get(); }
+    void setInAppDataArray(std::vector<std::shared_ptr<OTWindowData>> value) {
+        inAppDataArray_.set(std::make_shared<const std::vector<std::shared_ptr<OTWindowData>>>(std::move(value)));
+    }
     std::vector<std::shared_ptr<OTWindowData>> subscribeDataArray() const { return subscribeDataArray_.get(); }
     void setSubscribeDataArray(std::vector<std::shared_ptr<OTWindowData>> value) {
         subscribeDataArray_.set(std::move(value));
@@ -226,7 +228,9 @@ private:
     OTLocked<std::shared_ptr<OTPageCollection>> pageCollection_;
     OTLocked<nlohmann::json> cachedOfflineWindowEvents_{nlohmann::json::array()};
     OTLocked<nlohmann::json> cachedOfflinePushEvents_{nlohmann::json::array()};
-    OTLocked<std::vector<std::shared_ptr<OTWindowData>>> inAppDataArray_;
+    // Shared as a whole so that a walk over thousands of campaigns reads the list without copying it.
+    OTLocked<std::shared_ptr<const std::vector<std::shared_ptr<OTWindowData>>>> inAppDataArray_{
+        std::make_shared<const std::vector<std::shared_ptr<OTWindowData>>>()};
     OTLocked<std::vector<std::shared_ptr<OTWindowData>>> subscribeDataArray_;
     OTLocked<std::shared_ptr<OTWindowRecordTree>> windowRecordTree_;
     OTLocked<std::vector<std::shared_ptr<OTEvent>>> waitingEvents_;

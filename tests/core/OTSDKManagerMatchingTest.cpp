@@ -1,0 +1,239 @@
+#include <gtest/gtest.h>
+
+#include "core/OTNavigationController.h"
+#include "core/OTPopWindowManager.h"
+#include "core/OTSDKManager.h"
+#include "core/OTTabBarController.h"
+#include "core/OTUserConfig.h"
+#include "core/OTWindow.h"
+#include "model/OTWindowRecordTree.h"
+#include "support/OTRecordingPresenter.h"
+#include "support/OTTestEnvironment.h"
+
+using nlohmann::json;
+using namespace std::chrono_literals;
+
+namespace {
+struct Engine {
+    OTTestEnvironment test;
+    std::shared_ptr<OTSDKManager> engine = OTSDKManager::sharedManager()->managerWithGroupIdentifier("group.demo");
+    std::shared_ptr<OTRecordingPresenter> presenter = std::make_shared<OTRecordingPresenter>();
+    std::shared_ptr<OTUserConfig> settings =
+        OTUserConfig::defaultConfig()->configWithGroupIdentifier(std::string("group.demo"));
+
+    Engine() {
+        OTPopWindowManager::sharedManager()->setPresenter(presenter);
+        engine->setConfiguration(std::make_shared<CorvaneOtConfig>());
+    }
+
+    // Campaigns from JSON objects, each with a fresh record node of its count.
+    void campaigns(const std::vector<json>& list) {
+        std::vector<std::shared_ptr<OTWindowData>> data;
+        for (const auto& object : list) {
+            auto d = std::make_shared<OTWindowData>();
+            d->setModelWithDic(object);
+            data.push_back(d);
+            auto node = std::make_shared<OTWindowRecordTreeNode>();
+            node->setNodeId(d->windowIdIntegerValue());
+            node->setCount(d->count());
+            node->setClickRule(d->clickRule());
+            node->setCloseRule(d->closeRule());
+            node->setCloseDialogType(d->closeDialogType());
+            engine->windowRecordTree()->addTreeNode(node);
+        }
+        engine->setInAppDataArray(data);
+    }
+
+    std::shared_ptr<OTWindowRecordTreeNode> node(std::int64_t id) { return engine->windowRecordTree()->findWindowNodeById(id); }
+
+    void send(const json& event) {
+        engine->triggerEventMatchWithData(event);
+        test.scheduler().runUntilIdle();
+    }
+    void settle() { test.scheduler().advance(1s); }
+};
+
+json eventCampaign(const char* id, const char* what, json extra = json::object()) {
+    json c = {{"id", id}, {"type", 1}, {"style", 3}, {"preEvents", {{{"xwhat", what}}}}};
+    c.update(extra);
+    return c;
+}
+}  // namespace
+
+TEST(OTSDKManagerMatching, TheFirstEligibleCampaignInOrderIsShownAfterItsDelay) {
+    Engine e;
+    e.campaigns({eventCampaign("1", "other"), eventCampaign("2", "buy", {{"count", 1}}),
+                 eventCampaign("3", "buy", {{"event", {{"xwhat", "buy"}, {"delay", 3}}}})});
+    e.send({{"xwhat", "buy"}});
+    EXPECT_EQ(e.engine->currentMatchEventIndex(), 1);
+    e.test.scheduler().advance(199ms);
+    EXPECT_TRUE(e.presenter->shown.empty());
+    e.test.scheduler().advance(1ms);  // 0.2 s: no condition delay
+    EXPECT_EQ(e.presenter->shownIds(), std::vector<std::string>{"2"});
+    // The old rule counts the showing twice, and the shown dialog marks its last showing.
+    EXPECT_EQ(e.node(2)->usedCount(), 1);  // clamped by its count of 1
+    EXPECT_EQ(e.settings->dailyPopWindowCount(), 2u);
+    EXPECT_EQ(e.node(2)->lastPopTime(), e.test.clock().now());
+    EXPECT_TRUE(e.node(2)->activated());
+
+    // Closing goes on to the next campaign, whose condition delays it 3 s more.
+    e.presenter->react(3);
+    e.test.scheduler().runUntilIdle();
+    e.test.scheduler().advance(3199ms);
+    EXPECT_EQ(e.presenter->shown.size(), 1u);
+    e.test.scheduler().advance(1ms);
+    EXPECT_EQ(e.presenter->shownIds(), (std::vector<std::string>{"2", "3"}));
+    EXPECT_EQ(e.node(2)->closeCount(), 1);
+}
+
+TEST(OTSDKManagerMatching, HiddenDialogsAreNeitherShownNorCountedNorPassedOver) {
+    Engine e;
+    e.campaigns({eventCampaign("1", "buy", {{"count", 5}}), eventCampaign("2", "buy", {{"count", 5}})});
+    OTPopWindowManager::sharedManager()->setAutoPopWindow(false);
+    e.send({{"xwhat", "buy"}});
+    e.settle();
+    EXPECT_TRUE(e.presenter->shown.empty());
+    EXPECT_EQ(e.node(1)->usedCount(), 0);
+    EXPECT_EQ(e.engine->currentMatchEventIndex(), 0);
+}
+
+TEST(OTSDKManagerMatching, SequencesAdvanceWithoutShowing) {
+    Engine e;
+    e.campaigns({{{"id", "1"}, {"type", 1}, {"count", 5}, {"preEvents", {{{"xwhat", "A"}}, {{"xwhat", "B"}}}}},
+                 {{"id", "2"}, {"type", 1}, {"count", 5}, {"preEvents", {{{"xwhat", "A"}}, {{"xwhat", "C"}}}}},
+                 {{"id", "3"}, {"type", 1}, {"count", 5}, {"preEvents", {{{"xwhat", "A"}}}}}});
+    e.send({{"xwhat", "X"}});  // matches no first step: walks all and ends
+    EXPECT_EQ(e.engine->currentMatchEventIndex(), 2);
+    e.send({{"xwhat", "A"}});
+    e.settle();
+    EXPECT_TRUE(e.presenter->shown.empty());  // only advanced sequences; campaign 3 not examined
+    EXPECT_EQ(e.engine->currentMatchEventIndex(), 0);
+    EXPECT_EQ(e.engine->inAppDataArray()[0]->preEvents().size(), 1u);
+    EXPECT_EQ(e.engine->inAppDataArray()[1]->preEvents().size(), 1u);
+    EXPECT_EQ(e.engine->inAppDataArray()[2]->preEvents().size(), 1u);  // a single step is never removed
+    e.send({{"xwhat", "C"}});
+    e.settle();
+    EXPECT_EQ(e.presenter->shownIds(), std::vector<std::string>{"2"});
+}
+
+TEST(OTSDKManagerMatching, EventsWaitWithoutCampaignsAndTheWalkEndsAtTheList) {
+    Engine e;
+    e.send({{"xwhat", "$pageview"}});
+    EXPECT_EQ(e.engine->waitingEvents().size(), 1u);
+    e.campaigns({eventCampaign("1", "buy", {{"count", 5}})});
+    e.engine->triggerEventMatchInApp(e.engine->currentTriggerEvent(), 1);  // past the end: nothing
+    e.engine->triggerEventMatchInApp(nullptr, 0);
+    e.settle();
+    EXPECT_TRUE(e.presenter->shown.empty());
+}
+
+TEST(OTSDKManagerMatching, TenThousandCampaignsWalkWithoutDeepeningTheStack) {
+    Engine e;
+    std::vector<std::shared_ptr<OTWindowData>> data;
+    for (int i = 0; i < 10000; ++i) {
+        auto d = std::make_shared<OTWindowData>();
+        d->setModelWithDic(eventCampaign(std::to_string(i + 1).c_str(), i == 9999 ? "buy" : "other"));
+        data.push_back(d);
+    }
+    e.engine->setInAppDataArray(data);
+    auto node = std::make_shared<OTWindowRecordTreeNode>();
+    node->setNodeId(10000);
+    node->setCount(1);
+    e.engine->windowRecordTree()->addTreeNode(node);
+    e.send({{"xwhat", "buy"}});
+    e.settle();
+    EXPECT_EQ(e.presenter->shownIds(), std::vector<std::string>{"10000"});
+}
+
+TEST(OTSDKManagerMatching, ReactionsRecordForbidFollowAndDecideWhetherToGoOn) {
+    Engine e;
+    e.campaigns({eventCampaign("1", "buy", {{"count", 9}, {"closeDialogType", 1},
+                                            {"dialogRule", {{{"eventType", "click"}, {"type", 1}, {"count", 5}},
+                                                            {{"eventType", "close"}, {"type", 1}, {"count", 5}}}}}),
+                 eventCampaign("2", "buy", {{"count", 9}})});
+    e.send({{"xwhat", "buy"}});
+    e.settle();
+    ASSERT_EQ(e.presenter->shownIds(), std::vector<std::string>{"1"});
+    // A click on a page of the app is a universal link: matching stops there.
+    e.presenter->react(4, std::string("https://example.com"));
+    e.settle();
+    EXPECT_EQ(e.presenter->shown.size(), 1u);
+    EXPECT_EQ(e.node(1)->clickCount(), 1);
+    EXPECT_EQ(e.node(1)->lastEventType(), "click");
+    EXPECT_TRUE(e.node(1)->forbidden());  // close type 1: for the rest of the day
+    // A click on any other link goes on to the next campaign.
+    e.presenter->react(5, std::string("app://elsewhere"));
+    e.settle();
+    EXPECT_EQ(e.presenter->shownIds(), (std::vector<std::string>{"1", "2"}));
+
+    EXPECT_FALSE(e.engine->_handleWindowClickCallback(1, std::nullopt));
+    EXPECT_TRUE(e.engine->_handleWindowClickCallback(3, std::string("https://x")));
+    EXPECT_TRUE(e.engine->_handleWindowClickCallback(2, std::nullopt));
+    EXPECT_FALSE(e.engine->_handleWindowClickCallback(7, std::nullopt));
+}
+
+TEST(OTSDKManagerMatching, NoInAppDialogWhileOneIsShowing) {
+    struct Showing : OTDialogView {
+        bool isShowing() const override { return true; }
+    };
+    Engine e;
+    e.campaigns({eventCampaign("1", "buy", {{"count", 5}})});
+    auto view = std::make_shared<Showing>();
+    OTPopWindowManager::sharedManager()->handlePopWindow(view);
+    OTPopWindowManager::sharedManager()->handlePopWindow(view);
+    EXPECT_EQ(OTPopWindowManager::sharedManager()->popWindows().size(), 1u);
+    e.send({{"xwhat", "buy"}});
+    e.settle();
+    EXPECT_TRUE(e.presenter->shown.empty());
+    EXPECT_TRUE(e.engine->waitingEvents().empty());
+}
+
+TEST(OTSDKManagerMatching, FirstPageViewCampaigns) {
+    Engine e;
+    auto home = std::make_shared<OTViewController>("HomeVC");
+    auto tabs = std::make_shared<OTTabBarController>();
+    tabs->setViewControllers({OTNavigationController::withRoot(home),
+                              OTNavigationController::withRoot(std::make_shared<OTViewController>("MineVC"))});
+    auto window = std::make_shared<OTWindow>(tabs);
+    e.test.uiHost().setWindows({window});
+
+    e.campaigns({{{"id", "1"}, {"type", 0}, {"count", 9}},
+                 {{"id", "2"}, {"type", 0}, {"count", 9}, {"event", {{"xwhat", "$pageview"}, {"xcontext", {{"$url", "HomeVC"}}}}}}});
+    // No main page: the first page view of any page fires a campaign without condition.
+    e.send({{"xwhat", "$pageview"}, {"xcontext", {{"$url", "MineVC"}}}});
+    e.settle();
+    EXPECT_EQ(e.presenter->shownIds(), std::vector<std::string>{"1"});
+
+    // With a main page, another page's view never fires; the main page's first view does.
+    Engine m;
+    m.test.uiHost().setWindows({window});
+    auto config = std::make_shared<CorvaneOtConfig>();
+    config->setMainPage("HomeVC");
+    m.engine->setConfiguration(config);
+    m.engine->autoPageCollected(home);
+    m.engine->autoPageCollected(std::make_shared<OTViewController>("MineVC"));
+    EXPECT_EQ(m.engine->mainPageController(), home);
+    m.campaigns({{{"id", "2"}, {"type", 0}, {"count", 9}, {"event", {{"xwhat", "$pageview"}, {"xcontext", {{"$url", "HomeVC"}}}}}}});
+    const json homeView = {{"xwhat", "$pageview"}, {"xcontext", {{"$url", "HomeVC"}}}};
+    m.engine->handleUserProfileUpload(json{{"xwhat", "$pageview"}, {"xcontext", {{"$url", "MineVC"}}}}, 0);
+    m.send({{"xwhat", "$pageview"}, {"xcontext", {{"$url", "MineVC"}}}});
+    // Covered by a splash screen: the view is kept for later and the counter starts again.
+    window->addSubview("SplashView");
+    m.engine->handleUserProfileUpload(homeView, 0);
+    m.send(homeView);
+    m.settle();
+    EXPECT_TRUE(m.presenter->shown.empty());
+    EXPECT_EQ(m.engine->mainPagePVCount(), 0);
+    ASSERT_NE(m.engine->cachedFirstPVEventOfMainPage(), nullptr);
+    window->removeSubview("SplashView");
+    m.engine->handleUserProfileUpload(homeView, 0);
+    m.send(homeView);
+    m.settle();
+    EXPECT_EQ(m.presenter->shownIds(), std::vector<std::string>{"2"});
+    // The second view of the main page does not fire again.
+    m.presenter->react(3);
+    m.engine->handleUserProfileUpload(homeView, 0);
+    m.send(homeView);
+    m.settle();
+    EXPECT_EQ(m.presenter->shown.size(), 1u);
+}
