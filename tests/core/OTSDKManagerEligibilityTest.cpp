@@ -1,0 +1,154 @@
+#include <gtest/gtest.h>
+
+#include "core/OTSDKManager.h"
+#include "core/OTUserConfig.h"
+#include "model/OTWindowData.h"
+#include "model/OTWindowRecordTree.h"
+#include "support/OTTestEnvironment.h"
+
+using nlohmann::json;
+using namespace std::chrono_literals;
+
+namespace {
+struct Eligibility {
+    OTTestEnvironment test;  // now: 2024-05-01 08:00:00 local
+    std::shared_ptr<OTSDKManager> engine = OTSDKManager::sharedManager()->managerWithGroupIdentifier("group.demo");
+    std::shared_ptr<OTUserConfig> settings =
+        OTUserConfig::defaultConfig()->configWithGroupIdentifier(std::string("group.demo"));
+
+    std::pair<std::shared_ptr<OTWindowData>, std::shared_ptr<OTWindowRecordTreeNode>> campaign(const json& object) {
+        auto data = std::make_shared<OTWindowData>();
+        data->setModelWithDic(object);
+        auto node = std::make_shared<OTWindowRecordTreeNode>();
+        node->setNodeId(data->windowIdIntegerValue());
+        node->setCount(data->count());
+        node->setClickRule(data->clickRule());
+        node->setCloseRule(data->closeRule());
+        engine->windowRecordTree()->addTreeNode(node);
+        return {data, node};
+    }
+};
+
+json withRules(json click, json close) {
+    return {{"id", "5"}, {"count", 100}, {"dialogRule", {std::move(click), std::move(close)}}};
+}
+}  // namespace
+
+TEST(OTSDKManagerEligibility, DailyCapAndDateWindowByCalendarDay) {
+    Eligibility e;
+    auto [data, node] = e.campaign({{"id", "1"}, {"count", 100}});
+    e.settings->setMaxDailyPopWindowCount(3);
+    e.settings->setDailyPopWindowCount(3);
+    EXPECT_FALSE(e.engine->matchOldRuleWithData(data));
+    e.settings->setDailyPopWindowCount(2);
+
+    auto check = [&](const char* start, const char* end) {
+        auto [d, n] = e.campaign({{"id", "2"}, {"count", 100}, {"startTime", start}, {"endTime", end}});
+        n->setActivated(false);
+        return e.engine->matchNewRuleWithData(d);  // no rules: judged as a first showing
+    };
+    EXPECT_TRUE(check("2024-05-01 23:00:00", "2024-05-01 00:00:01"));  // times of day do not count
+    EXPECT_FALSE(check("2024-05-02 00:00:00", "2024-06-01 00:00:00"));
+    EXPECT_FALSE(check("2024-04-01 00:00:00", "2024-04-30 23:59:59"));
+    EXPECT_TRUE(check("bad", "also bad"));  // unparsable dates compare as equal
+    e.test.clock().advance(15h + 59min + 59s);
+    EXPECT_TRUE(check("2024-04-01 00:00:00", "2024-05-01 08:00:00"));  // 23:59:59 on the last day
+    e.test.clock().advance(1s);
+    EXPECT_FALSE(check("2024-04-01 00:00:00", "2024-05-01 08:00:00"));
+}
+
+TEST(OTSDKManagerEligibility, TheOldRuleCountsTwiceAndShowsOncePerProcess) {
+    Eligibility e;
+    auto [data, node] = e.campaign({{"id", "1"}, {"count", 3}});
+    EXPECT_TRUE(e.engine->readyToShowWithData(data));
+    EXPECT_EQ(node->usedCount(), 2);
+    EXPECT_EQ(e.settings->dailyPopWindowCount(), 2u);
+    EXPECT_TRUE(node->activated());
+    EXPECT_FALSE(e.engine->readyToShowWithData(data));  // armed until activation is cleared
+    EXPECT_TRUE(e.test.console().contains("readyToShowWithData:0"));
+
+    e.engine->setTreeNodesInit(false);
+    e.engine->clearTreeNodeActivateState();
+    EXPECT_TRUE(e.engine->readyToShowWithData(data));
+    EXPECT_EQ(node->usedCount(), 3);  // 2 + 2, held at the limit of 3
+    e.engine->setTreeNodesInit(false);
+    e.engine->clearTreeNodeActivateState();
+    EXPECT_FALSE(e.engine->readyToShowWithData(data));
+    EXPECT_TRUE(e.test.console().contains("matchOldRuleWithData:dailyPopWindowCount->4,maxDailyPopWindowCount->4294967295"));
+}
+
+TEST(OTSDKManagerEligibility, PauseRulesWaitStrictlyLongerThanThePause) {
+    Eligibility e;
+    auto [data, node] = e.campaign(withRules({{"eventType", "click"}, {"type", 1}, {"count", 2}},
+                                             {{"eventType", "close"}, {"type", 3}, {"intervalValue", 2}, {"intervalType", "hour"}}));
+    EXPECT_TRUE(e.engine->readyToShowWithData(data));  // first showing
+    EXPECT_EQ(node->usedCount(), 1);                     // counted once under the new rule
+    e.engine->syncTreeNode(node, 1);
+    e.engine->syncTreeNode(node, 3);  // closed
+    EXPECT_EQ(node->lastEventType(), "close");
+    e.test.clock().advance(7200s);
+    EXPECT_FALSE(e.engine->matchNewRuleWithData(data));
+    e.test.clock().advance(1s);
+    EXPECT_TRUE(e.engine->matchNewRuleWithData(data));
+
+    // "day" multiplies by 24 hours.
+    data->closeRule()->setIntervalType("day");
+    data->closeRule()->setIntervalValue(1);
+    e.engine->syncTreeNode(node, 1);
+    e.test.clock().advance(86400s);
+    EXPECT_FALSE(e.engine->matchNewRuleWithData(data));
+    e.test.clock().advance(1s);
+    EXPECT_TRUE(e.engine->matchNewRuleWithData(data));
+}
+
+TEST(OTSDKManagerEligibility, NumberRulesCountClicksOrCloses) {
+    Eligibility e;
+    auto [data, node] = e.campaign(withRules({{"eventType", "click"}, {"type", 1}, {"count", 2}},
+                                             {{"eventType", "close"}, {"type", 2}, {"count", 1}, {"intervalValue", 0}}));
+    node->setUsedCount(1);
+    e.engine->syncTreeNode(node, 2);  // one click
+    EXPECT_TRUE(e.engine->matchNewRuleWithData(data));
+    e.engine->syncTreeNode(node, 4);  // a second click
+    EXPECT_FALSE(e.engine->matchNewRuleWithData(data));
+
+    e.engine->syncTreeNode(node, 1);
+    e.engine->syncTreeNode(node, 3);  // a close: number and pause
+    e.test.clock().advance(1s);
+    EXPECT_FALSE(e.engine->matchNewRuleWithData(data));  // one close of one allowed
+    data->closeRule()->setCount(2);
+    EXPECT_TRUE(e.engine->matchNewRuleWithData(data));
+    data->closeRule()->setType(9);
+    EXPECT_FALSE(e.engine->matchNewRuleWithData(data));
+    node->setLastEventType("unknown");
+    data->closeRule()->setType(1);
+    EXPECT_FALSE(e.engine->matchNewRuleWithData(data));
+    // Shown but never clicked or closed: judged as a first showing.
+    node->setLastEventType("");
+    EXPECT_TRUE(e.engine->matchNewRuleWithData(data));
+    EXPECT_TRUE(e.test.console().contains("matchNewRuleWithData->11111"));
+    EXPECT_TRUE(e.test.console().contains("matchNewRuleWithData->22222"));
+}
+
+TEST(OTSDKManagerEligibility, ForbiddenStatesFollowTheCloseDialogType) {
+    Eligibility e;
+    auto [zero, nodeZero] = e.campaign({{"id", "10"}, {"closeDialogType", 0}});
+    auto [one, nodeOne] = e.campaign({{"id", "11"}, {"closeDialogType", 1}});
+    auto [two, nodeTwo] = e.campaign({{"id", "12"}, {"closeDialogType", 2}});
+    for (const auto& [d, n] : {std::pair{zero, nodeZero}, std::pair{one, nodeOne}, std::pair{two, nodeTwo}}) {
+        n->setCloseDialogType(d->closeDialogType());
+        e.engine->handleNodeForbiddenState(d);
+    }
+    EXPECT_FALSE(nodeZero->forbidden());
+    EXPECT_EQ(nodeZero->forbiddenStartTime(), e.test.clock().now() + std::chrono::seconds(4294967295LL));
+    EXPECT_TRUE(nodeOne->forbidden());
+    EXPECT_EQ(nodeOne->forbiddenStartTime(), e.test.clock().now());
+    EXPECT_TRUE(nodeTwo->forbidden());
+    EXPECT_EQ(nodeTwo->forbiddenStartTime(), OTClock::TimePoint{});
+    // The next day, a restart lifts the day's ban but not the permanent one.
+    e.test.clock().advance(24h);
+    e.test.restart();
+    auto restarted = OTSDKManager::sharedManager();
+    EXPECT_FALSE(restarted->windowRecordTree()->findWindowNodeById(11)->forbidden());
+    EXPECT_FALSE(restarted->windowRecordTree()->findWindowNodeById(11)->activated());
+    EXPECT_TRUE(restarted->windowRecordTree()->findWindowNodeById(12)->forbidden());
+}
