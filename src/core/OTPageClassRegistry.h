@@ -17,6 +17,8 @@ public:
         std::vector<std::string> properties;
         std::optional<std::string> storyboardIdentifier;
         std::optional<std::string> nibName;
+        // Ancestors between the class and the platform's base page class, nearest first.
+        std::vector<std::string> superclasses = {};
     };
 
     static std::shared_ptr<OTPageClassRegistry> shared();

@@ -4,6 +4,7 @@
 #include "core/OTNavigation.h"
 #include "core/OTViewController.h"
 #include "core/OTPopWindowManager.h"
+#include "core/OTPushManager.h"
 #include "core/OTTaskManager.h"
 #include "core/OTUserConfig.h"
 #include "model/OTEvent.h"
@@ -694,18 +695,23 @@ void OTSDKManager::restoreRecordTree() {
     clearTreeNodeActivateState();
 }
 
+void OTSDKManager::registerForRemoteNotifications(const CorvaneOtConfig& configuration) {
+    OTPushManager::sharedManager()->registerForRemoteNotificationWithDelegate(configuration.notificationCenterDelegate());
+}
+
+void OTSDKManager::handlePushLink(const std::optional<std::string>& link) { OTPushManager::sharedManager()->handlePush(link); }
+
 void OTSDKManager::networkStatusDidChange(const std::shared_ptr<void>&) {
     // Completed with reachability and the offline queues.
 }
 
 // The steps below are completed by the engine layers that own them: reachability, server
-// environments, page tracking, notifications, login, campaign download, subscribe requests,
-// banners, link navigation, event reports and identity uploads.
+// environments, page tracking, login, campaign download, subscribe requests, banners, event
+// reports and identity uploads.
 void OTSDKManager::startReachability() {}
 void OTSDKManager::installDefaultServerEnvironments() {}
 void OTSDKManager::startPageCollection() {}
 void OTSDKManager::startWindowObservation() {}
-void OTSDKManager::registerForRemoteNotifications(const CorvaneOtConfig&) {}
 void OTSDKManager::configureCustomServer(const std::string&) {}
 void OTSDKManager::loginThenDownload() {}
 void OTSDKManager::uploadPushToken() {}
@@ -713,5 +719,4 @@ void OTSDKManager::alias(const std::optional<std::string>&) {}
 void OTSDKManager::getListData(bool) {}
 void OTSDKManager::triggerEvent(const std::shared_ptr<OTEvent>&) {}
 void OTSDKManager::matchBanners(const std::shared_ptr<OTEvent>&) {}
-void OTSDKManager::handlePushLink(const std::optional<std::string>&) {}
 void OTSDKManager::reportWindowEventWithName(const std::string&, std::int64_t, const std::shared_ptr<OTWindowData>&) {}

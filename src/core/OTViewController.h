@@ -44,6 +44,10 @@ public:
     bool isViewVisible() const;
     void setViewVisible(bool value);
 
+    // How the page was made: "storyboard", "nib" or "plain" for pages made from a link.
+    const std::string& madeFrom() const { return madeFrom_; }
+    void setMadeFrom(std::string value) { madeFrom_ = std::move(value); }
+
     virtual bool isNavigationController() const { return false; }
     virtual bool isTabBarController() const { return false; }
 
@@ -63,4 +67,5 @@ private:
     std::map<std::string, std::string> values_;
     bool hidesBottomBarWhenPushed_ = false;
     bool viewVisible_ = true;
+    std::string madeFrom_ = "plain";
 };

@@ -74,3 +74,33 @@ void OTHeadlessUIHost::setWindows(std::vector<std::shared_ptr<OTWindow>> windows
     std::lock_guard lock(mutex_);
     windows_ = std::move(windows);
 }
+
+bool OTHeadlessUIHost::canOpenURL(const std::string& url) {
+    const auto colon = url.find(':');
+    if (colon == std::string::npos || colon == 0 || colon + 1 >= url.size()) return false;
+    for (std::size_t i = 0; i < colon; ++i) {
+        const char c = url[i];
+        const bool schemeChar = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '+' ||
+                                c == '-' || c == '.';
+        if (!schemeChar) return false;
+    }
+    return url.find_first_of(" \t\n\r") == std::string::npos;
+}
+
+void OTHeadlessUIHost::openURL(const std::string& url) { record("open url: " + url); }
+
+void OTHeadlessUIHost::setNotificationCenterDelegate(const std::shared_ptr<void>&) { record("notification delegate set"); }
+
+void OTHeadlessUIHost::requestNotificationAuthorization(
+    std::int64_t options, std::function<void(bool, const std::optional<std::string>&)> completion) {
+    record("request notification authorization " + std::to_string(options));
+    if (completion) {
+        OTEnvironment::current()->mainQueue()->async([completion] { completion(true, std::nullopt); });
+    }
+}
+
+void OTHeadlessUIHost::registerUserNotificationSettings(std::int64_t types) {
+    record("register notification settings " + std::to_string(types));
+}
+
+void OTHeadlessUIHost::registerForRemoteNotifications() { record("register for remote notifications"); }

@@ -21,6 +21,14 @@ public:
     void terminate(int status) override;
     std::vector<std::shared_ptr<OTWindow>> windows() override;
     void setWindows(std::vector<std::shared_ptr<OTWindow>> windows);
+    // An address opens when it has a scheme, then "://" or ":", and no blank.
+    bool canOpenURL(const std::string& url) override;
+    void openURL(const std::string& url) override;
+    void setNotificationCenterDelegate(const std::shared_ptr<void>& delegate) override;
+    void requestNotificationAuthorization(std::int64_t options,
+                                          std::function<void(bool, const std::optional<std::string>&)> completion) override;
+    void registerUserNotificationSettings(std::int64_t types) override;
+    void registerForRemoteNotifications() override;
 
     void setCanSendMail(bool value);
     void setMailOutcome(MailResult result, std::optional<std::string> error = std::nullopt);

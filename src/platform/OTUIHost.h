@@ -44,4 +44,18 @@ public:
     virtual void terminate(int status) = 0;
     // The app's windows, one per connected scene, in the order the platform lists them.
     virtual std::vector<std::shared_ptr<OTWindow>> windows() = 0;
+
+    // Links handed to the system: whether some app opens the address, and opening it outside.
+    virtual bool canOpenURL(const std::string& url) = 0;
+    virtual void openURL(const std::string& url) = 0;
+
+    // Notification permission and remote notifications.
+    virtual void setNotificationCenterDelegate(const std::shared_ptr<void>& delegate) = 0;
+    // `options` are the platform's bits (badge 1, sound 2, alert 4, car play 8); `completion` runs
+    // with the answer, or with an error text.
+    virtual void requestNotificationAuthorization(std::int64_t options,
+                                                  std::function<void(bool granted, const std::optional<std::string>& error)>
+                                                      completion) = 0;
+    virtual void registerUserNotificationSettings(std::int64_t types) = 0;
+    virtual void registerForRemoteNotifications() = 0;
 };

@@ -1,0 +1,241 @@
+#include "core/OTPushManager.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+#include "core/OTNavigation.h"
+#include "core/OTNavigationController.h"
+#include "core/OTPageClassRegistry.h"
+#include "core/OTTabBarController.h"
+#include "core/OTWindow.h"
+#include "platform/OTEnvironment.h"
+#include "platform/OTJSONValue.h"
+#include "platform/OTLogger.h"
+#include "platform/OTText.h"
+
+namespace {
+constexpr auto kNavigationDelay = std::chrono::milliseconds(600);
+
+std::vector<std::string> split(const std::string& text, char separator) {
+    std::vector<std::string> parts;
+    std::size_t from = 0;
+    for (std::size_t at = text.find(separator); at != std::string::npos; at = text.find(separator, from)) {
+        parts.push_back(text.substr(from, at - from));
+        from = at + 1;
+    }
+    parts.push_back(text.substr(from));
+    return parts;
+}
+
+bool isAddressCharacter(char c) {
+    static constexpr std::string_view kMarks = ".-~!@#$%^&*+?:_/=<>";
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+           kMarks.find(c) != std::string_view::npos;
+}
+
+// The class a tab is compared with: a navigation stack's root, or the tab itself.
+std::shared_ptr<OTViewController> tabPage(const std::shared_ptr<OTViewController>& child) {
+    if (child && child->isNavigationController()) {
+        const auto stack = std::static_pointer_cast<OTNavigationController>(child)->viewControllers();
+        return stack.empty() ? nullptr : stack.front();
+    }
+    return child;
+}
+}  // namespace
+
+std::shared_ptr<OTPushManager> OTPushManager::sharedManager() {
+    return OTEnvironment::current()->singleton<OTPushManager>([] { return std::make_shared<OTPushManager>(); });
+}
+
+void OTPushManager::registerForRemoteNotificationWithDelegate(const std::shared_ptr<void>& delegate) {
+    auto environment = OTEnvironment::current();
+    auto& host = environment->uiHost();
+    const double version = OTJSONValue::doubleValueOfText(environment->device().systemVersion);
+    if (version >= 10) {
+        if (delegate) host.setNotificationCenterDelegate(delegate);
+        host.requestNotificationAuthorization(15, [](bool, const std::optional<std::string>& error) {
+            if (!error) OTLog(OTLogger::kLevelLog, "request authorization succeeded!");
+        });
+        environment->mainQueue()->async([] { OTEnvironment::current()->uiHost().registerForRemoteNotifications(); });
+    } else if (version >= 8) {
+        environment->mainQueue()->async([] { OTEnvironment::current()->uiHost().registerForRemoteNotifications(); });
+        host.registerUserNotificationSettings(7);
+    } else {
+        OTLog(OTLogger::kLevelError, "暂不支持 iOS 8.0 以下系统！");
+    }
+}
+
+void OTPushManager::handlePush(std::int64_t type, const nlohmann::json& msg) {
+    if (type != 1 || !msg.is_object()) return;
+    const auto it = msg.find("intentUrl");
+    _handleUrl(it == msg.end() ? std::nullopt : OTJSONValue::text(*it));
+}
+
+void OTPushManager::handlePush(const std::optional<std::string>& link) { _handleUrl(link); }
+
+bool OTPushManager::isURLLink(const std::string& link) {
+    const std::size_t question = link.find('?');
+    for (std::size_t at = link.find("://"); at != std::string::npos && at < question; at = link.find("://", at + 1)) {
+        if (at == 0) continue;
+        const std::string_view rest = std::string_view(link).substr(at + 3);
+        if (!rest.empty() && std::all_of(rest.begin(), rest.end(), isAddressCharacter)) return true;
+    }
+    return false;
+}
+
+void OTPushManager::_handleUrl(const std::optional<std::string>& link) {
+    if (!link || link->empty()) return;
+    const std::string trimmed = OTText::trimmed(*link, false);
+    if (isURLLink(trimmed)) pushUrl(trimmed);
+    else pushViewController(trimmed);
+}
+
+void OTPushManager::pushUrl(const std::optional<std::string>& link) {
+    if (!link || link->empty()) return;
+    OTEnvironment::current()->mainQueue()->after(kNavigationDelay, [url = *link] {
+        auto& host = OTEnvironment::current()->uiHost();
+        if (!host.canOpenURL(url)) OTLog(OTLogger::kLevelError, "您所填写的活动链接不合法->%@", url);
+        if (url.rfind("http://", 0) != 0 && url.rfind("https://", 0) != 0) {
+            host.openURL(url);
+            return;
+        }
+        const auto window = OTNavigation::keyWindow();
+        const auto root = window ? window->rootViewController() : nullptr;
+        if (!root) return;
+        auto browser = std::make_shared<OTViewController>("SFSafariViewController");
+        browser->setValueForKey(url, "URL");
+        root->presentViewController(browser, true);
+    });
+}
+
+void OTPushManager::pushViewController(const std::string& link) {
+    const std::string cleaned = OTText::replacingOccurrences(link, " ", "");
+    const auto parts = split(cleaned, '?');
+    const std::string& className = parts.front();
+    const auto pageClass = OTPageClassRegistry::shared()->pageClassNamed(className);
+    if (!pageClass) {
+        OTLog(OTLogger::kLevelError, "您所填写的页面不存在->%@", className);
+        return;
+    }
+    const auto properties = parts.size() >= 2 ? getProperty(parts[1]) : std::nullopt;
+    auto controller = std::make_shared<OTViewController>(className, pageClass->superclasses);
+    // The main storyboard first, then a nib of the class's name, then a plain page.
+    if (pageClass->storyboardIdentifier == className) controller->setMadeFrom("storyboard");
+    else if (pageClass->nibName == className) controller->setMadeFrom("nib");
+    setProperty(properties, controller);
+    _pushViewController(controller, properties);
+}
+
+bool OTPushManager::isExistPropertyInObject(const std::shared_ptr<OTViewController>& object,
+                                            const std::string& propertyName) {
+    if (!object) return false;
+    const auto pageClass = OTPageClassRegistry::shared()->pageClassNamed(object->className());
+    if (!pageClass) return false;
+    const auto& declared = pageClass->properties;
+    return std::find(declared.begin(), declared.end(), propertyName) != declared.end();
+}
+
+void OTPushManager::setProperty(const std::optional<Properties>& properties,
+                                const std::shared_ptr<OTViewController>& controller) {
+    if (!properties || !controller) return;
+    for (const auto& [key, value] : *properties) {
+        if (isExistPropertyInObject(controller, key)) controller->setValueForKey(value, key);
+    }
+}
+
+void OTPushManager::_pushViewController(const std::shared_ptr<OTViewController>& controller,
+                                        const std::optional<Properties>& property) {
+    OTEnvironment::current()->mainQueue()->after(kNavigationDelay, [controller, property] {
+        auto self = OTPushManager::sharedManager();
+        const auto top = OTNavigation::currentViewController();
+        if (!top || !controller) return;
+        if (top->presentingViewController()) {
+            top->presentViewController(controller, false);
+            return;
+        }
+        const auto navigation = top->navigationController();
+        if (!navigation) {
+            if (top->parentViewController()) self->_controllerInRootPageFrom(controller, top);
+            return;
+        }
+        if (!navigation->presentingViewController() && navigation->parentViewController() &&
+            self->_controllerInRootPageFrom(controller, top)) {
+            return;
+        }
+        controller->setHidesBottomBarWhenPushed(true);
+        navigation->pushViewController(controller, true);
+    });
+}
+
+std::int64_t OTPushManager::_controller(const std::shared_ptr<OTViewController>& controller,
+                                        const std::shared_ptr<OTTabBarController>& tabs) {
+    if (!controller || !tabs) return -1;
+    const auto children = tabs->viewControllers();
+    for (std::size_t i = 0; i < children.size(); ++i) {
+        const auto page = tabPage(children[i]);
+        if (page && controller->isKindOfClass(page->className())) return static_cast<std::int64_t>(i);
+    }
+    return -1;
+}
+
+bool OTPushManager::_controllerInRootPageFrom(const std::shared_ptr<OTViewController>& controller,
+                                              const std::shared_ptr<OTViewController>& current) {
+    if (!controller || !current) return false;
+    auto navigation = current->navigationController();
+    auto parent = navigation ? navigation->parentViewController() : current->parentViewController();
+    // Climb through nested tab bars until one has a tab rooted at the controller's class.
+    for (int depth = 0; depth < 100; ++depth) {
+        if (!parent || !parent->isTabBarController()) return false;
+        const auto tabs = std::static_pointer_cast<OTTabBarController>(parent);
+        const auto index = _controller(controller, tabs);
+        if (index != -1) {
+            if (navigation) navigation->popToRootViewController(false);
+            tabs->setSelectedIndex(index);
+            return true;
+        }
+        navigation = parent->navigationController();
+        if (!navigation) return false;
+        parent = navigation->parentViewController();
+    }
+    return false;
+}
+
+bool OTPushManager::_controllerWithPropertyInTabBarController(const std::shared_ptr<OTViewController>& controller,
+                                                              const std::optional<Properties>& property,
+                                                              const std::shared_ptr<OTTabBarController>& tabs) {
+    if (!controller || !tabs) return false;
+    const auto children = tabs->viewControllers();
+    for (std::size_t i = 0; i < children.size(); ++i) {
+        const auto& child = children[i];
+        if (!child) continue;
+        bool matches = false;
+        if (child->isNavigationController()) {
+            for (const auto& page : std::static_pointer_cast<OTNavigationController>(child)->viewControllers()) {
+                matches = matches || (page && controller->isKindOfClass(page->className()));
+            }
+        } else {
+            matches = controller->isKindOfClass(child->className());
+        }
+        if (matches) {
+            tabs->setSelectedIndex(static_cast<std::int64_t>(i));
+            setProperty(property, child);
+            return true;
+        }
+    }
+    return false;
+}
+
+std::optional<OTPushManager::Properties> OTPushManager::getProperty(const std::optional<std::string>& query) {
+    if (!query || query->empty()) return std::nullopt;
+    Properties properties;
+    for (const auto& piece : split(*query, '&')) {
+        const auto pair = split(piece, '=');
+        if (pair.size() < 2) {
+            // A piece without "=" names no value; it is left out rather than failing the link.
+            OTLog(OTLogger::kLevelError, "链接参数缺少“=”，已忽略：%@", piece);
+            continue;
+        }
+        if (!pair[0].empty() && !pair[1].empty()) properties[pair[0]] = pair[1];
+    }
+    return properties;
+}

@@ -1,0 +1,146 @@
+#include <gtest/gtest.h>
+
+#include "core/OTNavigation.h"
+#include "core/OTNavigationController.h"
+#include "core/OTPageClassRegistry.h"
+#include "core/OTPushManager.h"
+#include "core/OTTabBarController.h"
+#include "core/OTWindow.h"
+#include "platform/OTLogger.h"
+#include "platform/OTSandbox.h"
+#include "support/OTTestEnvironment.h"
+
+using namespace std::chrono_literals;
+
+namespace {
+// The default app: a tab bar of two navigation stacks rooted at HomeVC and MineVC.
+struct App {
+    OTTestEnvironment test;
+    std::shared_ptr<OTViewController> home = std::make_shared<OTViewController>("HomeVC");
+    std::shared_ptr<OTViewController> mine = std::make_shared<OTViewController>("MineVC");
+    std::shared_ptr<OTNavigationController> homeStack = OTNavigationController::withRoot(home);
+    std::shared_ptr<OTNavigationController> mineStack = OTNavigationController::withRoot(mine);
+    std::shared_ptr<OTTabBarController> tabs = std::make_shared<OTTabBarController>();
+    std::shared_ptr<OTWindow> window = std::make_shared<OTWindow>(tabs);
+    std::shared_ptr<OTPushManager> push = OTPushManager::sharedManager();
+
+    App() {
+        tabs->setViewControllers({homeStack, mineStack});
+        test.uiHost().setWindows({window});
+        auto registry = OTPageClassRegistry::shared();
+        registry->registerPageClass({"HomeVC", {}, std::nullopt, std::nullopt});
+        registry->registerPageClass({"MineVC", {"tab"}, std::nullopt, std::nullopt});
+        registry->registerPageClass({"Detail", {"id", "name"}, std::string("Detail"), std::nullopt});
+        registry->registerPageClass({"NibPage", {}, std::nullopt, std::string("NibPage")});
+    }
+    void afterNavigation() { test.scheduler().advance(600ms); }
+    std::string log() {
+        test.scheduler().runUntilIdle();
+        return OTSandbox::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
+    }
+};
+}  // namespace
+
+TEST(OTPushManager, LinksAreUrlsOrPagesOfTheApp) {
+    EXPECT_TRUE(OTPushManager::isURLLink("https://example.com/a?b=c&d=e"));
+    EXPECT_TRUE(OTPushManager::isURLLink("myapp://path/to"));
+    EXPECT_TRUE(OTPushManager::isURLLink("weird scheme://x"));  // anything but "?" before "://"
+    EXPECT_FALSE(OTPushManager::isURLLink("https://"));
+    EXPECT_FALSE(OTPushManager::isURLLink("https://a b"));
+    EXPECT_FALSE(OTPushManager::isURLLink("Detail?next=https://x"));
+    EXPECT_FALSE(OTPushManager::isURLLink("Detail?id=3"));
+
+    App app;
+    EXPECT_EQ(app.push->getProperty(std::string("id=3&name=ab&id=4&empty=&=x")),
+              (OTPushManager::Properties{{"id", "4"}, {"name", "ab"}}));
+    EXPECT_EQ(app.push->getProperty(std::string("a=1&broken&b=2")), (OTPushManager::Properties{{"a", "1"}, {"b", "2"}}));
+    EXPECT_FALSE(app.push->getProperty(std::string("")).has_value());
+    EXPECT_NE(app.log().find("链接参数缺少“=”，已忽略：broken"), std::string::npos);
+}
+
+TEST(OTPushManager, UrlsOpenInTheAppBrowserOrOutsideAfterADelay) {
+    App app;
+    app.push->handlePush(std::string("  https://example.com/sale?x=1 "));
+    app.test.scheduler().advance(599ms);
+    EXPECT_EQ(app.tabs->presentedViewController(), nullptr);
+    app.test.scheduler().advance(1ms);
+    auto browser = app.tabs->presentedViewController();
+    ASSERT_NE(browser, nullptr);
+    EXPECT_EQ(browser->className(), "SFSafariViewController");
+    EXPECT_EQ(browser->valueForKey("URL"), "https://example.com/sale?x=1");
+
+    app.push->handlePush(std::string("myapp://open/item"));
+    app.afterNavigation();
+    EXPECT_EQ(app.test.uiHost().records().back(), "open url: myapp://open/item");
+
+    app.push->pushUrl(std::string("bad url://x"));
+    app.afterNavigation();
+    EXPECT_NE(app.log().find("您所填写的活动链接不合法->bad url://x"), std::string::npos);
+}
+
+TEST(OTPushManager, PagesArePushedWithTheirDeclaredPropertiesOnly) {
+    App app;
+    app.push->handlePush(std::string("Detail?id=3&name=a b&color=red"));
+    app.afterNavigation();
+    auto top = app.homeStack->topViewController();
+    ASSERT_EQ(top->className(), "Detail");
+    EXPECT_EQ(top->madeFrom(), "storyboard");
+    EXPECT_EQ(top->propertyValues(), (std::map<std::string, std::string>{{"id", "3"}, {"name", "ab"}}));
+    EXPECT_TRUE(top->hidesBottomBarWhenPushed());
+
+    app.push->handlePush(std::string("Detail?id="));
+    app.afterNavigation();
+    EXPECT_TRUE(app.homeStack->topViewController()->propertyValues().empty());
+
+    app.push->handlePush(std::string("NibPage"));
+    app.afterNavigation();
+    EXPECT_EQ(app.homeStack->topViewController()->madeFrom(), "nib");
+
+    app.push->handlePush(std::string("Missing?id=1"));
+    app.afterNavigation();
+    EXPECT_EQ(app.homeStack->viewControllers().size(), 4u);
+    EXPECT_NE(app.log().find("您所填写的页面不存在->Missing"), std::string::npos);
+
+    // Only type 1 follows a notification's link.
+    app.push->handlePush(2, nlohmann::json{{"intentUrl", "Detail"}});
+    app.push->handlePush(1, nlohmann::json{{"intentUrl", 5}});
+    app.afterNavigation();
+    EXPECT_EQ(app.homeStack->viewControllers().size(), 4u);
+    app.push->handlePush(1, nlohmann::json{{"intentUrl", "Detail?id=9"}});
+    app.afterNavigation();
+    EXPECT_EQ(app.homeStack->topViewController()->valueForKey("id"), "9");
+}
+
+TEST(OTPushManager, ATabRootSwitchesTabsAndAModalTopPresents) {
+    App app;
+    app.homeStack->pushViewController(std::make_shared<OTViewController>("Detail"), false);
+    app.push->handlePush(std::string("MineVC?tab=1"));
+    app.afterNavigation();
+    EXPECT_EQ(app.tabs->selectedIndex(), 1);
+    EXPECT_EQ(app.homeStack->viewControllers().size(), 1u);  // popped to its root
+    EXPECT_EQ(app.mineStack->viewControllers().size(), 1u);  // nothing pushed
+    EXPECT_EQ(app.push->_controller(std::make_shared<OTViewController>("MineVC"), app.tabs), 1);
+    EXPECT_EQ(app.push->_controller(std::make_shared<OTViewController>("Other"), app.tabs), -1);
+
+    auto modal = std::make_shared<OTViewController>("ModalVC");
+    app.mine->presentViewController(modal, true);
+    EXPECT_EQ(OTNavigation::currentViewController(), modal);
+    app.push->handlePush(std::string("Detail?id=1"));
+    app.afterNavigation();
+    ASSERT_NE(modal->presentedViewController(), nullptr);
+    EXPECT_EQ(modal->presentedViewController()->className(), "Detail");
+
+    EXPECT_TRUE(app.push->_controllerWithPropertyInTabBarController(std::make_shared<OTViewController>("HomeVC"),
+                                                                    OTPushManager::Properties{{"tab", "x"}}, app.tabs));
+    EXPECT_EQ(app.tabs->selectedIndex(), 0);
+}
+
+TEST(OTPushManager, PermissionIsAskedByTheSystemVersion) {
+    App app;
+    app.push->registerForRemoteNotificationWithDelegate(std::make_shared<int>(1));
+    app.test.scheduler().runUntilIdle();
+    const auto records = app.test.uiHost().records();
+    EXPECT_EQ(records, (std::vector<std::string>{"notification delegate set", "request notification authorization 15",
+                                                 "register for remote notifications"}));
+    EXPECT_NE(app.log().find("request authorization succeeded!"), std::string::npos);
+}
