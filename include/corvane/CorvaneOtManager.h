@@ -26,4 +26,6 @@ public:
     static void startWithConfig(const std::shared_ptr<CorvaneOtConfig>& config);
     static std::string SDKVersion();
     static void configLogLevel(std::uint64_t level);
+    // False holds every dialog back (nothing is shown or counted) until set true again.
+    static void setDialogVisible(bool visible);
 };

@@ -1,5 +1,6 @@
 #include "corvane/CorvaneOtManager.h"
 
+#include "core/OTPopWindowManager.h"
 #include "core/OTSDKManager.h"
 #include "platform/OTLogger.h"
 
@@ -24,6 +25,13 @@ std::string CorvaneOtManager::SDKVersion() { return OTSDKManager::SDKVersion(); 
 void CorvaneOtManager::configLogLevel(std::uint64_t level) {
     try {
         OTLogger::configLogLevel(static_cast<std::int64_t>(level));
+    } catch (...) {
+    }
+}
+
+void CorvaneOtManager::setDialogVisible(bool visible) {
+    try {
+        OTPopWindowManager::sharedManager()->setAutoPopWindow(visible);
     } catch (...) {
     }
 }

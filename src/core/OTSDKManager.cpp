@@ -2,6 +2,8 @@
 
 #include "core/OTDispatchQueueManager.h"
 #include "core/OTNavigation.h"
+#include "core/OTPageCollection.h"
+#include "core/OTSwizzler.h"
 #include "core/OTViewController.h"
 #include "core/OTPopWindowManager.h"
 #include "core/OTPushManager.h"
@@ -695,6 +697,47 @@ void OTSDKManager::restoreRecordTree() {
     clearTreeNodeActivateState();
 }
 
+void OTSDKManager::startPageCollection() {
+    auto collection = std::make_shared<OTPageCollection>();
+    setPageCollection(collection);
+    collection->setDelegate(shared_from_this());
+    collection->collectPage();
+}
+
+void OTSDKManager::startWindowObservation() {
+    OTSwizzler::swizzleSelector(
+        "willRemoveSubview:", "UIWindow",
+        [weak = weak_from_this()](const OTMethodRuntime::Receiver&, const std::string&,
+                                  const OTMethodRuntime::Arguments& arguments) {
+            auto self = weak.lock();
+            if (!self) return;
+            std::optional<std::string> removed;
+            if (!arguments.empty()) {
+                if (const auto* name = std::any_cast<std::string>(&arguments.front())) removed = *name;
+            }
+            if (OTNavigation::isControllerOnTopOfKeyWindow(self->mainPageController(), removed) &&
+                self->mainPagePVCount() < 2) {
+                self->environment_.mainQueue()->after(std::chrono::milliseconds(100), [weak] {
+                    if (auto engine = weak.lock()) engine->triggerEventMatchInApp(engine->cachedFirstPVEventOfMainPage(), 0);
+                });
+            }
+        },
+        "ot_willRemoveSubview");
+}
+
+void OTSDKManager::exchangeMethod() {
+    if (!OTMethodRuntime::shared()->classExists("CorvaneSDK")) return;
+    OTSwizzler::swizzleSelector(
+        "saveUploadInfo:event:handler:", "CorvaneSDK",
+        [](const OTMethodRuntime::Receiver&, const std::string&, const OTMethodRuntime::Arguments& arguments) {
+            if (arguments.size() < 2) return;
+            if (const auto* event = std::any_cast<nlohmann::json>(&arguments[1])) {
+                OTSDKManager::sharedManager()->onEventDataReceived(*event);
+            }
+        },
+        "ot_saveUploadInfo");
+}
+
 void OTSDKManager::registerForRemoteNotifications(const CorvaneOtConfig& configuration) {
     OTPushManager::sharedManager()->registerForRemoteNotificationWithDelegate(configuration.notificationCenterDelegate());
 }
@@ -706,12 +749,10 @@ void OTSDKManager::networkStatusDidChange(const std::shared_ptr<void>&) {
 }
 
 // The steps below are completed by the engine layers that own them: reachability, server
-// environments, page tracking, login, campaign download, subscribe requests, banners, event
-// reports and identity uploads.
+// environments, login, campaign download, subscribe requests, banners, event reports and
+// identity uploads.
 void OTSDKManager::startReachability() {}
 void OTSDKManager::installDefaultServerEnvironments() {}
-void OTSDKManager::startPageCollection() {}
-void OTSDKManager::startWindowObservation() {}
 void OTSDKManager::configureCustomServer(const std::string&) {}
 void OTSDKManager::loginThenDownload() {}
 void OTSDKManager::uploadPushToken() {}

@@ -51,6 +51,13 @@ public:
     void onUserProfile(const std::string& key, const nlohmann::json& value) override;
 
     void registerNotifications();
+    // Page tracking: every page shown is reported to autoPageCollected.
+    void startPageCollection();
+    // Watches views leaving the window: when the cover over the main page goes, its first view is
+    // matched again.
+    void startWindowObservation();
+    // An alternative hook on the host SDK's upload method; start-up does not use it.
+    void exchangeMethod();
     void networkStatusDidChange(const std::shared_ptr<void>& reachability);
 
     // Event intake, on the event queue.
@@ -191,8 +198,6 @@ private:
     // Construction and start-up steps that belong to later layers of the engine.
     void startReachability();
     void installDefaultServerEnvironments();
-    void startPageCollection();
-    void startWindowObservation();
     void registerForRemoteNotifications(const CorvaneOtConfig& configuration);
     void configureCustomServer(const std::string& url);
     void loginThenDownload();

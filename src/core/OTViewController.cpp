@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "core/OTMethodRuntime.h"
 #include "core/OTNavigationController.h"
 #include "core/OTTabBarController.h"
 
@@ -103,4 +104,24 @@ bool OTViewController::isViewVisible() const {
 void OTViewController::setViewVisible(bool value) {
     std::lock_guard lock(mutex_);
     viewVisible_ = value;
+}
+
+void OTViewController::defineRuntimeClass() const {
+    auto runtime = OTMethodRuntime::shared();
+    std::string name = className_;
+    for (const auto& ancestor : superclasses_) {
+        if (!runtime->classExists(name)) runtime->defineClass(name, ancestor);
+        name = ancestor;
+    }
+    if (!runtime->classExists(name)) runtime->defineClass(name, "UIViewController");
+}
+
+void OTViewController::viewDidAppear(bool animated) {
+    defineRuntimeClass();
+    OTMethodRuntime::shared()->invoke(className_, shared_from_this(), "viewDidAppear:", {animated});
+}
+
+void OTViewController::viewWillDisappear(bool animated) {
+    defineRuntimeClass();
+    OTMethodRuntime::shared()->invoke(className_, shared_from_this(), "viewWillDisappear:", {animated});
 }

@@ -48,10 +48,17 @@ public:
     const std::string& madeFrom() const { return madeFrom_; }
     void setMadeFrom(std::string value) { madeFrom_ = std::move(value); }
 
+    // The page appears or is about to go: calls through the method runtime, where they can be
+    // intercepted.
+    void viewDidAppear(bool animated);
+    void viewWillDisappear(bool animated);
+
     virtual bool isNavigationController() const { return false; }
     virtual bool isTabBarController() const { return false; }
 
 protected:
+    // Makes the class and its ancestors known to the method runtime.
+    void defineRuntimeClass() const;
     friend class OTNavigationController;
     friend class OTTabBarController;
     void setParentViewController(const std::shared_ptr<OTViewController>& parent);

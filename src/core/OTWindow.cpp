@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "core/OTMethodRuntime.h"
+
 OTWindow::OTWindow(std::shared_ptr<OTViewController> root, ActivationState state) : root_(std::move(root)), state_(state) {}
 
 std::shared_ptr<OTViewController> OTWindow::rootViewController() const {
@@ -35,6 +37,7 @@ void OTWindow::addSubview(const std::string& name) {
 }
 
 void OTWindow::removeSubview(const std::string& name) {
+    OTMethodRuntime::shared()->invoke("UIWindow", shared_from_this(), "willRemoveSubview:", {name});
     std::lock_guard lock(mutex_);
     const auto it = std::find(subviews_.begin(), subviews_.end(), name);
     if (it != subviews_.end()) subviews_.erase(it);

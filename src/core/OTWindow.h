@@ -10,7 +10,7 @@
 
 // A window of the host app: its root page, the activation state of its scene, and the views laid
 // over the root page (a splash screen, an advertisement, a dialog), last on top.
-class OTWindow {
+class OTWindow : public std::enable_shared_from_this<OTWindow> {
 public:
     enum ActivationState : std::int64_t { ForegroundActive = 0, ForegroundInactive = 1, Background = 2 };
 

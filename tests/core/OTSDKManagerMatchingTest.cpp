@@ -2,6 +2,7 @@
 
 #include "core/OTNavigationController.h"
 #include "core/OTPopWindowManager.h"
+#include "corvane/CorvaneOtManager.h"
 #include "core/OTSDKManager.h"
 #include "core/OTTabBarController.h"
 #include "core/OTUserConfig.h"
@@ -89,7 +90,7 @@ TEST(OTSDKManagerMatching, TheFirstEligibleCampaignInOrderIsShownAfterItsDelay) 
 TEST(OTSDKManagerMatching, HiddenDialogsAreNeitherShownNorCountedNorPassedOver) {
     Engine e;
     e.campaigns({eventCampaign("1", "buy", {{"count", 5}}), eventCampaign("2", "buy", {{"count", 5}})});
-    OTPopWindowManager::sharedManager()->setAutoPopWindow(false);
+    CorvaneOtManager::setDialogVisible(false);
     e.send({{"xwhat", "buy"}});
     e.settle();
     EXPECT_TRUE(e.presenter->shown.empty());

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+class OTSDKManager;
+class OTViewController;
+
+// Reports every page of the host app that appears (the platform's own pages and containers left
+// out) to its delegate, the engine.
+class OTPageCollection : public std::enable_shared_from_this<OTPageCollection> {
+public:
+    OTPageCollection();
+
+    // Intercepts "viewDidAppear:" and "viewWillDisappear:" of every page, on the main queue.
+    void collectPage();
+    void viewDidAppear(const std::shared_ptr<OTViewController>& controller);
+    void viewWillDisappear(const std::shared_ptr<OTViewController>& controller);
+    bool canCollectViewController(const std::shared_ptr<OTViewController>& controller) const;
+
+    std::shared_ptr<OTSDKManager> delegate() const { return delegate_.lock(); }
+    void setDelegate(const std::shared_ptr<OTSDKManager>& delegate) { delegate_ = delegate; }
+    const std::vector<std::string>& excludedClassNames() const { return excluded_; }
+
+private:
+    const std::vector<std::string> excluded_;
+    std::weak_ptr<OTSDKManager> delegate_;
+};
