@@ -29,7 +29,8 @@ std::optional<std::string> userIdText(const nlohmann::json& value) {
 }
 }  // namespace
 
-OTSDKManager::OTSDKManager(OTEnvironment& environment) : environment_(environment) {
+OTSDKManager::OTSDKManager(OTEnvironment& environment)
+    : environment_(environment), notifications_(environment.notificationCenterHandle()) {
     lastBackgroundUpdateTime_.set(environment.clock().now());
     restoreCampaignLists();
     restoreRecordTree();
@@ -37,7 +38,9 @@ OTSDKManager::OTSDKManager(OTEnvironment& environment) : environment_(environmen
     registerNotifications();
 }
 
-OTSDKManager::~OTSDKManager() { environment_.notificationCenter().removeObserver(this); }
+OTSDKManager::~OTSDKManager() {
+    if (auto center = notifications_.lock()) center->removeObserver(this);
+}
 
 std::shared_ptr<OTSDKManager> OTSDKManager::sharedManager() {
     auto environment = OTEnvironment::current();

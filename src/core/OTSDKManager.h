@@ -16,6 +16,7 @@
 #include "platform/OTLocked.h"
 
 class OTEnvironment;
+class OTNotificationCenter;
 class OTEvent;
 class OTPageCollection;
 class OTViewController;
@@ -217,6 +218,8 @@ private:
     std::pair<std::string, bool> visiblePage(const std::shared_ptr<OTViewController>& controller) const;
 
     OTEnvironment& environment_;
+    // The engine may be held past its environment; its destructor only needs the centre.
+    std::weak_ptr<OTNotificationCenter> notifications_;
     std::once_flag interceptionOnce_;
 
     std::atomic<std::int64_t> currentMatchEventIndex_{0};

@@ -30,7 +30,7 @@ OTEnvironment::OTEnvironment(Parts parts)
       uiHost_(parts.uiHost ? std::move(parts.uiHost) : std::make_shared<OTHeadlessUIHost>()),
       defaults_(std::make_unique<OTUserDefaults>(sandbox_.userDefaultsPath(device_.bundleIdentifier))),
       keychain_(std::make_unique<OTKeychainStore>(sandbox_.keychainPath())),
-      notifications_(std::make_unique<OTNotificationCenter>()) {}
+      notifications_(std::make_shared<OTNotificationCenter>()) {}
 
 OTEnvironment::~OTEnvironment() {
     // Stop the queues first so no work touches a shared instance while it goes.

@@ -64,6 +64,8 @@ public:
     OTConsole& console() const { return *console_; }
     OTRandomSource& random() const { return *random_; }
     OTNotificationCenter& notificationCenter() const { return *notifications_; }
+    // For objects that must reach the centre even when they outlive this environment.
+    std::weak_ptr<OTNotificationCenter> notificationCenterHandle() const { return notifications_; }
     OTUIHost& uiHost() const { return *uiHost_; }
 
     std::shared_ptr<OTDispatchQueue> mainQueue() const { return scheduler_->mainQueue(); }
@@ -96,7 +98,7 @@ private:
     std::shared_ptr<OTUIHost> uiHost_;
     std::unique_ptr<OTUserDefaults> defaults_;
     std::unique_ptr<OTKeychainStore> keychain_;
-    std::unique_ptr<OTNotificationCenter> notifications_;
+    std::shared_ptr<OTNotificationCenter> notifications_;
     std::mutex singletonsMutex_;
     std::map<std::type_index, std::shared_ptr<SingletonEntry>> singletons_;
 };
