@@ -81,3 +81,20 @@ void OTMethodRuntime::invoke(const std::string& className, const Receiver& recei
                              const Arguments& arguments) const {
     if (auto implementation = instanceMethod(className, selector)) (*implementation)(receiver, selector, arguments);
 }
+
+bool OTMethodRuntime::ot_exchangeOriginalSel(const std::string& className, const std::string& original,
+                                            const std::string& replaced) {
+    const auto originalImp = instanceMethod(className, original);
+    const auto replacedImp = instanceMethod(className, replaced);
+    if (!originalImp || !replacedImp) return false;
+    if (!isLocallyDefined(className, original)) {
+        // The class only inherits the original: it gets its own copy holding the replacement, and
+        // the replacement's name takes the inherited implementation.
+        if (!addMethod(className, original, *replacedImp)) return false;
+        if (!setImplementation(className, replaced, *originalImp)) addMethod(className, replaced, *originalImp);
+        return true;
+    }
+    setImplementation(className, original, *replacedImp);
+    if (!setImplementation(className, replaced, *originalImp)) addMethod(className, replaced, *originalImp);
+    return true;
+}

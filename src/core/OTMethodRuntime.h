@@ -33,6 +33,9 @@ public:
     bool setImplementation(const std::string& className, const std::string& selector, Implementation implementation);
     // Adds an own method; false when the class is unknown or already has one.
     bool addMethod(const std::string& className, const std::string& selector, Implementation implementation);
+    // Exchanges two methods' implementations. A class without its own copy of `original` first
+    // gets one holding `replaced`'s implementation.
+    bool ot_exchangeOriginalSel(const std::string& className, const std::string& original, const std::string& replaced);
     // Calls the method on a receiver of `className`; nothing happens when no class in the chain has it.
     void invoke(const std::string& className, const Receiver& receiver, const std::string& selector,
                 const Arguments& arguments) const;

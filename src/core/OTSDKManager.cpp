@@ -741,6 +741,11 @@ void OTSDKManager::exchangeMethod() {
         "ot_saveUploadInfo");
 }
 
+void OTSDKManager::reportWindowEventWithName(const std::string& name, std::int64_t type,
+                                             const std::shared_ptr<OTWindowData>& data) {
+    windowReports_.modify([&](auto& reports) { reports.push_back({name, type, data ? data->windowId() : std::nullopt}); });
+}
+
 void OTSDKManager::registerForRemoteNotifications(const CorvaneOtConfig& configuration) {
     OTPushManager::sharedManager()->registerForRemoteNotificationWithDelegate(configuration.notificationCenterDelegate());
 }
@@ -763,4 +768,3 @@ void OTSDKManager::alias(const std::optional<std::string>&) {}
 void OTSDKManager::getListData(bool) {}
 void OTSDKManager::triggerEvent(const std::shared_ptr<OTEvent>&) {}
 void OTSDKManager::matchBanners(const std::shared_ptr<OTEvent>&) {}
-void OTSDKManager::reportWindowEventWithName(const std::string&, std::int64_t, const std::shared_ptr<OTWindowData>&) {}

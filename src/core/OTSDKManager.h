@@ -190,6 +190,14 @@ public:
     double calibrationTime() const { return calibrationTime_.load(); }
     void setCalibrationTime(double value) { calibrationTime_.store(value); }
 
+    // Dialog reports made so far, kept until the report queue sends them: name, type, campaign id.
+    struct WindowReport {
+        std::string name;
+        std::int64_t type;
+        std::optional<std::string> windowId;
+    };
+    std::vector<WindowReport> windowReports() const { return windowReports_.get(); }
+
     // Where the engine's files live: the documents folder of the sandbox.
     std::string documentsPath(const std::string& fileName) const;
 
@@ -258,4 +266,5 @@ private:
     OTLocked<std::shared_ptr<OTEvent>> cachedFirstPVEventOfMainPage_;
     OTLocked<std::shared_ptr<OTEvent>> currentTriggerEvent_;
     std::atomic<double> calibrationTime_{0};
+    OTLocked<std::vector<WindowReport>> windowReports_;
 };

@@ -1,0 +1,124 @@
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "core/OTMethodRuntime.h"
+#include "core/OTNavigationController.h"
+#include "core/OTPageClassRegistry.h"
+#include "core/OTPushManager.h"
+#include "core/OTSDKManager.h"
+#include "core/OTTabBarController.h"
+#include "core/OTUserConfig.h"
+#include "core/OTWindow.h"
+#include "model/OTWindowData.h"
+#include "model/OTWindowRecordTree.h"
+#include "support/OTRecordingPresenter.h"
+#include "support/OTTestEnvironment.h"
+
+using nlohmann::json;
+using namespace std::chrono_literals;
+
+TEST(OTDialogFlow, FromEventToDialogToNavigationAndOnToTheNextCampaign) {
+    OTTestEnvironment test;
+    auto home = std::make_shared<OTViewController>("HomeVC");
+    auto stack = OTNavigationController::withRoot(home);
+    auto tabs = std::make_shared<OTTabBarController>();
+    tabs->setViewControllers({stack});
+    test.uiHost().setWindows({std::make_shared<OTWindow>(tabs)});
+    OTPageClassRegistry::shared()->registerPageClass({"DetailVC", {"id", "name"}, std::nullopt, std::nullopt});
+    auto presenter = std::make_shared<OTRecordingPresenter>();
+    OTPopWindowManager::sharedManager()->setPresenter(presenter);
+
+    auto engine = OTSDKManager::sharedManager()->managerWithGroupIdentifier("group.demo");
+    engine->setConfiguration(std::make_shared<CorvaneOtConfig>());
+    std::vector<std::shared_ptr<OTWindowData>> campaigns;
+    for (const char* text : {R"({"id":"1","type":1,"count":2,"closeDialogType":2,"preEvents":[{"xwhat":"buy"}],
+                                 "event":{"xwhat":"buy","delay":1.5},
+                                 "title":{"text":"Hi ${event.name}"},
+                                 "buttonRight":{"text":"Go","clickEvent":" DetailVC?id=${event.id}&name=Ann Lee "}})",
+                             R"({"id":"2","type":1,"count":2,"preEvents":[{"xwhat":"buy"}]})"}) {
+        auto data = std::make_shared<OTWindowData>();
+        data->setModelWithDic(json::parse(text));
+        campaigns.push_back(data);
+        auto node = std::make_shared<OTWindowRecordTreeNode>();
+        node->setNodeId(data->windowIdIntegerValue());
+        node->setCount(data->count());
+        node->setCloseDialogType(data->closeDialogType());
+        engine->windowRecordTree()->addTreeNode(node);
+    }
+    engine->setInAppDataArray(campaigns);
+
+    engine->onEventDataReceived(json{{"xwhat", "buy"}, {"xcontext", {{"name", "Ann"}}}});
+    test.scheduler().runUntilIdle();
+    test.scheduler().advance(1699ms);
+    EXPECT_TRUE(presenter->shown.empty());
+    test.scheduler().advance(1ms);  // delay 1.5 + 0.2 s
+    ASSERT_EQ(presenter->shownIds(), std::vector<std::string>{"1"});
+    EXPECT_EQ(presenter->shown[0].data->title()->text(), "Hi Ann");
+
+    // The right button: a click is recorded, the campaign banned for good, the page opened 0.6 s
+    // later with its declared properties, and matching goes on (the link is no web address).
+    const auto link = presenter->shown[0].data->rightBtnAttribute()->eventLink();
+    presenter->react(5, link);
+    auto node = engine->windowRecordTree()->findWindowNodeById(1);
+    EXPECT_EQ(node->clickCount(), 1);
+    EXPECT_TRUE(node->forbidden());
+    test.scheduler().advance(599ms);
+    EXPECT_EQ(stack->viewControllers().size(), 1u);
+    test.scheduler().advance(1ms);
+    ASSERT_EQ(stack->viewControllers().size(), 2u);
+    EXPECT_EQ(stack->topViewController()->className(), "DetailVC");
+    EXPECT_EQ(stack->topViewController()->propertyValues(),
+              (std::map<std::string, std::string>{{"id", "${event.id}"}, {"name", "AnnLee"}}));
+    EXPECT_EQ(presenter->shownIds(), (std::vector<std::string>{"1", "2"}));
+
+    std::vector<std::string> reports;
+    for (const auto& report : engine->windowReports()) {
+        reports.push_back(report.name + ":" + std::to_string(report.type) + ":" + report.windowId.value_or(""));
+    }
+    EXPECT_EQ(reports, (std::vector<std::string>{"$impDialog:1:1", "$clickDialog:5:1", "$impDialog:1:2"}));
+    auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(std::string("group.demo"));
+    EXPECT_EQ(settings->dailyPopWindowCount(), 4u);  // two old-rule showings, each counted twice
+}
+
+TEST(OTDialogFlow, BadLinksAndCampaignsNeverBreakTheFlow) {
+    OTTestEnvironment test;
+    auto home = std::make_shared<OTViewController>("HomeVC");
+    test.uiHost().setWindows({std::make_shared<OTWindow>(OTNavigationController::withRoot(home))});
+    auto push = OTPushManager::sharedManager();
+    std::mt19937 random(9);
+    const std::string pieces[] = {"Detail", "?", "&", "=", " ", "://", "https", "中文", "%", "\xFF", "${", "}", "a"};
+    for (int round = 0; round < 300; ++round) {
+        std::string link;
+        for (unsigned n = random() % 12; n > 0; --n) link += pieces[random() % std::size(pieces)];
+        push->handlePush(link);
+    }
+    push->handlePush(std::string(100'000, 'a') + "://" + std::string(100'000, 'b'));
+    push->handlePush("Detail?" + std::string(100'000, '&'));
+    push->handlePush(std::optional<std::string>());
+    test.scheduler().advance(1s);
+
+    // Campaigns with empty pre-event lists are passed over.
+    auto engine = OTSDKManager::sharedManager();
+    auto data = std::make_shared<OTWindowData>();
+    data->setModelWithDic(json{{"id", "1"}, {"type", 1}, {"preEvents", json::array()}});
+    engine->setInAppDataArray({data});
+    engine->triggerEventMatchWithData(json{{"xwhat", "buy"}});
+    EXPECT_EQ(engine->currentMatchEventIndex(), 0);
+    test.scheduler().advance(1s);
+}
+
+TEST(OTDialogFlow, MethodImplementationsExchange) {
+    OTTestEnvironment test;
+    auto runtime = OTMethodRuntime::shared();
+    std::vector<std::string> trace;
+    runtime->setImplementation("UIViewController", "viewDidAppear:", [&](auto&, auto&, auto&) { trace.push_back("appear"); });
+    runtime->defineClass("Page", "UIViewController");
+    runtime->addMethod("Page", "ot_viewDidAppear:", [&](auto&, auto&, auto&) { trace.push_back("ot"); });
+    EXPECT_TRUE(runtime->ot_exchangeOriginalSel("Page", "viewDidAppear:", "ot_viewDidAppear:"));
+    runtime->invoke("Page", nullptr, "viewDidAppear:", {});
+    runtime->invoke("Page", nullptr, "ot_viewDidAppear:", {});
+    runtime->invoke("UIViewController", nullptr, "viewDidAppear:", {});
+    EXPECT_EQ(trace, (std::vector<std::string>{"ot", "appear", "appear"}));
+    EXPECT_FALSE(runtime->ot_exchangeOriginalSel("Page", "missing:", "ot_viewDidAppear:"));
+}
