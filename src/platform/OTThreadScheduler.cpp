@@ -1,5 +1,6 @@
 #include "platform/OTThreadScheduler.h"
 
+#include <algorithm>
 #include <condition_variable>
 #include <cstdint>
 #include <future>
@@ -71,7 +72,8 @@ public:
             if (done && done()) return true;
             std::unique_lock lock(mutex_);
             if (stopped_) return false;
-            auto wakeAt = deadline;
+            // Wake at least every 10 ms: `done` may turn true through work on other queues.
+            auto wakeAt = std::min(deadline, std::chrono::steady_clock::now() + std::chrono::milliseconds(10));
             if (!pending_.empty() && pending_.begin()->first.first < wakeAt) wakeAt = pending_.begin()->first.first;
             wake_.wait_until(lock, wakeAt);
             if (std::chrono::steady_clock::now() >= deadline && !hasDueLocked()) {

@@ -22,7 +22,8 @@ public:
     void shutdown() override;
 
     // Runs main-queue work on the calling thread (which must be the main thread) until `done`
-    // holds or `timeout` passes. Returns whether `done` held.
+    // holds or `timeout` passes, testing `done` after each piece of work and every 10 ms.
+    // Returns whether `done` held.
     bool runMainLoopUntil(const std::function<bool()>& done, std::chrono::milliseconds timeout);
     // Runs the main-queue work that is due now, then returns.
     std::size_t drainMainQueue();
