@@ -59,6 +59,13 @@ std::shared_ptr<OTViewController> OTNavigation::currentViewController() {
     return current;
 }
 
+std::optional<std::string> OTNavigation::currentWebview() {
+    const auto window = keyWindow();
+    const auto web = window ? window->topWebView() : std::nullopt;
+    if (!web) return std::nullopt;
+    return web->name;
+}
+
 bool OTNavigation::isControllerOnTopOfKeyWindow(const std::shared_ptr<OTViewController>& controller,
                                                 const std::optional<std::string>& exceptFor) {
     const auto window = keyWindow();

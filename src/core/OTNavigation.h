@@ -21,6 +21,8 @@ public:
     static std::shared_ptr<OTNavigationController> currentNavigation();
     // From the key window's root: presented pages, then navigation tops and selected tabs.
     static std::shared_ptr<OTViewController> currentViewController();
+    // The web view the user sees: the topmost one laid over the key window's pages.
+    static std::optional<std::string> currentWebview();
     // Whether `controller` is the page the user sees: the current page of the key window, its view
     // shown, and no view laid over it other than `exceptFor` (a view being removed).
     static bool isControllerOnTopOfKeyWindow(const std::shared_ptr<OTViewController>& controller,

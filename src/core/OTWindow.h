@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,8 +22,18 @@ public:
     ActivationState activationState() const;
     void setActivationState(ActivationState state);
 
+    // A view laid over the root page; web views carry the address they show.
+    struct Subview {
+        std::string name;
+        bool isWebView = false;
+        std::optional<std::string> url;
+    };
+
     std::vector<std::string> subviews() const;
     void addSubview(const std::string& name);
+    void addWebView(const std::string& name, const std::optional<std::string>& url);
+    // The topmost web view laid over the root page, if any.
+    std::optional<Subview> topWebView() const;
     // Removes the view; hooks observing the removal run before it goes.
     void removeSubview(const std::string& name);
 
@@ -30,5 +41,5 @@ private:
     mutable std::mutex mutex_;
     std::shared_ptr<OTViewController> root_;
     ActivationState state_;
-    std::vector<std::string> subviews_;
+    std::vector<Subview> subviews_;
 };

@@ -144,3 +144,32 @@ TEST(OTPushManager, PermissionIsAskedByTheSystemVersion) {
                                                  "register for remote notifications"}));
     EXPECT_NE(app.log().find("request authorization succeeded!"), std::string::npos);
 }
+
+TEST(OTNavigation, KeyWindowCurrentPagesAndTheTopWebView) {
+    App app;
+    auto background = std::make_shared<OTWindow>(std::make_shared<OTViewController>("Other"), OTWindow::Background);
+    auto inactive = std::make_shared<OTWindow>(std::make_shared<OTViewController>("Inactive"), OTWindow::ForegroundInactive);
+    app.test.uiHost().setWindows({background, inactive, app.window});
+    EXPECT_EQ(OTNavigation::keyWindow(), app.window);
+    EXPECT_EQ(OTNavigation::_keyWindow(), inactive);
+    app.test.uiHost().setWindows({background, app.window});
+    EXPECT_EQ(OTNavigation::currentNavigation(), app.homeStack);
+    EXPECT_EQ(OTNavigation::currentViewController(), app.home);
+    app.tabs->setSelectedIndex(1);
+    EXPECT_EQ(OTNavigation::currentViewController(), app.mine);
+    EXPECT_TRUE(OTNavigation::isControllerOnTopOfKeyWindow(app.mine, std::nullopt));
+    EXPECT_FALSE(OTNavigation::isControllerOnTopOfKeyWindow(app.home, std::nullopt));
+
+    EXPECT_FALSE(OTNavigation::currentWebview().has_value());
+    app.window->addWebView("DialogWeb", std::string("https://h5.example.com"));
+    app.window->addSubview("Toast");
+    EXPECT_EQ(OTNavigation::currentWebview(), "DialogWeb");
+    EXPECT_FALSE(OTNavigation::isControllerOnTopOfKeyWindow(app.mine, std::string("Toast")));
+    app.window->removeSubview("DialogWeb");
+    EXPECT_TRUE(OTNavigation::isControllerOnTopOfKeyWindow(app.mine, std::string("Toast")));
+    app.mine->setViewVisible(false);
+    EXPECT_FALSE(OTNavigation::isControllerOnTopOfKeyWindow(app.mine, std::string("Toast")));
+    app.test.uiHost().setWindows({});
+    EXPECT_EQ(OTNavigation::currentViewController(), nullptr);
+    EXPECT_EQ(OTNavigation::currentNavigation(), nullptr);
+}
