@@ -659,30 +659,28 @@ void OTSDKManager::clearTreeNodeActivateState() {
     setTreeNodesInit(true);
 }
 
-void OTSDKManager::syncInAppData() {
-    if (OTDataArchiver::setData(inAppDataArray(), documentsPath(kInAppFileName))) {
-        OTLog(OTLogger::kLevelData, "syncInAppData 成功！");
+namespace {
+// Writes one of the engine's files and logs the outcome under the sync's name.
+template <class Objects>
+void syncFile(const Objects& objects, const std::string& path, const char* name) {
+    if (OTDataArchiver::setData(objects, path)) {
+        OTLog(OTLogger::kLevelData, "%@ 成功！", name);
     } else {
-        OTLog(OTLogger::kLevelError, "syncInAppData 失败！");
+        OTLog(OTLogger::kLevelError, "%@ 失败！", name);
     }
 }
+}  // namespace
+
+void OTSDKManager::syncInAppData() { syncFile(inAppDataArray(), documentsPath(kInAppFileName), "syncInAppData"); }
 
 void OTSDKManager::syncSubscribeData() {
-    if (OTDataArchiver::setData(subscribeDataArray(), documentsPath(kSubscribeFileName))) {
-        OTLog(OTLogger::kLevelData, "syncSubscribeData 成功！");
-    } else {
-        OTLog(OTLogger::kLevelError, "syncSubscribeData 失败！");
-    }
+    syncFile(subscribeDataArray(), documentsPath(kSubscribeFileName), "syncSubscribeData");
 }
 
 void OTSDKManager::syncRecordTree() {
     const auto tree = windowRecordTree();
-    const auto nodes = tree ? tree->allNodes() : std::vector<OTRecordTree::NodePtr>{};
-    if (OTDataArchiver::setData(nodes, documentsPath(kRecordTreeFileName))) {
-        OTLog(OTLogger::kLevelData, "syncRecordTree 成功！");
-    } else {
-        OTLog(OTLogger::kLevelError, "syncRecordTree 失败！");
-    }
+    syncFile(tree ? tree->allNodes() : std::vector<OTRecordTree::NodePtr>{}, documentsPath(kRecordTreeFileName),
+             "syncRecordTree");
 }
 
 void OTSDKManager::restoreCampaignLists() {

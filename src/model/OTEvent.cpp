@@ -22,11 +22,6 @@ const nlohmann::json* present(const nlohmann::json& dic, const char* key) {
     return it == dic.end() || it->is_null() ? nullptr : &*it;
 }
 
-std::optional<std::string> textAt(const nlohmann::json& dic, const char* key) {
-    const auto it = dic.find(key);
-    return it == dic.end() ? std::nullopt : OTJSONValue::text(*it);
-}
-
 // One property pair of matchXcontext: texts equal exactly, numbers (booleans too) numerically.
 bool sameProperty(const nlohmann::json& value, const nlohmann::json* other) {
     if (other == nullptr) return false;
@@ -42,9 +37,9 @@ void OTEvent::setModelWithDic(const nlohmann::json& dic) {
         return;
     }
     available_ = true;
-    appid_ = textAt(dic, "appid");
-    xwhat_ = textAt(dic, "xwhat");
-    xwho_ = textAt(dic, "xwho");
+    appid_ = OTJSONValue::textAt(dic, "appid");
+    xwhat_ = OTJSONValue::textAt(dic, "xwhat");
+    xwho_ = OTJSONValue::textAt(dic, "xwho");
     const auto* when = present(dic, "xwhen");
     xwhen_ = when != nullptr ? OTJSONValue::doubleValue(*when).value_or(0) : 0;
     const auto* context = present(dic, "xcontext");

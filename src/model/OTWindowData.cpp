@@ -12,16 +12,6 @@
 #include "platform/OTUtils.h"
 
 namespace {
-std::optional<std::string> textAt(const nlohmann::json& dic, const char* key) {
-    const auto it = dic.find(key);
-    return it == dic.end() ? std::nullopt : OTJSONValue::text(*it);
-}
-
-std::int64_t integerAt(const nlohmann::json& dic, const char* key) {
-    const auto it = dic.find(key);
-    return it == dic.end() ? 0 : OTJSONValue::integerValue(*it).value_or(0);
-}
-
 // An available trigger condition, or nothing.
 std::shared_ptr<OTEvent> conditionAt(const nlohmann::json& dic, const char* key) {
     auto event = std::make_shared<OTEvent>();
@@ -53,14 +43,14 @@ void OTWindowData::setModelWithDic(const nlohmann::json& dic) {
     if (const auto it = dic.find("id"); it != dic.end()) {
         windowId_ = it->is_number() ? std::optional<std::string>(OTDescription::numberText(*it)) : OTJSONValue::text(*it);
     }
-    count_ = integerAt(dic, "count");
-    style_ = integerAt(dic, "style");
-    type_ = integerAt(dic, "type");
-    createTime_ = textAt(dic, "createTime");
-    changeTime_ = textAt(dic, "changeTime");
-    startTime_ = textAt(dic, "startTime");
-    endTime_ = textAt(dic, "endTime");
-    if (auto link = textAt(dic, "clickEvent")) eventLink_ = OTText::trimmed(*link, false);
+    count_ = OTJSONValue::integerAt(dic, "count");
+    style_ = OTJSONValue::integerAt(dic, "style");
+    type_ = OTJSONValue::integerAt(dic, "type");
+    createTime_ = OTJSONValue::textAt(dic, "createTime");
+    changeTime_ = OTJSONValue::textAt(dic, "changeTime");
+    startTime_ = OTJSONValue::textAt(dic, "startTime");
+    endTime_ = OTJSONValue::textAt(dic, "endTime");
+    if (auto link = OTJSONValue::textAt(dic, "clickEvent")) eventLink_ = OTText::trimmed(*link, false);
     event_ = conditionAt(dic, "event");
     preEvent_ = conditionAt(dic, "preEvent");
     if (const auto it = dic.find("preEvents"); it != dic.end() && it->is_array() && !it->empty()) {
@@ -71,9 +61,9 @@ void OTWindowData::setModelWithDic(const nlohmann::json& dic) {
             preEvents_.push_back(std::move(event));
         }
     }
-    closeDialogType_ = integerAt(dic, "closeDialogType");
-    h5Url_ = textAt(dic, "h5Url");
-    if (auto picture = textAt(dic, "picture")) picture_ = OTPicture::addressText(*picture);
+    closeDialogType_ = OTJSONValue::integerAt(dic, "closeDialogType");
+    h5Url_ = OTJSONValue::textAt(dic, "h5Url");
+    if (auto picture = OTJSONValue::textAt(dic, "picture")) picture_ = OTPicture::addressText(*picture);
     title_ = attributeAt<OTTextAttribute>(dic, "title", false);
     content_ = attributeAt<OTTextAttribute>(dic, "content", false);
     leftBtnAttribute_ = attributeAt<OTButtonAttribute>(dic, "buttonLeft", true);

@@ -9,14 +9,10 @@
 void OTWindowRule::setModelWithDic(const nlohmann::json& dic) {
     OTDataModel::setModelWithDic(dic);
     if (!dic.is_object()) return;
-    auto integer = [&](const char* key) {
-        const auto it = dic.find(key);
-        return it == dic.end() ? 0 : OTJSONValue::integerValue(*it).value_or(0);
-    };
-    if (const auto it = dic.find("eventType"); it != dic.end()) eventType_ = OTJSONValue::text(*it);
-    type_ = integer("type");
-    count_ = type_ == 3 ? kUnlimited : integer("count");
-    intervalValue_ = integer("intervalValue");
+    if (dic.contains("eventType")) eventType_ = OTJSONValue::textAt(dic, "eventType");
+    type_ = OTJSONValue::integerAt(dic, "type");
+    count_ = type_ == 3 ? kUnlimited : OTJSONValue::integerAt(dic, "count");
+    intervalValue_ = OTJSONValue::integerAt(dic, "intervalValue");
     const auto it = dic.find("intervalType");
     intervalType_ = it != dic.end() && it->is_string() ? it->get<std::string>() : std::string();
 }

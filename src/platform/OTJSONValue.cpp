@@ -11,6 +11,18 @@ std::optional<std::string> OTJSONValue::text(const nlohmann::json& value) {
     return value.get<std::string>();
 }
 
+std::optional<std::string> OTJSONValue::textAt(const nlohmann::json& dictionary, const char* key) {
+    if (!dictionary.is_object()) return std::nullopt;
+    const auto it = dictionary.find(key);
+    return it == dictionary.end() ? std::nullopt : text(*it);
+}
+
+std::int64_t OTJSONValue::integerAt(const nlohmann::json& dictionary, const char* key) {
+    if (!dictionary.is_object()) return 0;
+    const auto it = dictionary.find(key);
+    return it == dictionary.end() ? 0 : integerValue(*it).value_or(0);
+}
+
 std::optional<double> OTJSONValue::number(const nlohmann::json& value) {
     if (value.is_boolean()) return value.get<bool>() ? 1.0 : 0.0;
     if (value.is_number()) return value.get<double>();

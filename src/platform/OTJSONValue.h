@@ -12,6 +12,10 @@ class OTJSONValue {
 public:
     // A text as it stands; nothing for any other kind.
     static std::optional<std::string> text(const nlohmann::json& value);
+    // The text under `key` of a dictionary; nothing when absent or not a text.
+    static std::optional<std::string> textAt(const nlohmann::json& dictionary, const char* key);
+    // The integer reading under `key` of a dictionary; 0 when absent or unreadable.
+    static std::int64_t integerAt(const nlohmann::json& dictionary, const char* key);
     // Numbers and booleans; nothing for texts and other kinds.
     static std::optional<double> number(const nlohmann::json& value);
     static std::optional<double> doubleValue(const nlohmann::json& value);
