@@ -50,12 +50,12 @@ std::optional<std::string_view> OTLogArgument::asText() const {
 }
 
 namespace {
-struct Spec {
+struct Conversion {
     std::string flags;
     int width = -1;
     int precision = -1;
     std::string length;
-    char conversion = 0;
+    char letter = 0;
 };
 
 template <class T>
@@ -72,81 +72,81 @@ void appendPrintf(std::string& out, const std::string& pattern, T value) {
     out.append(big.data(), static_cast<std::size_t>(n));
 }
 
-std::string printfPattern(const Spec& spec, const char* length, char conversion) {
-    std::string pattern = "%" + spec.flags;
-    if (spec.width >= 0) pattern += std::to_string(spec.width);
-    if (spec.precision >= 0) pattern += "." + std::to_string(spec.precision);
+std::string printfPattern(const Conversion& conversion, const char* length, char letter) {
+    std::string pattern = "%" + conversion.flags;
+    if (conversion.width >= 0) pattern += std::to_string(conversion.width);
+    if (conversion.precision >= 0) pattern += "." + std::to_string(conversion.precision);
     pattern += length;
-    pattern += conversion;
+    pattern += letter;
     return pattern;
 }
 
 // Pads a text the way %s would, honouring width, precision and '-'.
-void appendPadded(std::string& out, std::string_view text, const Spec& spec) {
-    if (spec.precision >= 0 && text.size() > static_cast<std::size_t>(spec.precision)) {
-        text = text.substr(0, static_cast<std::size_t>(spec.precision));
+void appendPadded(std::string& out, std::string_view text, const Conversion& conversion) {
+    if (conversion.precision >= 0 && text.size() > static_cast<std::size_t>(conversion.precision)) {
+        text = text.substr(0, static_cast<std::size_t>(conversion.precision));
     }
-    const std::size_t width = spec.width > 0 ? static_cast<std::size_t>(spec.width) : 0;
+    const std::size_t width = conversion.width > 0 ? static_cast<std::size_t>(conversion.width) : 0;
     const std::size_t pad = width > text.size() ? width - text.size() : 0;
-    const bool left = spec.flags.find('-') != std::string::npos;
+    const bool left = conversion.flags.find('-') != std::string::npos;
     if (!left) out.append(pad, ' ');
     out.append(text);
     if (left) out.append(pad, ' ');
 }
 
-void appendInteger(std::string& out, const Spec& spec, const OTLogArgument& arg) {
+void appendInteger(std::string& out, const Conversion& conversion, const OTLogArgument& arg) {
     const auto value = arg.asSigned();
     if (!value) {
-        appendPadded(out, arg.isNull() ? std::string_view("(null)") : *arg.asText(), spec);
+        appendPadded(out, arg.isNull() ? std::string_view("(null)") : *arg.asText(), conversion);
         return;
     }
-    const bool isSigned = spec.conversion == 'd' || spec.conversion == 'i';
-    const std::string& len = spec.length;
+    const bool isSigned = conversion.letter == 'd' || conversion.letter == 'i';
+    const std::string& len = conversion.length;
     const bool wide = len == "l" || len == "ll" || len == "q" || len == "z" || len == "j" || len == "t";
     if (isSigned) {
         long long v = *value;
         if (len == "hh") v = static_cast<signed char>(v);
         else if (len == "h") v = static_cast<short>(v);
         else if (!wide) v = static_cast<int>(v);
-        appendPrintf(out, printfPattern(spec, "ll", spec.conversion), v);
+        appendPrintf(out, printfPattern(conversion, "ll", conversion.letter), v);
     } else {
         unsigned long long v = static_cast<std::uint64_t>(*value);
         if (len == "hh") v = static_cast<unsigned char>(v);
         else if (len == "h") v = static_cast<unsigned short>(v);
         else if (!wide) v = static_cast<unsigned int>(v);
-        appendPrintf(out, printfPattern(spec, "ll", spec.conversion), v);
+        appendPrintf(out, printfPattern(conversion, "ll", conversion.letter), v);
     }
 }
 
-void appendReal(std::string& out, const Spec& spec, const OTLogArgument& arg) {
+void appendReal(std::string& out, const Conversion& conversion, const OTLogArgument& arg) {
     const auto value = arg.asReal();
     if (!value) {
-        appendPadded(out, arg.isNull() ? std::string_view("(null)") : *arg.asText(), spec);
+        appendPadded(out, arg.isNull() ? std::string_view("(null)") : *arg.asText(), conversion);
         return;
     }
-    appendPrintf(out, printfPattern(spec, "", spec.conversion), *value);
+    appendPrintf(out, printfPattern(conversion, "", conversion.letter), *value);
 }
 
-void appendOne(std::string& out, const Spec& spec, const OTLogArgument& arg) {
-    switch (spec.conversion) {
-        case '@': appendPadded(out, arg.description(), spec); return;
+void appendOne(std::string& out, const Conversion& conversion, const OTLogArgument& arg) {
+    switch (conversion.letter) {
+        case '@': appendPadded(out, arg.description(), conversion); return;
         case 's': {
-            if (auto text = arg.asText()) appendPadded(out, *text, spec);
-            else appendPadded(out, arg.description(), spec);
+            if (auto text = arg.asText()) appendPadded(out, *text, conversion);
+            else appendPadded(out, arg.description(), conversion);
             return;
         }
-        case 'd': case 'i': case 'u': case 'x': case 'X': case 'o': appendInteger(out, spec, arg); return;
-        case 'f': case 'F': case 'e': case 'E': case 'g': case 'G': case 'a': case 'A': appendReal(out, spec, arg); return;
+        case 'd': case 'i': case 'u': case 'x': case 'X': case 'o': appendInteger(out, conversion, arg); return;
+        case 'f': case 'F': case 'e': case 'E': case 'g': case 'G': case 'a': case 'A': appendReal(out, conversion, arg); return;
         case 'c': {
             const auto value = arg.asSigned();
             const char c = value ? static_cast<char>(*value) : '?';
-            appendPadded(out, std::string_view(&c, 1), spec);
+            appendPadded(out, std::string_view(&c, 1), conversion);
             return;
         }
         case 'p': {
             const auto value = arg.asSigned();
             if (!value) {
-                appendPadded(out, arg.description(), spec);
+                appendPadded(out, arg.description(), conversion);
                 return;
             }
             appendPrintf(out, "0x%llx", static_cast<unsigned long long>(*value));
@@ -190,9 +190,9 @@ std::string OTLogFormatter::format(std::string_view format, std::span<const OTLo
             i = j + 1;
             continue;
         }
-        Spec spec;
+        Conversion conversion;
         while (j < format.size() && std::string_view("-+ #0").find(format[j]) != std::string_view::npos) {
-            if (spec.flags.find(format[j]) == std::string::npos) spec.flags += format[j];
+            if (conversion.flags.find(format[j]) == std::string::npos) conversion.flags += format[j];
             ++j;
         }
         // A number written in the format, or taken from the arguments for '*'.
@@ -211,22 +211,22 @@ std::string OTLogFormatter::format(std::string_view format, std::span<const OTLo
         };
         if (auto width = readNumber()) {
             // A negative width from '*' means left alignment.
-            if (*width < 0) spec.flags += '-';
-            spec.width = std::abs(*width);
+            if (*width < 0) conversion.flags += '-';
+            conversion.width = std::abs(*width);
         }
         if (j < format.size() && format[j] == '.') {
             ++j;
             const auto precision = readNumber();
-            spec.precision = precision && *precision >= 0 ? *precision : (precision ? -1 : 0);
+            conversion.precision = precision && *precision >= 0 ? *precision : (precision ? -1 : 0);
         }
         while (j < format.size() && std::string_view("hlqzjtL").find(format[j]) != std::string_view::npos) {
-            spec.length += format[j];
+            conversion.length += format[j];
             ++j;
         }
         if (j < format.size() && isConversion(format[j])) {
-            spec.conversion = format[j];
-            if (spec.length == "L") spec.length.clear();
-            appendOne(out, spec, take());
+            conversion.letter = format[j];
+            if (conversion.length == "L") conversion.length.clear();
+            appendOne(out, conversion, take());
             i = j + 1;
         } else {
             // Not a conversion we know: keep the text as written.
