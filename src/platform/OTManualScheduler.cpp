@@ -1,5 +1,6 @@
 #include "platform/OTManualScheduler.h"
 
+#include <algorithm>
 #include <future>
 
 namespace {
@@ -163,11 +164,14 @@ bool OTManualScheduler::runUntil(const std::function<bool()>& done, std::chrono:
     for (;;) {
         runUntilIdle();
         if (done()) return true;
+        if (std::chrono::steady_clock::now() >= deadline) return done();
         std::unique_lock lock(mutex_);
-        const bool woke = posted_.wait_until(lock, deadline, [&] {
+        // Wake at least every 10 ms: `done` may turn true on another thread without posting work.
+        const auto wakeAt = std::min(deadline, std::chrono::steady_clock::now() + std::chrono::milliseconds(10));
+        posted_.wait_until(lock, wakeAt, [&] {
             return stopped_ || (!timeline_.empty() && timeline_.begin()->first.first <= clock_->now());
         });
-        if (!woke || stopped_) {
+        if (stopped_) {
             lock.unlock();
             runUntilIdle();
             return done();

@@ -33,7 +33,8 @@ public:
     // Runs everything due now, without moving the clock.
     std::size_t runUntilIdle();
     // Runs due work and waits (in real time, up to `realTimeout`) for work from other threads until
-    // `done` holds. Virtual time does not move. Returns whether `done` held.
+    // `done` holds, testing it after each piece of work and every 10 ms. Virtual time does not
+    // move. Returns whether `done` held.
     bool runUntil(const std::function<bool()>& done, std::chrono::milliseconds realTimeout);
 
     std::size_t pendingCount() const;

@@ -1,0 +1,116 @@
+#include "server/OTNetwork.h"
+
+#include <nlohmann/json.hpp>
+
+#include "platform/OTDescription.h"
+#include "platform/OTEnvironment.h"
+#include "platform/OTJSONWriter.h"
+#include "platform/OTLogger.h"
+#include "platform/OTUserShare.h"
+#include "platform/OTUtils.h"
+#include "server/OTHTTPSession.h"
+
+OTNetwork::OTNetwork() : session_(std::make_unique<OTHTTPSession>()) {}
+
+OTNetwork::~OTNetwork() = default;
+
+std::shared_ptr<OTNetwork> OTNetwork::network() {
+    return OTEnvironment::current()->singleton<OTNetwork>([] { return std::make_shared<OTNetwork>(); });
+}
+
+void OTNetwork::configEnvironment(const OTNetworkConfig& config) {
+    auto self = network();
+    std::lock_guard lock(self->mutex_);
+    self->config_ = config;
+}
+
+std::shared_ptr<OTNetwork> OTNetwork::networkWithGroupIdentifier(const std::string& groupIdentifier) {
+    auto self = network();
+    std::lock_guard lock(self->mutex_);
+    self->groupIdentifier_ = groupIdentifier;
+    return self;
+}
+
+OTNetworkConfig OTNetwork::config() const {
+    std::lock_guard lock(mutex_);
+    return config_;
+}
+
+std::string OTNetwork::groupIdentifier() const {
+    std::lock_guard lock(mutex_);
+    return groupIdentifier_;
+}
+
+std::string OTNetwork::getHttpURLWithRelativeUrl(const std::string& path, const Parameters& parameters) const {
+    std::string query;
+    for (const auto& [key, value] : parameters) query += (query.empty() ? "" : "&") + key + "=" + value;
+    const std::string full = query.empty() ? path : path + "?" + query;
+    if (full.rfind("https://", 0) == 0 || full.rfind("http://", 0) == 0) return full;
+
+    const std::string group = groupIdentifier();
+    auto share = OTUserShare::share();
+    // A custom base URL wins over every environment.
+    if (auto custom = share->stringForKey("group_info_key_url", group); custom && !custom->empty()) return *custom + full;
+    const auto config = this->config();
+    switch (share->integerForKey("group_info_key_env", group)) {
+        case 0: return config.distributionEnvironmentHostName + full;
+        case 1: return config.testEnvironmentHostName + full;
+        case 2: return config.devEnvironmentHostName + full;
+        case 3: return config.demoEnvironmentHostName + full;
+        // No base: the text of an absent value stands in for it and the request fails.
+        default: return "(null)" + full;
+    }
+}
+
+std::optional<std::string> OTNetwork::httpRequestBody(const nlohmann::json& body) {
+    if (body.is_string()) return body.get<std::string>();
+    if (!body.is_object()) return std::nullopt;
+    std::string pairs;
+    for (const auto& [key, value] : body.items()) {
+        pairs += (pairs.empty() ? "" : "&") + key + "=" + OTDescription::describe(value);
+    }
+    return pairs;
+}
+
+void OTNetwork::postRequestWithRelativeURLStr(const std::string& path, const nlohmann::json& header,
+                                              const nlohmann::json& body, Success success, Failure failure) {
+    requestWithRelativeUrl(path, 1, {}, header, body, std::move(success), std::move(failure));
+}
+
+void OTNetwork::getRequestWithRelativeURLStr(const std::string& path, const Parameters& parameters, Success success,
+                                             Failure failure) {
+    requestWithRelativeUrl(path, 0, parameters, nlohmann::json(), nlohmann::json(), std::move(success),
+                           std::move(failure));
+}
+
+void OTNetwork::requestWithRelativeUrl(const std::string& path, std::int64_t type, const Parameters& parameters,
+                                       const nlohmann::json& header, const nlohmann::json& body, Success success,
+                                       Failure failure) {
+    if (path.empty()) return;
+    OTHTTPSession::Request request;
+    request.url = getHttpURLWithRelativeUrl(path, parameters);
+    request.timeoutSeconds = kTimeoutSeconds;
+    if (type == 0) request.method = "GET";
+    else if (type == 1) request.method = "POST";
+    if (header.is_object()) {
+        for (const auto& [field, value] : header.items()) {
+            if (field != "Content-Type") request.headers.emplace_back(field, OTDescription::describe(value));
+        }
+    }
+    // Whatever the caller says, the body is JSON.
+    request.headers.emplace_back("Content-Type", "application/json");
+    const auto bodyText = httpRequestBody(body);
+    if (bodyText && !bodyText->empty()) {
+        request.body = body.is_string() ? body.get<std::string>() : OTJSONWriter::prettyString(body).value_or("");
+    }
+    OTLog(OTLogger::kLevelData, "请求URL：%@\n参数：%@", request.url, OTUtils::ot_dictionaryToJson(body));
+    session_->start(std::move(request), [success = std::move(success), failure = std::move(failure)](
+                                            long status, const std::string& data,
+                                            const std::optional<OTHTTPSession::Failure>& error) {
+        if (error) {
+            if (failure) failure(Error{error->code, error->description});
+            return;
+        }
+        if (success) success(Response{status}, data);
+    });
+}

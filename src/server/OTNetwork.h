@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <string>
+
+#include "server/OTNetworkConfig.h"
+
+class OTHTTPSession;
+
+// The library's HTTP client: a relative path becomes a URL of the chosen server environment (or
+// of the custom base URL in the shared store), the body is sent as pretty-printed JSON, and the
+// callbacks run on the session's own thread, never on the main queue.
+class OTNetwork {
+public:
+    struct Response {
+        long statusCode = 0;
+    };
+    struct Error {
+        long code = 0;
+        std::string localizedDescription;
+    };
+    using Success = std::function<void(const Response& response, const std::string& data)>;
+    using Failure = std::function<void(const Error& error)>;
+    using Parameters = std::vector<std::pair<std::string, std::string>>;
+
+    static constexpr long kTimeoutSeconds = 60;
+
+    OTNetwork();
+    ~OTNetwork();
+
+    static std::shared_ptr<OTNetwork> network();
+    static void configEnvironment(const OTNetworkConfig& config);
+    static std::shared_ptr<OTNetwork> networkWithGroupIdentifier(const std::string& groupIdentifier);
+
+    void postRequestWithRelativeURLStr(const std::string& path, const nlohmann::json& header, const nlohmann::json& body,
+                                       Success success, Failure failure);
+    void getRequestWithRelativeURLStr(const std::string& path, const Parameters& parameters, Success success,
+                                      Failure failure);
+    // Type 0 GET, 1 POST. An empty path sends nothing and calls neither callback.
+    void requestWithRelativeUrl(const std::string& path, std::int64_t type, const Parameters& parameters,
+                                const nlohmann::json& header, const nlohmann::json& body, Success success,
+                                Failure failure);
+    // The path with its query ("k=v&k2=v2", nothing encoded) behind the base URL of the
+    // environment in force, or as it stands when it is already an http or https address.
+    std::string getHttpURLWithRelativeUrl(const std::string& path, const Parameters& parameters) const;
+    // The body itself when a text, "k=v&..." for a dictionary, nothing otherwise: whether a body is sent.
+    static std::optional<std::string> httpRequestBody(const nlohmann::json& body);
+
+    OTNetworkConfig config() const;
+    std::string groupIdentifier() const;
+
+private:
+    mutable std::mutex mutex_;
+    OTNetworkConfig config_;
+    std::string groupIdentifier_;
+    std::unique_ptr<OTHTTPSession> session_;
+};
