@@ -1,0 +1,159 @@
+#include "OTDevServer.h"
+
+#include <httplib.h>
+
+#include <algorithm>
+#include <fstream>
+
+namespace fs = std::filesystem;
+
+namespace {
+nlohmann::json readJsonFile(const fs::path& path) {
+    std::ifstream in(path);
+    return nlohmann::json::parse(in, nullptr, false);
+}
+}  // namespace
+
+OTDevServer::OTDevServer(Options options) : options_(std::move(options)), server_(std::make_unique<httplib::Server>()) {}
+
+OTDevServer::~OTDevServer() { stop(); }
+
+const std::vector<std::string>& OTDevServer::endpoints() {
+    static const std::vector<std::string> kEndpoints = {
+        "/push/sdk/login",          "/push/sdk/in_app",      "/push/sdk/event/subscribe",
+        "/push/sdk/event/trigger",  "/push/sdk/in_app/callback", "/push/sdk/token",
+        "/push/sdk/alias",          "/push/wechat/user/profile", "/push/sdk/pageview/upload",
+        "/push/sdk/defBanner",      "/push/sdk/banner"};
+    return kEndpoints;
+}
+
+std::string OTDevServer::baseURL() const { return "http://" + options_.host + ":" + std::to_string(port_); }
+
+nlohmann::json OTDevServer::dataFor(const std::string& folder) const {
+    nlohmann::json list = nlohmann::json::array();
+    std::error_code ec;
+    const fs::path dir = options_.campaigns / folder;
+    if (!fs::is_directory(dir, ec)) return list;
+    std::vector<fs::path> files;
+    for (const auto& entry : fs::directory_iterator(dir, ec)) {
+        if (entry.path().extension() == ".json") files.push_back(entry.path());
+    }
+    std::sort(files.begin(), files.end());
+    for (const auto& file : files) {
+        auto object = readJsonFile(file);
+        if (!object.is_discarded()) list.push_back(std::move(object));
+    }
+    return list;
+}
+
+std::optional<OTDevServer::Fault> OTDevServer::takeFault(const std::string& path) {
+    std::lock_guard lock(mutex_);
+    const auto it = faults_.find(path);
+    if (it == faults_.end()) return std::nullopt;
+    Fault fault = it->second;
+    if (--it->second.count <= 0) faults_.erase(it);
+    return fault;
+}
+
+nlohmann::json OTDevServer::answer(const std::string& path, const nlohmann::json& body) {
+    if (path == "/push/sdk/login") {
+        std::string token;
+        {
+            std::lock_guard lock(mutex_);
+            token = "token-" + std::to_string(nextToken_++);
+            validTokens_.insert(token);
+        }
+        nlohmann::json rule = nlohmann::json::object();
+        std::error_code ec;
+        if (fs::exists(options_.campaigns / "rule.json", ec)) {
+            auto read = readJsonFile(options_.campaigns / "rule.json");
+            if (read.is_object()) rule = std::move(read);
+        }
+        return {{"code", 0}, {"message", "success"}, {"token", token}, {"rule", rule}};
+    }
+    const auto token = body.is_object() ? body.value("token", std::string()) : std::string();
+    {
+        std::lock_guard lock(mutex_);
+        if (!validTokens_.count(token)) return {{"code", kInvalidTokenCode}, {"message", "token invalid"}};
+    }
+    if (path == "/push/sdk/in_app") return {{"code", 0}, {"message", "success"}, {"data", dataFor("in_app")}};
+    if (path == "/push/sdk/event/subscribe") return {{"code", 0}, {"message", "success"}, {"data", dataFor("subscribe")}};
+    if (path == "/push/sdk/banner") return {{"code", 0}, {"message", "success"}, {"data", dataFor("banners")}};
+    if (path == "/push/sdk/defBanner") return {{"code", 0}, {"message", "success"}, {"data", dataFor("default_banners")}};
+    return {{"code", 0}, {"message", "success"}};
+}
+
+bool OTDevServer::start() {
+    started_ = std::chrono::steady_clock::now();
+    server_->set_keep_alive_max_count(1);
+    for (const auto& endpoint : endpoints()) {
+        server_->Post(endpoint, [this, endpoint](const httplib::Request& request, httplib::Response& response) {
+            auto body = nlohmann::json::parse(request.body, nullptr, false);
+            {
+                std::lock_guard lock(mutex_);
+                requests_.push_back({endpoint, body.is_discarded() ? nlohmann::json() : body, request.body,
+                                     std::chrono::duration<double>(std::chrono::steady_clock::now() - started_).count()});
+            }
+            const auto fault = takeFault(endpoint);
+            if (fault && fault->delay.count() > 0) std::this_thread::sleep_for(fault->delay);
+            if (fault && fault->dropConnection) {
+                response.status = 444;
+                response.set_header("Connection", "close");
+                // Closing without an answer: the content provider gives up at once.
+                response.set_content_provider(1, "application/json", [](size_t, size_t, httplib::DataSink&) { return false; });
+                return;
+            }
+            response.status = fault && fault->httpStatus ? *fault->httpStatus : 200;
+            if (fault && fault->malformedBody) {
+                response.set_content("{\"code\": 0, \"data\": [", "application/json");
+                return;
+            }
+            auto reply = answer(endpoint, body.is_discarded() ? nlohmann::json() : body);
+            if (fault && fault->code) {
+                reply["code"] = *fault->code;
+                reply["message"] = "injected fault";
+            }
+            response.set_content(reply.dump(), "application/json");
+        });
+    }
+    port_ = options_.port == 0 ? server_->bind_to_any_port(options_.host)
+                               : (server_->bind_to_port(options_.host, options_.port) ? options_.port : -1);
+    if (port_ <= 0) return false;
+    thread_ = std::thread([this] { server_->listen_after_bind(); });
+    while (!server_->is_running()) std::this_thread::yield();
+    return true;
+}
+
+void OTDevServer::stop() {
+    if (!thread_.joinable()) return;
+    server_->stop();
+    thread_.join();
+}
+
+std::vector<OTDevServer::RecordedRequest> OTDevServer::requests() const {
+    std::lock_guard lock(mutex_);
+    return requests_;
+}
+
+std::vector<OTDevServer::RecordedRequest> OTDevServer::requestsTo(const std::string& path) const {
+    std::vector<RecordedRequest> matching;
+    for (auto& request : requests()) {
+        if (request.path == path) matching.push_back(std::move(request));
+    }
+    return matching;
+}
+
+void OTDevServer::clearRequests() {
+    std::lock_guard lock(mutex_);
+    requests_.clear();
+}
+
+void OTDevServer::injectFault(const std::string& path, Fault fault) {
+    std::lock_guard lock(mutex_);
+    faults_[path] = fault;
+}
+
+void OTDevServer::expireTokens() {
+    std::lock_guard lock(mutex_);
+    validTokens_.clear();
+}

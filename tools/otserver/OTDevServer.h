@@ -1,0 +1,88 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace httplib {
+class Server;
+}
+
+// The development server: every endpoint the library calls, campaigns and banners read from a
+// folder of JSON files, tokens issued at login and expired on demand, every request recorded, and
+// faults injected per path. Runs in-process on 127.0.0.1 with a port the system chooses.
+//
+// Campaign folder layout: in_app/*.json, subscribe/*.json, banners/*.json, default_banners/*.json
+// (each file one object of its endpoint's "data" list, served in file-name order) and an optional
+// rule.json (the login answer's "rule" object).
+class OTDevServer {
+public:
+    struct Options {
+        std::filesystem::path campaigns;
+        std::string host = "127.0.0.1";
+        int port = 0;  // 0: chosen by the system
+    };
+    struct RecordedRequest {
+        std::string path;
+        nlohmann::json body;  // null when the body was not JSON
+        std::string rawBody;
+        double time = 0;  // seconds since the server started
+    };
+    // What the next `count` requests to a path get instead of a normal answer.
+    struct Fault {
+        int count = 1;
+        std::optional<int> httpStatus;
+        std::optional<std::int64_t> code;
+        std::chrono::milliseconds delay{0};
+        bool dropConnection = false;
+        bool malformedBody = false;
+    };
+
+    static constexpr std::int64_t kInvalidTokenCode = 10001;
+
+    explicit OTDevServer(Options options);
+    ~OTDevServer();
+    OTDevServer(const OTDevServer&) = delete;
+    OTDevServer& operator=(const OTDevServer&) = delete;
+
+    // Binds and serves on a thread of its own; false when the address cannot be bound.
+    bool start();
+    void stop();
+    int port() const { return port_; }
+    std::string baseURL() const;
+
+    std::vector<RecordedRequest> requests() const;
+    std::vector<RecordedRequest> requestsTo(const std::string& path) const;
+    void clearRequests();
+    void injectFault(const std::string& path, Fault fault);
+    // Every token issued so far stops being accepted.
+    void expireTokens();
+    // The endpoints' data lists as read from the campaign folder.
+    nlohmann::json dataFor(const std::string& folder) const;
+
+    static const std::vector<std::string>& endpoints();
+
+private:
+    nlohmann::json answer(const std::string& path, const nlohmann::json& body);
+    std::optional<Fault> takeFault(const std::string& path);
+
+    Options options_;
+    std::unique_ptr<httplib::Server> server_;
+    std::thread thread_;
+    int port_ = 0;
+    std::chrono::steady_clock::time_point started_;
+    mutable std::mutex mutex_;
+    std::vector<RecordedRequest> requests_;
+    std::map<std::string, Fault> faults_;
+    std::set<std::string> validTokens_;
+    std::uint64_t nextToken_ = 1;
+};
