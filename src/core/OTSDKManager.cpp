@@ -20,6 +20,7 @@
 #include "platform/OTLogFormatter.h"
 #include "platform/OTLogger.h"
 #include "platform/OTUtils.h"
+#include "server/OTNetwork.h"
 
 namespace {
 // A user id as the analytics SDK hands it: a text, or a number's decimal text; nothing otherwise.
@@ -754,15 +755,341 @@ void OTSDKManager::networkStatusDidChange(const std::shared_ptr<void>&) {
     // Completed with reachability and the offline queues.
 }
 
-// The steps below are completed by the engine layers that own them: reachability, server
-// environments, login, campaign download, subscribe requests, banners, event reports and
-// identity uploads.
+// The steps below are completed by the engine layers that own them: reachability, banners,
+// picture caching and identity uploads.
 void OTSDKManager::startReachability() {}
-void OTSDKManager::installDefaultServerEnvironments() {}
-void OTSDKManager::configureCustomServer(const std::string&) {}
-void OTSDKManager::loginThenDownload() {}
 void OTSDKManager::uploadPushToken() {}
 void OTSDKManager::alias(const std::optional<std::string>&) {}
-void OTSDKManager::getListData(bool) {}
-void OTSDKManager::triggerEvent(const std::shared_ptr<OTEvent>&) {}
 void OTSDKManager::matchBanners(const std::shared_ptr<OTEvent>&) {}
+void OTSDKManager::loadBanners() {}
+void OTSDKManager::prefetchImage(const std::string&) {}
+
+// ---- Server link ----
+
+void OTSDKManager::installDefaultServerEnvironments() { OTNetwork::configEnvironment(OTNetworkConfig{}); }
+
+void OTSDKManager::configureCustomServer(const std::string& url) {
+    OTNetwork::configEnvironment(OTNetworkConfig::withBaseURL(url));
+}
+
+void OTSDKManager::loginThenDownload() {
+    loginWithCompletion([weak = weak_from_this()] {
+        if (auto self = weak.lock()) self->getListData(false);
+    });
+}
+
+namespace {
+std::string statusText(long status) {
+    switch (status) {
+        case 400: return "bad request";
+        case 401: return "unauthorized";
+        case 403: return "forbidden";
+        case 404: return "not found";
+        case 500: return "internal server error";
+        case 502: return "bad gateway";
+        case 503: return "service unavailable";
+        default: return "HTTP " + std::to_string(status);
+    }
+}
+
+// An answer's JSON (a top-level fragment allowed); discarded when it does not parse.
+nlohmann::json parseAnswer(const std::string& data) { return nlohmann::json::parse(data, nullptr, false); }
+
+// The answer's "code", or `missing` when it has none.
+std::int64_t answerCode(const nlohmann::json& answer, std::int64_t missing) {
+    if (!answer.is_object() || !answer.contains("code")) return missing;
+    return OTJSONValue::integerValue(answer["code"]).value_or(missing);
+}
+
+nlohmann::json answerMessage(const nlohmann::json& answer) {
+    return answer.is_object() && answer.contains("message") ? answer["message"] : nlohmann::json();
+}
+}  // namespace
+
+nlohmann::json OTSDKManager::osObject(bool withDevice, bool withPackage) const {
+    nlohmann::json os = {{"brand", "iphone"}, {"channel", "default"}, {"platform", "ios"}, {"version", OTUtils::getOSVersion()}};
+    if (withDevice) os["mac"] = OTUtils::getUUID();
+    if (withPackage) os["packageName"] = OTUtils::getAppBundleId();
+    return os;
+}
+
+std::uint32_t OTSDKManager::getRandomRetryDurationWithRetryCount(std::uint64_t count, double ratio) {
+    const std::uint32_t r = environment_.random().next();
+    switch (count) {
+        case 1: {
+            const std::uint32_t base =
+                (ratio > 1.0 || !(ratio > 0.0)) ? 60u : static_cast<std::uint32_t>(ratio * 60.0);
+            // A ratio below 1/60 leaves the random value as it is.
+            return base == 0 ? r : r % base;
+        }
+        case 2: return r % 120;
+        case 3: return r % 180;
+        default: return 0;
+    }
+}
+
+void OTSDKManager::scheduleRetry(std::uint32_t seconds, std::function<void()> retry) {
+    environment_.mainQueue()->after(std::chrono::seconds(seconds), std::move(retry));
+}
+
+void OTSDKManager::loginWithCompletion(std::function<void()> completion) {
+    const auto configuration = this->configuration();
+    const nlohmann::json body = {{"os", osObject(true, true)},
+                                 {"sdkVersion", kSDKVersion},
+                                 {"appKey", configuration ? configuration->appKey().value_or("") : ""},
+                                 {"userId", userId().value_or("")}};
+    std::weak_ptr<OTSDKManager> weak = weak_from_this();
+    OTNetwork::networkWithGroupIdentifier(groupIdentifier().value_or(""))
+        ->postRequestWithRelativeURLStr(
+            "/push/sdk/login", nullptr, body,
+            [weak, completion](const OTNetwork::Response& response, const std::string& data) {
+                auto self = weak.lock();
+                if (!self) return;
+                if (response.statusCode != 200) {
+                    OTLog(OTLogger::kLevelError, "statusCode:%@\ndescripton:%@\n", response.statusCode,
+                          statusText(response.statusCode));
+                    return;
+                }
+                const auto answer = parseAnswer(data);
+                OTLog(OTLogger::kLevelData, "login data:\n%@", answer.is_discarded() ? nlohmann::json(data) : answer);
+                if (!answer.is_object()) return;
+                if (const auto code = answerCode(answer, 0); code != 0) {
+                    OTLog(OTLogger::kLevelError, "code:%@\nmessage:%@\n", code, answerMessage(answer));
+                    return;
+                }
+                const auto token = OTJSONValue::textAt(answer, "token");
+                self->setToken(token);
+                auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(self->groupIdentifier());
+                settings->setToken(token);
+                const auto rule = answer.value("rule", nlohmann::json::object());
+                const auto activity = OTJSONValue::textAt(rule, "activityUpdateTime").value_or("1970-01-01 00:00:00");
+                if (auto when = OTUtils::dateFromString(activity)) self->setLastBackgroundUpdateTime(*when);
+                OTUserConfig::configWithDictionary(rule);
+                if (completion) completion();
+            },
+            [weak, completion](const OTNetwork::Error& error) {
+                auto self = weak.lock();
+                if (!self) return;
+                OTLog(OTLogger::kLevelError, "code:%@\ndescripton:%@\n", error.code, error.localizedDescription);
+                const auto attempt = ++self->loginRetryCount_;
+                if (attempt > self->maxRetryCount()) return;
+                self->scheduleRetry(self->getRandomRetryDurationWithRetryCount(attempt, 1.0), [weak, completion] {
+                    if (auto engine = weak.lock()) engine->loginWithCompletion(completion);
+                });
+            });
+}
+
+void OTSDKManager::getListData(bool force) {
+    environment_.console().print("getListData");
+    const auto token = this->token();
+    const auto user = userId();
+    if (!token || token->empty() || !user || user->empty()) return;
+    const auto configuration = this->configuration();
+    OTLog(OTLogger::kLevelLog, "CorvaneOstrel 启动成功！\nCorvaneOstrel 版本号：%@\nAppKey：%@\nuserId：%@", kSDKVersion,
+          configuration ? configuration->appKey() : std::nullopt, user);
+    auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(groupIdentifier());
+    if (settings->dataPulledToday() && !force &&
+        OTUtils::compareOneDay(settings->lastBackgroundUpdateTime(), lastBackgroundUpdateTime()) == 0) {
+        return;
+    }
+    getInAppList();
+    getSubscribeList();
+    if (!configuration || !configuration->bannerClosed()) loadBanners();
+}
+
+void OTSDKManager::getInAppList() {
+    const auto user = userId();
+    const nlohmann::json body = {{"newUser", user ? 1 : 0},
+                                 {"os", osObject(false, false)},
+                                 {"sdkVersion", kSDKVersion},
+                                 {"token", token().value_or("")},
+                                 {"userId", user.value_or("")}};
+    std::weak_ptr<OTSDKManager> weak = weak_from_this();
+    OTNetwork::networkWithGroupIdentifier(groupIdentifier().value_or(""))
+        ->postRequestWithRelativeURLStr(
+            "/push/sdk/in_app", nullptr, body,
+            [weak](const OTNetwork::Response& response, const std::string& data) {
+                auto self = weak.lock();
+                if (!self) return;
+                self->setIsPullingData(false);
+                if (response.statusCode != 200) {
+                    OTLog(OTLogger::kLevelError, "statusCode:%@\ndescripton:%@\n", response.statusCode,
+                          statusText(response.statusCode));
+                    return;
+                }
+                const auto answer = parseAnswer(data);
+                const auto code = answerCode(answer, -1);
+                if (code != 0) {
+                    OTLog(OTLogger::kLevelError, "code:%@\nmessage:%@\n", code, answerMessage(answer));
+                    if (code == 10001) {
+                        OTLog(OTLogger::kLevelError, "token 失效，重新 login");
+                        if (++self->inAppRetryCount_ <= self->maxRetryCount()) {
+                            self->loginWithCompletion([weak] {
+                                if (auto engine = weak.lock()) engine->getInAppList();
+                            });
+                        }
+                    }
+                } else {
+                    auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(self->groupIdentifier());
+                    settings->setLastBackgroundUpdateTime(self->lastBackgroundUpdateTime());
+                    settings->setLastIPhoneUpdateTime(self->environment_.clock().now());
+                    std::vector<std::shared_ptr<OTWindowData>> campaigns;
+                    const auto list = answer.value("data", nlohmann::json());
+                    auto fresh = OTWindowRecordTree::defaultTree();
+                    if (list.is_array() && !list.empty()) {
+                        fresh->removeAllTreeNodes();
+                        for (const auto& element : list) {
+                            auto campaign = std::make_shared<OTWindowData>();
+                            campaign->setModelWithDic(element);
+                            campaigns.push_back(campaign);
+                            auto node = std::make_shared<OTWindowRecordTreeNode>();
+                            node->setNodeId(campaign->windowIdIntegerValue());
+                            node->setCount(campaign->count());
+                            node->setStartTime(campaign->startTime());
+                            node->setEndTime(campaign->endTime());
+                            node->setCloseDialogType(campaign->closeDialogType());
+                            node->setClickRule(campaign->clickRule());
+                            node->setCloseRule(campaign->closeRule());
+                            fresh->addTreeNode(node);
+                            // Pictures are fetched ahead so that their dialogs can show at once.
+                            if ((campaign->style() == 1 || campaign->style() == 2) && campaign->picture() &&
+                                !campaign->picture()->empty()) {
+                                self->prefetchImage(*campaign->picture());
+                            }
+                        }
+                    }
+                    self->setInAppDataArray(campaigns);
+                    if (auto tree = self->windowRecordTree()) tree->updateWithTree(*fresh);
+                    self->clearTreeNodeActivateState();
+                    self->syncRecordTree();
+                    if (!campaigns.empty()) self->reportWindowEventWithName("$pullDialog", 0, campaigns.front());
+
+                    // Only the opening page view is worth a late dialog: the first waiting one is replayed.
+                    auto& console = self->environment_.console();
+                    const auto waiting = self->waitingEvents();
+                    nlohmann::json described = nlohmann::json::array();
+                    for (const auto& event : waiting) described.push_back(event->description());
+                    const OTLogArgument waitingArgument[] = {described};
+                    console.print(OTLogFormatter::format("waitingEvents:%@", waitingArgument));
+                    self->setWaitingEvents({});
+                    for (const auto& event : waiting) {
+                        const OTLogArgument eventArgument[] = {event};
+                        console.print(OTLogFormatter::format("event:%@", eventArgument));
+                        if (event->xwhat() == "$pageview") {
+                            self->triggerEventMatchInApp(event, 0);
+                            break;
+                        }
+                    }
+                    self->syncInAppData();
+                }
+                OTLog(OTLogger::kLevelData, "in_app data:\n%@", answer.is_discarded() ? nlohmann::json(data) : answer);
+            },
+            [weak](const OTNetwork::Error& error) {
+                auto self = weak.lock();
+                if (!self) return;
+                self->setIsPullingData(false);
+                OTLog(OTLogger::kLevelError, "code:%@\ndescripton:%@\n", error.code, error.localizedDescription);
+                const auto attempt = ++self->inAppRetryCount_;
+                if (attempt > self->maxRetryCount()) return;
+                self->scheduleRetry(self->getRandomRetryDurationWithRetryCount(attempt, 1.0), [weak] {
+                    if (auto engine = weak.lock()) engine->getInAppList();
+                });
+            });
+}
+
+void OTSDKManager::getSubscribeList() {
+    const auto user = userId();
+    const nlohmann::json body = {{"newUser", user ? 1 : 0},
+                                 {"os", osObject(false, false)},
+                                 {"sdkVersion", kSDKVersion},
+                                 {"token", token().value_or("")},
+                                 {"userId", user.value_or("")}};
+    std::weak_ptr<OTSDKManager> weak = weak_from_this();
+    OTNetwork::networkWithGroupIdentifier(groupIdentifier().value_or(""))
+        ->postRequestWithRelativeURLStr(
+            "/push/sdk/event/subscribe", nullptr, body,
+            [weak](const OTNetwork::Response& response, const std::string& data) {
+                auto self = weak.lock();
+                if (!self) return;
+                self->setIsPullingData(false);
+                if (response.statusCode != 200) {
+                    OTLog(OTLogger::kLevelError, "statusCode:%@\ndescripton:%@\n", response.statusCode,
+                          statusText(response.statusCode));
+                    return;
+                }
+                const auto answer = parseAnswer(data);
+                const auto code = answerCode(answer, -1);
+                if (code != 0) {
+                    OTLog(OTLogger::kLevelError, "code:%@\nmessage:%@\n", code, answerMessage(answer));
+                    // Every refusal reads as an expired token here; only 10001 logs in again.
+                    OTLog(OTLogger::kLevelError, "token 失效，重新 login");
+                    if (code == 10001 && ++self->subscribeRetryCount_ <= self->maxRetryCount()) {
+                        self->loginWithCompletion([weak] {
+                            if (auto engine = weak.lock()) engine->getSubscribeList();
+                        });
+                    }
+                } else if (const auto list = answer.value("data", nlohmann::json()); list.is_array() && !list.empty()) {
+                    std::vector<std::shared_ptr<OTWindowData>> campaigns;
+                    for (const auto& element : list) {
+                        auto campaign = std::make_shared<OTWindowData>();
+                        campaign->setModelWithDic(element);
+                        campaigns.push_back(campaign);
+                    }
+                    self->setSubscribeDataArray(campaigns);
+                    self->syncSubscribeData();
+                }
+                OTLog(OTLogger::kLevelData, "subscribe data:\n%@", answer.is_discarded() ? nlohmann::json(data) : answer);
+            },
+            [weak](const OTNetwork::Error& error) {
+                auto self = weak.lock();
+                if (!self) return;
+                self->setIsPullingData(false);
+                OTLog(OTLogger::kLevelError, "code:%@\ndescripton:%@\n", error.code, error.localizedDescription);
+                const auto attempt = ++self->subscribeRetryCount_;
+                if (attempt > self->maxRetryCount()) return;
+                self->scheduleRetry(self->getRandomRetryDurationWithRetryCount(attempt, 1.0), [weak] {
+                    if (auto engine = weak.lock()) engine->getSubscribeList();
+                });
+            });
+}
+
+void OTSDKManager::triggerEvent(const std::shared_ptr<OTEvent>& event) {
+    if (!event) return;
+    const nlohmann::json body = {{"os", osObject(false, true)},
+                                 {"sdkVersion", kSDKVersion},
+                                 {"token", token().value_or("")},
+                                 {"userId", userId().value_or("")},
+                                 {"events", nlohmann::json::array({event->toDictionary()})}};
+    std::weak_ptr<OTSDKManager> weak = weak_from_this();
+    OTNetwork::networkWithGroupIdentifier(groupIdentifier().value_or(""))
+        ->postRequestWithRelativeURLStr(
+            "/push/sdk/event/trigger", nullptr, body,
+            [weak, event](const OTNetwork::Response& response, const std::string& data) {
+                auto self = weak.lock();
+                if (!self) return;
+                if (response.statusCode != 200) {
+                    OTLog(OTLogger::kLevelError, "statusCode:%@\ndescripton:%@\n", response.statusCode,
+                          statusText(response.statusCode));
+                    return;
+                }
+                const auto answer = parseAnswer(data);
+                const auto code = answerCode(answer, -1);
+                if (code == 0) {
+                    OTLog(OTLogger::kLevelLog, "触发事件成功!事件名：%@", event->xwhat());
+                } else {
+                    OTLog(OTLogger::kLevelError, "code:%@\nmessage:%@\n", code, answerMessage(answer));
+                    if (code == 10001) {
+                        OTLog(OTLogger::kLevelError, "token 失效，重新 login");
+                        if (++self->triggerRetryCount_ <= self->maxRetryCount()) {
+                            self->loginWithCompletion([weak, event] {
+                                if (auto engine = weak.lock()) engine->triggerEvent(event);
+                            });
+                        }
+                    }
+                }
+                OTLog(OTLogger::kLevelLog, "触发事件 data:\n%@", answer.is_discarded() ? nlohmann::json(data) : answer);
+            },
+            [](const OTNetwork::Error& error) {
+                OTLog(OTLogger::kLevelError, "code:%@\ndescripton:%@\n", error.code, error.localizedDescription);
+            });
+}

@@ -190,6 +190,17 @@ public:
     double calibrationTime() const { return calibrationTime_.load(); }
     void setCalibrationTime(double value) { calibrationTime_.store(value); }
 
+    // Server link: login, campaign download and subscribe triggers. Answers arrive on the HTTP
+    // session's thread; retries wait a random delay on the main queue.
+    void loginWithCompletion(std::function<void()> completion);
+    // Downloads unless already done today with an unchanged server activity time (or `force`).
+    void getListData(bool force);
+    void getInAppList();
+    void getSubscribeList();
+    void triggerEvent(const std::shared_ptr<OTEvent>& event);
+    // Seconds to wait before retry `count`: below 60 × ratio, 120 or 180 for the first three.
+    std::uint32_t getRandomRetryDurationWithRetryCount(std::uint64_t count, double ratio);
+
     // Dialog reports made so far, kept until the report queue sends them: name, type, campaign id.
     struct WindowReport {
         std::string name;
@@ -212,8 +223,10 @@ private:
     void loginThenDownload();
     void uploadPushToken();
     void alias(const std::optional<std::string>& userId);
-    void getListData(bool force);
-    void triggerEvent(const std::shared_ptr<OTEvent>& event);
+    void loadBanners();
+    void prefetchImage(const std::string& url);
+    void scheduleRetry(std::uint32_t seconds, std::function<void()> retry);
+    nlohmann::json osObject(bool withDevice, bool withPackage) const;
     void matchBanners(const std::shared_ptr<OTEvent>& event);
     void handlePushLink(const std::optional<std::string>& link);
     void reportWindowEventWithName(const std::string& name, std::int64_t type, const std::shared_ptr<OTWindowData>& data);

@@ -32,7 +32,9 @@ OTEnvironment::OTEnvironment(Parts parts)
       keychain_(std::make_unique<OTKeychainStore>(sandbox_.keychainPath())),
       notifications_(std::make_shared<OTNotificationCenter>()) {}
 
-OTEnvironment::~OTEnvironment() {
+OTEnvironment::~OTEnvironment() { shutdown(); }
+
+void OTEnvironment::shutdown() {
     // Stop the queues first so no work touches a shared instance while it goes.
     scheduler_->shutdown();
     std::map<std::type_index, std::shared_ptr<SingletonEntry>> singletons;

@@ -47,6 +47,10 @@ public:
     OTEnvironment(const OTEnvironment&) = delete;
     OTEnvironment& operator=(const OTEnvironment&) = delete;
 
+    // Stops the queues and discards the shared instances while this environment is still the one
+    // installed, so that threads finishing their work (an HTTP answer, say) still find it.
+    void shutdown();
+
     // The installed environment; the first call without one installs the system environment.
     static std::shared_ptr<OTEnvironment> current();
     // Replaces the installed environment. The previous one (and every shared instance in it) goes

@@ -16,6 +16,7 @@ OTTestEnvironment::OTTestEnvironment() {
 }
 
 OTTestEnvironment::~OTTestEnvironment() {
+    environment_->shutdown();
     OTEnvironment::install(nullptr);
     environment_.reset();
     std::error_code ec;
@@ -33,6 +34,7 @@ OTDeviceInfo OTTestEnvironment::fixedDevice() {
 }
 
 void OTTestEnvironment::restart() {
+    environment_->shutdown();
     OTEnvironment::install(nullptr);
     environment_.reset();
     install();

@@ -1,0 +1,141 @@
+#include <gtest/gtest.h>
+
+#include "OTDevServer.h"
+#include "core/OTSDKManager.h"
+#include "core/OTUserConfig.h"
+#include "corvane/CorvaneOtManager.h"
+#include "model/OTEvent.h"
+#include "model/OTWindowData.h"
+#include "model/OTWindowRecordTree.h"
+#include "platform/OTDataArchiver.h"
+#include "platform/OTLogger.h"
+#include "platform/OTSandbox.h"
+#include "support/OTTestEnvironment.h"
+
+using namespace std::chrono_literals;
+using nlohmann::json;
+
+namespace {
+struct Started {
+    OTTestEnvironment test;
+    OTDevServer server{{OT_SAMPLE_CAMPAIGNS}};
+    std::shared_ptr<OTSDKManager> engine;
+
+    Started() {
+        EXPECT_TRUE(server.start());
+        engine = std::static_pointer_cast<OTSDKManager>(CorvaneOtManager::getObserverListener("group.demo"));
+        engine->setUserId("user-1");
+    }
+    void start() {
+        auto config = std::make_shared<CorvaneOtConfig>();
+        config->setApplicationGroupIdentifier("group.demo");
+        config->setAppKey("app-key");
+        config->setUrl(server.baseURL() + "/");
+        CorvaneOtManager::startWithConfig(config);
+    }
+    bool waitFor(const std::function<bool()>& done) { return test.scheduler().runUntil(done, 10s); }
+    std::string log() {
+        test.scheduler().runUntilIdle();
+        return OTSandbox::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
+    }
+};
+}  // namespace
+
+TEST(OTLoginDownload, StartLogsInDownloadsMergesAndReplaysTheFirstWaitingPageView) {
+    Started s;
+    s.engine->onEventDataReceived(json{{"xwhat", "buy"}});
+    s.engine->onEventDataReceived(json{{"xwhat", "$pageview"}, {"xcontext", {{"$url", "MineVC"}}}});
+    s.test.scheduler().runUntilIdle();
+    ASSERT_EQ(s.engine->waitingEvents().size(), 2u);
+
+    s.start();
+    ASSERT_TRUE(s.waitFor([&] { return s.server.requestsTo("/push/sdk/event/subscribe").size() == 1 &&
+                                       !s.engine->subscribeDataArray().empty() && s.engine->inAppDataArray().size() == 4; }));
+    const auto login = s.server.requestsTo("/push/sdk/login").at(0).body;
+    EXPECT_EQ(login["appKey"], "app-key");
+    EXPECT_EQ(login["sdkVersion"], "2.2.2");
+    EXPECT_EQ(login["os"]["mac"], "11111111-2222-4333-8444-555555555555");
+    const auto inApp = s.server.requestsTo("/push/sdk/in_app").at(0).body;
+    EXPECT_EQ(inApp["newUser"], 1);
+    EXPECT_EQ(inApp["token"], "token-1");
+    EXPECT_FALSE(inApp["os"].contains("mac"));
+
+    auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(std::string("group.demo"));
+    EXPECT_EQ(settings->token(), "token-1");
+    EXPECT_EQ(settings->maxDailyPopWindowCount(), 5u);  // the login rule
+    EXPECT_TRUE(settings->dataPulledToday());
+    EXPECT_EQ(s.engine->windowRecordTree()->allNodes().size(), 4u);
+    EXPECT_TRUE(s.engine->waitingEvents().empty());
+    ASSERT_EQ(s.engine->windowReports().size(), 1u);
+    EXPECT_EQ(s.engine->windowReports()[0].name, "$pullDialog");
+    EXPECT_EQ(s.engine->windowReports()[0].windowId, "101");
+    // The page view was replayed: the walk reached the first-page-view campaign at position 2.
+    EXPECT_GE(s.engine->currentMatchEventIndex(), 2);
+    EXPECT_EQ(OTDataArchiver::getObjectsForPath<OTWindowData>(s.test.documents() / "OTInAppWindowData.plist")->size(), 4u);
+    EXPECT_TRUE(s.test.console().contains("getListData"));
+    const auto log = s.log();
+    EXPECT_NE(log.find("CorvaneOstrel 启动成功！\nCorvaneOstrel 版本号：2.2.2\nAppKey：app-key\nuserId：user-1"),
+              std::string::npos);
+
+    // The same day with an unchanged activity time: nothing is downloaded again.
+    s.server.clearRequests();
+    s.engine->getListData(false);
+    EXPECT_TRUE(s.server.requests().empty());
+}
+
+TEST(OTLoginDownload, AnExpiredTokenLogsInAgainAndRetriesAreCounted) {
+    Started s;
+    s.start();
+    ASSERT_TRUE(s.waitFor([&] { return s.engine->inAppDataArray().size() == 4; }));
+    s.server.expireTokens();
+    s.server.clearRequests();
+    s.engine->getInAppList();
+    ASSERT_TRUE(s.waitFor([&] { return s.server.requestsTo("/push/sdk/in_app").size() == 2; }));
+    EXPECT_EQ(s.server.requestsTo("/push/sdk/login").size(), 1u);
+    EXPECT_EQ(s.engine->inAppRetryCount(), 1u);
+    EXPECT_EQ(s.server.requestsTo("/push/sdk/in_app")[1].body["token"], "token-2");
+
+    // Subscribe: any refusal logs the token message; only 10001 logs in again.
+    OTDevServer::Fault refusal;
+    refusal.code = 10002;
+    s.server.injectFault("/push/sdk/event/subscribe", refusal);
+    s.engine->getSubscribeList();
+    ASSERT_TRUE(s.waitFor([&] { return s.log().find("code:10002\nmessage:injected fault\n") != std::string::npos; }));
+    EXPECT_NE(s.log().find("token 失效，重新 login"), std::string::npos);
+    EXPECT_EQ(s.server.requestsTo("/push/sdk/login").size(), 1u);
+}
+
+TEST(OTLoginDownload, TransportFailuresRetryAfterARandomDelayAtMostThreeTimes) {
+    Started s;
+    const auto base = s.server.baseURL();
+    s.server.stop();
+    s.start();  // nobody listens any more
+    for (std::uint64_t attempt = 1; attempt <= 3; ++attempt) {
+        ASSERT_TRUE(s.waitFor([&] { return s.engine->loginRetryCount() == attempt; }));
+        ASSERT_EQ(s.test.scheduler().pendingCount(), 1u);  // the retry, waiting on the main queue
+        s.test.scheduler().advance(180s);
+    }
+    ASSERT_TRUE(s.waitFor([&] { return s.engine->loginRetryCount() == 4; }));
+    EXPECT_EQ(s.test.scheduler().pendingCount(), 0u);  // a fourth failure schedules nothing
+
+    for (int i = 0; i < 200; ++i) {
+        EXPECT_LT(s.engine->getRandomRetryDurationWithRetryCount(1, 1.0), 60u);
+        EXPECT_LT(s.engine->getRandomRetryDurationWithRetryCount(1, 0.5), 30u);
+        EXPECT_LT(s.engine->getRandomRetryDurationWithRetryCount(1, 0.0), 60u);
+        EXPECT_LT(s.engine->getRandomRetryDurationWithRetryCount(2, 0.5), 120u);
+        EXPECT_LT(s.engine->getRandomRetryDurationWithRetryCount(3, 1.0), 180u);
+    }
+    EXPECT_EQ(s.engine->getRandomRetryDurationWithRetryCount(4, 1.0), 0u);
+}
+
+TEST(OTLoginDownload, SubscribeMatchesAskTheServerOncePerEvent) {
+    Started s;
+    s.start();
+    ASSERT_TRUE(s.waitFor([&] { return !s.engine->subscribeDataArray().empty(); }));
+    s.engine->onEventDataReceived(json{{"xwhat", "purchase"}, {"xcontext", {{"price", 9}}}});
+    ASSERT_TRUE(s.waitFor([&] { return s.server.requestsTo("/push/sdk/event/trigger").size() == 1; }));
+    const auto trigger = s.server.requestsTo("/push/sdk/event/trigger")[0].body;
+    EXPECT_EQ(trigger["events"][0]["xwhat"], "purchase");
+    EXPECT_EQ(trigger["os"]["packageName"], "com.corvane.test");
+    ASSERT_TRUE(s.waitFor([&] { return s.log().find("触发事件成功!事件名：purchase") != std::string::npos; }));
+}
