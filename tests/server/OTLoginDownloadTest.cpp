@@ -38,6 +38,15 @@ struct Started {
         test.scheduler().runUntilIdle();
         return OTSandbox::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
     }
+    // Answers are handled on the HTTP thread; the data line is the last thing each handler does.
+    bool waitForLog(const std::string& fragment, std::size_t occurrences = 1) {
+        return waitFor([&] {
+            const auto text = log();
+            std::size_t count = 0;
+            for (auto at = text.find(fragment); at != std::string::npos; at = text.find(fragment, at + 1)) ++count;
+            return count >= occurrences;
+        });
+    }
 };
 }  // namespace
 
@@ -49,8 +58,8 @@ TEST(OTLoginDownload, StartLogsInDownloadsMergesAndReplaysTheFirstWaitingPageVie
     ASSERT_EQ(s.engine->waitingEvents().size(), 2u);
 
     s.start();
-    ASSERT_TRUE(s.waitFor([&] { return s.server.requestsTo("/push/sdk/event/subscribe").size() == 1 &&
-                                       !s.engine->subscribeDataArray().empty() && s.engine->inAppDataArray().size() == 4; }));
+    ASSERT_TRUE(s.waitForLog("in_app data:\n"));
+    ASSERT_TRUE(s.waitForLog("subscribe data:\n"));
     const auto login = s.server.requestsTo("/push/sdk/login").at(0).body;
     EXPECT_EQ(login["appKey"], "app-key");
     EXPECT_EQ(login["sdkVersion"], "2.2.2");
@@ -86,11 +95,12 @@ TEST(OTLoginDownload, StartLogsInDownloadsMergesAndReplaysTheFirstWaitingPageVie
 TEST(OTLoginDownload, AnExpiredTokenLogsInAgainAndRetriesAreCounted) {
     Started s;
     s.start();
-    ASSERT_TRUE(s.waitFor([&] { return s.engine->inAppDataArray().size() == 4; }));
+    ASSERT_TRUE(s.waitForLog("in_app data:\n"));
+    ASSERT_TRUE(s.waitForLog("subscribe data:\n"));
     s.server.expireTokens();
     s.server.clearRequests();
     s.engine->getInAppList();
-    ASSERT_TRUE(s.waitFor([&] { return s.server.requestsTo("/push/sdk/in_app").size() == 2; }));
+    ASSERT_TRUE(s.waitForLog("in_app data:\n", 3));  // refused, then answered after a new login
     EXPECT_EQ(s.server.requestsTo("/push/sdk/login").size(), 1u);
     EXPECT_EQ(s.engine->inAppRetryCount(), 1u);
     EXPECT_EQ(s.server.requestsTo("/push/sdk/in_app")[1].body["token"], "token-2");
@@ -100,23 +110,34 @@ TEST(OTLoginDownload, AnExpiredTokenLogsInAgainAndRetriesAreCounted) {
     refusal.code = 10002;
     s.server.injectFault("/push/sdk/event/subscribe", refusal);
     s.engine->getSubscribeList();
-    ASSERT_TRUE(s.waitFor([&] { return s.log().find("code:10002\nmessage:injected fault\n") != std::string::npos; }));
+    ASSERT_TRUE(s.waitForLog("subscribe data:\n", 2));
+    EXPECT_NE(s.log().find("code:10002\nmessage:injected fault\n"), std::string::npos);
     EXPECT_NE(s.log().find("token 失效，重新 login"), std::string::npos);
     EXPECT_EQ(s.server.requestsTo("/push/sdk/login").size(), 1u);
 }
 
 TEST(OTLoginDownload, TransportFailuresRetryAfterARandomDelayAtMostThreeTimes) {
     Started s;
-    const auto base = s.server.baseURL();
-    s.server.stop();
-    s.start();  // nobody listens any more
+    OTDevServer::Fault drop;
+    drop.count = 10;
+    drop.dropConnection = true;
+    s.server.injectFault("/push/sdk/login", drop);
+    s.start();  // every login attempt loses its connection
+    auto& scheduler = s.test.scheduler();
+    const auto retryWaiting = [&] {
+        const auto next = scheduler.nextDueTime();
+        return next && *next > s.test.clock().now();
+    };
     for (std::uint64_t attempt = 1; attempt <= 3; ++attempt) {
-        ASSERT_TRUE(s.waitFor([&] { return s.engine->loginRetryCount() == attempt; }));
-        ASSERT_EQ(s.test.scheduler().pendingCount(), 1u);  // the retry, waiting on the main queue
-        s.test.scheduler().advance(180s);
+        // The retry waits on the main queue for its random delay, below 60, 120 and 180 s.
+        ASSERT_TRUE(s.waitFor([&] { return s.engine->loginRetryCount() == attempt && retryWaiting(); }));
+        EXPECT_LT(*scheduler.nextDueTime() - s.test.clock().now(), std::chrono::seconds(60 * attempt));
+        scheduler.advance(std::chrono::seconds(60 * attempt));
     }
     ASSERT_TRUE(s.waitFor([&] { return s.engine->loginRetryCount() == 4; }));
-    EXPECT_EQ(s.test.scheduler().pendingCount(), 0u);  // a fourth failure schedules nothing
+    scheduler.runUntil([] { return false; }, 50ms);
+    EXPECT_FALSE(retryWaiting());  // a fourth failure schedules nothing
+    EXPECT_EQ(s.server.requestsTo("/push/sdk/login").size(), 4u);
 
     for (int i = 0; i < 200; ++i) {
         EXPECT_LT(s.engine->getRandomRetryDurationWithRetryCount(1, 1.0), 60u);
@@ -131,11 +152,12 @@ TEST(OTLoginDownload, TransportFailuresRetryAfterARandomDelayAtMostThreeTimes) {
 TEST(OTLoginDownload, SubscribeMatchesAskTheServerOncePerEvent) {
     Started s;
     s.start();
-    ASSERT_TRUE(s.waitFor([&] { return !s.engine->subscribeDataArray().empty(); }));
+    ASSERT_TRUE(s.waitForLog("subscribe data:\n"));
     s.engine->onEventDataReceived(json{{"xwhat", "purchase"}, {"xcontext", {{"price", 9}}}});
-    ASSERT_TRUE(s.waitFor([&] { return s.server.requestsTo("/push/sdk/event/trigger").size() == 1; }));
+    ASSERT_TRUE(s.waitForLog("触发事件 data:\n"));
     const auto trigger = s.server.requestsTo("/push/sdk/event/trigger")[0].body;
     EXPECT_EQ(trigger["events"][0]["xwhat"], "purchase");
     EXPECT_EQ(trigger["os"]["packageName"], "com.corvane.test");
-    ASSERT_TRUE(s.waitFor([&] { return s.log().find("触发事件成功!事件名：purchase") != std::string::npos; }));
+    EXPECT_NE(s.log().find("触发事件成功!事件名：purchase"), std::string::npos);
+    EXPECT_EQ(s.server.requestsTo("/push/sdk/event/trigger").size(), 1u);
 }
