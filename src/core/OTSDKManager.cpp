@@ -832,6 +832,23 @@ void OTSDKManager::scheduleRetry(std::uint32_t seconds, std::function<void()> re
     environment_.mainQueue()->after(std::chrono::seconds(seconds), std::move(retry));
 }
 
+nlohmann::json OTSDKManager::listRequestBody() const {
+    const auto user = userId();
+    return {{"newUser", user ? 1 : 0},
+            {"os", osObject(false, false)},
+            {"sdkVersion", kSDKVersion},
+            {"token", token().value_or("")},
+            {"userId", user.value_or("")}};
+}
+
+void OTSDKManager::retryAfterTransportFailure(std::atomic<std::uint64_t>& counter, long code,
+                                              const std::string& description, std::function<void()> retry) {
+    OTLog(OTLogger::kLevelError, "code:%@\ndescripton:%@\n", code, description);
+    const auto attempt = ++counter;
+    if (attempt > maxRetryCount()) return;
+    scheduleRetry(getRandomRetryDurationWithRetryCount(attempt, 1.0), std::move(retry));
+}
+
 void OTSDKManager::loginWithCompletion(std::function<void()> completion) {
     const auto configuration = this->configuration();
     const nlohmann::json body = {{"os", osObject(true, true)},
@@ -868,14 +885,12 @@ void OTSDKManager::loginWithCompletion(std::function<void()> completion) {
                 if (completion) completion();
             },
             [weak, completion](const OTNetwork::Error& error) {
-                auto self = weak.lock();
-                if (!self) return;
-                OTLog(OTLogger::kLevelError, "code:%@\ndescripton:%@\n", error.code, error.localizedDescription);
-                const auto attempt = ++self->loginRetryCount_;
-                if (attempt > self->maxRetryCount()) return;
-                self->scheduleRetry(self->getRandomRetryDurationWithRetryCount(attempt, 1.0), [weak, completion] {
-                    if (auto engine = weak.lock()) engine->loginWithCompletion(completion);
-                });
+                if (auto self = weak.lock()) {
+                    self->retryAfterTransportFailure(self->loginRetryCount_, error.code, error.localizedDescription,
+                                                     [weak, completion] {
+                                                         if (auto engine = weak.lock()) engine->loginWithCompletion(completion);
+                                                     });
+                }
             });
 }
 
@@ -898,12 +913,7 @@ void OTSDKManager::getListData(bool force) {
 }
 
 void OTSDKManager::getInAppList() {
-    const auto user = userId();
-    const nlohmann::json body = {{"newUser", user ? 1 : 0},
-                                 {"os", osObject(false, false)},
-                                 {"sdkVersion", kSDKVersion},
-                                 {"token", token().value_or("")},
-                                 {"userId", user.value_or("")}};
+    const nlohmann::json body = listRequestBody();
     std::weak_ptr<OTSDKManager> weak = weak_from_this();
     OTNetwork::networkWithGroupIdentifier(groupIdentifier().value_or(""))
         ->postRequestWithRelativeURLStr(
@@ -988,22 +998,14 @@ void OTSDKManager::getInAppList() {
                 auto self = weak.lock();
                 if (!self) return;
                 self->setIsPullingData(false);
-                OTLog(OTLogger::kLevelError, "code:%@\ndescripton:%@\n", error.code, error.localizedDescription);
-                const auto attempt = ++self->inAppRetryCount_;
-                if (attempt > self->maxRetryCount()) return;
-                self->scheduleRetry(self->getRandomRetryDurationWithRetryCount(attempt, 1.0), [weak] {
+                self->retryAfterTransportFailure(self->inAppRetryCount_, error.code, error.localizedDescription, [weak] {
                     if (auto engine = weak.lock()) engine->getInAppList();
                 });
             });
 }
 
 void OTSDKManager::getSubscribeList() {
-    const auto user = userId();
-    const nlohmann::json body = {{"newUser", user ? 1 : 0},
-                                 {"os", osObject(false, false)},
-                                 {"sdkVersion", kSDKVersion},
-                                 {"token", token().value_or("")},
-                                 {"userId", user.value_or("")}};
+    const nlohmann::json body = listRequestBody();
     std::weak_ptr<OTSDKManager> weak = weak_from_this();
     OTNetwork::networkWithGroupIdentifier(groupIdentifier().value_or(""))
         ->postRequestWithRelativeURLStr(
@@ -1044,10 +1046,7 @@ void OTSDKManager::getSubscribeList() {
                 auto self = weak.lock();
                 if (!self) return;
                 self->setIsPullingData(false);
-                OTLog(OTLogger::kLevelError, "code:%@\ndescripton:%@\n", error.code, error.localizedDescription);
-                const auto attempt = ++self->subscribeRetryCount_;
-                if (attempt > self->maxRetryCount()) return;
-                self->scheduleRetry(self->getRandomRetryDurationWithRetryCount(attempt, 1.0), [weak] {
+                self->retryAfterTransportFailure(self->subscribeRetryCount_, error.code, error.localizedDescription, [weak] {
                     if (auto engine = weak.lock()) engine->getSubscribeList();
                 });
             });

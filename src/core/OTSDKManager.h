@@ -227,6 +227,11 @@ private:
     void prefetchImage(const std::string& url);
     void scheduleRetry(std::uint32_t seconds, std::function<void()> retry);
     nlohmann::json osObject(bool withDevice, bool withPackage) const;
+    // The body of both list downloads.
+    nlohmann::json listRequestBody() const;
+    // Logs a transport failure and, within the retry limit, repeats `retry` after a random delay.
+    void retryAfterTransportFailure(std::atomic<std::uint64_t>& counter, long code, const std::string& description,
+                                    std::function<void()> retry);
     void matchBanners(const std::shared_ptr<OTEvent>& event);
     void handlePushLink(const std::optional<std::string>& link);
     void reportWindowEventWithName(const std::string& name, std::int64_t type, const std::shared_ptr<OTWindowData>& data);
