@@ -63,6 +63,7 @@ TEST(OTSDKManager, StartKeepsTheConfigurationAndSetsTheLogLevel) {
     OTTestEnvironment test;
     auto config = std::make_shared<CorvaneOtConfig>();
     config->setAppKey("key");
+    config->setUrl("http://127.0.0.1:9");  // a closed loopback port: the login fails at once
     CorvaneOtManager::startWithConfig(config);
     EXPECT_EQ(test.console().lines().front(), "startWithConfiguration");
     EXPECT_EQ(OTSDKManager::sharedManager()->configuration(), config);

@@ -111,6 +111,7 @@ TEST(OTPageCollection, TheMainPagesFirstViewIsMatchedWhenItsCoverGoes) {
     auto engine = OTSDKManager::sharedManager();
     auto config = std::make_shared<CorvaneOtConfig>();
     config->setMainPage("HomeVC");
+    config->setUrl("http://127.0.0.1:9");  // a closed loopback port: the login fails at once
     engine->startWithConfiguration(config);
     test.scheduler().runUntilIdle();
     home->viewDidAppear(true);
