@@ -792,6 +792,13 @@ std::string statusText(long status) {
     }
 }
 
+// Only status 200 carries an answer; any other is logged and ends the handling.
+bool acceptedStatus(long status) {
+    if (status == 200) return true;
+    OTLog(OTLogger::kLevelError, "statusCode:%@\ndescripton:%@\n", status, statusText(status));
+    return false;
+}
+
 // An answer's JSON (a top-level fragment allowed); discarded when it does not parse.
 nlohmann::json parseAnswer(const std::string& data) { return nlohmann::json::parse(data, nullptr, false); }
 
@@ -862,11 +869,7 @@ void OTSDKManager::loginWithCompletion(std::function<void()> completion) {
             [weak, completion](const OTNetwork::Response& response, const std::string& data) {
                 auto self = weak.lock();
                 if (!self) return;
-                if (response.statusCode != 200) {
-                    OTLog(OTLogger::kLevelError, "statusCode:%@\ndescripton:%@\n", response.statusCode,
-                          statusText(response.statusCode));
-                    return;
-                }
+                if (!acceptedStatus(response.statusCode)) return;
                 const auto answer = parseAnswer(data);
                 OTLog(OTLogger::kLevelData, "login data:\n%@", answer.is_discarded() ? nlohmann::json(data) : answer);
                 if (!answer.is_object()) return;
@@ -922,11 +925,7 @@ void OTSDKManager::getInAppList() {
                 auto self = weak.lock();
                 if (!self) return;
                 self->setIsPullingData(false);
-                if (response.statusCode != 200) {
-                    OTLog(OTLogger::kLevelError, "statusCode:%@\ndescripton:%@\n", response.statusCode,
-                          statusText(response.statusCode));
-                    return;
-                }
+                if (!acceptedStatus(response.statusCode)) return;
                 const auto answer = parseAnswer(data);
                 const auto code = answerCode(answer, -1);
                 if (code != 0) {
@@ -1014,11 +1013,7 @@ void OTSDKManager::getSubscribeList() {
                 auto self = weak.lock();
                 if (!self) return;
                 self->setIsPullingData(false);
-                if (response.statusCode != 200) {
-                    OTLog(OTLogger::kLevelError, "statusCode:%@\ndescripton:%@\n", response.statusCode,
-                          statusText(response.statusCode));
-                    return;
-                }
+                if (!acceptedStatus(response.statusCode)) return;
                 const auto answer = parseAnswer(data);
                 const auto code = answerCode(answer, -1);
                 if (code != 0) {
@@ -1066,11 +1061,7 @@ void OTSDKManager::triggerEvent(const std::shared_ptr<OTEvent>& event) {
             [weak, event](const OTNetwork::Response& response, const std::string& data) {
                 auto self = weak.lock();
                 if (!self) return;
-                if (response.statusCode != 200) {
-                    OTLog(OTLogger::kLevelError, "statusCode:%@\ndescripton:%@\n", response.statusCode,
-                          statusText(response.statusCode));
-                    return;
-                }
+                if (!acceptedStatus(response.statusCode)) return;
                 const auto answer = parseAnswer(data);
                 const auto code = answerCode(answer, -1);
                 if (code == 0) {
