@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <string>
 
 #include "corvane/CorvaneOtConfig.h"
@@ -28,4 +29,8 @@ public:
     static void configLogLevel(std::uint64_t level);
     // False holds every dialog back (nothing is shown or counted) until set true again.
     static void setDialogVisible(bool visible);
+    // A push notification delivered (type 0) or opened (type 1); `msg` is its payload. An opened
+    // one is also followed: its link is opened in the app. Works in a notification extension too:
+    // the token and user come from the group's shared settings.
+    static void pushTrack(std::int64_t type, const nlohmann::json& msg, const std::string& groupIdentifier);
 };

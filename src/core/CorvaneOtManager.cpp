@@ -35,3 +35,10 @@ void CorvaneOtManager::setDialogVisible(bool visible) {
     } catch (...) {
     }
 }
+
+void CorvaneOtManager::pushTrack(std::int64_t type, const nlohmann::json& msg, const std::string& groupIdentifier) {
+    try {
+        OTSDKManager::sharedManager()->pushTrack(type, msg, groupIdentifier);
+    } catch (...) {
+    }
+}

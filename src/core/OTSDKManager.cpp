@@ -18,7 +18,10 @@
 #include "platform/OTEnvironment.h"
 #include "platform/OTJSONValue.h"
 #include "platform/OTLogFormatter.h"
+#include "platform/OTJSONWriter.h"
 #include "platform/OTLogger.h"
+#include "platform/OTReachability.h"
+#include "platform/OTReachabilityManager.h"
 #include "platform/OTUtils.h"
 #include "server/OTNetwork.h"
 
@@ -86,7 +89,7 @@ void OTSDKManager::registerNotifications() {
     // removes it.
     environment_.notificationCenter().addObserver(
         this, kNetworkDidChangeNotification, [this](const OTNotificationCenter::Notification& notification) {
-            networkStatusDidChange(notification.object);
+            networkStatusDidChange(notification.objectAs<OTReachability>());
         });
 }
 
@@ -740,24 +743,22 @@ void OTSDKManager::exchangeMethod() {
         "ot_saveUploadInfo");
 }
 
-void OTSDKManager::reportWindowEventWithName(const std::string& name, std::int64_t type,
-                                             const std::shared_ptr<OTWindowData>& data) {
-    windowReports_.modify([&](auto& reports) { reports.push_back({name, type, data ? data->windowId() : std::nullopt}); });
-}
-
 void OTSDKManager::registerForRemoteNotifications(const CorvaneOtConfig& configuration) {
     OTPushManager::sharedManager()->registerForRemoteNotificationWithDelegate(configuration.notificationCenterDelegate());
 }
 
 void OTSDKManager::handlePushLink(const std::optional<std::string>& link) { OTPushManager::sharedManager()->handlePush(link); }
 
-void OTSDKManager::networkStatusDidChange(const std::shared_ptr<void>&) {
-    // Completed with reachability and the offline queues.
+void OTSDKManager::networkStatusDidChange(const std::shared_ptr<OTReachability>& reachability) {
+    OTLog(OTLogger::kLevelLog, "网络状态发生变化，当前网络：%@",
+          OTReachabilityManager::sharedManager()->telephonyNetworkDescrition());
+    if (reachability && reachability->networkStatus() != OTReachability::kNotReachable) reportCachedOfflineEvents();
 }
 
-// The steps below are completed by the engine layers that own them: reachability, banners,
-// picture caching and identity uploads.
-void OTSDKManager::startReachability() {}
+void OTSDKManager::startReachability() { OTReachabilityManager::sharedManager()->startReachability(); }
+
+// The steps below are completed by the engine layers that own them: banners, picture caching and
+// identity uploads.
 void OTSDKManager::uploadPushToken() {}
 void OTSDKManager::alias(const std::optional<std::string>&) {}
 void OTSDKManager::matchBanners(const std::shared_ptr<OTEvent>&) {}
@@ -1082,4 +1083,188 @@ void OTSDKManager::triggerEvent(const std::shared_ptr<OTEvent>& event) {
             [](const OTNetwork::Error& error) {
                 OTLog(OTLogger::kLevelError, "code:%@\ndescripton:%@\n", error.code, error.localizedDescription);
             });
+}
+
+// ---- Usage reports and offline queues ----
+
+double OTSDKManager::reportTime() const {
+    const double seconds =
+        std::chrono::duration<double>(environment_.clock().now().time_since_epoch()).count() + calibrationTime();
+    // Whole milliseconds, rounded as the server has always received them.
+    return std::round(seconds * 1000.0);
+}
+
+void OTSDKManager::reportWindowEventWithName(const std::string& name, std::int64_t type,
+                                             const std::shared_ptr<OTWindowData>& data) {
+    auto event = std::make_shared<OTEvent>();
+    event->setAppid(appid().value_or(""));
+    event->setXwho(userId().value_or(""));
+    event->setXwhen(reportTime());
+    event->setXwhat(name);
+    nlohmann::json context = nlohmann::json::object();
+    if (const auto trigger = currentTriggerEvent(); trigger && trigger->xcontext().is_object()) context = trigger->xcontext();
+    context["$lib_version"] = kSDKVersion;
+    context["activityId"] = data ? data->windowId().value_or("") : "";
+    if (type != 0) {
+        context["$dialog_type"] = type;
+        const std::shared_ptr<OTButtonAttribute> button = !data       ? nullptr
+                                                         : type == 4 ? data->leftBtnAttribute()
+                                                         : type == 5 ? data->rightBtnAttribute()
+                                                         : type == 6 ? data->middleBtnAttribute()
+                                                                     : nullptr;
+        if (type >= 4 && type <= 6) context["dialog_button_text"] = button ? button->text().value_or("") : "";
+    }
+    event->setXcontext(std::move(context));
+    _reportEvent(event);
+}
+
+void OTSDKManager::reportPushEventWithType(std::int64_t type, const nlohmann::json& msg,
+                                           const std::optional<std::string>& groupIdentifier) {
+    OTLog(OTLogger::kLevelLog, "corvane->reportPushEventWithType:type->%d,msg->%@", type, msg);
+    if (!msg.is_object()) return;
+    auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(groupIdentifier);
+    auto event = std::make_shared<OTEvent>();
+    // Push events never carry the app id.
+    event->setAppid("");
+    event->setXwho(settings->userId().value_or(""));
+    event->setXwhen(reportTime());
+    nlohmann::json context = nlohmann::json::object();
+    if (const auto trigger = currentTriggerEvent(); trigger && trigger->xcontext().is_object()) context = trigger->xcontext();
+    context["$push_channel"] = OTJSONValue::textAt(msg, "$push_channel").value_or("");
+    context["activityId"] = OTJSONValue::textAt(msg, "activityId").value_or("");
+    context["$lib_version"] = kSDKVersion;
+    event->setXcontext(std::move(context));
+    switch (type) {
+        case 0: event->setXwhat("$ot_push_delivery"); break;
+        case 1: event->setXwhat("$ot_push_click"); break;
+        default: return;
+    }
+    _reportEvent(event, groupIdentifier);
+}
+
+void OTSDKManager::pushTrack(std::int64_t type, const nlohmann::json& msg, const std::optional<std::string>& groupIdentifier) {
+    reportPushEventWithType(type, msg, groupIdentifier);
+    if (type == 1) OTPushManager::sharedManager()->handlePush(1, msg);
+}
+
+void OTSDKManager::_reportEvent(const std::shared_ptr<OTEvent>& event) { sendReport(event, true, std::nullopt); }
+
+void OTSDKManager::_reportEvent(const std::shared_ptr<OTEvent>& event, const std::optional<std::string>& groupIdentifier) {
+    sendReport(event, false, groupIdentifier);
+}
+
+void OTSDKManager::sendReport(const std::shared_ptr<OTEvent>& event, bool isWindowEvent,
+                              const std::optional<std::string>& groupIdentifier) {
+    if (!event) return;
+    std::optional<std::string> token, user;
+    if (isWindowEvent) {
+        token = this->token();
+        user = userId();
+    } else {
+        auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(groupIdentifier);
+        token = settings->token();
+        user = settings->userId();
+    }
+    const auto dictionary = event->toDictionary();
+    const nlohmann::json body = {{"os", osObject(false, true)},
+                                 {"sdkVersion", kSDKVersion},
+                                 {"token", token.value_or("")},
+                                 {"userId", user.value_or("")},
+                                 {"events", nlohmann::json::array({dictionary})}};
+    OTLog(OTLogger::kLevelData, isWindowEvent ? "上报（弹窗）事件:\n%@" : "上报（push）事件:\n%@",
+          OTJSONWriter::prettyString(dictionary).value_or(""));
+    const auto network = isWindowEvent ? OTNetwork::networkWithGroupIdentifier(this->groupIdentifier().value_or(""))
+                                       : OTNetwork::networkWithGroupIdentifier(groupIdentifier.value_or(""));
+    std::weak_ptr<OTSDKManager> weak = weak_from_this();
+    network->postRequestWithRelativeURLStr(
+        kReportPath, nullptr, body,
+        [weak, event, dictionary, isWindowEvent, groupIdentifier](const OTNetwork::Response& response,
+                                                                  const std::string& data) {
+            if (response.statusCode != 200) {
+                OTLog(OTLogger::kLevelError, "上报事件失败！\n事件：%@\nstatusCode:%@\ndescripton:%@\n", dictionary,
+                      response.statusCode, statusText(response.statusCode));
+                return;
+            }
+            const auto answer = parseAnswer(data);
+            OTLog(OTLogger::kLevelLog, "上报事件 data:\n%@", answer.is_discarded() ? nlohmann::json(data) : answer);
+            const auto code = answerCode(answer, -1);
+            if (code == 0) {
+                OTLog(OTLogger::kLevelLog, "上报事件成功, event:\n%@", dictionary);
+                return;
+            }
+            OTLog(OTLogger::kLevelError, "上报事件失败！\n事件：%@\ncode:%@\nmessage:%@\n", dictionary, code,
+                  answerMessage(answer));
+            if (code != 10001) return;
+            OTLog(OTLogger::kLevelError, "token 失效，重新 login");
+            auto self = weak.lock();
+            if (!self || ++self->reportEventRetryCount_ > self->maxRetryCount()) return;
+            self->loginWithCompletion([weak, event, isWindowEvent, groupIdentifier] {
+                if (auto engine = weak.lock()) engine->sendReport(event, isWindowEvent, groupIdentifier);
+            });
+        },
+        [weak, event, dictionary, isWindowEvent](const OTNetwork::Error& error) {
+            OTLog(OTLogger::kLevelError, "上报事件失败！\n事件：%@\ncode:%@\ndescripton:%@\n", dictionary, error.code,
+                  error.localizedDescription);
+            if (auto self = weak.lock()) self->syncCachedEvent(event, isWindowEvent);
+        });
+}
+
+bool OTSDKManager::writeCachedEvents(const std::vector<std::shared_ptr<OTEvent>>& events, bool isWindowEvents) const {
+    return OTDataArchiver::setData(events,
+                                   documentsPath(isWindowEvents ? kOfflineWindowEventsFileName : kOfflinePushEventsFileName));
+}
+
+void OTSDKManager::syncCachedEvent(const std::shared_ptr<OTEvent>& event, bool isWindowEvent) {
+    if (!event) return;
+    auto& queue = isWindowEvent ? cachedOfflineWindowEvents_ : cachedOfflinePushEvents_;
+    const bool written = queue.modify([&](auto& events) {
+        events.push_back(event);
+        return writeCachedEvents(events, isWindowEvent);
+    });
+    if (written) {
+        OTLog(OTLogger::kLevelData, "syncCachedEvents 成功！isWindowEvent : %@", isWindowEvent ? 1 : 0);
+    } else {
+        OTLog(OTLogger::kLevelError, "syncCachedEvents 失败！isWindowEvent ：@(%@)", isWindowEvent ? 1 : 0);
+    }
+}
+
+void OTSDKManager::syncCachedEvents(const std::vector<std::shared_ptr<OTEvent>>& events, bool isWindowEvents) {
+    if (writeCachedEvents(events, isWindowEvents)) {
+        OTLog(OTLogger::kLevelData, "syncCachedEvents 成功！isWindowEvent : %@", isWindowEvents ? 1 : 0);
+    } else {
+        OTLog(OTLogger::kLevelError, "syncCachedEvents 失败！isWindowEvent ：@(%@)", isWindowEvents ? 1 : 0);
+    }
+}
+
+void OTSDKManager::reportCachedOfflineEvents() {
+    reportCachedOfflineWindowEvents();
+    reportCachedOfflinePushEvents();
+}
+
+void OTSDKManager::reportCachedOfflineWindowEvents() {
+    flushCachedEvents(true, [this](const auto& event) { _reportEvent(event); });
+}
+
+void OTSDKManager::reportCachedOfflinePushEvents() {
+    const auto configuration = this->configuration();
+    const auto group = configuration ? configuration->applicationGroupIdentifier() : std::nullopt;
+    flushCachedEvents(false, [this, group](const auto& event) { _reportEvent(event, group); });
+}
+
+void OTSDKManager::flushCachedEvents(bool isWindowEvents,
+                                     const std::function<void(const std::shared_ptr<OTEvent>&)>& send) {
+    auto& queue = isWindowEvents ? cachedOfflineWindowEvents_ : cachedOfflinePushEvents_;
+    auto loaded = OTDataArchiver::getObjectsForPath<OTEvent>(
+        documentsPath(isWindowEvents ? kOfflineWindowEventsFileName : kOfflinePushEventsFileName));
+    queue.set(loaded.value_or(std::vector<std::shared_ptr<OTEvent>>{}));
+    if (!loaded || loaded->empty()) return;
+    // The count is read again at every step: a failure meanwhile appends to the same list.
+    for (std::size_t index = 0;; ++index) {
+        const auto event =
+            queue.modify([&](auto& events) { return index < events.size() ? events[index] : nullptr; });
+        if (!event) break;
+        send(event);
+    }
+    // The list in memory is kept: a later failure writes it whole, re-sent events included.
+    syncCachedEvents({}, isWindowEvents);
 }

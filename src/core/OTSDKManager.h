@@ -19,6 +19,7 @@ class OTEnvironment;
 class OTNotificationCenter;
 class OTEvent;
 class OTPageCollection;
+class OTReachability;
 class OTViewController;
 class OTWindowData;
 class OTWindowRecordTree;
@@ -33,6 +34,9 @@ public:
     static constexpr const char* kInAppFileName = "OTInAppWindowData.plist";
     static constexpr const char* kSubscribeFileName = "OTSubscribeWindowData.plist";
     static constexpr const char* kRecordTreeFileName = "OTWindowRecordTreeData.plist";
+    static constexpr const char* kOfflineWindowEventsFileName = "OTCachedOfflineWindowEvents.plist";
+    static constexpr const char* kOfflinePushEventsFileName = "OTCachedOfflinePushEvents.plist";
+    static constexpr const char* kReportPath = "/push/sdk/in_app/callback";
     static constexpr const char* kNetworkDidChangeNotification = "OTNetworkDidChangeNotification";
     static constexpr const char* kEventQueueLabel = "com.OT.eventData";
 
@@ -59,7 +63,7 @@ public:
     void startWindowObservation();
     // An alternative hook on the host SDK's upload method; start-up does not use it.
     void exchangeMethod();
-    void networkStatusDidChange(const std::shared_ptr<void>& reachability);
+    void networkStatusDidChange(const std::shared_ptr<OTReachability>& reachability);
 
     // Event intake, on the event queue.
     void _handleCorvaneEvent(const nlohmann::json& event);
@@ -138,10 +142,14 @@ public:
     void setAppid(std::optional<std::string> value) { appid_.set(std::move(value)); }
     std::shared_ptr<OTPageCollection> pageCollection() const { return pageCollection_.get(); }
     void setPageCollection(std::shared_ptr<OTPageCollection> value) { pageCollection_.set(std::move(value)); }
-    nlohmann::json cachedOfflineWindowEvents() const { return cachedOfflineWindowEvents_.get(); }
-    void setCachedOfflineWindowEvents(nlohmann::json value) { cachedOfflineWindowEvents_.set(std::move(value)); }
-    nlohmann::json cachedOfflinePushEvents() const { return cachedOfflinePushEvents_.get(); }
-    void setCachedOfflinePushEvents(nlohmann::json value) { cachedOfflinePushEvents_.set(std::move(value)); }
+    std::vector<std::shared_ptr<OTEvent>> cachedOfflineWindowEvents() const { return cachedOfflineWindowEvents_.get(); }
+    void setCachedOfflineWindowEvents(std::vector<std::shared_ptr<OTEvent>> value) {
+        cachedOfflineWindowEvents_.set(std::move(value));
+    }
+    std::vector<std::shared_ptr<OTEvent>> cachedOfflinePushEvents() const { return cachedOfflinePushEvents_.get(); }
+    void setCachedOfflinePushEvents(std::vector<std::shared_ptr<OTEvent>> value) {
+        cachedOfflinePushEvents_.set(std::move(value));
+    }
     std::vector<std::shared_ptr<OTWindowData>> inAppDataArray() const { return *inAppDataArray_.get(); }
     void setInAppDataArray(std::vector<std::shared_ptr<OTWindowData>> value) {
         inAppDataArray_.set(std::make_shared<const std::vector<std::shared_ptr<OTWindowData>>>(std::move(value)));
@@ -201,13 +209,20 @@ public:
     // Seconds to wait before retry `count`: below 60 × ratio, 120 or 180 for the first three.
     std::uint32_t getRandomRetryDurationWithRetryCount(std::uint64_t count, double ratio);
 
-    // Dialog reports made so far, kept until the report queue sends them: name, type, campaign id.
-    struct WindowReport {
-        std::string name;
-        std::int64_t type;
-        std::optional<std::string> windowId;
-    };
-    std::vector<WindowReport> windowReports() const { return windowReports_.get(); }
+    // Usage reports. Rejected reports are dropped; only those lost in transport are queued on
+    // disk, and the queues are sent again when the network comes back.
+    void reportWindowEventWithName(const std::string& name, std::int64_t type, const std::shared_ptr<OTWindowData>& data);
+    void reportPushEventWithType(std::int64_t type, const nlohmann::json& msg, const std::optional<std::string>& groupIdentifier);
+    // A dialog event with the engine's own token and user.
+    void _reportEvent(const std::shared_ptr<OTEvent>& event);
+    // A push event with the token and user of the group's settings: works without a login here.
+    void _reportEvent(const std::shared_ptr<OTEvent>& event, const std::optional<std::string>& groupIdentifier);
+    void pushTrack(std::int64_t type, const nlohmann::json& msg, const std::optional<std::string>& groupIdentifier);
+    void syncCachedEvent(const std::shared_ptr<OTEvent>& event, bool isWindowEvent);
+    void syncCachedEvents(const std::vector<std::shared_ptr<OTEvent>>& events, bool isWindowEvents);
+    void reportCachedOfflineEvents();
+    void reportCachedOfflineWindowEvents();
+    void reportCachedOfflinePushEvents();
 
     // Where the engine's files live: the documents folder of the sandbox.
     std::string documentsPath(const std::string& fileName) const;
@@ -234,7 +249,14 @@ private:
                                     std::function<void()> retry);
     void matchBanners(const std::shared_ptr<OTEvent>& event);
     void handlePushLink(const std::optional<std::string>& link);
-    void reportWindowEventWithName(const std::string& name, std::int64_t type, const std::shared_ptr<OTWindowData>& data);
+    void sendReport(const std::shared_ptr<OTEvent>& event, bool isWindowEvent,
+                    const std::optional<std::string>& groupIdentifier);
+    // Milliseconds since 1970 on the server's clock.
+    double reportTime() const;
+    // Writes one queue file; called with the queue's lock held so that the file follows the list.
+    bool writeCachedEvents(const std::vector<std::shared_ptr<OTEvent>>& events, bool isWindowEvents) const;
+    // Loads a queue file into its list, sends every event and empties the file.
+    void flushCachedEvents(bool isWindowEvents, const std::function<void(const std::shared_ptr<OTEvent>&)>& send);
     void reactToDialogEvent(const std::shared_ptr<OTWindowData>& data, std::int64_t type,
                             const std::optional<std::string>& link);
     // The daily test and the date window shared by both rule sets.
@@ -260,8 +282,8 @@ private:
     OTLocked<std::optional<std::string>> userId_;
     OTLocked<std::optional<std::string>> appid_;
     OTLocked<std::shared_ptr<OTPageCollection>> pageCollection_;
-    OTLocked<nlohmann::json> cachedOfflineWindowEvents_{nlohmann::json::array()};
-    OTLocked<nlohmann::json> cachedOfflinePushEvents_{nlohmann::json::array()};
+    OTLocked<std::vector<std::shared_ptr<OTEvent>>> cachedOfflineWindowEvents_;
+    OTLocked<std::vector<std::shared_ptr<OTEvent>>> cachedOfflinePushEvents_;
     // Shared as a whole so that a walk over thousands of campaigns reads the list without copying it.
     OTLocked<std::shared_ptr<const std::vector<std::shared_ptr<OTWindowData>>>> inAppDataArray_{
         std::make_shared<const std::vector<std::shared_ptr<OTWindowData>>>()};
@@ -284,5 +306,4 @@ private:
     OTLocked<std::shared_ptr<OTEvent>> cachedFirstPVEventOfMainPage_;
     OTLocked<std::shared_ptr<OTEvent>> currentTriggerEvent_;
     std::atomic<double> calibrationTime_{0};
-    OTLocked<std::vector<WindowReport>> windowReports_;
 };

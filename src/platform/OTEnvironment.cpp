@@ -3,6 +3,8 @@
 #include <utility>
 
 #include "platform/OTHeadlessUIHost.h"
+#include "platform/OTLinkStateReachabilitySource.h"
+#include "platform/OTManualReachabilitySource.h"
 #include "platform/OTStandardErrorConsole.h"
 #include "platform/OTSystemClock.h"
 #include "platform/OTThreadScheduler.h"
@@ -28,6 +30,8 @@ OTEnvironment::OTEnvironment(Parts parts)
       console_(parts.console ? std::move(parts.console) : std::make_shared<OTStandardErrorConsole>()),
       random_(parts.random ? std::move(parts.random) : std::make_shared<OTRandomSource>()),
       uiHost_(parts.uiHost ? std::move(parts.uiHost) : std::make_shared<OTHeadlessUIHost>()),
+      reachability_(parts.reachability ? std::move(parts.reachability)
+                                       : std::make_shared<OTManualReachabilitySource>()),
       defaults_(std::make_unique<OTUserDefaults>(sandbox_.userDefaultsPath(device_.bundleIdentifier))),
       keychain_(std::make_unique<OTKeychainStore>(sandbox_.keychainPath())),
       notifications_(std::make_shared<OTNotificationCenter>()) {}
@@ -71,6 +75,7 @@ std::shared_ptr<OTEnvironment> OTEnvironment::makeSystem(const SystemOptions& op
                                          options.bundleShortVersion);
     parts.console = std::make_shared<OTStandardErrorConsole>();
     parts.random = std::make_shared<OTRandomSource>();
+    parts.reachability = std::make_shared<OTLinkStateReachabilitySource>();
     return std::make_shared<OTEnvironment>(std::move(parts));
 }
 

@@ -15,6 +15,7 @@
 #include "platform/OTKeychainStore.h"
 #include "platform/OTNotificationCenter.h"
 #include "platform/OTRandomSource.h"
+#include "platform/OTReachabilitySource.h"
 #include "platform/OTSandbox.h"
 #include "platform/OTScheduler.h"
 #include "platform/OTUIHost.h"
@@ -34,6 +35,7 @@ public:
         std::shared_ptr<OTConsole> console;
         std::shared_ptr<OTRandomSource> random;
         std::shared_ptr<OTUIHost> uiHost;  // headless when not given
+        std::shared_ptr<OTReachabilitySource> reachability;  // always reachable over Wi-Fi when not given
     };
 
     struct SystemOptions {
@@ -71,6 +73,7 @@ public:
     // For objects that must reach the centre even when they outlive this environment.
     std::weak_ptr<OTNotificationCenter> notificationCenterHandle() const { return notifications_; }
     OTUIHost& uiHost() const { return *uiHost_; }
+    std::shared_ptr<OTReachabilitySource> reachabilitySource() const { return reachability_; }
 
     std::shared_ptr<OTDispatchQueue> mainQueue() const { return scheduler_->mainQueue(); }
     std::shared_ptr<OTDispatchQueue> queue(const std::string& label, bool concurrent = false) const {
@@ -100,6 +103,7 @@ private:
     std::shared_ptr<OTConsole> console_;
     std::shared_ptr<OTRandomSource> random_;
     std::shared_ptr<OTUIHost> uiHost_;
+    std::shared_ptr<OTReachabilitySource> reachability_;
     std::unique_ptr<OTUserDefaults> defaults_;
     std::unique_ptr<OTKeychainStore> keychain_;
     std::shared_ptr<OTNotificationCenter> notifications_;

@@ -20,15 +20,14 @@ void OTNotificationCenter::removeObserver(const void* owner, const std::string& 
     std::erase_if(entries_, [&](const Entry& e) { return e.owner == owner && e.name == name; });
 }
 
-void OTNotificationCenter::post(const std::string& name, std::shared_ptr<void> object) {
+void OTNotificationCenter::post(const Notification& notification) {
     std::vector<std::pair<std::uint64_t, std::shared_ptr<Callback>>> targets;
     {
         std::lock_guard lock(mutex_);
         for (const auto& e : entries_) {
-            if (e.name == name) targets.emplace_back(e.token, e.callback);
+            if (e.name == notification.name) targets.emplace_back(e.token, e.callback);
         }
     }
-    const Notification notification{name, std::move(object)};
     for (const auto& [token, callback] : targets) {
         {
             // Skip observers removed by an earlier observer of this same post.

@@ -5,6 +5,8 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <typeindex>
+#include <typeinfo>
 #include <vector>
 
 // In-process notifications by name. Observers run synchronously on the posting thread, in the
@@ -14,6 +16,13 @@ public:
     struct Notification {
         std::string name;
         std::shared_ptr<void> object;
+        std::type_index objectType = typeid(void);
+
+        // The object when it is a T, else nothing: observers never trust a name alone.
+        template <class T>
+        std::shared_ptr<T> objectAs() const {
+            return objectType == typeid(T) ? std::static_pointer_cast<T>(object) : nullptr;
+        }
     };
     using Callback = std::function<void(const Notification&)>;
 
@@ -21,10 +30,16 @@ public:
     std::uint64_t addObserver(const void* owner, const std::string& name, Callback callback);
     void removeObserver(const void* owner);
     void removeObserver(const void* owner, const std::string& name);
-    void post(const std::string& name, std::shared_ptr<void> object = nullptr);
+    void post(const std::string& name) { post(Notification{name, nullptr}); }
+    template <class T>
+    void post(const std::string& name, std::shared_ptr<T> object) {
+        post(Notification{name, std::static_pointer_cast<void>(std::move(object)), typeid(T)});
+    }
     std::size_t observerCount(const std::string& name) const;
 
 private:
+    void post(const Notification& notification);
+
     struct Entry {
         std::uint64_t token;
         const void* owner;

@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
+
+#include "OTDevServer.h"
 
 #include "core/OTMethodRuntime.h"
 #include "core/OTNavigationController.h"
@@ -12,6 +15,7 @@
 #include "core/OTWindow.h"
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
+#include "server/OTNetwork.h"
 #include "support/OTRecordingPresenter.h"
 #include "support/OTTestEnvironment.h"
 
@@ -31,6 +35,12 @@ TEST(OTDialogFlow, FromEventToDialogToNavigationAndOnToTheNextCampaign) {
 
     auto engine = OTSDKManager::sharedManager()->managerWithGroupIdentifier("group.demo");
     engine->setConfiguration(std::make_shared<CorvaneOtConfig>());
+    OTDevServer server({OT_SAMPLE_CAMPAIGNS});
+    ASSERT_TRUE(server.start());
+    OTNetwork::configEnvironment(OTNetworkConfig::withBaseURL(server.baseURL()));
+    engine->setUserId("u1");
+    engine->loginWithCompletion({});
+    ASSERT_TRUE(test.scheduler().runUntil([&] { return engine->token().has_value(); }, 10s));
     std::vector<std::shared_ptr<OTWindowData>> campaigns;
     for (const char* text : {R"({"id":"1","type":1,"count":2,"closeDialogType":2,"preEvents":[{"xwhat":"buy"}],
                                  "event":{"xwhat":"buy","delay":1.5},
@@ -72,11 +82,18 @@ TEST(OTDialogFlow, FromEventToDialogToNavigationAndOnToTheNextCampaign) {
               (std::map<std::string, std::string>{{"id", "${event.id}"}, {"name", "AnnLee"}}));
     EXPECT_EQ(presenter->shownIds(), (std::vector<std::string>{"1", "2"}));
 
+    // The reports reach the server in any order: each arrives on its own connection.
+    ASSERT_TRUE(test.scheduler().runUntil([&] { return server.requestsTo(OTSDKManager::kReportPath).size() >= 3; }, 10s));
     std::vector<std::string> reports;
-    for (const auto& report : engine->windowReports()) {
-        reports.push_back(report.name + ":" + std::to_string(report.type) + ":" + report.windowId.value_or(""));
+    for (const auto& request : server.requestsTo(OTSDKManager::kReportPath)) {
+        const auto& event = request.body["events"].at(0);
+        reports.push_back(event["xwhat"].get<std::string>() + ":" + event["xcontext"]["$dialog_type"].dump() + ":" +
+                          event["xcontext"]["activityId"].get<std::string>() + ":" +
+                          event["xcontext"].value("dialog_button_text", "-") + ":" + event["xcontext"]["name"].dump());
     }
-    EXPECT_EQ(reports, (std::vector<std::string>{"$impDialog:1:1", "$clickDialog:5:1", "$impDialog:1:2"}));
+    std::sort(reports.begin(), reports.end());
+    EXPECT_EQ(reports, (std::vector<std::string>{"$clickDialog:5:1:Go:\"Ann\"", "$impDialog:1:1:-:\"Ann\"",
+                                                 "$impDialog:1:2:-:\"Ann\""}));
     auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(std::string("group.demo"));
     EXPECT_EQ(settings->dailyPopWindowCount(), 4u);  // two old-rule showings, each counted twice
 }

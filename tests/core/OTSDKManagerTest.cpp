@@ -17,8 +17,8 @@ TEST(OTSDKManager, ConstructionSetsEveryDefault) {
     EXPECT_EQ(engine->configuration(), nullptr);
     EXPECT_FALSE(engine->groupIdentifier().has_value());
     EXPECT_FALSE(engine->userId().has_value());
-    EXPECT_EQ(engine->cachedOfflineWindowEvents(), nlohmann::json::array());
-    EXPECT_EQ(engine->cachedOfflinePushEvents(), nlohmann::json::array());
+    EXPECT_TRUE(engine->cachedOfflineWindowEvents().empty());
+    EXPECT_TRUE(engine->cachedOfflinePushEvents().empty());
     EXPECT_TRUE(engine->inAppDataArray().empty());
     EXPECT_TRUE(engine->subscribeDataArray().empty());
     EXPECT_TRUE(engine->waitingEvents().empty());

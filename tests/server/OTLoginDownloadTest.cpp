@@ -75,9 +75,13 @@ TEST(OTLoginDownload, StartLogsInDownloadsMergesAndReplaysTheFirstWaitingPageVie
     EXPECT_TRUE(settings->dataPulledToday());
     EXPECT_EQ(s.engine->windowRecordTree()->allNodes().size(), 4u);
     EXPECT_TRUE(s.engine->waitingEvents().empty());
-    ASSERT_EQ(s.engine->windowReports().size(), 1u);
-    EXPECT_EQ(s.engine->windowReports()[0].name, "$pullDialog");
-    EXPECT_EQ(s.engine->windowReports()[0].windowId, "101");
+    ASSERT_TRUE(s.waitForLog("上报事件成功"));
+    const auto reports = s.server.requestsTo("/push/sdk/in_app/callback");
+    ASSERT_EQ(reports.size(), 1u);
+    const auto pulled = reports[0].body["events"].at(0);
+    EXPECT_EQ(pulled["xwhat"], "$pullDialog");
+    EXPECT_EQ(pulled["xcontext"]["activityId"], "101");
+    EXPECT_FALSE(pulled["xcontext"].contains("$dialog_type"));
     // The page view was replayed: the walk reached the first-page-view campaign at position 2.
     EXPECT_GE(s.engine->currentMatchEventIndex(), 2);
     EXPECT_EQ(OTDataArchiver::getObjectsForPath<OTWindowData>(s.test.documents() / "OTInAppWindowData.plist")->size(), 4u);

@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <stdexcept>
 
+#include "server/OTNetwork.h"
+
 namespace fs = std::filesystem;
 
 OTTestEnvironment::OTTestEnvironment() {
@@ -46,6 +48,7 @@ void OTTestEnvironment::install() {
     scheduler_ = std::make_shared<OTManualScheduler>(clock_);
     console_ = std::make_shared<OTRecordingConsole>();
     uiHost_ = std::make_shared<OTHeadlessUIHost>();
+    reachability_ = std::make_shared<OTManualReachabilitySource>();
     OTEnvironment::Parts parts;
     parts.clock = clock_;
     parts.scheduler = scheduler_;
@@ -54,6 +57,10 @@ void OTTestEnvironment::install() {
     parts.console = console_;
     parts.random = std::make_shared<OTRandomSource>(42u);
     parts.uiHost = uiHost_;
+    parts.reachability = reachability_;
     environment_ = std::make_shared<OTEnvironment>(std::move(parts));
     OTEnvironment::install(environment_);
+    // Nothing leaves the machine: until a test points the client at its server, requests go to a
+    // closed loopback port and fail at once.
+    OTNetwork::configEnvironment(OTNetworkConfig::withBaseURL(kClosedServerURL));
 }

@@ -6,6 +6,7 @@
 
 #include "platform/OTEnvironment.h"
 #include "platform/OTHeadlessUIHost.h"
+#include "platform/OTManualReachabilitySource.h"
 #include "platform/OTManualScheduler.h"
 #include "platform/OTRecordingConsole.h"
 #include "platform/OTVirtualClock.h"
@@ -16,6 +17,8 @@
 // destruction.
 class OTTestEnvironment {
 public:
+    static constexpr const char* kClosedServerURL = "http://127.0.0.1:9";
+
     OTTestEnvironment();
     ~OTTestEnvironment();
     OTTestEnvironment(const OTTestEnvironment&) = delete;
@@ -30,6 +33,7 @@ public:
     OTVirtualClock& clock() const { return *clock_; }
     OTRecordingConsole& console() const { return *console_; }
     OTHeadlessUIHost& uiHost() const { return *uiHost_; }
+    OTManualReachabilitySource& reachability() const { return *reachability_; }
     const std::filesystem::path& root() const { return root_; }
     std::filesystem::path documents() const { return root_ / "Documents"; }
 
@@ -43,5 +47,6 @@ private:
     std::shared_ptr<OTManualScheduler> scheduler_;
     std::shared_ptr<OTRecordingConsole> console_;
     std::shared_ptr<OTHeadlessUIHost> uiHost_;
+    std::shared_ptr<OTManualReachabilitySource> reachability_;
     std::shared_ptr<OTEnvironment> environment_;
 };
