@@ -809,8 +809,9 @@ std::int64_t answerCode(const nlohmann::json& answer, std::int64_t missing) {
     return OTJSONValue::integerValue(answer["code"]).value_or(missing);
 }
 
-nlohmann::json answerMessage(const nlohmann::json& answer) {
-    return answer.is_object() && answer.contains("message") ? answer["message"] : nlohmann::json();
+std::optional<nlohmann::json> answerMessage(const nlohmann::json& answer) {
+    if (!answer.is_object() || !answer.contains("message")) return std::nullopt;
+    return answer["message"];
 }
 }  // namespace
 
@@ -1112,7 +1113,8 @@ void OTSDKManager::reportWindowEventWithName(const std::string& name, std::int64
                                                          : type == 5 ? data->rightBtnAttribute()
                                                          : type == 6 ? data->middleBtnAttribute()
                                                                      : nullptr;
-        if (type >= 4 && type <= 6) context["dialog_button_text"] = button ? button->text().value_or("") : "";
+        // A button without text leaves the key out, as a nil value would.
+        if (button && button->text()) context["dialog_button_text"] = *button->text();
     }
     event->setXcontext(std::move(context));
     _reportEvent(event);

@@ -44,6 +44,10 @@ public:
         if (value) value_ = std::move(*value);
     }
     OTLogArgument(const nlohmann::json& value);
+    // An absent value prints as nil does; a present JSON null as the platform's null object.
+    OTLogArgument(const std::optional<nlohmann::json>& value) : OTLogArgument(nullptr) {
+        if (value) *this = OTLogArgument(*value);
+    }
     OTLogArgument(std::chrono::system_clock::time_point value);
     template <OTDescribable T>
     OTLogArgument(const T& value) : value_(std::string(value.description())) {}

@@ -59,11 +59,22 @@ void OTLogger::logWithArguments(std::int64_t level, const char* function, const 
                                 std::span<const OTLogArgument> arguments) noexcept {
     try {
         auto logger = getInstance();
-        const std::string message = OTLogFormatter::format(format != nullptr ? format : "", arguments);
+        const std::string message = capped(OTLogFormatter::format(format != nullptr ? format : "", arguments));
         if (shouldPrint(logger->logLevel(), level)) logger->log(message, level, function);
         logger->_log(message);
     } catch (...) {
     }
+}
+
+std::string OTLogger::capped(std::string message) {
+    if (message.size() <= kMaxMessageBytes) return message;
+    std::size_t cut = kMaxMessageBytes;
+    // Never split a UTF-8 sequence: back up to the start of the character.
+    while (cut > 0 && (static_cast<unsigned char>(message[cut]) & 0xC0) == 0x80) --cut;
+    const auto dropped = message.size() - cut;
+    message.resize(cut);
+    message += "…(" + std::to_string(dropped) + " more bytes)";
+    return message;
 }
 
 bool OTLogger::shouldPrint(std::int64_t configured, std::int64_t message) {

@@ -59,6 +59,9 @@ public:
 
     // Whether a message of level `message` reaches the console under configured level `configured`.
     static bool shouldPrint(std::int64_t configured, std::int64_t message);
+    // A server answer can be megabytes: one message keeps its first 256 KiB.
+    static constexpr std::size_t kMaxMessageBytes = 256 * 1024;
+    static std::string capped(std::string message);
     // "-[Class operation]" from a compiler's pretty function name.
     static std::string functionName(const char* prettyFunction);
 

@@ -77,7 +77,7 @@ void OTHTTPSession::run() {
             const auto& request = transfer->request;
             curl_easy_setopt(easy, CURLOPT_URL, request.url.c_str());
             curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
-            curl_easy_setopt(easy, CURLOPT_TIMEOUT, request.timeoutSeconds);
+            curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, static_cast<long>(request.timeout.count()));
             curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, collect);
             curl_easy_setopt(easy, CURLOPT_WRITEDATA, &transfer->received);
             if (request.method == "POST") curl_easy_setopt(easy, CURLOPT_POST, 1L);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <memory>
@@ -18,7 +19,7 @@ public:
         std::string method = "GET";
         std::vector<std::pair<std::string, std::string>> headers;
         std::optional<std::string> body;
-        long timeoutSeconds = 60;
+        std::chrono::milliseconds timeout{60000};
     };
     struct Failure {
         long code;

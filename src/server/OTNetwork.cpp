@@ -36,6 +36,16 @@ OTNetworkConfig OTNetwork::config() const {
     return config_;
 }
 
+std::chrono::milliseconds OTNetwork::timeoutInterval() const {
+    std::lock_guard lock(mutex_);
+    return timeout_;
+}
+
+void OTNetwork::setTimeoutInterval(std::chrono::milliseconds timeout) {
+    std::lock_guard lock(mutex_);
+    timeout_ = timeout;
+}
+
 std::string OTNetwork::groupIdentifier() const {
     std::lock_guard lock(mutex_);
     return groupIdentifier_;
@@ -89,7 +99,7 @@ void OTNetwork::requestWithRelativeUrl(const std::string& path, std::int64_t typ
     if (path.empty()) return;
     OTHTTPSession::Request request;
     request.url = getHttpURLWithRelativeUrl(path, parameters);
-    request.timeoutSeconds = kTimeoutSeconds;
+    request.timeout = timeoutInterval();
     if (type == 0) request.method = "GET";
     else if (type == 1) request.method = "POST";
     if (header.is_object()) {

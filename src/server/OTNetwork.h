@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -29,7 +30,7 @@ public:
     using Failure = std::function<void(const Error& error)>;
     using Parameters = std::vector<std::pair<std::string, std::string>>;
 
-    static constexpr long kTimeoutSeconds = 60;
+    static constexpr std::chrono::milliseconds kDefaultTimeout{60000};
 
     OTNetwork();
     ~OTNetwork();
@@ -53,11 +54,15 @@ public:
     static std::optional<std::string> httpRequestBody(const nlohmann::json& body);
 
     OTNetworkConfig config() const;
+    // How long a request may take in all before it fails as a transport failure.
+    std::chrono::milliseconds timeoutInterval() const;
+    void setTimeoutInterval(std::chrono::milliseconds timeout);
     std::string groupIdentifier() const;
 
 private:
     mutable std::mutex mutex_;
     OTNetworkConfig config_;
     std::string groupIdentifier_;
+    std::chrono::milliseconds timeout_ = kDefaultTimeout;
     std::unique_ptr<OTHTTPSession> session_;
 };

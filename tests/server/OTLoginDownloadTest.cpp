@@ -10,45 +10,12 @@
 #include "platform/OTDataArchiver.h"
 #include "platform/OTLogger.h"
 #include "platform/OTSandbox.h"
-#include "support/OTTestEnvironment.h"
+#include "support/OTServerHarness.h"
 
 using namespace std::chrono_literals;
 using nlohmann::json;
 
-namespace {
-struct Started {
-    OTTestEnvironment test;
-    OTDevServer server{{OT_SAMPLE_CAMPAIGNS}};
-    std::shared_ptr<OTSDKManager> engine;
-
-    Started() {
-        EXPECT_TRUE(server.start());
-        engine = std::static_pointer_cast<OTSDKManager>(CorvaneOtManager::getObserverListener("group.demo"));
-        engine->setUserId("user-1");
-    }
-    void start() {
-        auto config = std::make_shared<CorvaneOtConfig>();
-        config->setApplicationGroupIdentifier("group.demo");
-        config->setAppKey("app-key");
-        config->setUrl(server.baseURL() + "/");
-        CorvaneOtManager::startWithConfig(config);
-    }
-    bool waitFor(const std::function<bool()>& done) { return test.scheduler().runUntil(done, 10s); }
-    std::string log() {
-        test.scheduler().runUntilIdle();
-        return OTSandbox::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
-    }
-    // Answers are handled on the HTTP thread; the data line is the last thing each handler does.
-    bool waitForLog(const std::string& fragment, std::size_t occurrences = 1) {
-        return waitFor([&] {
-            const auto text = log();
-            std::size_t count = 0;
-            for (auto at = text.find(fragment); at != std::string::npos; at = text.find(fragment, at + 1)) ++count;
-            return count >= occurrences;
-        });
-    }
-};
-}  // namespace
+using Started = OTServerHarness;
 
 TEST(OTLoginDownload, StartLogsInDownloadsMergesAndReplaysTheFirstWaitingPageView) {
     Started s;
@@ -101,6 +68,7 @@ TEST(OTLoginDownload, AnExpiredTokenLogsInAgainAndRetriesAreCounted) {
     s.start();
     ASSERT_TRUE(s.waitForLog("in_app data:\n"));
     ASSERT_TRUE(s.waitForLog("subscribe data:\n"));
+    ASSERT_TRUE(s.waitForLog("上报事件成功"));  // "$pullDialog", answered before the tokens expire
     s.server.expireTokens();
     s.server.clearRequests();
     s.engine->getInAppList();

@@ -113,7 +113,23 @@ bool OTDevServer::start() {
                 reply["code"] = *fault->code;
                 reply["message"] = "injected fault";
             }
-            response.set_content(reply.dump(), "application/json");
+            auto text = std::make_shared<std::string>(reply.dump());
+            if (fault && fault->paddedBodyBytes > 0) {
+                // Spliced in as text: dumping a huge string would escape it byte by byte.
+                text->pop_back();
+                *text += ",\"padding\":\"" + std::string(fault->paddedBodyBytes, 'x') + "\"}";
+            }
+            if (fault && fault->truncatedBody) {
+                response.set_header("Connection", "close");
+                response.set_content_provider(text->size(), "application/json",
+                                              [text](size_t offset, size_t, httplib::DataSink& sink) {
+                                                  if (offset > 0) return false;
+                                                  sink.write(text->data(), text->size() / 2);
+                                                  return true;
+                                              });
+                return;
+            }
+            response.set_content(*text, "application/json");
         });
     }
     port_ = options_.port == 0 ? server_->bind_to_any_port(options_.host)

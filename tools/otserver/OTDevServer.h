@@ -45,6 +45,10 @@ public:
         std::chrono::milliseconds delay{0};
         bool dropConnection = false;
         bool malformedBody = false;
+        // Promises a whole answer, sends half of it and closes the connection.
+        bool truncatedBody = false;
+        // A valid answer padded to at least this many bytes.
+        std::size_t paddedBodyBytes = 0;
     };
 
     static constexpr std::int64_t kInvalidTokenCode = 10001;

@@ -1,0 +1,42 @@
+#include "support/OTServerHarness.h"
+
+#include <gtest/gtest.h>
+
+#include "core/OTSDKManager.h"
+#include "corvane/CorvaneOtManager.h"
+#include "platform/OTLogger.h"
+#include "platform/OTSandbox.h"
+
+using namespace std::chrono_literals;
+
+OTServerHarness::OTServerHarness() {
+    EXPECT_TRUE(server.start());
+    engine = std::static_pointer_cast<OTSDKManager>(CorvaneOtManager::getObserverListener("group.demo"));
+    engine->setUserId("user-1");
+}
+
+void OTServerHarness::start() {
+    auto config = std::make_shared<CorvaneOtConfig>();
+    config->setApplicationGroupIdentifier("group.demo");
+    config->setAppKey("app-key");
+    config->setUrl(server.baseURL() + "/");
+    CorvaneOtManager::startWithConfig(config);
+}
+
+bool OTServerHarness::waitFor(const std::function<bool()>& done, std::chrono::milliseconds limit) {
+    return test.scheduler().runUntil(done, limit);
+}
+
+std::string OTServerHarness::log() {
+    test.scheduler().runUntilIdle();
+    return OTSandbox::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
+}
+
+bool OTServerHarness::waitForLog(const std::string& fragment, std::size_t occurrences, std::chrono::milliseconds limit) {
+    return waitFor([&] {
+        const auto text = log();
+        std::size_t count = 0;
+        for (auto at = text.find(fragment); at != std::string::npos; at = text.find(fragment, at + 1)) ++count;
+        return count >= occurrences;
+    }, limit);
+}
