@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "core/OTMethodRuntime.h"
+#include "platform/OTEnvironment.h"
+#include "ui/OTSceneNode.h"
 
 OTWindow::OTWindow(std::shared_ptr<OTViewController> root, ActivationState state) : root_(std::move(root)), state_(state) {}
 
@@ -53,7 +55,47 @@ std::optional<OTWindow::Subview> OTWindow::topWebView() const {
 
 void OTWindow::removeSubview(const std::string& name) {
     OTMethodRuntime::shared()->invoke("UIWindow", shared_from_this(), "willRemoveSubview:", {name});
+    std::shared_ptr<OTSceneNode> node;
+    {
+        std::lock_guard lock(mutex_);
+        const auto it = std::find_if(subviews_.begin(), subviews_.end(), [&](const Subview& view) { return view.name == name; });
+        if (it == subviews_.end()) return;
+        node = it->node;
+        subviews_.erase(it);
+    }
+    if (node) node->removeFromSuperview();
+}
+
+void OTWindow::addSubview(const std::shared_ptr<OTSceneNode>& node) {
+    if (!node) return;
+    auto root = scene();
+    {
+        std::lock_guard lock(mutex_);
+        subviews_.push_back({node->name(), false, std::nullopt, node});
+    }
+    root->addSubview(node);
+}
+
+void OTWindow::removeSubview(const std::shared_ptr<OTSceneNode>& node) {
+    if (!node) return;
+    {
+        std::lock_guard lock(mutex_);
+        if (std::none_of(subviews_.begin(), subviews_.end(), [&](const Subview& view) { return view.node == node; })) return;
+    }
+    OTMethodRuntime::shared()->invoke("UIWindow", shared_from_this(), "willRemoveSubview:", {node->name()});
+    {
+        std::lock_guard lock(mutex_);
+        std::erase_if(subviews_, [&](const Subview& view) { return view.node == node; });
+    }
+    node->removeFromSuperview();
+}
+
+std::shared_ptr<OTSceneNode> OTWindow::scene() {
     std::lock_guard lock(mutex_);
-    const auto it = std::find_if(subviews_.begin(), subviews_.end(), [&](const Subview& view) { return view.name == name; });
-    if (it != subviews_.end()) subviews_.erase(it);
+    if (!scene_) {
+        const auto& device = OTEnvironment::current()->device();
+        scene_ = std::make_shared<OTSceneNode>(OTSceneNode::Role::View, "UIWindow");
+        scene_->setFrame({{0, 0}, {device.screenWidth, device.screenHeight}});
+    }
+    return scene_;
 }

@@ -9,6 +9,8 @@
 
 #include "core/OTViewController.h"
 
+class OTSceneNode;
+
 // A window of the host app: its root page, the activation state of its scene, and the views laid
 // over the root page (a splash screen, an advertisement, a dialog), last on top.
 class OTWindow : public std::enable_shared_from_this<OTWindow> {
@@ -27,6 +29,7 @@ public:
         std::string name;
         bool isWebView = false;
         std::optional<std::string> url;
+        std::shared_ptr<OTSceneNode> node;  // drawn views; named placeholders have none
     };
 
     std::vector<std::string> subviews() const;
@@ -36,10 +39,16 @@ public:
     std::optional<Subview> topWebView() const;
     // Removes the view; hooks observing the removal run before it goes.
     void removeSubview(const std::string& name);
+    // A drawn view laid over the root page, known by its node's name.
+    void addSubview(const std::shared_ptr<OTSceneNode>& node);
+    void removeSubview(const std::shared_ptr<OTSceneNode>& node);
+    // The scene the drawn views hang from: the window's bounds, the screen's size.
+    std::shared_ptr<OTSceneNode> scene();
 
 private:
     mutable std::mutex mutex_;
     std::shared_ptr<OTViewController> root_;
     ActivationState state_;
     std::vector<Subview> subviews_;
+    std::shared_ptr<OTSceneNode> scene_;
 };

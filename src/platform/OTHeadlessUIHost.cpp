@@ -104,3 +104,15 @@ void OTHeadlessUIHost::registerUserNotificationSettings(std::int64_t types) {
 }
 
 void OTHeadlessUIHost::registerForRemoteNotifications() { record("register for remote notifications"); }
+
+std::shared_ptr<OTWebView> OTHeadlessUIHost::makeWebView() {
+    auto view = std::make_shared<OTHeadlessWebView>();
+    std::lock_guard lock(mutex_);
+    webViews_.push_back(view);
+    return view;
+}
+
+std::vector<std::shared_ptr<OTHeadlessWebView>> OTHeadlessUIHost::webViews() const {
+    std::lock_guard lock(mutex_);
+    return webViews_;
+}

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/OTHeadlessWebView.h"
+#include "platform/OTTextMeasurer.h"
 #include "platform/OTUIHost.h"
 
 // The user interface without a screen: every request is recorded as a line, mail finishes with a
@@ -29,6 +31,10 @@ public:
                                           std::function<void(bool, const std::optional<std::string>&)> completion) override;
     void registerUserNotificationSettings(std::int64_t types) override;
     void registerForRemoteNotifications() override;
+    OTTextMeasurer& textMeasurer() override { return *measurer_; }
+    std::shared_ptr<OTWebView> makeWebView() override;
+    // Every web view made so far, oldest first.
+    std::vector<std::shared_ptr<OTHeadlessWebView>> webViews() const;
 
     void setCanSendMail(bool value);
     void setMailOutcome(MailResult result, std::optional<std::string> error = std::nullopt);
@@ -45,4 +51,6 @@ private:
     std::vector<std::string> records_;
     std::vector<MailRequest> mails_;
     std::vector<std::shared_ptr<OTWindow>> windows_;
+    std::shared_ptr<OTTextMeasurer> measurer_ = std::make_shared<OTTextMeasurer>();
+    std::vector<std::shared_ptr<OTHeadlessWebView>> webViews_;
 };

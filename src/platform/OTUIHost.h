@@ -8,7 +8,9 @@
 #include <string>
 #include <vector>
 
+class OTTextMeasurer;
 class OTViewController;
+class OTWebView;
 class OTWindow;
 
 // The platform's user interface as the library uses it. UIKit backs it on Apple; Linux has the
@@ -58,4 +60,9 @@ public:
                                                       completion) = 0;
     virtual void registerUserNotificationSettings(std::int64_t types) = 0;
     virtual void registerForRemoteNotifications() = 0;
+
+    // Text heights for layout.
+    virtual OTTextMeasurer& textMeasurer() = 0;
+    // A new web view; the headless host's pages are driven by hand.
+    virtual std::shared_ptr<OTWebView> makeWebView() = 0;
 };
