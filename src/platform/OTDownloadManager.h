@@ -1,0 +1,45 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+class OTHTTPSession;
+class OTImage;
+
+// Fetches campaign pictures and videos once: a URL already in its cache answers from there,
+// anything else is downloaded and stored.
+class OTDownloadManager : public std::enable_shared_from_this<OTDownloadManager> {
+public:
+    struct Error {
+        std::string domain;
+        long code = 0;
+        std::string localizedDescription;
+    };
+    static constexpr const char* kErrorDomain = "OTErrorDomain";
+    static constexpr long kNoURLCode = 1000;
+    static constexpr const char* kNoURLDescription = "Image url is nil";
+
+    using ImageCompletion = std::function<void(const std::shared_ptr<OTImage>& image, const std::optional<std::string>& data,
+                                               const std::optional<Error>& error, bool finished)>;
+    using VideoCompletion =
+        std::function<void(const std::optional<std::string>& fileURL, const std::optional<Error>& error, bool finished)>;
+
+    OTDownloadManager();
+    ~OTDownloadManager();
+    static std::shared_ptr<OTDownloadManager> sharedManager();
+
+    // Completions run on the download's thread, or on the cache's queue for a cached picture.
+    void downloadImageWithURL(const std::optional<std::string>& url, ImageCompletion completion);
+    void downloadVideoWithURL(const std::optional<std::string>& url, VideoCompletion completion);
+
+private:
+    static Error noURLError();
+    // GETs `url`; `done` gets the body, or the error of a transport failure or an answer that is
+    // not 2xx (an error page is never cached as a picture).
+    void fetch(const std::string& url, std::function<void(const std::optional<std::string>& body,
+                                                          const std::optional<Error>& error)> done);
+
+    std::unique_ptr<OTHTTPSession> session_;
+};

@@ -1,0 +1,44 @@
+#include "platform/OTImageDiskCache.h"
+
+#include "platform/OTEnvironment.h"
+#include "platform/OTUserDefaults.h"
+
+OTImageDiskCache::OTImageDiskCache() : OTDiskCache(kIndexKey, kQueueLabel) {}
+
+std::shared_ptr<OTImageDiskCache> OTImageDiskCache::cache() {
+    return OTEnvironment::current()->singleton<OTImageDiskCache>([] {
+        auto cache = std::make_shared<OTImageDiskCache>();
+        cache->_trimRecursively();
+        return cache;
+    });
+}
+
+std::optional<std::string> OTImageDiskCache::imageDataForKey(const std::optional<std::string>& key) {
+    if (!key || key->empty()) return std::nullopt;
+    const auto stored = findStoredKey(*key);
+    if (!stored) return std::nullopt;
+    const auto bytes = OTEnvironment::current()->standardUserDefaults().dataForKey(*stored);
+    if (!bytes) return std::nullopt;
+    return std::string(bytes->begin(), bytes->end());
+}
+
+bool OTImageDiskCache::containsImageDataForKey(const std::optional<std::string>& key) {
+    return imageDataForKey(key).has_value();
+}
+
+void OTImageDiskCache::containsImageDataForKey(const std::optional<std::string>& key, Lookup block) {
+    if (!block) return;
+    lookUpOnQueue(key, [block = std::move(block)](OTDiskCache& self, const std::string& found) {
+        const auto data = static_cast<OTImageDiskCache&>(self).imageDataForKey(found);
+        block(data.has_value(), found, data);
+    });
+}
+
+void OTImageDiskCache::setImageData(const std::string& data, const std::optional<std::string>& key) {
+    if (!key || key->empty()) return;
+    auto& defaults = OTEnvironment::current()->standardUserDefaults();
+    const std::string stored = makeStoredKey(*key);
+    defaults.setData(OTPropertyList::Data(data.begin(), data.end()), stored);
+    defaults.synchronize();
+    addStoredKey(stored);
+}

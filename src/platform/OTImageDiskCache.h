@@ -1,0 +1,26 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "platform/OTDiskCache.h"
+
+// Picture bytes kept in the standard user defaults, one entry per stored key, indexed under
+// "OTImageDiskCacheKeys".
+class OTImageDiskCache final : public OTDiskCache {
+public:
+    static constexpr const char* kIndexKey = "OTImageDiskCacheKeys";
+    static constexpr const char* kQueueLabel = "cn.com.OT.imageDiskCache";
+    using Lookup = std::function<void(bool found, const std::string& key, const std::optional<std::string>& data)>;
+
+    OTImageDiskCache();
+    static std::shared_ptr<OTImageDiskCache> cache();
+
+    // Answers on the cache's work queue; an empty key never answers.
+    void containsImageDataForKey(const std::optional<std::string>& key, Lookup block);
+    bool containsImageDataForKey(const std::optional<std::string>& key);
+    std::optional<std::string> imageDataForKey(const std::optional<std::string>& key);
+    void setImageData(const std::string& data, const std::optional<std::string>& key);
+};

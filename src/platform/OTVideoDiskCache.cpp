@@ -1,0 +1,41 @@
+#include "platform/OTVideoDiskCache.h"
+
+#include "platform/OTEnvironment.h"
+
+OTVideoDiskCache::OTVideoDiskCache()
+    : OTDiskCache(kIndexKey, kQueueLabel),
+      folder_((OTEnvironment::current()->sandbox().documentsDirectory() / kFolderName).string()) {
+    std::error_code ec;
+    std::filesystem::create_directories(folder_, ec);
+}
+
+std::shared_ptr<OTVideoDiskCache> OTVideoDiskCache::cache() {
+    return OTEnvironment::current()->singleton<OTVideoDiskCache>([] {
+        auto cache = std::make_shared<OTVideoDiskCache>();
+        cache->_trimRecursively();
+        return cache;
+    });
+}
+
+std::optional<std::string> OTVideoDiskCache::videoPathForKey(const std::optional<std::string>& key) {
+    if (!key || key->empty()) return std::nullopt;
+    const auto stored = findStoredKey(*key);
+    if (!stored) return std::nullopt;
+    return "file://" + folder_ + "/" + *stored + ".mp4";
+}
+
+void OTVideoDiskCache::containsVideoPathForKey(const std::optional<std::string>& key, Lookup block) {
+    if (!block) return;
+    lookUpOnQueue(key, [block = std::move(block)](OTDiskCache& self, const std::string& found) {
+        const auto path = static_cast<OTVideoDiskCache&>(self).videoPathForKey(found);
+        block(path.has_value(), found, path);
+    });
+}
+
+void OTVideoDiskCache::setVideoPath(const std::optional<std::string>& sourcePath, const std::optional<std::string>& key) {
+    if (!key || key->empty() || !sourcePath || sourcePath->empty()) return;
+    const std::string stored = makeStoredKey(*key);
+    std::error_code ec;
+    std::filesystem::rename(*sourcePath, folder_ + stored + ".mp4", ec);
+    addStoredKey(stored);
+}
