@@ -37,12 +37,12 @@ std::vector<std::string> OTWindow::subviews() const {
 
 void OTWindow::addSubview(const std::string& name) {
     std::lock_guard lock(mutex_);
-    subviews_.push_back({name, false, std::nullopt});
+    subviews_.push_back({name, false, std::nullopt, nullptr});
 }
 
 void OTWindow::addWebView(const std::string& name, const std::optional<std::string>& url) {
     std::lock_guard lock(mutex_);
-    subviews_.push_back({name, true, url});
+    subviews_.push_back({name, true, url, nullptr});
 }
 
 std::optional<OTWindow::Subview> OTWindow::topWebView() const {
