@@ -35,3 +35,11 @@ void OTNavigationController::popToRootViewController(bool) {
     std::lock_guard lock(mutex_);
     if (stack_.size() > 1) stack_.resize(1);
 }
+
+std::shared_ptr<OTViewController> OTNavigationController::popViewController(bool) {
+    std::lock_guard lock(mutex_);
+    if (stack_.size() < 2) return nullptr;
+    auto top = stack_.back();
+    stack_.pop_back();
+    return top;
+}

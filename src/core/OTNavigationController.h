@@ -18,6 +18,8 @@ public:
     std::shared_ptr<OTViewController> topViewController() const;
     void pushViewController(const std::shared_ptr<OTViewController>& controller, bool animated);
     void popToRootViewController(bool animated);
+    // The page on top goes, unless it is the root.
+    std::shared_ptr<OTViewController> popViewController(bool animated);
 
 private:
     std::vector<std::shared_ptr<OTViewController>> stack_;

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/OTEnvironment.h"
+#include "ui/OTPopWindowPresenter.h"
 
 std::shared_ptr<OTPopWindowManager> OTPopWindowManager::sharedManager() {
     return OTEnvironment::current()->singleton<OTPopWindowManager>([] { return std::make_shared<OTPopWindowManager>(); });
@@ -36,3 +37,5 @@ void OTPopWindowManager::setPresenter(std::shared_ptr<OTDialogPresenter> present
     std::lock_guard lock(mutex_);
     presenter_ = std::move(presenter);
 }
+
+std::shared_ptr<OTDialogPresenter> OTPopWindowManager::defaultPresenter() { return std::make_shared<OTPopWindowPresenter>(); }

@@ -47,8 +47,11 @@ public:
     void setPresenter(std::shared_ptr<OTDialogPresenter> presenter);
 
 private:
+    static std::shared_ptr<OTDialogPresenter> defaultPresenter();
+
     mutable std::mutex mutex_;
     std::vector<std::shared_ptr<OTDialogView>> popWindows_;
     std::atomic<bool> autoPopWindow_{true};
-    std::shared_ptr<OTDialogPresenter> presenter_;
+    // Dialog windows over the key window unless a host or test sets another.
+    std::shared_ptr<OTDialogPresenter> presenter_ = defaultPresenter();
 };

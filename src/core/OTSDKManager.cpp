@@ -15,6 +15,7 @@
 #include "model/OTWindowRecordTree.h"
 #include "platform/OTDataArchiver.h"
 #include "platform/OTDescription.h"
+#include "platform/OTDownloadManager.h"
 #include "platform/OTEnvironment.h"
 #include "platform/OTJSONValue.h"
 #include "platform/OTLogFormatter.h"
@@ -24,6 +25,7 @@
 #include "platform/OTReachabilityManager.h"
 #include "platform/OTUtils.h"
 #include "server/OTNetwork.h"
+#include "ui/OTPopWindow.h"
 
 namespace {
 // A user id as the analytics SDK hands it: a text, or a number's decimal text; nothing otherwise.
@@ -239,15 +241,6 @@ std::optional<std::string> pageUrl(const std::shared_ptr<OTEvent>& event) {
     return it == event->xcontext().end() ? std::nullopt : OTJSONValue::text(*it);
 }
 
-std::string styleName(std::int64_t style) {
-    switch (style) {
-        case 1: return "图片弹窗";
-        case 2: return "图文混合弹窗";
-        case 3: return "文本弹窗";
-        case 4: return "H5 弹窗";
-        default: return "";
-    }
-}
 }  // namespace
 
 void OTSDKManager::triggerEventMatchInApp(const std::shared_ptr<OTEvent>& event, std::uint64_t startIndex) {
@@ -559,7 +552,7 @@ void OTSDKManager::reactToDialogEvent(const std::shared_ptr<OTWindowData>& data,
     OTLog(OTLogger::kLevelLog, "corvane->_showWindowWithData,eventType:%d", type);
     switch (type) {
         case 1:
-            OTLog(OTLogger::kLevelLog, "showDialog->显示弹窗，弹窗类型：%@", styleName(data->style()));
+            OTLog(OTLogger::kLevelLog, "showDialog->显示弹窗，弹窗类型：%@", OTPopWindow::styleLabel(data->style()));
             syncTreeNode(node, type);
             reportWindowEventWithName("$impDialog", type, data);
             return;
@@ -757,13 +750,16 @@ void OTSDKManager::networkStatusDidChange(const std::shared_ptr<OTReachability>&
 
 void OTSDKManager::startReachability() { OTReachabilityManager::sharedManager()->startReachability(); }
 
-// The steps below are completed by the engine layers that own them: banners, picture caching and
-// identity uploads.
+// Pictures are fetched when the campaigns arrive, so that their dialogs can show at once.
+void OTSDKManager::prefetchImage(const std::string& url) {
+    OTDownloadManager::sharedManager()->downloadImageWithURL(url, nullptr);
+}
+
+// The steps below are completed by the engine layers that own them: banners and identity uploads.
 void OTSDKManager::uploadPushToken() {}
 void OTSDKManager::alias(const std::optional<std::string>&) {}
 void OTSDKManager::matchBanners(const std::shared_ptr<OTEvent>&) {}
 void OTSDKManager::loadBanners() {}
-void OTSDKManager::prefetchImage(const std::string&) {}
 
 // ---- Server link ----
 
@@ -962,7 +958,6 @@ void OTSDKManager::getInAppList() {
                             node->setClickRule(campaign->clickRule());
                             node->setCloseRule(campaign->closeRule());
                             fresh->addTreeNode(node);
-                            // Pictures are fetched ahead so that their dialogs can show at once.
                             if ((campaign->style() == 1 || campaign->style() == 2) && campaign->picture() &&
                                 !campaign->picture()->empty()) {
                                 self->prefetchImage(*campaign->picture());

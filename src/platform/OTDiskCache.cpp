@@ -14,8 +14,7 @@ std::int64_t nowSeconds() {
 }
 }  // namespace
 
-OTDiskCache::OTDiskCache(std::string indexKey, std::string queueLabel)
-    : indexKey_(std::move(indexKey)), queueLabel_(std::move(queueLabel)) {
+OTDiskCache::OTDiskCache(std::string indexKey) : indexKey_(std::move(indexKey)) {
     const auto stored = OTEnvironment::current()->standardUserDefaults().objectForKey(indexKey_);
     if (stored && stored->is_array()) {
         for (const auto& key : *stored) {
@@ -50,15 +49,6 @@ std::optional<std::string> OTDiskCache::findStoredKey(const std::string& key) co
         if (splitStoredKey(stored).front() == key) return stored;
     }
     return std::nullopt;
-}
-
-void OTDiskCache::lookUpOnQueue(const std::optional<std::string>& key,
-                                std::function<void(OTDiskCache& self, const std::string& key)> lookup) {
-    if (!key || key->empty() || !lookup) return;
-    OTEnvironment::current()->queue(queueLabel_, true)->async(
-        [weak = weak_from_this(), key = *key, lookup = std::move(lookup)] {
-            if (auto self = weak.lock()) lookup(*self, key);
-        });
 }
 
 std::string OTDiskCache::makeStoredKey(const std::string& key) { return storedKeyFor(key, nowSeconds()); }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -17,7 +16,7 @@ public:
     static constexpr std::int64_t kAgeLimit = 259200;
     static constexpr std::int64_t kAutoTrimInterval = 60;
 
-    OTDiskCache(std::string indexKey, std::string queueLabel);
+    explicit OTDiskCache(std::string indexKey);
     virtual ~OTDiskCache() = default;
     OTDiskCache(const OTDiskCache&) = delete;
     OTDiskCache& operator=(const OTDiskCache&) = delete;
@@ -29,7 +28,6 @@ public:
     std::vector<std::string> storedKeys() const;
     std::int64_t ageLimit() const { return ageLimit_; }
     std::int64_t autoTrimInterval() const { return autoTrimInterval_; }
-    const std::string& queueLabel() const { return queueLabel_; }
 
     void removeAllCaches();
     // Walks the index by position; the entry that slides into a removed place waits for the next pass.
@@ -43,9 +41,6 @@ public:
 protected:
     // The first stored key whose address is `key`.
     std::optional<std::string> findStoredKey(const std::string& key) const;
-    // Runs `lookup` on the cache's work queue while the cache lives; an empty key runs nothing.
-    void lookUpOnQueue(const std::optional<std::string>& key,
-                       std::function<void(OTDiskCache& self, const std::string& key)> lookup);
     // The stored key for `key` at the current time.
     static std::string makeStoredKey(const std::string& key);
     // Adds a stored key to the index unless it is there already, and writes the index.
@@ -55,7 +50,6 @@ private:
     void writeIndexLocked() const;
 
     const std::string indexKey_;
-    const std::string queueLabel_;
     const std::int64_t ageLimit_ = kAgeLimit;
     const std::int64_t autoTrimInterval_ = kAutoTrimInterval;
     // Guards index additions and each trim pass; lookups take it only to copy the index.

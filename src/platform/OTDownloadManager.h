@@ -30,7 +30,8 @@ public:
     ~OTDownloadManager();
     static std::shared_ptr<OTDownloadManager> sharedManager();
 
-    // Completions run on the download's thread, or on the cache's queue for a cached picture.
+    // A cached file completes at once on the caller's thread; a download completes on the HTTP
+    // session's thread.
     void downloadImageWithURL(const std::optional<std::string>& url, ImageCompletion completion);
     void downloadVideoWithURL(const std::optional<std::string>& url, VideoCompletion completion);
 

@@ -3,7 +3,7 @@
 #include "platform/OTEnvironment.h"
 #include "platform/OTUserDefaults.h"
 
-OTImageDiskCache::OTImageDiskCache() : OTDiskCache(kIndexKey, kQueueLabel) {}
+OTImageDiskCache::OTImageDiskCache() : OTDiskCache(kIndexKey) {}
 
 std::shared_ptr<OTImageDiskCache> OTImageDiskCache::cache() {
     return OTEnvironment::current()->singleton<OTImageDiskCache>([] {
@@ -27,11 +27,9 @@ bool OTImageDiskCache::containsImageDataForKey(const std::optional<std::string>&
 }
 
 void OTImageDiskCache::containsImageDataForKey(const std::optional<std::string>& key, Lookup block) {
-    if (!block) return;
-    lookUpOnQueue(key, [block = std::move(block)](OTDiskCache& self, const std::string& found) {
-        const auto data = static_cast<OTImageDiskCache&>(self).imageDataForKey(found);
-        block(data.has_value(), found, data);
-    });
+    if (!key || key->empty() || !block) return;
+    const auto data = imageDataForKey(key);
+    block(data.has_value(), *key, data);
 }
 
 void OTImageDiskCache::setImageData(const std::string& data, const std::optional<std::string>& key) {

@@ -12,13 +12,13 @@
 class OTImageDiskCache final : public OTDiskCache {
 public:
     static constexpr const char* kIndexKey = "OTImageDiskCacheKeys";
-    static constexpr const char* kQueueLabel = "cn.com.OT.imageDiskCache";
     using Lookup = std::function<void(bool found, const std::string& key, const std::optional<std::string>& data)>;
 
     OTImageDiskCache();
     static std::shared_ptr<OTImageDiskCache> cache();
 
-    // Answers on the cache's work queue; an empty key never answers.
+    // Answers at once on the caller's thread, so a cached picture completes at once; an empty key
+    // never answers.
     void containsImageDataForKey(const std::optional<std::string>& key, Lookup block);
     bool containsImageDataForKey(const std::optional<std::string>& key);
     std::optional<std::string> imageDataForKey(const std::optional<std::string>& key);

@@ -3,7 +3,7 @@
 #include "platform/OTEnvironment.h"
 
 OTVideoDiskCache::OTVideoDiskCache()
-    : OTDiskCache(kIndexKey, kQueueLabel),
+    : OTDiskCache(kIndexKey),
       folder_((OTEnvironment::current()->sandbox().documentsDirectory() / kFolderName).string()) {
     std::error_code ec;
     std::filesystem::create_directories(folder_, ec);
@@ -25,11 +25,9 @@ std::optional<std::string> OTVideoDiskCache::videoPathForKey(const std::optional
 }
 
 void OTVideoDiskCache::containsVideoPathForKey(const std::optional<std::string>& key, Lookup block) {
-    if (!block) return;
-    lookUpOnQueue(key, [block = std::move(block)](OTDiskCache& self, const std::string& found) {
-        const auto path = static_cast<OTVideoDiskCache&>(self).videoPathForKey(found);
-        block(path.has_value(), found, path);
-    });
+    if (!key || key->empty() || !block) return;
+    const auto path = videoPathForKey(key);
+    block(path.has_value(), *key, path);
 }
 
 void OTVideoDiskCache::setVideoPath(const std::optional<std::string>& sourcePath, const std::optional<std::string>& key) {

@@ -12,14 +12,14 @@
 class OTVideoDiskCache final : public OTDiskCache {
 public:
     static constexpr const char* kIndexKey = "OTVideoDiskCacheKeys";
-    static constexpr const char* kQueueLabel = "cn.com.OT.videoDiskCache";
     static constexpr const char* kFolderName = "OT_Video";
     using Lookup = std::function<void(bool found, const std::string& key, const std::optional<std::string>& fileURL)>;
 
     OTVideoDiskCache();
     static std::shared_ptr<OTVideoDiskCache> cache();
 
-    // Found whenever the index knows the address, whether or not the file is there.
+    // Found whenever the index knows the address, whether or not the file is there. Answers at
+    // once on the caller's thread; an empty key never answers.
     void containsVideoPathForKey(const std::optional<std::string>& key, Lookup block);
     // "file://" + the folder + "/<stored key>.mp4".
     std::optional<std::string> videoPathForKey(const std::optional<std::string>& key);

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
+#include "platform/OTDownloadManager.h"
 #include "platform/OTEnvironment.h"
+#include "platform/OTImage.h"
 
 OTSceneNode::OTSceneNode(Role role, std::string name) : role_(role), name_(std::move(name)) {
     // Image views and labels ignore touches until told otherwise, as on the platform.
@@ -113,4 +115,32 @@ void OTSceneNode::animate(std::chrono::milliseconds duration, const std::functio
     if (changes) changes();
     if (!completion) return;
     OTEnvironment::current()->mainQueue()->after(duration, std::move(completion));
+}
+
+void OTSceneNode::applyWidgetAttribute(const OTWidgetAttribute& attribute) {
+    if (attribute.text()) text_ = attribute.text();
+    if (attribute.color()) textColor_ = attribute.color();
+    if (attribute.backgroundColor()) backgroundColor_ = attribute.backgroundColor();
+    if (attribute.size() > 0) setFont(kCampaignFontName, attribute.size());
+}
+
+void OTSceneNode::ot_setImageWithURL(const std::optional<std::string>& url, std::function<void()> completion) {
+    ot_imageURL_ = url;
+    if (!url) return;
+    OTDownloadManager::sharedManager()->downloadImageWithURL(
+        url, [weak = weak_from_this(), url = *url, completion = std::move(completion)](
+                 const std::shared_ptr<OTImage>& image, const std::optional<std::string>&,
+                 const std::optional<OTDownloadManager::Error>&, bool) {
+            if (!image || weak.expired()) return;
+            auto apply = [weak, url, image, completion] {
+                auto self = weak.lock();
+                if (!self) return;
+                self->setImageURL(url);
+                self->setImageSize(image->size());
+                if (completion) completion();
+            };
+            auto main = OTEnvironment::current()->mainQueue();
+            if (main->isCurrent()) apply();
+            else main->async(std::move(apply));
+        });
 }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "model/OTColor.h"
+#include "model/OTWidgetAttribute.h"
 #include "platform/OTGeometry.h"
 
 // One node of the platform-neutral scene tree that the views are written against: a frame in its
@@ -107,6 +108,16 @@ public:
     const std::optional<std::string>& url() const { return url_; }
     void setUrl(std::optional<std::string> value) { url_ = std::move(value); }
 
+    // Applies what a campaign attribute gives: text, text colour, background colour and, for a
+    // size above 0, the campaign font at that size.
+    void applyWidgetAttribute(const OTWidgetAttribute& attribute);
+    static constexpr const char* kCampaignFontName = "PingFangSC-Regular";
+
+    // Shows a remote picture through the picture cache; the address is kept in `ot_imageURL` even
+    // when absent. The picture is applied on the main queue, then `completion` runs.
+    void ot_setImageWithURL(const std::optional<std::string>& url, std::function<void()> completion = {});
+    const std::optional<std::string>& ot_imageURL() const { return ot_imageURL_; }
+
     // Tree.
     void addSubview(const std::shared_ptr<OTSceneNode>& child);
     void removeFromSuperview();
@@ -153,6 +164,7 @@ private:
     ContentMode contentMode_ = ContentMode::ScaleToFill;
     OTSize contentSize_;
     std::optional<std::string> url_;
+    std::optional<std::string> ot_imageURL_;
     std::weak_ptr<OTSceneNode> parent_;
     std::vector<std::shared_ptr<OTSceneNode>> children_;
     std::map<std::string, std::vector<Action>> actions_;

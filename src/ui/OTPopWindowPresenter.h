@@ -1,0 +1,11 @@
+#pragma once
+
+#include <memory>
+
+#include "core/OTPopWindowManager.h"
+
+// Shows the engine's dialogs as dialog windows over the key window.
+class OTPopWindowPresenter final : public OTDialogPresenter {
+public:
+    void popWithData(const std::shared_ptr<OTWindowData>& data, EventAction eventAction) override;
+};
