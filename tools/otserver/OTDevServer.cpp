@@ -8,11 +8,32 @@
 namespace fs = std::filesystem;
 
 namespace {
-nlohmann::json readJsonFile(const fs::path& path) {
-    std::ifstream in(path);
-    return nlohmann::json::parse(in, nullptr, false);
+std::string readFile(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+const char* contentTypeFor(const fs::path& path) {
+    const auto extension = path.extension().string();
+    if (extension == ".png") return "image/png";
+    if (extension == ".jpg" || extension == ".jpeg") return "image/jpeg";
+    if (extension == ".gif") return "image/gif";
+    if (extension == ".webp") return "image/webp";
+    if (extension == ".mp4") return "video/mp4";
+    if (extension == ".html") return "text/html; charset=utf-8";
+    return "application/octet-stream";
 }
 }  // namespace
+
+nlohmann::json OTDevServer::readCampaignFile(const fs::path& path) const {
+    std::string text = readFile(path);
+    const std::string marker = kServerMarker;
+    const std::string base = baseURL();
+    for (auto at = text.find(marker); at != std::string::npos; at = text.find(marker, at + base.size())) {
+        text.replace(at, marker.size(), base);
+    }
+    return nlohmann::json::parse(text, nullptr, false);
+}
 
 OTDevServer::OTDevServer(Options options) : options_(std::move(options)), server_(std::make_unique<httplib::Server>()) {}
 
@@ -40,7 +61,7 @@ nlohmann::json OTDevServer::dataFor(const std::string& folder) const {
     }
     std::sort(files.begin(), files.end());
     for (const auto& file : files) {
-        auto object = readJsonFile(file);
+        auto object = readCampaignFile(file);
         if (!object.is_discarded()) list.push_back(std::move(object));
     }
     return list;
@@ -66,7 +87,7 @@ nlohmann::json OTDevServer::answer(const std::string& path, const nlohmann::json
         nlohmann::json rule = nlohmann::json::object();
         std::error_code ec;
         if (fs::exists(options_.campaigns / "rule.json", ec)) {
-            auto read = readJsonFile(options_.campaigns / "rule.json");
+            auto read = readCampaignFile(options_.campaigns / "rule.json");
             if (read.is_object()) rule = std::move(read);
         }
         return {{"code", 0}, {"message", "success"}, {"token", token}, {"rule", rule}};
@@ -132,6 +153,23 @@ bool OTDevServer::start() {
             response.set_content(*text, "application/json");
         });
     }
+    // Campaign pictures, videos and pages: files of the campaign folder's "media".
+    server_->Get(R"(/media/([A-Za-z0-9._-]+))", [this](const httplib::Request& request, httplib::Response& response) {
+        {
+            std::lock_guard lock(mutex_);
+            requests_.push_back({request.path, nullptr, {},
+                                 std::chrono::duration<double>(std::chrono::steady_clock::now() - started_).count()});
+        }
+        const auto fault = takeFault(request.path);
+        if (fault && fault->delay.count() > 0) std::this_thread::sleep_for(fault->delay);
+        const fs::path file = options_.campaigns / "media" / request.matches[1].str();
+        std::error_code ec;
+        if ((fault && fault->httpStatus) || !fs::is_regular_file(file, ec)) {
+            response.status = fault && fault->httpStatus ? *fault->httpStatus : 404;
+            return;
+        }
+        response.set_content(readFile(file), contentTypeFor(file));
+    });
     port_ = options_.port == 0 ? server_->bind_to_any_port(options_.host)
                                : (server_->bind_to_port(options_.host, options_.port) ? options_.port : -1);
     if (port_ <= 0) return false;

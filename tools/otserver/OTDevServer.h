@@ -22,8 +22,9 @@ class Server;
 // faults injected per path. Runs in-process on 127.0.0.1 with a port the system chooses.
 //
 // Campaign folder layout: in_app/*.json, subscribe/*.json, banners/*.json, default_banners/*.json
-// (each file one object of its endpoint's "data" list, served in file-name order) and an optional
-// rule.json (the login answer's "rule" object).
+// (each file one object of its endpoint's "data" list, served in file-name order), an optional
+// rule.json (the login answer's "rule" object) and media/ (files served by GET /media/<name>).
+// "{{server}}" in a campaign file stands for the server's own address.
 class OTDevServer {
 public:
     struct Options {
@@ -52,6 +53,7 @@ public:
     };
 
     static constexpr std::int64_t kInvalidTokenCode = 10001;
+    static constexpr const char* kServerMarker = "{{server}}";
 
     explicit OTDevServer(Options options);
     ~OTDevServer();
@@ -78,6 +80,7 @@ public:
 private:
     nlohmann::json answer(const std::string& path, const nlohmann::json& body);
     std::optional<Fault> takeFault(const std::string& path);
+    nlohmann::json readCampaignFile(const std::filesystem::path& path) const;
 
     Options options_;
     std::unique_ptr<httplib::Server> server_;
