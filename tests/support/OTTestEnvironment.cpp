@@ -42,6 +42,12 @@ void OTTestEnvironment::restart() {
     install();
 }
 
+void OTTestEnvironment::setScreenSize(double width, double height) {
+    device_.screenWidth = width;
+    device_.screenHeight = height;
+    restart();
+}
+
 void OTTestEnvironment::install() {
     const auto now = clock_ ? clock_->now() : OTVirtualClock::defaultStart();
     clock_ = std::make_shared<OTVirtualClock>(now, std::chrono::hours(8));
@@ -53,7 +59,7 @@ void OTTestEnvironment::install() {
     parts.clock = clock_;
     parts.scheduler = scheduler_;
     parts.sandboxRoot = root_;
-    parts.device = fixedDevice();
+    parts.device = device_;
     parts.console = console_;
     parts.random = std::make_shared<OTRandomSource>(42u);
     parts.uiHost = uiHost_;

@@ -27,6 +27,8 @@ public:
     // Discards the installed environment (and its shared instances) and installs a new one over
     // the same sandbox, as a restart of the app would.
     void restart();
+    // Restarts with a screen of this size in points.
+    void setScreenSize(double width, double height);
 
     OTEnvironment& environment() const { return *environment_; }
     OTManualScheduler& scheduler() const { return *scheduler_; }
@@ -43,6 +45,7 @@ private:
     void install();
 
     std::filesystem::path root_;
+    OTDeviceInfo device_ = fixedDevice();
     std::shared_ptr<OTVirtualClock> clock_;
     std::shared_ptr<OTManualScheduler> scheduler_;
     std::shared_ptr<OTRecordingConsole> console_;
