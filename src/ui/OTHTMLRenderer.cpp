@@ -38,16 +38,18 @@ void renderNode(std::string& out, const OTSceneNode& node, int depth) {
     if (node.hidden() || node.alpha() <= 0) return;
     const std::string indent(static_cast<std::size_t>(depth) * 2, ' ');
     const auto& f = node.frame();
-    std::string style = "left:" + OTHTMLRenderer::px(f.origin.x) + ";top:" + OTHTMLRenderer::px(f.origin.y) +
-                        ";width:" + OTHTMLRenderer::px(f.size.width) + ";height:" + OTHTMLRenderer::px(f.size.height);
+    std::string style = "left:" + OTHTMLRenderer::px(f.origin.x) + "px;top:" + OTHTMLRenderer::px(f.origin.y) +
+                        "px;width:" + OTHTMLRenderer::px(f.size.width) + "px;height:" + OTHTMLRenderer::px(f.size.height) +
+                        "px";
     if (node.alpha() < 1) style += ";opacity:" + OTHTMLRenderer::px(node.alpha());
     if (node.backgroundColor()) style += ";background:" + rgba(*node.backgroundColor());
     if (node.cornerRadius() > 0) style += ";border-radius:" + OTHTMLRenderer::px(node.cornerRadius()) + "px";
     if (node.masksToBounds() || node.role() == OTSceneNode::Role::Scroll) style += ";overflow:hidden";
     if (const auto& s = node.shadow()) {
         OTColor shadow(s->color.red(), s->color.green(), s->color.blue(), s->color.alpha() * s->opacity);
-        style += ";box-shadow:" + OTHTMLRenderer::px(s->offset.width) + "px " + OTHTMLRenderer::px(s->offset.height) +
-                 "px 3px " + rgba(shadow);
+        // A layer shadow follows the drawn shape (a round close button), not the box.
+        style += ";filter:drop-shadow(" + OTHTMLRenderer::px(s->offset.width) + "px " +
+                 OTHTMLRenderer::px(s->offset.height) + "px 3px " + rgba(shadow) + ")";
     }
     if (node.text()) {
         const char* align = node.textAlignment() == OTSceneNode::TextAlignment::Left    ? "left"

@@ -16,6 +16,6 @@ public:
     static std::string render(const std::shared_ptr<OTSceneNode>& root, const OTSize& screen,
                               const std::string& title = "CorvaneOstrel");
     static std::string escape(const std::string& text);
-    // A CSS length: up to three decimals, no trailing zeros.
+    // A number for CSS: up to three decimals, no trailing zeros.
     static std::string px(double value);
 };

@@ -314,8 +314,8 @@ TEST(OTPopWindow, HTMLDrawsEachStyleWithItsBoxesAtTheComputedFrames) {
         const auto box = [&](const std::shared_ptr<OTSceneNode>& node) {
             const auto& f = node->frame();
             return "data-name=\"" + node->name() + "\" style=\"left:" + OTHTMLRenderer::px(f.origin.x) +
-                   ";top:" + OTHTMLRenderer::px(f.origin.y) + ";width:" + OTHTMLRenderer::px(f.size.width) +
-                   ";height:" + OTHTMLRenderer::px(f.size.height);
+                   "px;top:" + OTHTMLRenderer::px(f.origin.y) + "px;width:" + OTHTMLRenderer::px(f.size.width) +
+                   "px;height:" + OTHTMLRenderer::px(f.size.height) + "px";
         };
         EXPECT_NE(html.find("<div id=\"screen\" style=\"width:375px;height:667px\">"), std::string::npos);
         EXPECT_NE(html.find(box(window->backgroundView()) + ";background:rgba(0,0,0,0.3)"), std::string::npos);
@@ -333,7 +333,7 @@ TEST(OTPopWindow, HTMLDrawsEachStyleWithItsBoxesAtTheComputedFrames) {
                 EXPECT_NE(html.find(box(window->middleBtn()) + ";background:rgba(255,85,0,1);border-radius:6px"),
                           std::string::npos);
                 EXPECT_NE(html.find("Big &lt;sale&gt; &amp; more"), std::string::npos);
-                EXPECT_NE(html.find("box-shadow:-1px 1px 3px rgba(0,0,0,0.49)"), std::string::npos);
+                EXPECT_NE(html.find("filter:drop-shadow(-1px 1px 3px rgba(0,0,0,0.49))"), std::string::npos);
                 break;
             case 3:
                 EXPECT_NE(html.find(box(window->titleLbl())), std::string::npos);
