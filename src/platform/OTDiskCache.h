@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/OTEnvironment.h"
+
 // What the picture and video caches share: an index of stored keys kept in the standard user
 // defaults, each key the base64 of "<url>__#OT#__<seconds stored>", and a trim that every minute
 // removes entries older than three days.
@@ -39,6 +41,16 @@ public:
     void _trimInBackground();
 
 protected:
+    // The environment's one cache of kind T, trimming itself from its creation on.
+    template <class T>
+    static std::shared_ptr<T> sharedCache() {
+        return OTEnvironment::current()->singleton<T>([] {
+            auto cache = std::make_shared<T>();
+            cache->_trimRecursively();
+            return cache;
+        });
+    }
+
     // The first stored key whose address is `key`.
     std::optional<std::string> findStoredKey(const std::string& key) const;
     // The stored key for `key` at the current time.

@@ -5,13 +5,7 @@
 
 OTImageDiskCache::OTImageDiskCache() : OTDiskCache(kIndexKey) {}
 
-std::shared_ptr<OTImageDiskCache> OTImageDiskCache::cache() {
-    return OTEnvironment::current()->singleton<OTImageDiskCache>([] {
-        auto cache = std::make_shared<OTImageDiskCache>();
-        cache->_trimRecursively();
-        return cache;
-    });
-}
+std::shared_ptr<OTImageDiskCache> OTImageDiskCache::cache() { return sharedCache<OTImageDiskCache>(); }
 
 std::optional<std::string> OTImageDiskCache::imageDataForKey(const std::optional<std::string>& key) {
     if (!key || key->empty()) return std::nullopt;

@@ -9,13 +9,7 @@ OTVideoDiskCache::OTVideoDiskCache()
     std::filesystem::create_directories(folder_, ec);
 }
 
-std::shared_ptr<OTVideoDiskCache> OTVideoDiskCache::cache() {
-    return OTEnvironment::current()->singleton<OTVideoDiskCache>([] {
-        auto cache = std::make_shared<OTVideoDiskCache>();
-        cache->_trimRecursively();
-        return cache;
-    });
-}
+std::shared_ptr<OTVideoDiskCache> OTVideoDiskCache::cache() { return sharedCache<OTVideoDiskCache>(); }
 
 std::optional<std::string> OTVideoDiskCache::videoPathForKey(const std::optional<std::string>& key) {
     if (!key || key->empty()) return std::nullopt;

@@ -24,12 +24,7 @@ using namespace std::chrono_literals;
 
 TEST(OTDialogFlow, FromEventToDialogToNavigationAndOnToTheNextCampaign) {
     OTTestEnvironment test;
-    auto home = std::make_shared<OTViewController>("HomeVC");
-    auto stack = OTNavigationController::withRoot(home);
-    auto tabs = std::make_shared<OTTabBarController>();
-    tabs->setViewControllers({stack});
-    test.uiHost().setWindows({std::make_shared<OTWindow>(tabs)});
-    OTPageClassRegistry::shared()->registerPageClass({"DetailVC", {"id", "name"}, std::nullopt, std::nullopt});
+    const auto stack = test.installHostApp().stack;
     auto presenter = std::make_shared<OTRecordingPresenter>();
     OTPopWindowManager::sharedManager()->setPresenter(presenter);
 

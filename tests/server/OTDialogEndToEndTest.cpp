@@ -17,13 +17,7 @@ using nlohmann::json;
 
 TEST(OTDialogEndToEnd, FromAnAnalyticsEventToAPictureOnScreenATapAPageAndTheReports) {
     OTServerHarness h;
-    auto home = std::make_shared<OTViewController>("HomeVC");
-    auto stack = OTNavigationController::withRoot(home);
-    auto tabs = std::make_shared<OTTabBarController>();
-    tabs->setViewControllers({stack});
-    auto window = std::make_shared<OTWindow>(tabs);
-    h.test.uiHost().setWindows({window});
-    OTPageClassRegistry::shared()->registerPageClass({"DetailVC", {"id", "name"}, std::nullopt, std::nullopt});
+    const auto [home, stack, window] = h.test.installHostApp();
 
     h.start();
     ASSERT_TRUE(h.waitForLog("in_app data:\n"));

@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <stdexcept>
 
+#include "core/OTPageClassRegistry.h"
+#include "core/OTTabBarController.h"
 #include "server/OTNetwork.h"
 
 namespace fs = std::filesystem;
@@ -69,4 +71,16 @@ void OTTestEnvironment::install() {
     // Nothing leaves the machine: until a test points the client at its server, requests go to a
     // closed loopback port and fail at once.
     OTNetwork::configEnvironment(OTNetworkConfig::withBaseURL(kClosedServerURL));
+}
+
+OTTestEnvironment::HostApp OTTestEnvironment::installHostApp() {
+    HostApp app;
+    app.home = std::make_shared<OTViewController>("HomeVC");
+    app.stack = OTNavigationController::withRoot(app.home);
+    auto tabs = std::make_shared<OTTabBarController>();
+    tabs->setViewControllers({app.stack});
+    app.window = std::make_shared<OTWindow>(tabs);
+    uiHost_->setWindows({app.window});
+    OTPageClassRegistry::shared()->registerPageClass({"DetailVC", {"id", "name"}, std::nullopt, std::nullopt});
+    return app;
 }

@@ -4,6 +4,8 @@
 #include <memory>
 #include <string>
 
+#include "core/OTNavigationController.h"
+#include "core/OTWindow.h"
 #include "platform/OTEnvironment.h"
 #include "platform/OTHeadlessUIHost.h"
 #include "platform/OTManualReachabilitySource.h"
@@ -40,6 +42,15 @@ public:
     std::filesystem::path documents() const { return root_ / "Documents"; }
 
     static OTDeviceInfo fixedDevice();
+
+    // The host app most tests want: a key window over one tab holding HomeVC in a navigation
+    // stack, and the page class DetailVC (properties id and name) declared.
+    struct HostApp {
+        std::shared_ptr<OTViewController> home;
+        std::shared_ptr<OTNavigationController> stack;
+        std::shared_ptr<OTWindow> window;
+    };
+    HostApp installHostApp();
 
 private:
     void install();

@@ -45,11 +45,11 @@ struct Screen {
     std::shared_ptr<OTPopWindow> pop(const json& campaign) {
         auto data = std::make_shared<OTWindowData>();
         data->setModelWithDic(campaign);
-        auto window = std::make_shared<OTPopWindow>();
-        window->popWithData(data, [this](std::int64_t type, const std::optional<std::string>& link) {
+        auto dialog = std::make_shared<OTPopWindow>();
+        dialog->popWithData(data, [this](std::int64_t type, const std::optional<std::string>& link) {
             events.emplace_back(type, link);
         });
-        return window;
+        return dialog;
     }
     void cachePicture(const std::string& url, std::uint32_t width, std::uint32_t height) {
         OTImageDiskCache::cache()->setImageData(pngOfSize(width, height), url);
