@@ -58,13 +58,17 @@ void OTViewController::presentViewController(const std::shared_ptr<OTViewControl
     controller->presenting_ = weak_from_this();
 }
 
-void OTViewController::dismissViewController(bool) {
+void OTViewController::dismissViewController(bool animated) {
     std::shared_ptr<OTViewController> presented;
     {
         std::lock_guard lock(mutex_);
         presented = std::exchange(presented_, nullptr);
     }
-    if (!presented) return;
+    if (!presented) {
+        // As on the platform, a page that presented nothing asks the one that presented it.
+        if (auto presenting = presentingViewController()) presenting->dismissViewController(animated);
+        return;
+    }
     std::lock_guard lock(presented->mutex_);
     presented->presenting_.reset();
 }

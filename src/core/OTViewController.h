@@ -31,6 +31,7 @@ public:
     std::shared_ptr<OTTabBarController> tabBarController() const;
 
     void presentViewController(const std::shared_ptr<OTViewController>& controller, bool animated);
+    // Dismisses what this page presented, or else this page from the one that presented it.
     void dismissViewController(bool animated);
 
     // Values set through key-value coding on declared properties.

@@ -1,0 +1,526 @@
+#include "OTSimulator.h"
+
+#include <unistd.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "OTDevServer.h"
+#include "OTSimulatorPresenter.h"
+#include "core/OTNavigationController.h"
+#include "core/OTPageClassRegistry.h"
+#include "core/OTSDKManager.h"
+#include "core/OTTabBarController.h"
+#include "core/OTUserConfig.h"
+#include "core/OTWindow.h"
+#include "corvane/CorvaneOtManager.h"
+#include "model/OTWindowData.h"
+#include "model/OTWindowRecordTree.h"
+#include "platform/OTEnvironment.h"
+#include "platform/OTHeadlessUIHost.h"
+#include "platform/OTLogger.h"
+#include "platform/OTManualReachabilitySource.h"
+#include "platform/OTRandomSource.h"
+#include "platform/OTStandardErrorConsole.h"
+#include "platform/OTSystemClock.h"
+#include "platform/OTThreadScheduler.h"
+#include "ui/OTHTMLRenderer.h"
+#include "ui/OTHeadlessRenderer.h"
+#include "ui/OTPopWindow.h"
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+using namespace std::chrono_literals;
+
+namespace {
+constexpr const char* kClosedServer = "http://127.0.0.1:9";
+constexpr const char* kCoverName = "OTSimulatorCover";
+// How long the host lets the library work after each action.
+constexpr auto kSettle = 150ms;
+
+std::string text(const json& value) { return value.is_string() ? value.get<std::string>() : value.dump(); }
+
+json optionalText(const std::shared_ptr<OTWidgetAttribute>& attribute) {
+    return attribute && attribute->text() ? json(*attribute->text()) : json();
+}
+
+std::string timeText(double t) {
+    char buffer[32];
+    std::snprintf(buffer, sizeof buffer, "%7.2fs", t);
+    return buffer;
+}
+}  // namespace
+
+OTSimulator::OTSimulator(Options options, std::ostream& out) : options_(std::move(options)), out_(out) {
+    pages_ = {{"HomeVC", {}}, {"MineVC", {}}, {"DetailVC", {"id", "name"}}};
+    tabs_ = {{"HomeVC"}, {"MineVC"}};
+}
+
+OTSimulator::~OTSimulator() { tearDown(); }
+
+bool OTSimulator::setUp() {
+    began_ = std::chrono::steady_clock::now();
+    std::error_code ec;
+    if (options_.sandbox) {
+        sandbox_ = *options_.sandbox;
+        fs::create_directories(sandbox_, ec);
+    } else {
+        std::string pattern = (fs::temp_directory_path() / "otsim-XXXXXX").string();
+        if (::mkdtemp(pattern.data()) == nullptr) return false;
+        sandbox_ = pattern;
+        temporarySandbox_ = true;
+    }
+    if (options_.serverURL) {
+        serverURL_ = *options_.serverURL;
+    } else {
+        server_ = std::make_unique<OTDevServer>(OTDevServer::Options{options_.campaigns});
+        if (!server_->start()) return false;
+        serverURL_ = server_->baseURL();
+    }
+    OTEnvironment::Parts parts;
+    parts.clock = std::make_shared<OTSystemClock>();
+    scheduler_ = std::make_shared<OTThreadScheduler>();
+    parts.scheduler = scheduler_;
+    parts.sandboxRoot = sandbox_;
+    parts.device = OTDeviceInfo::current(sandbox_.string(), "com.corvane.otsim", "1.0.0");
+    parts.console = std::make_shared<OTStandardErrorConsole>();
+    parts.random = std::make_shared<OTRandomSource>();
+    reachability_ = std::make_shared<OTManualReachabilitySource>();
+    parts.reachability = reachability_;
+    environment_ = std::make_shared<OTEnvironment>(std::move(parts));
+    OTEnvironment::install(environment_);
+    OTLogger::configLogLevel(options_.logLevel);
+    OTPopWindowManager::sharedManager()->setPresenter(std::make_shared<OTSimulatorPresenter>(
+        [this](const auto& data) { dialogShown(data); }, [this](const auto& data, auto type) { dialogReacted(data, type); }));
+    buildApp();
+    return true;
+}
+
+void OTSimulator::tearDown() {
+    if (environment_) {
+        environment_->shutdown();
+        OTEnvironment::install(nullptr);
+        environment_.reset();
+    }
+    if (server_) server_->stop();
+    if (temporarySandbox_) {
+        std::error_code ec;
+        fs::remove_all(sandbox_, ec);
+        temporarySandbox_ = false;
+    }
+}
+
+bool OTSimulator::run(const std::string& scenario) {
+    if (!setUp()) {
+        observe({{"type", "error"}, {"line", 0}, {"message", "cannot start: no sandbox or no server"}});
+        return false;
+    }
+    std::istringstream lines(scenario);
+    std::string line;
+    for (std::size_t number = 1; std::getline(lines, line); ++number) step(number, line);
+    pump(kSettle);
+    observe(finalState());
+    tearDown();
+    return true;
+}
+
+void OTSimulator::step(std::size_t line, const std::string& textLine) {
+    if (textLine.find_first_not_of(" \t\r") == std::string::npos) return;
+    const auto action = json::parse(textLine, nullptr, false);
+    if (action.is_discarded() || !action.is_object()) {
+        error(line, "not a JSON object: " + textLine);
+        return;
+    }
+    const std::string name = action.value("action", "");
+    // A wait looks back to the action it waits on: what that action caused may already be here.
+    if (name != "wait" && name != "waitFor") lastActionStart_ = observations_.size();
+    observe({{"type", "action"}, {"line", line}, {"action", action}});
+    try {
+        perform(line, action);
+    } catch (const std::exception& e) {
+        error(line, std::string("bad action: ") + e.what());
+    }
+    pump(kSettle);
+}
+
+void OTSimulator::perform(std::size_t line, const json& action) {
+    const std::string name = action.value("action", "");
+    if (name == "app") return declareApp(action);
+    if (name == "observe") {
+        group_ = action.value("group", std::string());
+        observer_ = CorvaneOtManager::getObserverListener(*group_);
+        return;
+    }
+    if (name == "start") return start(action);
+    if (name == "profile") return observer()->onUserProfile(action.at("profile"));
+    if (name == "event") return observer()->onEventDataReceived(action.at("event"));
+    if (name == "page") return showPage(line, action);
+    if (name == "tap") return tap(line, action.value("element", ""));
+    if (name == "wait") return pump(std::chrono::milliseconds(static_cast<long>(action.value("seconds", 0.0) * 1000)));
+    if (name == "waitFor") return waitFor(line, action);
+    if (name == "network") return setNetwork(line, action.value("state", ""));
+    if (name == "pushTrack") {
+        return CorvaneOtManager::pushTrack(action.value("type", 0), action.value("msg", json::object()), group_.value_or(""));
+    }
+    if (name == "dialogVisible") return CorvaneOtManager::setDialogVisible(action.value("visible", true));
+    if (name == "fault") return injectFault(line, action);
+    if (name == "dismiss") return dismiss(line);
+    error(line, "unknown action \"" + name + "\"");
+}
+
+std::shared_ptr<CorvaneOtObserver> OTSimulator::observer() {
+    if (!observer_) observer_ = OTSDKManager::sharedManager();
+    return observer_;
+}
+
+// ---- The host app ----
+
+void OTSimulator::declareApp(const json& action) {
+    if (const auto it = action.find("pages"); it != action.end() && it->is_array()) {
+        for (const auto& page : *it) {
+            Page declared{page.at("name").get<std::string>(), page.value("properties", std::vector<std::string>{})};
+            std::erase_if(pages_, [&](const Page& p) { return p.name == declared.name; });
+            pages_.push_back(std::move(declared));
+        }
+    }
+    if (const auto it = action.find("tabs"); it != action.end() && it->is_array()) {
+        tabs_ = it->get<std::vector<std::vector<std::string>>>();
+    }
+    buildApp();
+}
+
+void OTSimulator::buildApp() {
+    auto registry = OTPageClassRegistry::shared();
+    for (const auto& page : pages_) registry->registerPageClass({page.name, page.properties, std::nullopt, std::nullopt});
+    tabBar_ = std::make_shared<OTTabBarController>();
+    std::vector<std::shared_ptr<OTViewController>> stacks;
+    for (const auto& tab : tabs_) {
+        std::shared_ptr<OTNavigationController> stack;
+        for (const auto& page : tab) {
+            auto controller = std::make_shared<OTViewController>(page);
+            if (!stack) stack = OTNavigationController::withRoot(controller);
+            else stack->pushViewController(controller, false);
+        }
+        if (stack) stacks.push_back(stack);
+    }
+    tabBar_->setViewControllers(stacks);
+    window_ = std::make_shared<OTWindow>(tabBar_);
+    static_cast<OTHeadlessUIHost&>(environment_->uiHost()).setWindows({window_});
+    navigation_ = navigationState();
+}
+
+void OTSimulator::start(const json& action) {
+    config_ = std::make_shared<CorvaneOtConfig>();
+    const json fields = action.value("config", json::object());
+    if (!fields.contains("url")) config_->setUrl(serverURL_);
+    config_->setLogLevelType(static_cast<std::uint64_t>(options_.logLevel));
+    for (const auto& [key, value] : fields.items()) {
+        if (key == "appKey") config_->setAppKey(text(value));
+        else if (key == "mainPage") config_->setMainPage(text(value));
+        else if (key == "url") config_->setUrl(text(value));
+        else if (key == "envType") config_->setEnvType(value.get<std::uint64_t>());
+        else if (key == "logLevelType") config_->setLogLevelType(value.get<std::uint64_t>());
+        else if (key == "applicationGroupIdentifier") config_->setApplicationGroupIdentifier(text(value));
+        else if (key == "pushClosed") config_->setPushClosed(value.get<bool>());
+        else if (key == "bannerClosed") config_->setBannerClosed(value.get<bool>());
+        else if (key == "pushProvider") config_->setPushProvider(value.get<std::uint64_t>());
+        else throw std::invalid_argument("unknown configuration field \"" + key + "\"");
+    }
+    if (!fields.contains("applicationGroupIdentifier") && group_) {
+        config_->setApplicationGroupIdentifier(*group_);
+        if (!fields.contains("url")) config_->setUrl(serverURL_);
+    }
+    CorvaneOtManager::startWithConfig(config_);
+    // As in a launching app, the selected tab's top page appears.
+    if (auto stack = std::dynamic_pointer_cast<OTNavigationController>(tabBar_->selectedViewController())) {
+        if (auto top = stack->topViewController()) top->viewDidAppear(true);
+    }
+}
+
+void OTSimulator::showPage(std::size_t line, const json& action) {
+    const std::string state = action.value("state", "shown");
+    if (state == "covered") {
+        window_->addSubview(std::string(kCoverName));
+        return;
+    }
+    if (state == "uncovered") {
+        window_->removeSubview(std::string(kCoverName));
+        return;
+    }
+    if (state != "shown") return error(line, "unknown page state \"" + state + "\"");
+    auto stack = std::dynamic_pointer_cast<OTNavigationController>(tabBar_->selectedViewController());
+    if (!stack) return error(line, "the selected tab has no navigation stack");
+    auto page = std::make_shared<OTViewController>(action.value("page", ""));
+    stack->pushViewController(page, true);
+    navigation_.stackSizes = navigationState().stackSizes;  // the host's own move, not the library's
+    page->viewDidAppear(true);
+}
+
+void OTSimulator::dismiss(std::size_t line) {
+    std::shared_ptr<OTViewController> top = tabBar_;
+    while (auto next = top->presentedViewController()) top = next;
+    if (top == tabBar_) return error(line, "nothing is presented");
+    top->dismissViewController(true);
+    navigation_.presented = navigationState().presented;  // the user's move, not the library's
+}
+
+void OTSimulator::tap(std::size_t line, const std::string& element) {
+    static const std::map<std::string, std::string> kNodes = {
+        {"close", "closeBtn"}, {"image", "imgView"}, {"left", "leftBtn"}, {"right", "rightBtn"}, {"middle", "middleBtn"}};
+    const auto it = kNodes.find(element);
+    if (it == kNodes.end()) return error(line, "unknown element \"" + element + "\"");
+    const auto dialog = window_->scene()->findByName("OTPopWindow");
+    if (!dialog) return error(line, "no dialog on screen");
+    const auto node = dialog->findByName(it->second);
+    if (!node || !node->superview() || !OTHeadlessRenderer::tap(node)) {
+        return error(line, "the dialog on screen has no \"" + element + "\" to tap");
+    }
+}
+
+void OTSimulator::waitFor(std::size_t line, const json& action) {
+    const std::string type = action.value("type", "");
+    const std::string path = action.value("path", "");
+    const auto from = lastActionStart_;
+    const auto seen = [&] {
+        for (auto i = from; i < observations_.size(); ++i) {
+            const auto& o = observations_[i];
+            if (o["type"] == type && (path.empty() || o.value("path", "") == path)) return true;
+        }
+        return false;
+    };
+    const auto timeout = std::chrono::milliseconds(static_cast<long>(action.value("timeout", 5.0) * 1000));
+    pump(timeout, seen);
+    if (!seen()) error(line, "no \"" + type + "\"" + (path.empty() ? "" : " for " + path) + " came in time");
+}
+
+void OTSimulator::setNetwork(std::size_t line, const std::string& state) {
+    if (!config_) return error(line, "the library has not started");
+    if (state == "down") {
+        config_->setUrl(std::string(kClosedServer));
+        reachability_->setFlags(0);
+    } else if (state == "up") {
+        config_->setUrl(serverURL_);
+        reachability_->setFlags(OTManualReachabilitySource::kWiFiFlags);
+    } else {
+        error(line, "unknown network state \"" + state + "\"");
+    }
+}
+
+void OTSimulator::injectFault(std::size_t line, const json& action) {
+    if (!server_) return error(line, "faults need the embedded server");
+    OTDevServer::Fault fault;
+    fault.count = action.value("count", 1);
+    if (action.contains("status")) fault.httpStatus = action["status"].get<int>();
+    if (action.contains("code")) fault.code = action["code"].get<std::int64_t>();
+    fault.delay = std::chrono::milliseconds(static_cast<long>(action.value("delay", 0.0) * 1000));
+    fault.dropConnection = action.value("drop", false);
+    server_->injectFault(action.at("path").get<std::string>(), fault);
+}
+
+// ---- Watching ----
+
+void OTSimulator::pump(std::chrono::milliseconds duration, const std::function<bool()>& done) {
+    const auto until = std::chrono::steady_clock::now() + duration;
+    do {
+        scheduler_->runMainLoopUntil([] { return false; }, 20ms);
+        collect();
+        if (done && done()) return;
+    } while (std::chrono::steady_clock::now() < until);
+}
+
+void OTSimulator::collect() {
+    if (server_) {
+        const auto requests = server_->requests();
+        for (; seenRequests_ < requests.size(); ++seenRequests_) {
+            const auto& request = requests[seenRequests_];
+            observe({{"type", "request"}, {"path", request.path}, {"body", request.body}});
+        }
+    }
+    collectNavigation();
+}
+
+OTSimulator::NavigationState OTSimulator::navigationState() const {
+    NavigationState state;
+    state.selectedTab = tabBar_->selectedIndex();
+    for (const auto& child : tabBar_->viewControllers()) {
+        const auto stack = std::dynamic_pointer_cast<OTNavigationController>(child);
+        state.stackSizes.push_back(stack ? stack->viewControllers().size() : 0);
+    }
+    std::shared_ptr<OTViewController> top = tabBar_;
+    while ((top = top->presentedViewController())) state.presented.push_back(top->className());
+    const auto records = static_cast<OTHeadlessUIHost&>(environment_->uiHost()).records();
+    state.openedURLs = static_cast<std::size_t>(std::count_if(
+        records.begin(), records.end(), [](const std::string& r) { return r.rfind("open url: ", 0) == 0; }));
+    return state;
+}
+
+void OTSimulator::collectNavigation() {
+    const auto now = navigationState();
+    const auto records = static_cast<OTHeadlessUIHost&>(environment_->uiHost()).records();
+    std::size_t opened = 0;
+    for (const auto& record : records) {
+        if (record.rfind("open url: ", 0) != 0) continue;
+        if (++opened > navigation_.openedURLs) {
+            observe({{"type", "navigation"}, {"kind", "url-outside"}, {"target", record.substr(10)}});
+        }
+    }
+    if (now.presented.size() > navigation_.presented.size()) {
+        std::shared_ptr<OTViewController> top = tabBar_;
+        while (auto next = top->presentedViewController()) top = next;
+        if (top->className() == "SFSafariViewController") {
+            observe({{"type", "navigation"}, {"kind", "url-inapp"}, {"target", top->valueForKey("URL").value_or("")}});
+        } else {
+            observe({{"type", "navigation"}, {"kind", "present"}, {"target", top->className()}});
+        }
+    }
+    if (now.selectedTab != navigation_.selectedTab) {
+        const auto selected = std::dynamic_pointer_cast<OTNavigationController>(tabBar_->selectedViewController());
+        const auto top = selected ? selected->topViewController() : nullptr;
+        observe({{"type", "navigation"}, {"kind", "tab"}, {"target", top ? top->className() : std::to_string(now.selectedTab)}});
+    }
+    for (std::size_t i = 0; i < now.stackSizes.size() && i < navigation_.stackSizes.size(); ++i) {
+        if (now.stackSizes[i] <= navigation_.stackSizes[i]) continue;
+        const auto stack = std::dynamic_pointer_cast<OTNavigationController>(tabBar_->viewControllers()[i]);
+        json target = stack->topViewController()->className();
+        observe({{"type", "navigation"},
+                 {"kind", "push"},
+                 {"target", target},
+                 {"properties", stack->topViewController()->propertyValues()}});
+    }
+    navigation_ = now;
+}
+
+// ---- Dialogs ----
+
+void OTSimulator::dialogShown(const std::shared_ptr<OTWindowData>& data) {
+    if (!data) return;
+    observe({{"type", "dialog"},
+             {"campaign", data->windowId().value_or("")},
+             {"style", data->style()},
+             {"title", optionalText(data->title())},
+             {"content", optionalText(data->content())},
+             {"picture", data->picture() ? json(*data->picture()) : json()},
+             {"url", data->h5Url() ? json(*data->h5Url()) : json()},
+             {"buttons",
+              {{"left", optionalText(data->leftBtnAttribute())},
+               {"middle", optionalText(data->middleBtnAttribute())},
+               {"right", optionalText(data->rightBtnAttribute())}}}});
+}
+
+void OTSimulator::dialogReacted(const std::shared_ptr<OTWindowData>& data, std::int64_t type) {
+    const std::string campaign = data ? data->windowId().value_or("") : "";
+    if (type == 1 || type == -1) {
+        writeSnapshot(campaign);
+        return;
+    }
+    observe({{"type", "closed"}, {"campaign", campaign}, {"code", type}});
+}
+
+void OTSimulator::writeSnapshot(const std::string& campaign) {
+    if (!options_.htmlDirectory) return;
+    std::error_code ec;
+    fs::create_directories(*options_.htmlDirectory, ec);
+    const auto& device = environment_->device();
+    const auto file = *options_.htmlDirectory / ("dialog-" + std::to_string(++snapshots_) + "-" + campaign + ".html");
+    std::ofstream(file) << OTHTMLRenderer::render(window_->scene(), {device.screenWidth, device.screenHeight},
+                                                  "dialog " + campaign);
+    observe({{"type", "snapshot"}, {"campaign", campaign}, {"file", file.string()}});
+}
+
+json OTSimulator::finalState() {
+    json nodes = json::array();
+    auto engine = OTSDKManager::sharedManager();
+    if (auto tree = engine->windowRecordTree()) {
+        for (const auto& node : tree->allNodes()) {
+            const auto record = std::static_pointer_cast<OTWindowRecordTreeNode>(node);
+            nodes.push_back({{"id", record->nodeId()},
+                             {"count", record->count()},
+                             {"usedCount", record->usedCount()},
+                             {"clickCount", record->clickCount()},
+                             {"closeCount", record->closeCount()},
+                             {"forbidden", record->forbidden()}});
+        }
+    }
+    return {{"type", "state"},
+            {"dailyPopWindowCount", OTUserConfig::defaultConfig()->dailyPopWindowCount()},
+            {"nodes", nodes},
+            {"offlineWindowEvents", engine->cachedOfflineWindowEvents().size()},
+            {"offlinePushEvents", engine->cachedOfflinePushEvents().size()}};
+}
+
+// ---- Output ----
+
+void OTSimulator::error(std::size_t line, const std::string& message) {
+    observe({{"type", "error"}, {"line", line}, {"message", message}});
+}
+
+void OTSimulator::observe(json observation) {
+    observation["t"] = std::chrono::duration<double>(std::chrono::steady_clock::now() - began_).count();
+    observations_.push_back(observation);
+    print(observation);
+}
+
+void OTSimulator::print(const json& o) {
+    if (options_.json) {
+        out_ << o.dump() << std::endl;
+        return;
+    }
+    const std::string type = o["type"];
+    const std::string at = timeText(o["t"].get<double>());
+    if (type == "action") {
+        out_ << "\n" << at << "  line " << o["line"] << ": " << o["action"].dump() << "\n";
+    } else if (type == "dialog") {
+        const std::string rule(56, '-');
+        out_ << at << "  +" << rule << "\n";
+        out_ << "           | dialog " << text(o["campaign"]) << " (style " << o["style"] << ", "
+             << OTPopWindow::styleLabel(o["style"].get<std::int64_t>()) << ")\n";
+        if (!o["title"].is_null()) out_ << "           | " << text(o["title"]) << "\n";
+        if (!o["content"].is_null()) out_ << "           | " << text(o["content"]) << "\n";
+        if (!o["picture"].is_null()) out_ << "           | picture " << text(o["picture"]) << "\n";
+        if (!o["url"].is_null()) out_ << "           | page " << text(o["url"]) << "\n";
+        std::string buttons;
+        for (const char* key : {"left", "middle", "right"}) {
+            if (!o["buttons"][key].is_null()) buttons += "[ " + text(o["buttons"][key]) + " ]  ";
+        }
+        if (!buttons.empty()) out_ << "           | " << buttons << "\n";
+        out_ << "           +" << rule << "\n";
+    } else if (type == "closed") {
+        static const std::map<std::int64_t, std::string> kCodes = {
+            {2, "picture tapped"}, {3, "closed"}, {4, "left button"}, {5, "right button"}, {6, "middle button"}};
+        const auto code = o["code"].get<std::int64_t>();
+        out_ << at << "  dialog " << text(o["campaign"]) << " closed: " << code << " ("
+             << (kCodes.count(code) ? kCodes.at(code) : "?") << ")\n";
+    } else if (type == "navigation") {
+        out_ << at << "  navigation " << text(o["kind"]) << " -> " << text(o["target"]) << "\n";
+    } else if (type == "request") {
+        const auto& body = o["body"];
+        std::string fields;
+        if (body.is_object()) {
+            for (const char* key : {"appKey", "userId", "token"}) {
+                if (body.contains(key) && !body[key].is_null()) fields += std::string(" ") + key + "=" + text(body[key]);
+            }
+            if (body.contains("events") && body["events"].is_array() && !body["events"].empty()) {
+                const auto& event = body["events"][0];
+                fields += " xwhat=" + text(event.value("xwhat", json("")));
+                const auto context = event.value("xcontext", json::object());
+                for (const char* key : {"activityId", "$dialog_type", "$push_channel"}) {
+                    if (context.is_object() && context.contains(key)) fields += std::string(" ") + key + "=" + text(context[key]);
+                }
+            }
+        }
+        out_ << at << "  server <- " << text(o["path"]) << fields << "\n";
+    } else if (type == "error") {
+        out_ << at << "  !! line " << o["line"] << ": " << text(o["message"]) << "\n";
+    } else if (type == "snapshot") {
+        out_ << at << "  snapshot " << text(o["file"]) << "\n";
+    } else if (type == "state") {
+        out_ << "\n" << at << "  state: daily dialogs " << o["dailyPopWindowCount"] << ", offline queues "
+             << o["offlineWindowEvents"] << " dialog / " << o["offlinePushEvents"] << " push\n";
+        for (const auto& node : o["nodes"]) {
+            out_ << "           campaign " << node["id"] << ": shown " << node["usedCount"] << "/" << node["count"]
+                 << ", clicks " << node["clickCount"] << ", closes " << node["closeCount"]
+                 << (node["forbidden"].get<bool>() ? ", no longer shown" : "") << "\n";
+        }
+    }
+    out_.flush();
+}

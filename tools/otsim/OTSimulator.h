@@ -1,0 +1,112 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+class CorvaneOtConfig;
+class CorvaneOtObserver;
+class OTDevServer;
+class OTEnvironment;
+class OTManualReachabilitySource;
+class OTTabBarController;
+class OTThreadScheduler;
+class OTWindow;
+class OTWindowData;
+
+// A host app without a phone: a real environment over a sandbox folder, the dev server (or a
+// given one), and a scenario of host actions (JSON lines). Everything a user would see and the
+// server would receive is printed as it happens: as text, or as JSON lines with "type" and "t".
+class OTSimulator {
+public:
+    struct Options {
+        std::optional<std::filesystem::path> sandbox;  // a fresh temporary folder when absent
+        std::filesystem::path campaigns;
+        std::optional<std::string> serverURL;  // the embedded dev server when absent
+        bool json = false;
+        std::optional<std::filesystem::path> htmlDirectory;
+        std::int64_t logLevel = 0;
+    };
+
+    OTSimulator(Options options, std::ostream& out);
+    ~OTSimulator();
+    OTSimulator(const OTSimulator&) = delete;
+    OTSimulator& operator=(const OTSimulator&) = delete;
+
+    // Runs every line of the scenario; a bad line is reported and the run goes on. False when the
+    // simulator could not start (no sandbox, no server).
+    bool run(const std::string& scenario);
+    const std::vector<nlohmann::json>& observations() const { return observations_; }
+
+private:
+    struct Page {
+        std::string name;
+        std::vector<std::string> properties;
+    };
+    struct NavigationState {
+        std::int64_t selectedTab = 0;
+        std::vector<std::size_t> stackSizes;
+        std::vector<std::string> presented;
+        std::size_t openedURLs = 0;
+    };
+
+    bool setUp();
+    void tearDown();
+    void step(std::size_t line, const std::string& text);
+    void perform(std::size_t line, const nlohmann::json& action);
+    void declareApp(const nlohmann::json& action);
+    void buildApp();
+    void start(const nlohmann::json& action);
+    void showPage(std::size_t line, const nlohmann::json& action);
+    void tap(std::size_t line, const std::string& element);
+    // The user closes what is presented on top (a browser page, say).
+    void dismiss(std::size_t line);
+    void waitFor(std::size_t line, const nlohmann::json& action);
+    void setNetwork(std::size_t line, const std::string& state);
+    void injectFault(std::size_t line, const nlohmann::json& action);
+    std::shared_ptr<CorvaneOtObserver> observer();
+
+    // Runs the main loop for `duration` of real time, collecting what happened meanwhile.
+    void pump(std::chrono::milliseconds duration, const std::function<bool()>& done = {});
+    void collect();
+    void collectNavigation();
+    NavigationState navigationState() const;
+
+    void observe(nlohmann::json observation);
+    void print(const nlohmann::json& observation);
+    void error(std::size_t line, const std::string& message);
+    void dialogShown(const std::shared_ptr<OTWindowData>& data);
+    void dialogReacted(const std::shared_ptr<OTWindowData>& data, std::int64_t type);
+    void writeSnapshot(const std::string& campaign);
+    nlohmann::json finalState();
+
+    Options options_;
+    std::ostream& out_;
+    std::chrono::steady_clock::time_point began_;
+    std::vector<nlohmann::json> observations_;
+    std::filesystem::path sandbox_;
+    bool temporarySandbox_ = false;
+    std::unique_ptr<OTDevServer> server_;
+    std::string serverURL_;
+    std::shared_ptr<OTEnvironment> environment_;
+    std::shared_ptr<OTThreadScheduler> scheduler_;
+    std::shared_ptr<OTManualReachabilitySource> reachability_;
+    std::vector<Page> pages_;
+    std::vector<std::vector<std::string>> tabs_;
+    std::shared_ptr<OTTabBarController> tabBar_;
+    std::shared_ptr<OTWindow> window_;
+    std::shared_ptr<CorvaneOtObserver> observer_;
+    std::optional<std::string> group_;
+    std::shared_ptr<CorvaneOtConfig> config_;
+    std::size_t seenRequests_ = 0;
+    std::size_t lastActionStart_ = 0;
+    NavigationState navigation_;
+    std::size_t snapshots_ = 0;
+};

@@ -1,0 +1,54 @@
+// otsim: a host app without a phone, running CorvaneOstrel against the development server.
+#include <CLI/CLI.hpp>
+
+#include <fstream>
+#include <iostream>
+#include <sstream>
+
+#include "OTSimulator.h"
+
+int main(int argc, char** argv) {
+    CLI::App app{
+        "otsim: runs CorvaneOstrel in a simulated host app and prints what a user would see and what the\n"
+        "server received. The scenario is a file of JSON lines, one host action each (see README.md);\n"
+        "without one the bundled demo runs. \"-\" reads the scenario from standard input."};
+    std::string scenario;
+    std::string sandbox;
+    std::string campaigns = OT_DEFAULT_CAMPAIGNS;
+    std::string server;
+    std::string html;
+    bool json = false;
+    std::int64_t logLevel = 0;
+    app.add_option("scenario", scenario, "scenario file (JSON lines)");
+    app.add_option("--sandbox", sandbox, "keep the app's files in this folder (default: a fresh temporary one)");
+    app.add_option("--campaigns", campaigns, "campaign folder for the embedded dev server")->capture_default_str();
+    app.add_option("--server", server, "use this server instead of the embedded one");
+    app.add_flag("--json", json, "print observations as JSON lines");
+    app.add_option("--html", html, "write an HTML snapshot of each dialog shown into this folder");
+    app.add_option("--log-level", logLevel, "library console level: 0 none, 1 all but data, 3/4/5 one level, 6 all")
+        ->capture_default_str();
+    CLI11_PARSE(app, argc, argv);
+
+    std::string text;
+    if (scenario == "-") {
+        text.assign(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
+    } else {
+        std::ifstream in(scenario.empty() ? std::string(OT_DEMO_SCENARIO) : scenario);
+        if (!in) {
+            std::cerr << "otsim: cannot read " << (scenario.empty() ? OT_DEMO_SCENARIO : scenario) << "\n";
+            return 1;
+        }
+        std::stringstream buffer;
+        buffer << in.rdbuf();
+        text = buffer.str();
+    }
+    OTSimulator::Options options;
+    if (!sandbox.empty()) options.sandbox = sandbox;
+    options.campaigns = campaigns;
+    if (!server.empty()) options.serverURL = server;
+    options.json = json;
+    if (!html.empty()) options.htmlDirectory = html;
+    options.logLevel = logLevel;
+    OTSimulator simulator(options, std::cout);
+    return simulator.run(text) ? 0 : 1;
+}
