@@ -1,0 +1,125 @@
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "support/OTTestEnvironment.h"
+
+using nlohmann::json;
+
+namespace {
+// Runs the otsim program with `arguments` and reads its JSON lines.
+std::vector<json> runSimulator(const std::string& arguments) {
+    const std::string command = std::string(OTSIM_PATH) + " --json " + arguments + " 2>/dev/null";
+    std::vector<json> observations;
+    FILE* pipe = ::popen(command.c_str(), "r");
+    if (pipe == nullptr) return observations;
+    std::string line;
+    char buffer[65536];
+    while (std::fgets(buffer, sizeof buffer, pipe) != nullptr) {
+        line += buffer;
+        if (line.empty() || line.back() != '\n') continue;
+        observations.push_back(json::parse(line, nullptr, false));
+        line.clear();
+    }
+    EXPECT_EQ(::pclose(pipe), 0);
+    return observations;
+}
+
+std::vector<json> ofType(const std::vector<json>& observations, const std::string& type) {
+    std::vector<json> found;
+    for (const auto& o : observations) {
+        if (o.value("type", "") == type) found.push_back(o);
+    }
+    return found;
+}
+}  // namespace
+
+TEST(OTSimulator, TheDemoShowsDialogsFollowsLinksQueuesOfflineAndHitsTheDailyCap) {
+    OTTestEnvironment test;  // a scratch folder for the snapshots
+    const auto html = test.root() / "html";
+    const auto observations = runSimulator(std::string(OT_DEMO_SCENARIO) + " --html " + html.string());
+    ASSERT_FALSE(observations.empty());
+    for (const auto& o : observations) {
+        ASSERT_FALSE(o.is_discarded());
+        EXPECT_TRUE(o.contains("type") && o["t"].is_number()) << o.dump();
+    }
+    EXPECT_TRUE(ofType(observations, "error").empty()) << json(ofType(observations, "error")).dump();
+
+    const auto dialogs = ofType(observations, "dialog");
+    ASSERT_EQ(dialogs.size(), 3u);
+    EXPECT_EQ(dialogs[0]["campaign"], "103");
+    EXPECT_EQ(dialogs[0]["style"], 3);
+    EXPECT_EQ(dialogs[0]["title"], "Welcome");
+    EXPECT_EQ(dialogs[0]["buttons"], (json{{"left", "Later"}, {"middle", nullptr}, {"right", "Show me"}}));
+    EXPECT_EQ(dialogs[1]["campaign"], "102");
+    EXPECT_EQ(dialogs[1]["title"], "Thanks, Ann!");  // the event's property filled in
+    EXPECT_EQ(dialogs[2]["campaign"], "101");
+    EXPECT_EQ(dialogs[2]["content"], nullptr);
+
+    std::vector<std::string> closed;
+    for (const auto& o : ofType(observations, "closed")) closed.push_back(o["campaign"].get<std::string>() + ":" + o["code"].dump());
+    EXPECT_EQ(closed, (std::vector<std::string>{"103:5", "102:6", "101:3"}));
+    std::vector<std::string> navigation;
+    for (const auto& o : ofType(observations, "navigation")) navigation.push_back(o["kind"].get<std::string>() + " " + o["target"].get<std::string>());
+    EXPECT_EQ(navigation, (std::vector<std::string>{"url-inapp https://shop.example.com/new", "tab MineVC"}));
+
+    // The close report went out only after the network came back.
+    std::size_t upAt = 0, reportAt = 0;
+    for (std::size_t i = 0; i < observations.size(); ++i) {
+        const auto& o = observations[i];
+        if (o["type"] == "action" && o["action"].value("state", "") == "up") upAt = i;
+        if (o["type"] == "request" && o["path"] == "/push/sdk/in_app/callback" &&
+            o["body"]["events"][0]["xwhat"] == "$closeDialog") {
+            reportAt = i;
+        }
+    }
+    EXPECT_GT(upAt, 0u);
+    EXPECT_GT(reportAt, upAt);
+    bool triggered = false;
+    for (const auto& o : ofType(observations, "request")) triggered |= o["path"] == "/push/sdk/event/trigger";
+    EXPECT_TRUE(triggered);
+
+    const auto state = observations.back();
+    ASSERT_EQ(state["type"], "state");
+    EXPECT_EQ(state["dailyPopWindowCount"], 5);
+    EXPECT_EQ(state["offlineWindowEvents"], 1);  // kept in memory after the flush, as designed
+    EXPECT_EQ(state["offlinePushEvents"], 0);
+    ASSERT_EQ(state["nodes"].size(), 4u);
+    EXPECT_EQ(state["nodes"][3]["id"], 104);
+    EXPECT_EQ(state["nodes"][3]["usedCount"], 0);  // the survey came after the daily cap
+    EXPECT_EQ(ofType(observations, "snapshot").size(), 3u);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(html), std::filesystem::directory_iterator()), 3);
+}
+
+TEST(OTSimulator, BadLinesAreReportedWithTheirNumberAndTheRunGoesOn) {
+    OTTestEnvironment test;
+    const auto scenario = test.root() / "bad.jsonl";
+    std::ofstream(scenario) << "{\"action\":\"observe\",\"group\":\"group.demo\"}\n"
+                               "{not json\n"
+                               "\n"
+                               "{\"action\":\"fly\"}\n"
+                               "{\"action\":\"tap\",\"element\":\"close\"}\n"
+                               "{\"action\":\"start\",\"config\":{\"appKey\":\"k\",\"colour\":\"red\"}}\n"
+                               "[1,2]\n"
+                               "{\"action\":\"waitFor\",\"type\":\"dialog\",\"timeout\":0.2}\n"
+                               "{\"action\":\"dialogVisible\",\"visible\":false}\n";
+    const auto observations = runSimulator(scenario.string());
+    std::vector<std::string> errors;
+    for (const auto& o : ofType(observations, "error")) errors.push_back(o["line"].dump() + " " + o["message"].get<std::string>());
+    ASSERT_EQ(errors.size(), 6u);
+    EXPECT_EQ(errors[0], "2 not a JSON object: {not json");
+    EXPECT_EQ(errors[1], "4 unknown action \"fly\"");
+    EXPECT_EQ(errors[2], "5 no dialog on screen");
+    EXPECT_EQ(errors[3], "6 bad action: unknown configuration field \"colour\"");
+    EXPECT_EQ(errors[4], "7 not a JSON object: [1,2]");
+    EXPECT_EQ(errors[5], "8 no \"dialog\" came in time");
+    const auto actions = ofType(observations, "action");
+    ASSERT_FALSE(actions.empty());
+    EXPECT_EQ(actions.back()["line"], 9);
+    EXPECT_EQ(observations.back()["type"], "state");
+}
