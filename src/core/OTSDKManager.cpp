@@ -1086,8 +1086,8 @@ void OTSDKManager::triggerEvent(const std::shared_ptr<OTEvent>& event) {
 double OTSDKManager::reportTime() const {
     const double seconds =
         std::chrono::duration<double>(environment_.clock().now().time_since_epoch()).count() + calibrationTime();
-    // Whole milliseconds, rounded as the server has always received them.
-    return std::round(seconds * 1000.0);
+    // Whole milliseconds, rounded as "%.f" rounds (to nearest, ties to even).
+    return std::nearbyint(seconds * 1000.0);
 }
 
 void OTSDKManager::reportWindowEventWithName(const std::string& name, std::int64_t type,

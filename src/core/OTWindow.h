@@ -29,7 +29,7 @@ public:
         std::string name;
         bool isWebView = false;
         std::optional<std::string> url;
-        std::shared_ptr<OTSceneNode> node;  // drawn views; named placeholders have none
+        std::shared_ptr<OTSceneNode> node;  // drawn views only; views known by name alone have none
     };
 
     std::vector<std::string> subviews() const;
