@@ -1,0 +1,175 @@
+// otbench: how fast the library's hot paths run. Each benchmark installs a deterministic
+// environment (virtual clock, manual scheduler, a temporary sandbox) of its own.
+#include <benchmark/benchmark.h>
+
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "core/OTNavigationController.h"
+#include "core/OTSDKManager.h"
+#include "core/OTWindow.h"
+#include "model/OTEvent.h"
+#include "model/OTWindowData.h"
+#include "platform/OTDataArchiver.h"
+#include "platform/OTEnvironment.h"
+#include "platform/OTHeadlessUIHost.h"
+#include "platform/OTJSONWriter.h"
+#include "platform/OTManualScheduler.h"
+#include "platform/OTRecordingConsole.h"
+#include "platform/OTTextMeasurer.h"
+#include "platform/OTVirtualClock.h"
+#include "ui/OTPopWindow.h"
+
+using nlohmann::json;
+namespace fs = std::filesystem;
+
+namespace {
+// A scratch environment for one benchmark run.
+class Scratch {
+public:
+    Scratch() {
+        std::string pattern = (fs::temp_directory_path() / "otbench-XXXXXX").string();
+        root_ = ::mkdtemp(pattern.data()) != nullptr ? fs::path(pattern) : fs::temp_directory_path() / "otbench";
+        auto clock = std::make_shared<OTVirtualClock>(OTVirtualClock::defaultStart(), std::chrono::hours(8));
+        scheduler_ = std::make_shared<OTManualScheduler>(clock);
+        OTEnvironment::Parts parts;
+        parts.clock = clock;
+        parts.scheduler = scheduler_;
+        parts.sandboxRoot = root_;
+        parts.console = std::make_shared<OTRecordingConsole>();
+        host_ = std::make_shared<OTHeadlessUIHost>();
+        parts.uiHost = host_;
+        environment_ = std::make_shared<OTEnvironment>(std::move(parts));
+        OTEnvironment::install(environment_);
+    }
+    ~Scratch() {
+        environment_->shutdown();
+        OTEnvironment::install(nullptr);
+        std::error_code ec;
+        fs::remove_all(root_, ec);
+    }
+    OTManualScheduler& scheduler() { return *scheduler_; }
+    OTHeadlessUIHost& host() { return *host_; }
+
+private:
+    fs::path root_;
+    std::shared_ptr<OTManualScheduler> scheduler_;
+    std::shared_ptr<OTHeadlessUIHost> host_;
+    std::shared_ptr<OTEnvironment> environment_;
+};
+
+json campaign(int id, const char* what) {
+    return {{"id", std::to_string(id)},
+            {"type", 1},
+            {"style", 3},
+            {"count", 3},
+            {"startTime", "2024-01-01 00:00:00"},
+            {"endTime", "2030-12-31 23:59:59"},
+            {"preEvents", {{{"xwhat", what}}}},
+            {"event",
+             {{"xwhat", what},
+              {"rule", {{{"field", "price"}, {"dataType", "number"}, {"function", "GT"}, {"value", {"100"}}}}}}},
+            {"title", {{"text", "Hello ${event.name}"}, {"size", "36pd"}}},
+            {"buttonRight", {{"text", "Go"}, {"clickEvent", "DetailVC?id=1"}}}};
+}
+
+std::vector<std::shared_ptr<OTWindowData>> campaigns(int count, const char* what) {
+    std::vector<std::shared_ptr<OTWindowData>> list;
+    for (int i = 0; i < count; ++i) {
+        auto data = std::make_shared<OTWindowData>();
+        data->setModelWithDic(campaign(i + 1, what));
+        list.push_back(data);
+    }
+    return list;
+}
+}  // namespace
+
+// One analytics event walked past every in-app campaign (none matches).
+static void BM_MatchWalk(benchmark::State& state) {
+    Scratch scratch;
+    auto engine = OTSDKManager::sharedManager();
+    engine->setInAppDataArray(campaigns(static_cast<int>(state.range(0)), "other"));
+    const json event = {{"xwhat", "buy"}, {"xcontext", {{"price", 150}}}};
+    for (auto _ : state) {
+        engine->triggerEventMatchWithData(event);
+        scratch.scheduler().runUntilIdle();
+    }
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(BM_MatchWalk)->Arg(100)->Arg(1000)->Arg(10000)->Unit(benchmark::kMicrosecond);
+
+// An incoming event against one condition with a number predicate.
+static void BM_EventMatchesCondition(benchmark::State& state) {
+    Scratch scratch;
+    OTEvent incoming, condition;
+    incoming.setModelWithDic({{"xwhat", "buy"}, {"xcontext", {{"price", 150}, {"name", "Ann"}}}});
+    condition.setModelWithDic(campaign(1, "buy")["event"]);
+    for (auto _ : state) benchmark::DoNotOptimize(incoming.matches(&condition));
+}
+BENCHMARK(BM_EventMatchesCondition);
+
+// A campaign object from the server into its record.
+static void BM_CampaignFromJSON(benchmark::State& state) {
+    Scratch scratch;
+    const json dic = campaign(1, "buy");
+    for (auto _ : state) {
+        OTWindowData data;
+        data.setModelWithDic(dic);
+        benchmark::DoNotOptimize(data.windowId());
+    }
+}
+BENCHMARK(BM_CampaignFromJSON);
+
+// The campaign list file written and read back (keyed archive, binary property list).
+static void BM_CampaignArchiveRoundTrip(benchmark::State& state) {
+    Scratch scratch;
+    const auto list = campaigns(static_cast<int>(state.range(0)), "buy");
+    const auto path = OTEnvironment::current()->sandbox().documentsDirectory() / "OTInAppWindowData.plist";
+    for (auto _ : state) {
+        OTDataArchiver::setData(list, path);
+        benchmark::DoNotOptimize(OTDataArchiver::getObjectsForPath<OTWindowData>(path));
+    }
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(BM_CampaignArchiveRoundTrip)->Arg(10)->Arg(1000)->Unit(benchmark::kMillisecond);
+
+// A text dialog measured, laid out, shown and closed on a headless screen.
+static void BM_TextDialogLayout(benchmark::State& state) {
+    Scratch scratch;
+    auto window = std::make_shared<OTWindow>(OTNavigationController::withRoot(std::make_shared<OTViewController>("HomeVC")));
+    scratch.host().setWindows({window});
+    auto data = std::make_shared<OTWindowData>();
+    data->setModelWithDic(campaign(1, "buy"));
+    for (auto _ : state) {
+        auto dialog = std::make_shared<OTPopWindow>();
+        dialog->popWithData(data, nullptr);
+        dialog->closeWithCompletion(nullptr);
+        scratch.scheduler().advance(std::chrono::milliseconds(250));
+    }
+}
+BENCHMARK(BM_TextDialogLayout)->Unit(benchmark::kMicrosecond);
+
+// The Linux text model over a long mixed text.
+static void BM_TextModelHeight(benchmark::State& state) {
+    std::string text;
+    while (text.size() < static_cast<std::size_t>(state.range(0))) text += "New arrivals every week. 每周都有新品。 ";
+    for (auto _ : state) benchmark::DoNotOptimize(OTTextMeasurer::modelHeight(text, 15.24, 5, 306.7));
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(text.size()));
+}
+BENCHMARK(BM_TextModelHeight)->Arg(1024)->Arg(100 * 1024)->Unit(benchmark::kMicrosecond);
+
+// The pretty JSON body of one usage report.
+static void BM_ReportBody(benchmark::State& state) {
+    Scratch scratch;
+    OTEvent event;
+    event.setModelWithDic({{"xwhat", "$impDialog"}, {"xwhen", 1714521600000.0},
+                           {"xcontext", {{"activityId", "101"}, {"$dialog_type", 1}, {"$lib_version", "2.2.2"}}}});
+    for (auto _ : state) {
+        const json body = {{"os", {{"brand", "iphone"}, {"platform", "ios"}}}, {"events", json::array({event.toDictionary()})}};
+        benchmark::DoNotOptimize(OTJSONWriter::prettyString(body));
+    }
+}
+BENCHMARK(BM_ReportBody);
+
+BENCHMARK_MAIN();
