@@ -1,5 +1,7 @@
 #include "ui/OTWebController.h"
 
+#include <algorithm>
+
 #include "core/OTNavigationController.h"
 #include "platform/OTEnvironment.h"
 #include "platform/OTImage.h"
@@ -89,9 +91,13 @@ std::shared_ptr<OTSceneNode> OTWebController::webNode() {
 
 std::shared_ptr<OTSceneNode> OTWebController::progress() {
     if (!progress_) {
+        // The bar's track, and the tinted part that shows how far the page has loaded.
         progress_ = std::make_shared<OTSceneNode>(OTSceneNode::Role::View, "progress");
         progress_->setFrame({{0, 0}, {view()->ot_width(), 2}});
-        progress_->setBackgroundColor(loadingProgressColor_.value_or(OTColor(0, 1, 0, 1)));
+        auto tint = std::make_shared<OTSceneNode>(OTSceneNode::Role::View, "progressTint");
+        tint->setBackgroundColor(loadingProgressColor_.value_or(OTColor(0, 1, 0, 1)));
+        progress_->addSubview(tint);
+        layoutProgress();
     }
     return progress_;
 }
@@ -144,6 +150,12 @@ void OTWebController::resizeFrame(const OTSize& size) {
     wkWebView()->setFrame({{0, 0}, size});
     webNode()->setFrame({{0, 0}, size});
     progress()->setFrame({{0, 0}, {size.width, 2}});
+    layoutProgress();
+}
+
+void OTWebController::layoutProgress() {
+    const auto& tint = progress()->subviews().front();
+    tint->setFrame({{0, 0}, {progress()->ot_width() * std::clamp(progressValue_, 0.0, 1.0), 2}});
 }
 
 void OTWebController::wkWebViewReload() { wkWebView()->reload(); }
@@ -197,6 +209,7 @@ void OTWebController::didFailProvisionalNavigation(const std::string& error) {
 
 void OTWebController::estimatedProgressDidChange(double value) {
     progressValue_ = static_cast<float>(value);
+    layoutProgress();
     if (progressValue_ != 1.0) return;
     OTEnvironment::current()->mainQueue()->after(std::chrono::milliseconds(200), [weak = weakSelf()] {
         if (auto self = weak.lock()) self->progress()->setHidden(true);

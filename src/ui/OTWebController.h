@@ -67,6 +67,7 @@ public:
 
 private:
     std::weak_ptr<OTWebController> weakSelf();
+    void layoutProgress();
 
     OTRect frame_;
     std::optional<std::string> urlString_;

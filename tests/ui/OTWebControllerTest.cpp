@@ -45,6 +45,7 @@ TEST(OTWebController, LoadsShowsProgressAndRecoversFromAFailedStart) {
     web->start();
     web->setProgress(0.4);
     EXPECT_FLOAT_EQ(controller->progressValue(), 0.4f);
+    EXPECT_FLOAT_EQ(controller->progress()->subviews()[0]->ot_width(), 390 * 0.4f);
     web->setProgress(1.0);
     web->setProgress(1.0);
     EXPECT_FALSE(controller->progress()->hidden());
