@@ -297,13 +297,15 @@ void OTPopWindow::fitTextAndImage() {
 // ---- Layout ----
 
 void OTPopWindow::startLayout() {
+    const auto style = data_ ? data_->style() : 0;
+    // An unknown style shows nothing at all: no overlay is left over the app.
+    if (style < 1 || style > 4) return;
     if (auto window = OTNavigation::keyWindow()) window->addSubview(node_);
     node_->addSubview(backgroundView());
     backgroundView()->setAlpha(0.2);
     node_->setAlpha(1.0);
     const auto& m = metrics_;
     const OTPoint center{m.W / 2, m.H / 2};
-    const auto style = data_ ? data_->style() : 0;
     switch (style) {
         case 1: {
             node_->addSubview(imgView());

@@ -272,6 +272,7 @@ TEST(OTPopWindow, WebPageDialogsAndToolWindowsAndUnknownStyles) {
     EXPECT_TRUE(s.events.empty());
     EXPECT_TRUE(unknown->isShowing());  // a fresh window counts as showing, and is never registered
     EXPECT_EQ(OTPopWindowManager::sharedManager()->popWindows().size(), 1u);  // the web page dialog
+    EXPECT_EQ(unknown->node()->superview(), nullptr);                          // and nothing is laid over the app
 }
 
 TEST(OTPopWindow, HostileCampaignsFallBackWithoutCrashing) {
@@ -293,8 +294,10 @@ TEST(OTPopWindow, HostileCampaignsFallBackWithoutCrashing) {
             s.test.scheduler().advance(50ms);
         }
     }
-    // The 100 KB texts were measured by the text model and clamped to the screen.
+    // The 100 KB texts were measured by the text model and clamped to the screen, and nothing
+    // is left over the app.
     s.test.scheduler().runUntilIdle();
+    EXPECT_TRUE(s.window->scene()->subviews().empty());
 }
 
 TEST(OTPopWindow, HTMLDrawsEachStyleWithItsBoxesAtTheComputedFrames) {
