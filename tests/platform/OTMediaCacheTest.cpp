@@ -116,8 +116,10 @@ TEST(OTDownloadManager, DownloadsOnceFromTheServerAndReportsFailuresTheirWay) {
     };
     const auto download = [&](const std::optional<std::string>& address) {
         auto answer = std::make_shared<Answer>();
+        // Completions come on the download's thread; the answer is read on the main queue.
         manager->downloadImageWithURL(address, [answer](const auto& image, const auto& data, const auto& error, bool finished) {
-            *answer = {image, data, error, finished, true};
+            OTEnvironment::current()->mainQueue()->async(
+                [answer, image, data, error, finished] { *answer = {image, data, error, finished, true}; });
         });
         EXPECT_TRUE(test.scheduler().runUntil([&] { return answer->called; }, 10s));
         return *answer;
@@ -127,6 +129,8 @@ TEST(OTDownloadManager, DownloadsOnceFromTheServerAndReportsFailuresTheirWay) {
     EXPECT_EQ(first.image->size(), (OTSize{600, 300}));
     EXPECT_EQ(first.data, mediaFile("coupon.png"));  // as downloaded: no codec re-encodes it here
     EXPECT_TRUE(first.finished);
+    // Stored right after the first caller is answered.
+    ASSERT_TRUE(test.scheduler().runUntil([&] { return OTImageDiskCache::cache()->containsImageDataForKey(url); }, 10s));
     const auto second = download(url);
     EXPECT_EQ(second.data, first.data);
     EXPECT_EQ(server.requestsTo("/media/coupon.png").size(), 1u);
@@ -138,6 +142,7 @@ TEST(OTDownloadManager, DownloadsOnceFromTheServerAndReportsFailuresTheirWay) {
     EXPECT_EQ(none.error->localizedDescription, "Image url is nil");
     EXPECT_TRUE(none.finished);
     const auto missing = download(server.baseURL() + "/media/nothing.png");
+    ASSERT_TRUE(test.scheduler().runUntil([&] { return log(test).find("图片下载失败") != std::string::npos; }, 10s));
     ASSERT_TRUE(missing.error);
     EXPECT_EQ(missing.error->code, 404);
     EXPECT_TRUE(missing.finished);
@@ -154,17 +159,18 @@ TEST(OTDownloadManager, DownloadsOnceFromTheServerAndReportsFailuresTheirWay) {
                                       EXPECT_FALSE(file);
                                       EXPECT_TRUE(error);
                                       EXPECT_FALSE(finished);
-                                      called = true;
+                                      OTEnvironment::current()->mainQueue()->async([&] { called = true; });
                                   });
     ASSERT_TRUE(test.scheduler().runUntil([&] { return called; }, 10s));
-    EXPECT_NE(log(test).find("视频下载失败："), std::string::npos);
+    // Logged right after the caller is answered.
+    EXPECT_TRUE(test.scheduler().runUntil([&] { return log(test).find("视频下载失败：") != std::string::npos; }, 10s));
 
     std::optional<std::string> fileURL;
     const std::string video = server.baseURL() + "/media/survey.html";
     manager->downloadVideoWithURL(video, [&](const auto& file, const auto& error, bool finished) {
         EXPECT_FALSE(error);
         EXPECT_TRUE(finished);
-        fileURL = file.value_or("");
+        OTEnvironment::current()->mainQueue()->async([&, path = file.value_or("")] { fileURL = path; });
     });
     ASSERT_TRUE(test.scheduler().runUntil([&] { return fileURL.has_value(); }, 10s));
     auto videos = OTVideoDiskCache::cache();
