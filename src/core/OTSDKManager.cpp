@@ -90,7 +90,7 @@ void OTSDKManager::registerNotifications() {
     // Registered during construction, before any owner exists to hold weakly; the destructor
     // removes it.
     environment_.notificationCenter().addObserver(
-        this, kNetworkDidChangeNotification, [this](const OTNotificationCenter::Notification& notification) {
+        this, OTReachability::kNetworkDidChangeNotification, [this](const OTNotificationCenter::Notification& notification) {
             networkStatusDidChange(notification.objectAs<OTReachability>());
         });
 }
@@ -913,135 +913,126 @@ void OTSDKManager::getListData(bool force) {
     if (!configuration || !configuration->bannerClosed()) loadBanners();
 }
 
-void OTSDKManager::getInAppList() {
-    const nlohmann::json body = listRequestBody();
+void OTSDKManager::downloadList(const char* path, const char* dataFormat, std::atomic<std::uint64_t> OTSDKManager::*retries,
+                                void (OTSDKManager::*again)(), ListAnswer handle) {
     std::weak_ptr<OTSDKManager> weak = weak_from_this();
     OTNetwork::networkWithGroupIdentifier(groupIdentifier().value_or(""))
         ->postRequestWithRelativeURLStr(
-            "/push/sdk/in_app", nullptr, body,
-            [weak](const OTNetwork::Response& response, const std::string& data) {
+            path, nullptr, listRequestBody(),
+            [weak, dataFormat, handle = std::move(handle)](const OTNetwork::Response& response, const std::string& data) {
                 auto self = weak.lock();
                 if (!self) return;
                 self->setIsPullingData(false);
                 if (!acceptedStatus(response.statusCode)) return;
                 const auto answer = parseAnswer(data);
                 const auto code = answerCode(answer, -1);
-                if (code != 0) {
-                    OTLog(OTLogger::kLevelError, "code:%@\nmessage:%@\n", code, answerMessage(answer));
-                    if (code == 10001) {
-                        OTLog(OTLogger::kLevelError, "token 失效，重新 login");
-                        if (++self->inAppRetryCount_ <= self->maxRetryCount()) {
-                            self->loginWithCompletion([weak] {
-                                if (auto engine = weak.lock()) engine->getInAppList();
-                            });
-                        }
-                    }
-                } else {
-                    auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(self->groupIdentifier());
-                    settings->setLastBackgroundUpdateTime(self->lastBackgroundUpdateTime());
-                    settings->setLastIPhoneUpdateTime(self->environment_.clock().now());
-                    std::vector<std::shared_ptr<OTWindowData>> campaigns;
-                    const auto list = answer.value("data", nlohmann::json());
-                    auto fresh = OTWindowRecordTree::defaultTree();
-                    if (list.is_array() && !list.empty()) {
-                        fresh->removeAllTreeNodes();
-                        for (const auto& element : list) {
-                            auto campaign = std::make_shared<OTWindowData>();
-                            campaign->setModelWithDic(element);
-                            campaigns.push_back(campaign);
-                            auto node = std::make_shared<OTWindowRecordTreeNode>();
-                            node->setNodeId(campaign->windowIdIntegerValue());
-                            node->setCount(campaign->count());
-                            node->setStartTime(campaign->startTime());
-                            node->setEndTime(campaign->endTime());
-                            node->setCloseDialogType(campaign->closeDialogType());
-                            node->setClickRule(campaign->clickRule());
-                            node->setCloseRule(campaign->closeRule());
-                            fresh->addTreeNode(node);
-                            if ((campaign->style() == 1 || campaign->style() == 2) && campaign->picture() &&
-                                !campaign->picture()->empty()) {
-                                self->prefetchImage(*campaign->picture());
-                            }
-                        }
-                    }
-                    self->setInAppDataArray(campaigns);
-                    if (auto tree = self->windowRecordTree()) tree->updateWithTree(*fresh);
-                    self->clearTreeNodeActivateState();
-                    self->syncRecordTree();
-                    if (!campaigns.empty()) self->reportWindowEventWithName("$pullDialog", 0, campaigns.front());
-
-                    // Only the opening page view is worth a late dialog: the first waiting one is replayed.
-                    auto& console = self->environment_.console();
-                    const auto waiting = self->waitingEvents();
-                    nlohmann::json described = nlohmann::json::array();
-                    for (const auto& event : waiting) described.push_back(event->description());
-                    const OTLogArgument waitingArgument[] = {described};
-                    console.print(OTLogFormatter::format("waitingEvents:%@", waitingArgument));
-                    self->setWaitingEvents({});
-                    for (const auto& event : waiting) {
-                        const OTLogArgument eventArgument[] = {event};
-                        console.print(OTLogFormatter::format("event:%@", eventArgument));
-                        if (event->xwhat() == "$pageview") {
-                            self->triggerEventMatchInApp(event, 0);
-                            break;
-                        }
-                    }
-                    self->syncInAppData();
-                }
-                OTLog(OTLogger::kLevelData, "in_app data:\n%@", answer.is_discarded() ? nlohmann::json(data) : answer);
+                if (code != 0) OTLog(OTLogger::kLevelError, "code:%@\nmessage:%@\n", code, answerMessage(answer));
+                handle(*self, code, answer);
+                OTLog(OTLogger::kLevelData, dataFormat, answer.is_discarded() ? nlohmann::json(data) : answer);
             },
-            [weak](const OTNetwork::Error& error) {
+            [weak, retries, again](const OTNetwork::Error& error) {
                 auto self = weak.lock();
                 if (!self) return;
                 self->setIsPullingData(false);
-                self->retryAfterTransportFailure(self->inAppRetryCount_, error.code, error.localizedDescription, [weak] {
-                    if (auto engine = weak.lock()) engine->getInAppList();
+                self->retryAfterTransportFailure((*self).*retries, error.code, error.localizedDescription, [weak, again] {
+                    if (auto engine = weak.lock()) ((*engine).*again)();
                 });
             });
 }
 
+void OTSDKManager::loginAgainWithin(std::atomic<std::uint64_t>& retries, std::function<void()> retry) {
+    if (++retries > maxRetryCount()) return;
+    loginWithCompletion(std::move(retry));
+}
+
+void OTSDKManager::getInAppList() {
+    downloadList("/push/sdk/in_app", "in_app data:\n%@", &OTSDKManager::inAppRetryCount_, &OTSDKManager::getInAppList,
+                 [](OTSDKManager& engine, std::int64_t code, const nlohmann::json& answer) {
+                     if (code == 0) return engine.acceptInAppList(answer);
+                     if (code != 10001) return;
+                     OTLog(OTLogger::kLevelError, "token 失效，重新 login");
+                     engine.loginAgainWithin(engine.inAppRetryCount_, [weak = engine.weak_from_this()] {
+                         if (auto again = weak.lock()) again->getInAppList();
+                     });
+                 });
+}
+
+void OTSDKManager::acceptInAppList(const nlohmann::json& answer) {
+    auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(groupIdentifier());
+    settings->setLastBackgroundUpdateTime(lastBackgroundUpdateTime());
+    settings->setLastIPhoneUpdateTime(environment_.clock().now());
+    std::vector<std::shared_ptr<OTWindowData>> campaigns;
+    const auto list = answer.value("data", nlohmann::json());
+    auto fresh = OTWindowRecordTree::defaultTree();
+    if (list.is_array() && !list.empty()) {
+        fresh->removeAllTreeNodes();
+        for (const auto& element : list) {
+            auto campaign = std::make_shared<OTWindowData>();
+            campaign->setModelWithDic(element);
+            campaigns.push_back(campaign);
+            auto node = std::make_shared<OTWindowRecordTreeNode>();
+            node->setNodeId(campaign->windowIdIntegerValue());
+            node->setCount(campaign->count());
+            node->setStartTime(campaign->startTime());
+            node->setEndTime(campaign->endTime());
+            node->setCloseDialogType(campaign->closeDialogType());
+            node->setClickRule(campaign->clickRule());
+            node->setCloseRule(campaign->closeRule());
+            fresh->addTreeNode(node);
+            if ((campaign->style() == 1 || campaign->style() == 2) && campaign->picture() &&
+                !campaign->picture()->empty()) {
+                prefetchImage(*campaign->picture());
+            }
+        }
+    }
+    setInAppDataArray(campaigns);
+    if (auto tree = windowRecordTree()) tree->updateWithTree(*fresh);
+    clearTreeNodeActivateState();
+    syncRecordTree();
+    if (!campaigns.empty()) reportWindowEventWithName("$pullDialog", 0, campaigns.front());
+
+    // Only the opening page view is worth a late dialog: the first waiting one is replayed.
+    auto& console = environment_.console();
+    const auto waiting = waitingEvents();
+    nlohmann::json described = nlohmann::json::array();
+    for (const auto& event : waiting) described.push_back(event->description());
+    const OTLogArgument waitingArgument[] = {described};
+    console.print(OTLogFormatter::format("waitingEvents:%@", waitingArgument));
+    setWaitingEvents({});
+    for (const auto& event : waiting) {
+        const OTLogArgument eventArgument[] = {event};
+        console.print(OTLogFormatter::format("event:%@", eventArgument));
+        if (event->xwhat() == "$pageview") {
+            triggerEventMatchInApp(event, 0);
+            break;
+        }
+    }
+    syncInAppData();
+}
+
 void OTSDKManager::getSubscribeList() {
-    const nlohmann::json body = listRequestBody();
-    std::weak_ptr<OTSDKManager> weak = weak_from_this();
-    OTNetwork::networkWithGroupIdentifier(groupIdentifier().value_or(""))
-        ->postRequestWithRelativeURLStr(
-            "/push/sdk/event/subscribe", nullptr, body,
-            [weak](const OTNetwork::Response& response, const std::string& data) {
-                auto self = weak.lock();
-                if (!self) return;
-                self->setIsPullingData(false);
-                if (!acceptedStatus(response.statusCode)) return;
-                const auto answer = parseAnswer(data);
-                const auto code = answerCode(answer, -1);
-                if (code != 0) {
-                    OTLog(OTLogger::kLevelError, "code:%@\nmessage:%@\n", code, answerMessage(answer));
-                    // Every refusal reads as an expired token here; only 10001 logs in again.
-                    OTLog(OTLogger::kLevelError, "token 失效，重新 login");
-                    if (code == 10001 && ++self->subscribeRetryCount_ <= self->maxRetryCount()) {
-                        self->loginWithCompletion([weak] {
-                            if (auto engine = weak.lock()) engine->getSubscribeList();
-                        });
-                    }
-                } else if (const auto list = answer.value("data", nlohmann::json()); list.is_array() && !list.empty()) {
-                    std::vector<std::shared_ptr<OTWindowData>> campaigns;
-                    for (const auto& element : list) {
-                        auto campaign = std::make_shared<OTWindowData>();
-                        campaign->setModelWithDic(element);
-                        campaigns.push_back(campaign);
-                    }
-                    self->setSubscribeDataArray(campaigns);
-                    self->syncSubscribeData();
-                }
-                OTLog(OTLogger::kLevelData, "subscribe data:\n%@", answer.is_discarded() ? nlohmann::json(data) : answer);
-            },
-            [weak](const OTNetwork::Error& error) {
-                auto self = weak.lock();
-                if (!self) return;
-                self->setIsPullingData(false);
-                self->retryAfterTransportFailure(self->subscribeRetryCount_, error.code, error.localizedDescription, [weak] {
-                    if (auto engine = weak.lock()) engine->getSubscribeList();
-                });
-            });
+    downloadList("/push/sdk/event/subscribe", "subscribe data:\n%@", &OTSDKManager::subscribeRetryCount_,
+                 &OTSDKManager::getSubscribeList, [](OTSDKManager& engine, std::int64_t code, const nlohmann::json& answer) {
+                     if (code != 0) {
+                         // Every refusal reads as an expired token here; only 10001 logs in again.
+                         OTLog(OTLogger::kLevelError, "token 失效，重新 login");
+                         if (code != 10001) return;
+                         engine.loginAgainWithin(engine.subscribeRetryCount_, [weak = engine.weak_from_this()] {
+                             if (auto again = weak.lock()) again->getSubscribeList();
+                         });
+                         return;
+                     }
+                     const auto list = answer.value("data", nlohmann::json());
+                     if (!list.is_array() || list.empty()) return;
+                     std::vector<std::shared_ptr<OTWindowData>> campaigns;
+                     for (const auto& element : list) {
+                         auto campaign = std::make_shared<OTWindowData>();
+                         campaign->setModelWithDic(element);
+                         campaigns.push_back(campaign);
+                     }
+                     engine.setSubscribeDataArray(campaigns);
+                     engine.syncSubscribeData();
+                 });
 }
 
 void OTSDKManager::triggerEvent(const std::shared_ptr<OTEvent>& event) {
@@ -1067,11 +1058,9 @@ void OTSDKManager::triggerEvent(const std::shared_ptr<OTEvent>& event) {
                     OTLog(OTLogger::kLevelError, "code:%@\nmessage:%@\n", code, answerMessage(answer));
                     if (code == 10001) {
                         OTLog(OTLogger::kLevelError, "token 失效，重新 login");
-                        if (++self->triggerRetryCount_ <= self->maxRetryCount()) {
-                            self->loginWithCompletion([weak, event] {
-                                if (auto engine = weak.lock()) engine->triggerEvent(event);
-                            });
-                        }
+                        self->loginAgainWithin(self->triggerRetryCount_, [weak, event] {
+                            if (auto engine = weak.lock()) engine->triggerEvent(event);
+                        });
                     }
                 }
                 OTLog(OTLogger::kLevelLog, "触发事件 data:\n%@", answer.is_discarded() ? nlohmann::json(data) : answer);
@@ -1194,8 +1183,8 @@ void OTSDKManager::sendReport(const std::shared_ptr<OTEvent>& event, bool isWind
             if (code != 10001) return;
             OTLog(OTLogger::kLevelError, "token 失效，重新 login");
             auto self = weak.lock();
-            if (!self || ++self->reportEventRetryCount_ > self->maxRetryCount()) return;
-            self->loginWithCompletion([weak, event, isWindowEvent, groupIdentifier] {
+            if (!self) return;
+            self->loginAgainWithin(self->reportEventRetryCount_, [weak, event, isWindowEvent, groupIdentifier] {
                 if (auto engine = weak.lock()) engine->sendReport(event, isWindowEvent, groupIdentifier);
             });
         },

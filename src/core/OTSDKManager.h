@@ -37,7 +37,6 @@ public:
     static constexpr const char* kOfflineWindowEventsFileName = "OTCachedOfflineWindowEvents.plist";
     static constexpr const char* kOfflinePushEventsFileName = "OTCachedOfflinePushEvents.plist";
     static constexpr const char* kReportPath = "/push/sdk/in_app/callback";
-    static constexpr const char* kNetworkDidChangeNotification = "OTNetworkDidChangeNotification";
     static constexpr const char* kEventQueueLabel = "com.OT.eventData";
 
     explicit OTSDKManager(OTEnvironment& environment);
@@ -244,6 +243,15 @@ private:
     nlohmann::json osObject(bool withDevice, bool withPackage) const;
     // The body of both list downloads.
     nlohmann::json listRequestBody() const;
+    // One campaign-list download: `handle` gets every answered code (non-zero codes already
+    // logged); transport failures repeat `again` after a random delay, counted by `retries`.
+    using ListAnswer = std::function<void(OTSDKManager& engine, std::int64_t code, const nlohmann::json& answer)>;
+    void downloadList(const char* path, const char* dataFormat, std::atomic<std::uint64_t> OTSDKManager::*retries,
+                      void (OTSDKManager::*again)(), ListAnswer handle);
+    // The in-app list answered: records merged, "$pullDialog" reported, the first waiting page view replayed.
+    void acceptInAppList(const nlohmann::json& answer);
+    // An expired token: logs in again and then runs `retry`, while `retries` stays within the limit.
+    void loginAgainWithin(std::atomic<std::uint64_t>& retries, std::function<void()> retry);
     // Logs a transport failure and, within the retry limit, repeats `retry` after a random delay.
     void retryAfterTransportFailure(std::atomic<std::uint64_t>& counter, long code, const std::string& description,
                                     std::function<void()> retry);

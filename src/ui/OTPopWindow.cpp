@@ -474,20 +474,12 @@ void OTPopWindow::_popWithHTMLWithCompletion(Completion completion) {
 void OTPopWindow::imageClicked() {
     const auto link = data_ ? data_->eventLink() : std::nullopt;
     if (!link || link->empty()) return;
-    closeWithCompletion([weak = weak_from_this(), link] {
-        auto self = weak.lock();
-        if (self && self->eventAction_) self->eventAction_(2, link);
-    });
+    closeThenReport(2, link);
 }
 
 void OTPopWindow::jumpOut(const std::shared_ptr<OTButton>& button) {
     if (!button) return;
-    const auto type = button->eventType();
-    const auto link = button->attribute() ? button->attribute()->eventLink() : std::nullopt;
-    closeWithCompletion([weak = weak_from_this(), type, link] {
-        auto self = weak.lock();
-        if (self && self->eventAction_) self->eventAction_(type, link);
-    });
+    closeThenReport(button->eventType(), button->attribute() ? button->attribute()->eventLink() : std::nullopt);
 }
 
 void OTPopWindow::closeWithCompletion(std::function<void()> completion) {
@@ -501,9 +493,11 @@ void OTPopWindow::closeWithCompletion(std::function<void()> completion) {
         });
 }
 
-void OTPopWindow::_close() {
-    closeWithCompletion([weak = weak_from_this()] {
+void OTPopWindow::_close() { closeThenReport(3, std::nullopt); }
+
+void OTPopWindow::closeThenReport(std::int64_t type, const std::optional<std::string>& link) {
+    closeWithCompletion([weak = weak_from_this(), type, link] {
         auto self = weak.lock();
-        if (self && self->eventAction_) self->eventAction_(3, std::nullopt);
+        if (self && self->eventAction_) self->eventAction_(type, link);
     });
 }

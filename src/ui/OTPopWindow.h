@@ -106,6 +106,8 @@ private:
     // The show animation: the background comes up, `changes` runs, then `finished`.
     void animateIn(const std::function<void()>& changes, std::function<void()> finished);
     void addCloseButtonBelow(const OTRect& frame);
+    // The user's reaction: the window fades out, then the callback hears of it.
+    void closeThenReport(std::int64_t type, const std::optional<std::string>& link);
 
     Metrics metrics_;
     std::shared_ptr<OTSceneNode> node_;
