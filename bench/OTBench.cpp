@@ -6,19 +6,19 @@
 
 #include <filesystem>
 
-#include "core/OTNavigationController.h"
+#include "platform/view/OTNavigationController.h"
 #include "core/OTSDKManager.h"
-#include "core/OTWindow.h"
+#include "platform/view/OTWindow.h"
 #include "model/OTEvent.h"
 #include "model/OTWindowData.h"
 #include "platform/OTDataArchiver.h"
 #include "platform/OTEnvironment.h"
-#include "platform/OTHeadlessUIHost.h"
-#include "platform/OTJSONWriter.h"
-#include "platform/OTManualScheduler.h"
-#include "platform/OTRecordingConsole.h"
-#include "platform/OTTextMeasurer.h"
-#include "platform/OTVirtualClock.h"
+#include "platform/headless/OTHeadlessUIHost.h"
+#include "platform/formats/OTJSONWriter.h"
+#include "platform/deterministic/OTManualScheduler.h"
+#include "platform/deterministic/OTRecordingConsole.h"
+#include "platform/headless/OTTextMeasurer.h"
+#include "platform/deterministic/OTVirtualClock.h"
 #include "ui/OTPopWindow.h"
 
 using nlohmann::json;

@@ -1,8 +1,8 @@
 #include "core/OTNavigation.h"
 
-#include "core/OTNavigationController.h"
-#include "core/OTTabBarController.h"
-#include "core/OTWindow.h"
+#include "platform/view/OTNavigationController.h"
+#include "platform/view/OTTabBarController.h"
+#include "platform/view/OTWindow.h"
 #include "platform/OTEnvironment.h"
 
 std::shared_ptr<OTWindow> OTNavigation::keyWindow() { return _activeKeyWindow(); }

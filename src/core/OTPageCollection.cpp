@@ -5,7 +5,7 @@
 #include "core/OTDispatchQueueManager.h"
 #include "core/OTSDKManager.h"
 #include "core/OTSwizzler.h"
-#include "core/OTViewController.h"
+#include "platform/view/OTViewController.h"
 
 namespace {
 // The platform's own pages, by exact name: only the host app's pages are reported.

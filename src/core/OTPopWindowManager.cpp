@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "platform/OTEnvironment.h"
-#include "ui/OTPopWindowPresenter.h"
 
 std::shared_ptr<OTPopWindowManager> OTPopWindowManager::sharedManager() {
     return OTEnvironment::current()->singleton<OTPopWindowManager>([] { return std::make_shared<OTPopWindowManager>(); });
@@ -38,4 +37,7 @@ void OTPopWindowManager::setPresenter(std::shared_ptr<OTDialogPresenter> present
     presenter_ = std::move(presenter);
 }
 
-std::shared_ptr<OTDialogPresenter> OTPopWindowManager::defaultPresenter() { return std::make_shared<OTPopWindowPresenter>(); }
+void OTPopWindowManager::setPresenterIfNone(const std::function<std::shared_ptr<OTDialogPresenter>()>& make) {
+    std::lock_guard lock(mutex_);
+    if (!presenter_) presenter_ = make();
+}

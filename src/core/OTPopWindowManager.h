@@ -45,13 +45,14 @@ public:
     // What shows the dialogs; nothing is shown while none is set.
     std::shared_ptr<OTDialogPresenter> presenter() const;
     void setPresenter(std::shared_ptr<OTDialogPresenter> presenter);
+    // Sets `make()` as the presenter unless one is set already.
+    void setPresenterIfNone(const std::function<std::shared_ptr<OTDialogPresenter>()>& make);
 
 private:
-    static std::shared_ptr<OTDialogPresenter> defaultPresenter();
 
     mutable std::mutex mutex_;
     std::vector<std::shared_ptr<OTDialogView>> popWindows_;
     std::atomic<bool> autoPopWindow_{true};
-    // Dialog windows over the key window unless a host or test sets another.
-    std::shared_ptr<OTDialogPresenter> presenter_ = defaultPresenter();
+    // The facade sets the dialog window presenter; a host or test may set another.
+    std::shared_ptr<OTDialogPresenter> presenter_;
 };

@@ -4,12 +4,12 @@
 #include <nlohmann/json.hpp>
 
 #include "core/OTNavigation.h"
-#include "core/OTNavigationController.h"
-#include "core/OTPageClassRegistry.h"
-#include "core/OTTabBarController.h"
-#include "core/OTWindow.h"
+#include "platform/view/OTNavigationController.h"
+#include "platform/view/OTPageClassRegistry.h"
+#include "platform/view/OTTabBarController.h"
+#include "platform/view/OTWindow.h"
 #include "platform/OTEnvironment.h"
-#include "platform/OTJSONValue.h"
+#include "platform/formats/OTJSONValue.h"
 #include "platform/OTLogger.h"
 #include "platform/OTText.h"
 

@@ -7,25 +7,24 @@
 #include "core/OTPushManager.h"
 #include "core/OTSwizzler.h"
 #include "core/OTTaskManager.h"
-#include "core/OTUserConfig.h"
-#include "core/OTViewController.h"
+#include "platform/OTUserConfig.h"
+#include "platform/view/OTViewController.h"
 #include "model/OTEvent.h"
 #include "model/OTSAEventAdapter.h"
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
 #include "platform/OTDataArchiver.h"
-#include "platform/OTDescription.h"
+#include "platform/formats/OTDescription.h"
 #include "platform/OTDownloadManager.h"
 #include "platform/OTEnvironment.h"
-#include "platform/OTJSONValue.h"
-#include "platform/OTLogFormatter.h"
-#include "platform/OTJSONWriter.h"
+#include "platform/formats/OTJSONValue.h"
+#include "platform/formats/OTLogFormatter.h"
+#include "platform/formats/OTJSONWriter.h"
 #include "platform/OTLogger.h"
 #include "platform/OTReachability.h"
 #include "platform/OTReachabilityManager.h"
 #include "platform/OTUtils.h"
 #include "server/OTNetwork.h"
-#include "ui/OTPopWindow.h"
 
 namespace {
 // A user id as the analytics SDK hands it: a text, or a number's decimal text; nothing otherwise.
@@ -552,7 +551,7 @@ void OTSDKManager::reactToDialogEvent(const std::shared_ptr<OTWindowData>& data,
     OTLog(OTLogger::kLevelLog, "corvane->_showWindowWithData,eventType:%d", type);
     switch (type) {
         case 1:
-            OTLog(OTLogger::kLevelLog, "showDialog->显示弹窗，弹窗类型：%@", OTPopWindow::styleLabel(data->style()));
+            OTLog(OTLogger::kLevelLog, "showDialog->显示弹窗，弹窗类型：%@", OTWindowData::styleLabel(data->style()));
             syncTreeNode(node, type);
             reportWindowEventWithName("$impDialog", type, data);
             return;

@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "core/OTMethodRuntime.h"
+#include "platform/view/OTMethodRuntime.h"
 
 // The record of one intercepted method: the implementation that runs first and the callbacks,
 // by name, that run after it.

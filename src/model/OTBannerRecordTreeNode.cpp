@@ -1,6 +1,6 @@
 #include "model/OTBannerRecordTreeNode.h"
 
-#include "platform/OTKeyedArchiver.h"
+#include "platform/formats/OTKeyedArchiver.h"
 
 bool OTBannerRecordTreeNode::activated() const {
     std::lock_guard lock(mutex_);

@@ -3,7 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "platform/OTEnvironment.h"
-#include "platform/OTKeyedArchiver.h"
+#include "platform/formats/OTKeyedArchiver.h"
 #include "platform/OTText.h"
 
 OTButtonAttribute::OTButtonAttribute() {

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "platform/OTKeyedArchiver.h"
+#include "platform/formats/OTKeyedArchiver.h"
 #include "platform/OTText.h"
 
 OTColor OTColor::fromHexText(std::string_view text) {

@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-#include "platform/OTCoding.h"
-#include "platform/OTKeyedUnarchiver.h"
+#include "platform/formats/OTCoding.h"
+#include "platform/formats/OTKeyedUnarchiver.h"
 
 // A platform-neutral RGBA colour, components nominally in 0...1.
 class OTColor final : public OTCoding {

@@ -2,7 +2,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-#include "platform/OTCoding.h"
+#include "platform/formats/OTCoding.h"
 
 // Base of every campaign record: filled from one JSON object and archived with its keys.
 class OTDataModel : public OTCoding {

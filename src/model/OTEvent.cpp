@@ -1,11 +1,11 @@
 #include "model/OTEvent.h"
 
-#include "platform/OTDescription.h"
+#include "platform/formats/OTDescription.h"
 #include "platform/OTEnvironment.h"
-#include "platform/OTJSONValue.h"
+#include "platform/formats/OTJSONValue.h"
 #include "platform/OTText.h"
-#include "platform/OTKeyedArchiver.h"
-#include "platform/OTLogFormatter.h"
+#include "platform/formats/OTKeyedArchiver.h"
+#include "platform/formats/OTLogFormatter.h"
 
 namespace {
 // Debug lines of matching go to the platform console, not to the logger.

@@ -9,7 +9,7 @@
 
 #include "model/OTDataModel.h"
 #include "model/OTEventRule.h"
-#include "platform/OTKeyedUnarchiver.h"
+#include "platform/formats/OTKeyedUnarchiver.h"
 
 // An analytics event, and also a campaign's trigger condition: the incoming event is asked
 // whether it `matches` a condition (same event name, then the condition's rules or properties).

@@ -1,11 +1,11 @@
 #include "model/OTEventRule.h"
 
 #include "model/OTEvent.h"
-#include "platform/OTDescription.h"
+#include "platform/formats/OTDescription.h"
 #include "platform/OTEnvironment.h"
-#include "platform/OTJSONValue.h"
+#include "platform/formats/OTJSONValue.h"
 #include "platform/OTText.h"
-#include "platform/OTKeyedArchiver.h"
+#include "platform/formats/OTKeyedArchiver.h"
 #include "platform/OTUserDefaults.h"
 #include "platform/OTUtils.h"
 

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "model/OTDataModel.h"
-#include "platform/OTKeyedUnarchiver.h"
+#include "platform/formats/OTKeyedUnarchiver.h"
 
 class OTEvent;
 

@@ -2,7 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "platform/OTKeyedArchiver.h"
+#include "platform/formats/OTKeyedArchiver.h"
 #include "platform/OTText.h"
 
 std::string OTPicture::addressText(const std::string& text) {

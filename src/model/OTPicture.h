@@ -4,7 +4,7 @@
 #include <string>
 
 #include "model/OTDataModel.h"
-#include "platform/OTKeyedUnarchiver.h"
+#include "platform/formats/OTKeyedUnarchiver.h"
 
 // One picture of a banner: its address and the link a tap follows.
 class OTPicture final : public OTDataModel {

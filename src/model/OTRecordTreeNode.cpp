@@ -1,6 +1,6 @@
 #include "model/OTRecordTreeNode.h"
 
-#include "platform/OTKeyedArchiver.h"
+#include "platform/formats/OTKeyedArchiver.h"
 
 std::int64_t OTRecordTreeNode::nodeId() const {
     std::lock_guard lock(mutex_);

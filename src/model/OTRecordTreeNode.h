@@ -6,8 +6,8 @@
 #include <optional>
 #include <string>
 
-#include "platform/OTCoding.h"
-#include "platform/OTKeyedUnarchiver.h"
+#include "platform/formats/OTCoding.h"
+#include "platform/formats/OTKeyedUnarchiver.h"
 
 // The usage record of one campaign, keyed by the campaign id. Nodes are equal when their ids are.
 // Fields are read on the event queue and written on the main queue, so each access is guarded.

@@ -2,7 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "platform/OTKeyedArchiver.h"
+#include "platform/formats/OTKeyedArchiver.h"
 
 void OTTextAttribute::setModelWithDic(const nlohmann::json& dic) {
     OTWidgetAttribute::setModelWithDic(dic);

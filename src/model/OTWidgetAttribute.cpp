@@ -2,10 +2,10 @@
 
 #include <nlohmann/json.hpp>
 
-#include "platform/OTDescription.h"
-#include "platform/OTJSONValue.h"
-#include "platform/OTKeyedArchiver.h"
-#include "platform/OTLogFormatter.h"
+#include "platform/formats/OTDescription.h"
+#include "platform/formats/OTJSONValue.h"
+#include "platform/formats/OTKeyedArchiver.h"
+#include "platform/formats/OTLogFormatter.h"
 #include "platform/OTText.h"
 
 namespace {

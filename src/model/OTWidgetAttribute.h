@@ -7,7 +7,7 @@
 
 #include "model/OTColor.h"
 #include "model/OTDataModel.h"
-#include "platform/OTKeyedUnarchiver.h"
+#include "platform/formats/OTKeyedUnarchiver.h"
 
 // The look and text of one element of a dialog: base of the text and button attributes.
 class OTWidgetAttribute : public OTDataModel {

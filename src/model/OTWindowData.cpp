@@ -3,10 +3,10 @@
 #include <nlohmann/json.hpp>
 
 #include "model/OTPicture.h"
-#include "platform/OTDescription.h"
-#include "platform/OTJSONValue.h"
-#include "platform/OTKeyedArchiver.h"
-#include "platform/OTLogFormatter.h"
+#include "platform/formats/OTDescription.h"
+#include "platform/formats/OTJSONValue.h"
+#include "platform/formats/OTKeyedArchiver.h"
+#include "platform/formats/OTLogFormatter.h"
 #include "platform/OTText.h"
 #include "platform/OTUserDefaults.h"
 #include "platform/OTUtils.h"
@@ -160,6 +160,16 @@ void OTWindowData::encodeWithCoder(OTKeyedArchiver& coder) const {
     coder.encodeInteger(closeDialogType_, "closeDialogType");
     coder.encodeObject(std::shared_ptr<const OTCoding>(clickRule_), "clickRule");
     coder.encodeObject(std::shared_ptr<const OTCoding>(closeRule_), "closeRule");
+}
+
+const char* OTWindowData::styleLabel(std::int64_t style) {
+    switch (style) {
+        case 1: return "图片弹窗";
+        case 2: return "图文混合弹窗";
+        case 3: return "文本弹窗";
+        case 4: return "H5 弹窗";
+        default: return "";
+    }
 }
 
 std::shared_ptr<OTWindowData> OTWindowData::initWithCoder(const OTKeyedUnarchiver& coder) {

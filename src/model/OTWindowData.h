@@ -12,7 +12,7 @@
 #include "model/OTEvent.h"
 #include "model/OTTextAttribute.h"
 #include "model/OTWindowRule.h"
-#include "platform/OTKeyedUnarchiver.h"
+#include "platform/formats/OTKeyedUnarchiver.h"
 
 // One dialog campaign as the server sends it: identity and times, the trigger condition, usage
 // rules for clicks and closes, texts, buttons and a picture or web page.
@@ -25,6 +25,8 @@ public:
     const char* archiveClassName() const override { return kArchiveClassName; }
     void encodeWithCoder(OTKeyedArchiver& coder) const override;
     static std::shared_ptr<OTWindowData> initWithCoder(const OTKeyedUnarchiver& coder);
+    // The name a dialog style is logged under; empty for an unknown style.
+    static const char* styleLabel(std::int64_t style);
     std::string description() const;
 
     // The trigger condition: the campaign's own, else the last pre-event, else nothing.

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "platform/OTKeyedArchiver.h"
-#include "platform/OTLogFormatter.h"
+#include "platform/formats/OTKeyedArchiver.h"
+#include "platform/formats/OTLogFormatter.h"
 
 std::int64_t OTWindowRecordTreeNode::count() const {
     std::lock_guard lock(mutex_);

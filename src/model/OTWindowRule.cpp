@@ -2,9 +2,9 @@
 
 #include <nlohmann/json.hpp>
 
-#include "platform/OTJSONValue.h"
-#include "platform/OTKeyedArchiver.h"
-#include "platform/OTLogFormatter.h"
+#include "platform/formats/OTJSONValue.h"
+#include "platform/formats/OTKeyedArchiver.h"
+#include "platform/formats/OTLogFormatter.h"
 
 void OTWindowRule::setModelWithDic(const nlohmann::json& dic) {
     OTDataModel::setModelWithDic(dic);

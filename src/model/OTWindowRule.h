@@ -6,7 +6,7 @@
 #include <string>
 
 #include "model/OTDataModel.h"
-#include "platform/OTKeyedUnarchiver.h"
+#include "platform/formats/OTKeyedUnarchiver.h"
 
 // A dialog campaign's usage rule, one for clicks and one for closes.
 class OTWindowRule final : public OTDataModel {

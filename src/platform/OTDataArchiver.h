@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/OTKeyedArchiver.h"
-#include "platform/OTKeyedUnarchiver.h"
-#include "platform/OTPropertyList.h"
+#include "platform/formats/OTKeyedArchiver.h"
+#include "platform/formats/OTKeyedUnarchiver.h"
+#include "platform/formats/OTPropertyList.h"
 
 // Whole object graphs as keyed-archive files (binary property lists with a fixed envelope), and
 // the record of the last push-token upload in the user defaults.

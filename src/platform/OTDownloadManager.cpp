@@ -3,16 +3,11 @@
 #include <atomic>
 
 #include "platform/OTEnvironment.h"
-#include "platform/OTImage.h"
+#include "platform/formats/OTImage.h"
 #include "platform/OTImageDiskCache.h"
 #include "platform/OTLogger.h"
 #include "platform/OTSandbox.h"
 #include "platform/OTVideoDiskCache.h"
-#include "server/OTHTTPSession.h"
-
-OTDownloadManager::OTDownloadManager() : session_(std::make_unique<OTHTTPSession>()) {}
-
-OTDownloadManager::~OTDownloadManager() = default;
 
 std::shared_ptr<OTDownloadManager> OTDownloadManager::sharedManager() {
     return OTEnvironment::current()->singleton<OTDownloadManager>([] { return std::make_shared<OTDownloadManager>(); });
@@ -22,10 +17,10 @@ OTDownloadManager::Error OTDownloadManager::noURLError() { return {kErrorDomain,
 
 void OTDownloadManager::fetch(const std::string& url,
                               std::function<void(const std::optional<std::string>&, const std::optional<Error>&)> done) {
-    OTHTTPSession::Request request;
+    OTHTTPTransport::Request request;
     request.url = url;
-    session_->start(std::move(request), [done = std::move(done)](long status, const std::string& body,
-                                                                 const std::optional<OTHTTPSession::Failure>& failure) {
+    OTEnvironment::current()->http().send(std::move(request), [done = std::move(done)](long status, const std::string& body,
+                                                                       const std::optional<OTHTTPTransport::Failure>& failure) {
         if (failure) {
             done(std::nullopt, Error{"NSURLErrorDomain", failure->code, failure->description});
         } else if (status < 200 || status > 299) {

@@ -5,7 +5,6 @@
 #include <optional>
 #include <string>
 
-class OTHTTPSession;
 class OTImage;
 
 // Fetches campaign pictures and videos once: a URL already in its cache answers from there,
@@ -26,8 +25,6 @@ public:
     using VideoCompletion =
         std::function<void(const std::optional<std::string>& fileURL, const std::optional<Error>& error, bool finished)>;
 
-    OTDownloadManager();
-    ~OTDownloadManager();
     static std::shared_ptr<OTDownloadManager> sharedManager();
 
     // A cached file completes at once on the caller's thread; a download completes on the HTTP
@@ -42,5 +39,4 @@ private:
     void fetch(const std::string& url, std::function<void(const std::optional<std::string>& body,
                                                           const std::optional<Error>& error)> done);
 
-    std::unique_ptr<OTHTTPSession> session_;
 };

@@ -2,12 +2,13 @@
 
 #include <utility>
 
-#include "platform/OTHeadlessUIHost.h"
-#include "platform/OTLinkStateReachabilitySource.h"
-#include "platform/OTManualReachabilitySource.h"
-#include "platform/OTStandardErrorConsole.h"
-#include "platform/OTSystemClock.h"
-#include "platform/OTThreadScheduler.h"
+#include "platform/headless/OTHeadlessUIHost.h"
+#include "platform/linux/OTCurlHTTPTransport.h"
+#include "platform/linux/OTLinkStateReachabilitySource.h"
+#include "platform/deterministic/OTManualReachabilitySource.h"
+#include "platform/linux/OTStandardErrorConsole.h"
+#include "platform/linux/OTSystemClock.h"
+#include "platform/linux/OTThreadScheduler.h"
 
 namespace {
 struct Installed {
@@ -32,6 +33,7 @@ OTEnvironment::OTEnvironment(Parts parts)
       uiHost_(parts.uiHost ? std::move(parts.uiHost) : std::make_shared<OTHeadlessUIHost>()),
       reachability_(parts.reachability ? std::move(parts.reachability)
                                        : std::make_shared<OTManualReachabilitySource>()),
+      http_(parts.http ? std::move(parts.http) : std::make_shared<OTCurlHTTPTransport>()),
       defaults_(std::make_unique<OTUserDefaults>(sandbox_.userDefaultsPath(device_.bundleIdentifier))),
       keychain_(std::make_unique<OTKeychainStore>(sandbox_.keychainPath())),
       notifications_(std::make_shared<OTNotificationCenter>()) {}
@@ -41,6 +43,7 @@ OTEnvironment::~OTEnvironment() { shutdown(); }
 void OTEnvironment::shutdown() {
     // Stop the queues first so no work touches a shared instance while it goes.
     scheduler_->shutdown();
+    http_->shutdown();
     std::map<std::type_index, std::shared_ptr<SingletonEntry>> singletons;
     {
         std::lock_guard lock(singletonsMutex_);

@@ -12,13 +12,14 @@
 #include "platform/OTConsole.h"
 #include "platform/OTDeviceInfo.h"
 #include "platform/OTDispatchQueue.h"
+#include "platform/OTHTTPTransport.h"
 #include "platform/OTKeychainStore.h"
 #include "platform/OTNotificationCenter.h"
 #include "platform/OTRandomSource.h"
 #include "platform/OTReachabilitySource.h"
 #include "platform/OTSandbox.h"
 #include "platform/OTScheduler.h"
-#include "platform/OTUIHost.h"
+#include "platform/view/OTUIHost.h"
 #include "platform/OTUserDefaults.h"
 
 // Everything the platform provides, behind one object installed process-wide. Library code asks
@@ -36,6 +37,7 @@ public:
         std::shared_ptr<OTRandomSource> random;
         std::shared_ptr<OTUIHost> uiHost;  // headless when not given
         std::shared_ptr<OTReachabilitySource> reachability;  // always reachable over Wi-Fi when not given
+        std::shared_ptr<OTHTTPTransport> http;                // libcurl when not given
     };
 
     struct SystemOptions {
@@ -49,8 +51,8 @@ public:
     OTEnvironment(const OTEnvironment&) = delete;
     OTEnvironment& operator=(const OTEnvironment&) = delete;
 
-    // Stops the queues and discards the shared instances while this environment is still the one
-    // installed, so that threads finishing their work (an HTTP answer, say) still find it.
+    // Stops the queues and the HTTP transport, then discards the shared instances, while this
+    // environment is still the one installed, so that threads finishing their work still find it.
     void shutdown();
 
     // The installed environment; the first call without one installs the system environment.
@@ -74,6 +76,7 @@ public:
     std::weak_ptr<OTNotificationCenter> notificationCenterHandle() const { return notifications_; }
     OTUIHost& uiHost() const { return *uiHost_; }
     std::shared_ptr<OTReachabilitySource> reachabilitySource() const { return reachability_; }
+    OTHTTPTransport& http() const { return *http_; }
 
     std::shared_ptr<OTDispatchQueue> mainQueue() const { return scheduler_->mainQueue(); }
     std::shared_ptr<OTDispatchQueue> queue(const std::string& label, bool concurrent = false) const {
@@ -104,6 +107,7 @@ private:
     std::shared_ptr<OTRandomSource> random_;
     std::shared_ptr<OTUIHost> uiHost_;
     std::shared_ptr<OTReachabilitySource> reachability_;
+    std::shared_ptr<OTHTTPTransport> http_;
     std::unique_ptr<OTUserDefaults> defaults_;
     std::unique_ptr<OTKeychainStore> keychain_;
     std::shared_ptr<OTNotificationCenter> notifications_;

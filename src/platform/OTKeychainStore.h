@@ -5,7 +5,7 @@
 #include <optional>
 #include <vector>
 
-#include "platform/OTPropertyList.h"
+#include "platform/formats/OTPropertyList.h"
 
 // Keychain items of the sandbox: dictionaries of attributes (keyed like the platform's item
 // attributes: "class", "acct", "labl", "desc", "gena", "agrp", "v_Data"), kept in one file that only

@@ -4,7 +4,7 @@
 #include <system_error>
 #include <vector>
 
-#include "platform/OTDateFormatter.h"
+#include "platform/formats/OTDateFormatter.h"
 #include "platform/OTEnvironment.h"
 
 namespace fs = std::filesystem;

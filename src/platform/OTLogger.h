@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/OTLogFormatter.h"
+#include "platform/formats/OTLogFormatter.h"
 
 class OTEnvironment;
 class OTDispatchQueue;

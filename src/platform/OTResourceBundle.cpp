@@ -5,7 +5,7 @@
 #include <cstdlib>
 
 #include "platform/OTEnvironment.h"
-#include "platform/OTImage.h"
+#include "platform/formats/OTImage.h"
 #include "platform/OTSandbox.h"
 
 namespace fs = std::filesystem;

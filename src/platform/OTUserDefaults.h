@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/OTPropertyList.h"
+#include "platform/formats/OTPropertyList.h"
 
 // The app's standard user defaults: one property list on disk. Every change is written through
 // atomically, so a crash never loses or tears what was set; a missing or corrupt file reads as empty.

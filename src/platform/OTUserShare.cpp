@@ -2,7 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "platform/OTDescription.h"
+#include "platform/formats/OTDescription.h"
 #include "platform/OTEnvironment.h"
 #include "platform/OTLogger.h"
 #include "platform/OTSandbox.h"

@@ -6,12 +6,12 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
-#include "core/OTPageClassRegistry.h"
-#include "platform/OTDateFormatter.h"
+#include "platform/view/OTPageClassRegistry.h"
+#include "platform/formats/OTDateFormatter.h"
 #include "platform/OTEnvironment.h"
-#include "platform/OTJSONWriter.h"
+#include "platform/formats/OTJSONWriter.h"
 #include "platform/OTKeychainItemWrapper.h"
-#include "platform/OTLogFormatter.h"
+#include "platform/formats/OTLogFormatter.h"
 #include "platform/OTLogger.h"
 #include "platform/OTUserShare.h"
 

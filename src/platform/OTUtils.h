@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/OTGeometry.h"
+#include "platform/view/OTGeometry.h"
 
 class OTViewController;
 

@@ -2,17 +2,12 @@
 
 #include <nlohmann/json.hpp>
 
-#include "platform/OTDescription.h"
+#include "platform/formats/OTDescription.h"
 #include "platform/OTEnvironment.h"
-#include "platform/OTJSONWriter.h"
+#include "platform/formats/OTJSONWriter.h"
 #include "platform/OTLogger.h"
 #include "platform/OTUserShare.h"
 #include "platform/OTUtils.h"
-#include "server/OTHTTPSession.h"
-
-OTNetwork::OTNetwork() : session_(std::make_unique<OTHTTPSession>()) {}
-
-OTNetwork::~OTNetwork() = default;
 
 std::shared_ptr<OTNetwork> OTNetwork::network() {
     return OTEnvironment::current()->singleton<OTNetwork>([] { return std::make_shared<OTNetwork>(); });
@@ -97,7 +92,7 @@ void OTNetwork::requestWithRelativeUrl(const std::string& path, std::int64_t typ
                                        const nlohmann::json& header, const nlohmann::json& body, Success success,
                                        Failure failure) {
     if (path.empty()) return;
-    OTHTTPSession::Request request;
+    OTHTTPTransport::Request request;
     request.url = getHttpURLWithRelativeUrl(path, parameters);
     request.timeout = timeoutInterval();
     if (type == 0) request.method = "GET";
@@ -114,9 +109,9 @@ void OTNetwork::requestWithRelativeUrl(const std::string& path, std::int64_t typ
         request.body = body.is_string() ? body.get<std::string>() : OTJSONWriter::prettyString(body).value_or("");
     }
     OTLog(OTLogger::kLevelData, "请求URL：%@\n参数：%@", request.url, OTUtils::ot_dictionaryToJson(body));
-    session_->start(std::move(request), [success = std::move(success), failure = std::move(failure)](
-                                            long status, const std::string& data,
-                                            const std::optional<OTHTTPSession::Failure>& error) {
+    OTEnvironment::current()->http().send(std::move(request), [success = std::move(success), failure = std::move(failure)](
+                                                  long status, const std::string& data,
+                                                  const std::optional<OTHTTPTransport::Failure>& error) {
         if (error) {
             if (failure) failure(Error{error->code, error->description});
             return;

@@ -12,8 +12,6 @@
 
 #include "server/OTNetworkConfig.h"
 
-class OTHTTPSession;
-
 // The library's HTTP client: a relative path becomes a URL of the chosen server environment (or
 // of the custom base URL in the shared store), the body is sent as pretty-printed JSON, and the
 // callbacks run on the session's own thread, never on the main queue.
@@ -31,9 +29,6 @@ public:
     using Parameters = std::vector<std::pair<std::string, std::string>>;
 
     static constexpr std::chrono::milliseconds kDefaultTimeout{60000};
-
-    OTNetwork();
-    ~OTNetwork();
 
     static std::shared_ptr<OTNetwork> network();
     static void configEnvironment(const OTNetworkConfig& config);
@@ -64,5 +59,4 @@ private:
     OTNetworkConfig config_;
     std::string groupIdentifier_;
     std::chrono::milliseconds timeout_ = kDefaultTimeout;
-    std::unique_ptr<OTHTTPSession> session_;
 };

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "model/OTButtonAttribute.h"
-#include "ui/OTSceneNode.h"
+#include "platform/view/OTSceneNode.h"
 
 // A dialog button: its campaign attribute (title, colours, font size, link) and the event type it
 // reports when tapped (4 left, 5 right, 6 middle).

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "model/OTTextAttribute.h"
-#include "ui/OTSceneNode.h"
+#include "platform/view/OTSceneNode.h"
 
 // A label showing one text attribute of a campaign: setting the attribute applies its text,
 // colours and (when given) font size.

@@ -3,11 +3,11 @@
 #include <nlohmann/json.hpp>
 
 #include "core/OTNavigation.h"
-#include "core/OTWindow.h"
+#include "platform/view/OTWindow.h"
 #include "model/OTWindowData.h"
 #include "platform/OTEnvironment.h"
 #include "platform/OTLogger.h"
-#include "platform/OTTextMeasurer.h"
+#include "platform/headless/OTTextMeasurer.h"
 #include "ui/OTWebController.h"
 
 namespace {
@@ -47,16 +47,6 @@ OTPopWindow::OTPopWindow() {
     metrics_ = Metrics::forScreen(device.screenWidth, device.screenHeight);
     node_ = std::make_shared<OTSceneNode>(OTSceneNode::Role::View, "OTPopWindow");
     node_->setFrame({{0, 0}, {metrics_.W, metrics_.H}});
-}
-
-const char* OTPopWindow::styleLabel(std::int64_t style) {
-    switch (style) {
-        case 1: return "图片弹窗";
-        case 2: return "图文混合弹窗";
-        case 3: return "文本弹窗";
-        case 4: return "H5 弹窗";
-        default: return "";
-    }
 }
 
 void OTPopWindow::onMainQueue(std::function<void()> work) {

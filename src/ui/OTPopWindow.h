@@ -11,7 +11,7 @@
 #include "core/OTPopWindowManager.h"
 #include "ui/OTButton.h"
 #include "ui/OTLabel.h"
-#include "ui/OTSceneNode.h"
+#include "platform/view/OTSceneNode.h"
 
 class OTWebController;
 class OTWindowData;
@@ -43,8 +43,6 @@ public:
 
     // The screen's bounds; counts as showing until closed.
     OTPopWindow();
-
-    static const char* styleLabel(std::int64_t style);
 
     void popWithData(const std::shared_ptr<OTWindowData>& data, EventAction eventAction);
     // A text dialog with "取消" and "确定", shown without measuring, laying out or registering.

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "core/OTNavigationController.h"
+#include "platform/view/OTNavigationController.h"
 #include "platform/OTEnvironment.h"
-#include "platform/OTImage.h"
+#include "platform/formats/OTImage.h"
 #include "platform/OTLogger.h"
 #include "platform/OTResourceBundle.h"
 

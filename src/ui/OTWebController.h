@@ -4,11 +4,11 @@
 #include <optional>
 #include <string>
 
-#include "core/OTViewController.h"
+#include "platform/view/OTViewController.h"
 #include "model/OTColor.h"
-#include "platform/OTGeometry.h"
-#include "platform/OTWebView.h"
-#include "ui/OTSceneNode.h"
+#include "platform/view/OTGeometry.h"
+#include "platform/view/OTWebView.h"
+#include "platform/view/OTSceneNode.h"
 
 // Shows one web page (the page of an H5 dialog): a thin progress bar that hides 0.2 s after the
 // page is complete, a reload button for a page that failed to start, back and close bar buttons,

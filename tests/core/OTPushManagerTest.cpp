@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
 
 #include "core/OTNavigation.h"
-#include "core/OTNavigationController.h"
-#include "core/OTPageClassRegistry.h"
+#include "platform/view/OTNavigationController.h"
+#include "platform/view/OTPageClassRegistry.h"
 #include "core/OTPushManager.h"
-#include "core/OTTabBarController.h"
-#include "core/OTWindow.h"
+#include "platform/view/OTTabBarController.h"
+#include "platform/view/OTWindow.h"
 #include "platform/OTLogger.h"
 #include "platform/OTSandbox.h"
 #include "support/OTTestEnvironment.h"

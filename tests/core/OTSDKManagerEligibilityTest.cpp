@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "core/OTSDKManager.h"
-#include "core/OTUserConfig.h"
+#include "platform/OTUserConfig.h"
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
 #include "support/OTTestEnvironment.h"

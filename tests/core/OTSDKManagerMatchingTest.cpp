@@ -1,12 +1,12 @@
 #include <gtest/gtest.h>
 
-#include "core/OTNavigationController.h"
+#include "platform/view/OTNavigationController.h"
 #include "core/OTPopWindowManager.h"
 #include "corvane/CorvaneOtManager.h"
 #include "core/OTSDKManager.h"
-#include "core/OTTabBarController.h"
-#include "core/OTUserConfig.h"
-#include "core/OTWindow.h"
+#include "platform/view/OTTabBarController.h"
+#include "platform/OTUserConfig.h"
+#include "platform/view/OTWindow.h"
 #include "model/OTWindowRecordTree.h"
 #include "support/OTRecordingPresenter.h"
 #include "support/OTTestEnvironment.h"

@@ -5,9 +5,9 @@
 
 #include "core/OTSDKManager.h"
 #include "platform/OTEnvironment.h"
-#include "platform/OTRecordingConsole.h"
-#include "platform/OTSystemClock.h"
-#include "platform/OTThreadScheduler.h"
+#include "platform/deterministic/OTRecordingConsole.h"
+#include "platform/linux/OTSystemClock.h"
+#include "platform/linux/OTThreadScheduler.h"
 #include "support/OTTestEnvironment.h"
 
 using namespace std::chrono_literals;

@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
 
-#include "core/OTNavigationController.h"
+#include "platform/view/OTNavigationController.h"
 #include "core/OTPageCollection.h"
 #include "core/OTSDKManager.h"
 #include "core/OTSwizzler.h"
-#include "core/OTTabBarController.h"
-#include "core/OTWindow.h"
+#include "platform/view/OTTabBarController.h"
+#include "platform/view/OTWindow.h"
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
 #include "platform/OTLogger.h"

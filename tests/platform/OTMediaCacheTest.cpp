@@ -2,13 +2,13 @@
 
 #include "OTDevServer.h"
 #include "platform/OTDownloadManager.h"
-#include "platform/OTImage.h"
+#include "platform/formats/OTImage.h"
 #include "platform/OTImageDiskCache.h"
 #include "platform/OTLogger.h"
 #include "platform/OTSandbox.h"
 #include "platform/OTUtils.h"
 #include "platform/OTVideoDiskCache.h"
-#include "ui/OTSceneNode.h"
+#include "platform/view/OTSceneNode.h"
 #include "support/OTTestEnvironment.h"
 
 using namespace std::chrono_literals;

@@ -2,7 +2,7 @@
 
 #include <fstream>
 
-#include "platform/OTLinkStateReachabilitySource.h"
+#include "platform/linux/OTLinkStateReachabilitySource.h"
 #include "platform/OTLogger.h"
 #include "platform/OTReachability.h"
 #include "platform/OTReachabilityManager.h"

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "core/OTPageClassRegistry.h"
+#include "platform/view/OTPageClassRegistry.h"
 #include "platform/OTUtils.h"
 #include "support/OTTestEnvironment.h"
 

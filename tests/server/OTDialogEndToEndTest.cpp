@@ -1,14 +1,14 @@
 #include <gtest/gtest.h>
 
-#include "core/OTNavigationController.h"
-#include "core/OTPageClassRegistry.h"
+#include "platform/view/OTNavigationController.h"
+#include "platform/view/OTPageClassRegistry.h"
 #include "core/OTSDKManager.h"
-#include "core/OTTabBarController.h"
-#include "core/OTWindow.h"
+#include "platform/view/OTTabBarController.h"
+#include "platform/view/OTWindow.h"
 #include "model/OTWindowRecordTree.h"
 #include "platform/OTImageDiskCache.h"
-#include "ui/OTHTMLRenderer.h"
-#include "ui/OTHeadlessRenderer.h"
+#include "platform/headless/OTHTMLRenderer.h"
+#include "platform/headless/OTHeadlessRenderer.h"
 #include "ui/OTPopWindow.h"
 #include "support/OTServerHarness.h"
 

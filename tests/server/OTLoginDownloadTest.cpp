@@ -2,7 +2,7 @@
 
 #include "OTDevServer.h"
 #include "core/OTSDKManager.h"
-#include "core/OTUserConfig.h"
+#include "platform/OTUserConfig.h"
 #include "corvane/CorvaneOtManager.h"
 #include "model/OTEvent.h"
 #include "model/OTWindowData.h"

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "core/OTSDKManager.h"
-#include "core/OTUserConfig.h"
+#include "platform/OTUserConfig.h"
 #include "corvane/CorvaneOtManager.h"
 #include "model/OTEvent.h"
 #include "model/OTWindowData.h"

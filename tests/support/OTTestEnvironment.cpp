@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <stdexcept>
 
-#include "core/OTPageClassRegistry.h"
-#include "core/OTTabBarController.h"
+#include "platform/view/OTPageClassRegistry.h"
+#include "platform/view/OTTabBarController.h"
 #include "server/OTNetwork.h"
 
 namespace fs = std::filesystem;

@@ -4,14 +4,14 @@
 #include <memory>
 #include <string>
 
-#include "core/OTNavigationController.h"
-#include "core/OTWindow.h"
+#include "platform/view/OTNavigationController.h"
+#include "platform/view/OTWindow.h"
 #include "platform/OTEnvironment.h"
-#include "platform/OTHeadlessUIHost.h"
-#include "platform/OTManualReachabilitySource.h"
-#include "platform/OTManualScheduler.h"
-#include "platform/OTRecordingConsole.h"
-#include "platform/OTVirtualClock.h"
+#include "platform/headless/OTHeadlessUIHost.h"
+#include "platform/deterministic/OTManualReachabilitySource.h"
+#include "platform/deterministic/OTManualScheduler.h"
+#include "platform/deterministic/OTRecordingConsole.h"
+#include "platform/deterministic/OTVirtualClock.h"
 
 // A deterministic environment for one test: a fresh temporary sandbox, a virtual clock at
 // 2024-05-01 00:00:00 UTC in a UTC+8 zone, the manual scheduler, a recording console, the headless

@@ -2,16 +2,16 @@
 
 #include <cmath>
 
-#include "core/OTNavigationController.h"
+#include "platform/view/OTNavigationController.h"
 #include "core/OTPopWindowManager.h"
-#include "core/OTWindow.h"
+#include "platform/view/OTWindow.h"
 #include "model/OTWindowData.h"
-#include "platform/OTHeadlessWebView.h"
+#include "platform/headless/OTHeadlessWebView.h"
 #include "platform/OTImageDiskCache.h"
 #include "platform/OTLogger.h"
 #include "platform/OTSandbox.h"
-#include "ui/OTHTMLRenderer.h"
-#include "ui/OTHeadlessRenderer.h"
+#include "platform/headless/OTHTMLRenderer.h"
+#include "platform/headless/OTHeadlessRenderer.h"
 #include "ui/OTPopWindow.h"
 #include "ui/OTWebController.h"
 #include "support/OTTestEnvironment.h"

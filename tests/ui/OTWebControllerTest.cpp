@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
-#include "core/OTNavigationController.h"
-#include "platform/OTHeadlessWebView.h"
+#include "platform/view/OTNavigationController.h"
+#include "platform/headless/OTHeadlessWebView.h"
 #include "platform/OTLogger.h"
 #include "platform/OTSandbox.h"
-#include "ui/OTHeadlessRenderer.h"
+#include "platform/headless/OTHeadlessRenderer.h"
 #include "ui/OTWebController.h"
 #include "support/OTTestEnvironment.h"
 

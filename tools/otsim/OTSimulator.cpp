@@ -7,25 +7,25 @@
 
 #include "OTDevServer.h"
 #include "OTSimulatorPresenter.h"
-#include "core/OTNavigationController.h"
-#include "core/OTPageClassRegistry.h"
+#include "platform/view/OTNavigationController.h"
+#include "platform/view/OTPageClassRegistry.h"
 #include "core/OTSDKManager.h"
-#include "core/OTTabBarController.h"
-#include "core/OTUserConfig.h"
-#include "core/OTWindow.h"
+#include "platform/view/OTTabBarController.h"
+#include "platform/OTUserConfig.h"
+#include "platform/view/OTWindow.h"
 #include "corvane/CorvaneOtManager.h"
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
 #include "platform/OTEnvironment.h"
-#include "platform/OTHeadlessUIHost.h"
+#include "platform/headless/OTHeadlessUIHost.h"
 #include "platform/OTLogger.h"
-#include "platform/OTManualReachabilitySource.h"
+#include "platform/deterministic/OTManualReachabilitySource.h"
 #include "platform/OTRandomSource.h"
-#include "platform/OTStandardErrorConsole.h"
-#include "platform/OTSystemClock.h"
-#include "platform/OTThreadScheduler.h"
-#include "ui/OTHTMLRenderer.h"
-#include "ui/OTHeadlessRenderer.h"
+#include "platform/linux/OTStandardErrorConsole.h"
+#include "platform/linux/OTSystemClock.h"
+#include "platform/linux/OTThreadScheduler.h"
+#include "platform/headless/OTHTMLRenderer.h"
+#include "platform/headless/OTHeadlessRenderer.h"
 #include "ui/OTPopWindow.h"
 
 namespace fs = std::filesystem;
@@ -473,7 +473,7 @@ void OTSimulator::print(const json& o) {
         const std::string rule(56, '-');
         out_ << at << "  +" << rule << "\n";
         out_ << "           | dialog " << text(o["campaign"]) << " (style " << o["style"] << ", "
-             << OTPopWindow::styleLabel(o["style"].get<std::int64_t>()) << ")\n";
+             << OTWindowData::styleLabel(o["style"].get<std::int64_t>()) << ")\n";
         if (!o["title"].is_null()) out_ << "           | " << text(o["title"]) << "\n";
         if (!o["content"].is_null()) out_ << "           | " << text(o["content"]) << "\n";
         if (!o["picture"].is_null()) out_ << "           | picture " << text(o["picture"]) << "\n";

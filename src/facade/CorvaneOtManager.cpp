@@ -1,0 +1,54 @@
+#include "corvane/CorvaneOtManager.h"
+
+#include "core/OTPopWindowManager.h"
+#include "core/OTSDKManager.h"
+#include "platform/OTLogger.h"
+#include "ui/OTPopWindowPresenter.h"
+
+namespace {
+// The engine as the host reaches it: dialogs are shown in dialog windows unless something else
+// was set to show them first.
+std::shared_ptr<OTSDKManager> engine() {
+    OTPopWindowManager::sharedManager()->setPresenterIfNone([] { return std::make_shared<OTPopWindowPresenter>(); });
+    return OTSDKManager::sharedManager();
+}
+}  // namespace
+
+// Nothing thrown inside the library reaches the host.
+std::shared_ptr<CorvaneOtObserver> CorvaneOtManager::getObserverListener(const std::string& groupIdentifier) {
+    try {
+        return engine()->managerWithGroupIdentifier(groupIdentifier);
+    } catch (...) {
+        return nullptr;
+    }
+}
+
+void CorvaneOtManager::startWithConfig(const std::shared_ptr<CorvaneOtConfig>& config) {
+    try {
+        engine()->startWithConfiguration(config);
+    } catch (...) {
+    }
+}
+
+std::string CorvaneOtManager::SDKVersion() { return OTSDKManager::SDKVersion(); }
+
+void CorvaneOtManager::configLogLevel(std::uint64_t level) {
+    try {
+        OTLogger::configLogLevel(static_cast<std::int64_t>(level));
+    } catch (...) {
+    }
+}
+
+void CorvaneOtManager::setDialogVisible(bool visible) {
+    try {
+        OTPopWindowManager::sharedManager()->setAutoPopWindow(visible);
+    } catch (...) {
+    }
+}
+
+void CorvaneOtManager::pushTrack(std::int64_t type, const nlohmann::json& msg, const std::string& groupIdentifier) {
+    try {
+        engine()->pushTrack(type, msg, groupIdentifier);
+    } catch (...) {
+    }
+}

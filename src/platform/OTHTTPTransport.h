@@ -1,0 +1,34 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+// HTTP as the platform provides it: the platform's own stack on Apple, libcurl on Linux. One
+// transport serves the whole library (server requests and media downloads).
+class OTHTTPTransport {
+public:
+    struct Request {
+        std::string url;
+        std::string method = "GET";
+        std::vector<std::pair<std::string, std::string>> headers;
+        std::optional<std::string> body;
+        std::chrono::milliseconds timeout{60000};
+    };
+    struct Failure {
+        long code;
+        std::string description;
+    };
+    // Status and body of an answer, or the transport failure.
+    using Completion = std::function<void(long status, const std::string& body, const std::optional<Failure>& failure)>;
+
+    virtual ~OTHTTPTransport() = default;
+
+    // Sends `request`; `completion` runs once, on the transport's own thread (never the main queue).
+    virtual void send(Request request, Completion completion) = 0;
+    // Drops the requests under way without calling their completions; later sends do nothing.
+    virtual void shutdown() = 0;
+};

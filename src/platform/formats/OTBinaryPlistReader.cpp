@@ -1,0 +1,187 @@
+#include "platform/formats/OTBinaryPlistReader.h"
+
+#include <bit>
+#include <cmath>
+
+namespace {
+constexpr std::size_t kHeaderSize = 8;
+constexpr std::size_t kTrailerSize = 32;
+constexpr std::int64_t kPlistEpochOffset = 978307200;  // 2001-01-01 in seconds since 1970
+
+void appendUtf8(std::string& out, std::uint32_t code) {
+    if (code < 0x80) {
+        out += static_cast<char>(code);
+    } else if (code < 0x800) {
+        out += static_cast<char>(0xC0 | (code >> 6));
+        out += static_cast<char>(0x80 | (code & 0x3F));
+    } else if (code < 0x10000) {
+        out += static_cast<char>(0xE0 | (code >> 12));
+        out += static_cast<char>(0x80 | ((code >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (code & 0x3F));
+    } else {
+        out += static_cast<char>(0xF0 | (code >> 18));
+        out += static_cast<char>(0x80 | ((code >> 12) & 0x3F));
+        out += static_cast<char>(0x80 | ((code >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (code & 0x3F));
+    }
+}
+}  // namespace
+
+std::optional<OTPropertyList> OTBinaryPlistReader::read(std::string_view bytes) {
+    if (bytes.size() < kHeaderSize + kTrailerSize || bytes.substr(0, 8) != "bplist00") return std::nullopt;
+    OTBinaryPlistReader reader(bytes);
+    if (!reader.readTrailer()) return std::nullopt;
+    reader.onPath_.assign(static_cast<std::size_t>(reader.objectCount_), false);
+    return reader.object(reader.topObject_, 0);
+}
+
+bool OTBinaryPlistReader::readTrailer() {
+    const std::size_t t = bytes_.size() - kTrailerSize;
+    offsetSize_ = static_cast<std::uint8_t>(bytes_[t + 6]);
+    refSize_ = static_cast<std::uint8_t>(bytes_[t + 7]);
+    auto count = unsignedAt(t + 8, 8);
+    auto top = unsignedAt(t + 16, 8);
+    auto table = unsignedAt(t + 24, 8);
+    if (offsetSize_ < 1 || offsetSize_ > 8 || refSize_ < 1 || refSize_ > 8 || !count || !top || !table) return false;
+    objectCount_ = *count;
+    topObject_ = *top;
+    offsetTable_ = *table;
+    // Every object takes at least one byte, and the offset table must fit before the trailer.
+    if (objectCount_ == 0 || objectCount_ > bytes_.size() || topObject_ >= objectCount_) return false;
+    if (offsetTable_ < kHeaderSize || offsetTable_ > t || (t - offsetTable_) / offsetSize_ < objectCount_) return false;
+    return true;
+}
+
+std::optional<std::uint64_t> OTBinaryPlistReader::unsignedAt(std::size_t at, std::size_t width) const {
+    if (width == 0 || width > 8 || at > bytes_.size() || bytes_.size() - at < width) return std::nullopt;
+    std::uint64_t value = 0;
+    for (std::size_t i = 0; i < width; ++i) value = (value << 8) | static_cast<std::uint8_t>(bytes_[at + i]);
+    return value;
+}
+
+std::optional<std::uint64_t> OTBinaryPlistReader::objectOffset(std::uint64_t ref) const {
+    if (ref >= objectCount_) return std::nullopt;
+    auto offset = unsignedAt(static_cast<std::size_t>(offsetTable_ + ref * offsetSize_), offsetSize_);
+    if (!offset || *offset < kHeaderSize || *offset >= offsetTable_) return std::nullopt;
+    return offset;
+}
+
+std::optional<std::uint64_t> OTBinaryPlistReader::countAfter(std::uint8_t info, std::size_t& at) const {
+    if (info != 0x0F) return info;
+    auto marker = unsignedAt(at, 1);
+    if (!marker || (*marker & 0xF0) != 0x10) return std::nullopt;
+    const std::size_t width = std::size_t{1} << (*marker & 0x0F);
+    auto count = unsignedAt(at + 1, width);
+    if (!count) return std::nullopt;
+    at += 1 + width;
+    return count;
+}
+
+std::optional<OTPropertyList> OTBinaryPlistReader::object(std::uint64_t ref, std::size_t depth) {
+    if (depth > OTPropertyList::kMaxDepth || budget_ == 0) return std::nullopt;
+    --budget_;
+    auto offset = objectOffset(ref);
+    if (!offset) return std::nullopt;
+    std::size_t at = static_cast<std::size_t>(*offset);
+    const auto marker = static_cast<std::uint8_t>(bytes_[at++]);
+    const std::uint8_t type = marker >> 4;
+    const std::uint8_t info = marker & 0x0F;
+    const std::size_t limit = static_cast<std::size_t>(offsetTable_);
+
+    switch (type) {
+        case 0x0:
+            if (marker == 0x08) return OTPropertyList(false);
+            if (marker == 0x09) return OTPropertyList(true);
+            return std::nullopt;
+        case 0x1: {
+            if (info > 4) return std::nullopt;
+            const std::size_t width = std::size_t{1} << info;
+            // 16-byte integers carry 64-bit values in their low half.
+            auto value = width == 16 ? unsignedAt(at + 8, 8) : unsignedAt(at, width);
+            if (!value || at + width > limit) return std::nullopt;
+            // Narrow integers are unsigned; 8-byte ones are two's complement.
+            return OTPropertyList(static_cast<std::int64_t>(*value));
+        }
+        case 0x2: {
+            if (info != 2 && info != 3) return std::nullopt;
+            const std::size_t width = std::size_t{1} << info;
+            auto raw = unsignedAt(at, width);
+            if (!raw || at + width > limit) return std::nullopt;
+            if (width == 4) return OTPropertyList(static_cast<double>(std::bit_cast<float>(static_cast<std::uint32_t>(*raw))));
+            return OTPropertyList(std::bit_cast<double>(*raw));
+        }
+        case 0x3: {
+            auto raw = unsignedAt(at, 8);
+            if (marker != 0x33 || !raw || at + 8 > limit) return std::nullopt;
+            const double seconds = std::bit_cast<double>(*raw);
+            if (!(seconds > -1e12 && seconds < 1e12)) return std::nullopt;
+            const auto micros = std::llround(seconds * 1e6) + kPlistEpochOffset * 1'000'000;
+            return OTPropertyList(OTPropertyList::Date(
+                std::chrono::duration_cast<OTPropertyList::Date::duration>(std::chrono::microseconds(micros))));
+        }
+        case 0x4: {
+            auto length = countAfter(info, at);
+            if (!length || *length > limit - at) return std::nullopt;
+            const auto* begin = reinterpret_cast<const std::uint8_t*>(bytes_.data() + at);
+            return OTPropertyList(OTPropertyList::Data(begin, begin + *length));
+        }
+        case 0x5: {
+            auto length = countAfter(info, at);
+            if (!length || *length > limit - at) return std::nullopt;
+            return OTPropertyList(std::string(bytes_.substr(at, static_cast<std::size_t>(*length))));
+        }
+        case 0x6: {
+            auto units = countAfter(info, at);
+            if (!units || *units > (limit - at) / 2) return std::nullopt;
+            std::string text;
+            text.reserve(static_cast<std::size_t>(*units) * 3);
+            for (std::uint64_t i = 0; i < *units; ++i) {
+                std::uint32_t unit = static_cast<std::uint32_t>(*unsignedAt(at + 2 * i, 2));
+                if (unit >= 0xD800 && unit < 0xDC00 && i + 1 < *units) {
+                    const auto low = static_cast<std::uint32_t>(*unsignedAt(at + 2 * (i + 1), 2));
+                    if (low >= 0xDC00 && low < 0xE000) {
+                        unit = 0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00);
+                        ++i;
+                    }
+                }
+                if (unit >= 0xD800 && unit < 0xE000) unit = 0xFFFD;  // a lone surrogate
+                appendUtf8(text, unit);
+            }
+            return OTPropertyList(std::move(text));
+        }
+        case 0xA:
+        case 0xD: {
+            auto count = countAfter(info, at);
+            const std::uint64_t refs = type == 0xD ? 2 : 1;
+            if (!count || *count > (limit - at) / refSize_ / refs) return std::nullopt;
+            if (onPath_[static_cast<std::size_t>(ref)]) return std::nullopt;  // a container inside itself
+            onPath_[static_cast<std::size_t>(ref)] = true;
+            std::optional<OTPropertyList> result;
+            if (type == 0xA) {
+                OTPropertyList::Array array;
+                array.reserve(static_cast<std::size_t>(*count));
+                bool ok = true;
+                for (std::uint64_t i = 0; i < *count && ok; ++i) {
+                    auto child = object(*refAt(at + i * refSize_), depth + 1);
+                    if (child) array.push_back(std::move(*child));
+                    else ok = false;
+                }
+                if (ok) result = OTPropertyList(std::move(array));
+            } else {
+                OTPropertyList::Dictionary dict;
+                bool ok = true;
+                for (std::uint64_t i = 0; i < *count && ok; ++i) {
+                    auto key = object(*refAt(at + i * refSize_), depth + 1);
+                    auto value = object(*refAt(at + (*count + i) * refSize_), depth + 1);
+                    const auto* name = key ? key->get<std::string>() : nullptr;
+                    if (name != nullptr && value) dict.insert_or_assign(*name, std::move(*value));
+                    else ok = false;
+                }
+                if (ok) result = OTPropertyList(std::move(dict));
+            }
+            onPath_[static_cast<std::size_t>(ref)] = false;
+            return result;
+        }
+        default: return std::nullopt;
+    }
+}

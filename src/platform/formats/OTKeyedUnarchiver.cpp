@@ -1,0 +1,99 @@
+#include "platform/formats/OTKeyedUnarchiver.h"
+
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+namespace {
+// Whether `value` is free of archived objects (a null object is plain).
+bool isPlain(const OTPropertyList& value) {
+    if (const auto* array = value.get<OTPropertyList::Array>()) {
+        for (const auto& item : *array) {
+            if (!isPlain(item)) return false;
+        }
+        return true;
+    }
+    if (const auto* dict = value.get<OTPropertyList::Dictionary>()) {
+        if (const auto it = dict->find(OTKeyedArchiver::kClassKey); it != dict->end()) {
+            const auto* name = it->second.get<std::string>();
+            return dict->size() == 1 && name != nullptr && *name == "NSNull";
+        }
+        for (const auto& [key, item] : *dict) {
+            if (!isPlain(item)) return false;
+        }
+    }
+    return true;
+}
+}  // namespace
+
+const OTPropertyList* OTKeyedUnarchiver::find(const std::string& key) const {
+    if (key == OTKeyedArchiver::kClassKey) return nullptr;
+    const auto it = fields_.find(key);
+    return it == fields_.end() ? nullptr : &it->second;
+}
+
+bool OTKeyedUnarchiver::containsValueForKey(const std::string& key) const { return find(key) != nullptr; }
+
+const std::string& OTKeyedUnarchiver::className() const {
+    static const std::string kNone;
+    const auto it = fields_.find(OTKeyedArchiver::kClassKey);
+    if (it == fields_.end()) return kNone;
+    const auto* name = it->second.get<std::string>();
+    return name != nullptr ? *name : kNone;
+}
+
+bool OTKeyedUnarchiver::decodeBoolForKey(const std::string& key) const {
+    const auto* value = find(key);
+    if (value == nullptr) return false;
+    if (const auto* flag = value->get<bool>()) return *flag;
+    if (const auto* integer = value->get<std::int64_t>()) return *integer != 0;
+    return false;
+}
+
+std::int64_t OTKeyedUnarchiver::decodeIntegerForKey(const std::string& key) const {
+    const auto* value = find(key);
+    if (value == nullptr) return 0;
+    if (const auto* integer = value->get<std::int64_t>()) return *integer;
+    if (const auto* flag = value->get<bool>()) return *flag ? 1 : 0;
+    if (const auto* real = value->get<double>()) {
+        if (!std::isfinite(*real) || std::fabs(*real) >= 9.2e18) return 0;
+        return static_cast<std::int64_t>(*real);
+    }
+    return 0;
+}
+
+double OTKeyedUnarchiver::decodeDoubleForKey(const std::string& key) const {
+    const auto* value = find(key);
+    if (value == nullptr) return 0;
+    if (const auto* real = value->get<double>()) return *real;
+    if (const auto* integer = value->get<std::int64_t>()) return static_cast<double>(*integer);
+    return 0;
+}
+
+float OTKeyedUnarchiver::decodeFloatForKey(const std::string& key) const {
+    return static_cast<float>(decodeDoubleForKey(key));
+}
+
+std::optional<std::string> OTKeyedUnarchiver::decodeStringForKey(const std::string& key) const {
+    const auto* value = find(key);
+    if (value == nullptr) return std::nullopt;
+    if (const auto* text = value->get<std::string>()) return *text;
+    return std::nullopt;
+}
+
+std::optional<OTPropertyList::Date> OTKeyedUnarchiver::decodeDateForKey(const std::string& key) const {
+    const auto* value = find(key);
+    if (value == nullptr) return std::nullopt;
+    if (const auto* date = value->get<OTPropertyList::Date>()) return *date;
+    return std::nullopt;
+}
+
+std::optional<nlohmann::json> OTKeyedUnarchiver::decodeJsonForKey(const std::string& key) const {
+    const auto* value = find(key);
+    if (value == nullptr) return std::nullopt;
+    return plainValue(*value);
+}
+
+std::optional<nlohmann::json> OTKeyedUnarchiver::plainValue(const OTPropertyList& value) {
+    if (!isPlain(value)) return std::nullopt;
+    return value.toJson();
+}

@@ -1,0 +1,120 @@
+#include "platform/headless/OTHTMLRenderer.h"
+
+#include <cmath>
+#include <cstdio>
+
+#include "platform/formats/OTImage.h"
+#include "platform/OTResourceBundle.h"
+#include "platform/OTSandbox.h"
+#include "platform/OTUtils.h"
+
+namespace {
+std::string rgba(const OTColor& color) {
+    const auto channel = [](double v) { return std::to_string(static_cast<int>(std::lround(std::clamp(v, 0.0, 1.0) * 255))); };
+    char alpha[16];
+    std::snprintf(alpha, sizeof alpha, "%.3g", std::clamp(color.alpha(), 0.0, 1.0));
+    return "rgba(" + channel(color.red()) + "," + channel(color.green()) + "," + channel(color.blue()) + "," + alpha + ")";
+}
+
+std::string imageSource(const OTSceneNode& node) {
+    if (node.imageResource()) {
+        const auto bundle = OTResourceBundle::path();
+        const auto bytes = bundle ? OTSandbox::readFile(*bundle / *node.imageResource(), 4u << 20) : std::nullopt;
+        if (bytes) return "data:image/png;base64," + OTUtils::base64Encode(*bytes).value_or("");
+    }
+    return node.imageURL().value_or("");
+}
+
+const char* objectFit(OTSceneNode::ContentMode mode) {
+    switch (mode) {
+        case OTSceneNode::ContentMode::AspectFit: return "contain";
+        case OTSceneNode::ContentMode::AspectFill: return "cover";
+        case OTSceneNode::ContentMode::ScaleToFill: return "fill";
+    }
+    return "fill";
+}
+
+void renderNode(std::string& out, const OTSceneNode& node, int depth) {
+    if (node.hidden() || node.alpha() <= 0) return;
+    const std::string indent(static_cast<std::size_t>(depth) * 2, ' ');
+    const auto& f = node.frame();
+    std::string style = "left:" + OTHTMLRenderer::px(f.origin.x) + "px;top:" + OTHTMLRenderer::px(f.origin.y) +
+                        "px;width:" + OTHTMLRenderer::px(f.size.width) + "px;height:" + OTHTMLRenderer::px(f.size.height) +
+                        "px";
+    if (node.alpha() < 1) style += ";opacity:" + OTHTMLRenderer::px(node.alpha());
+    if (node.backgroundColor()) style += ";background:" + rgba(*node.backgroundColor());
+    if (node.cornerRadius() > 0) style += ";border-radius:" + OTHTMLRenderer::px(node.cornerRadius()) + "px";
+    if (node.masksToBounds() || node.role() == OTSceneNode::Role::Scroll) style += ";overflow:hidden";
+    if (const auto& s = node.shadow()) {
+        OTColor shadow(s->color.red(), s->color.green(), s->color.blue(), s->color.alpha() * s->opacity);
+        // A layer shadow follows the drawn shape (a round close button), not the box.
+        style += ";filter:drop-shadow(" + OTHTMLRenderer::px(s->offset.width) + "px " +
+                 OTHTMLRenderer::px(s->offset.height) + "px 3px " + rgba(shadow) + ")";
+    }
+    if (node.text()) {
+        const char* align = node.textAlignment() == OTSceneNode::TextAlignment::Left    ? "left"
+                            : node.textAlignment() == OTSceneNode::TextAlignment::Right ? "right"
+                                                                                        : "center";
+        style += ";font-family:'" + node.fontName() + "','PingFang SC','Noto Sans CJK SC',sans-serif;font-size:" +
+                 OTHTMLRenderer::px(node.fontSize()) + "px;line-height:" +
+                 OTHTMLRenderer::px(node.fontSize() * 1.4 + node.lineSpacing()) + "px;text-align:" + align;
+        if (node.textColor()) style += ";color:" + rgba(*node.textColor());
+        if (node.role() == OTSceneNode::Role::Button) style += ";display:flex;align-items:center;justify-content:center";
+    }
+    out += indent + "<div data-role=\"" + OTSceneNode::roleName(node.role()) + "\" data-name=\"" +
+           OTHTMLRenderer::escape(node.name()) + "\" style=\"" + style + "\">";
+    const auto source = imageSource(node);
+    if (!source.empty()) {
+        out += "<img src=\"" + OTHTMLRenderer::escape(source) + "\" style=\"width:100%;height:100%;object-fit:" +
+               objectFit(node.contentMode()) + "\">";
+    }
+    if (node.role() == OTSceneNode::Role::Web && node.url()) {
+        out += "<iframe src=\"" + OTHTMLRenderer::escape(*node.url()) + "\" style=\"width:100%;height:100%;border:0\"></iframe>";
+    }
+    if (node.text()) out += "<span>" + OTHTMLRenderer::escape(*node.text()) + "</span>";
+    if (!node.subviews().empty()) {
+        out += "\n";
+        for (const auto& child : node.subviews()) renderNode(out, *child, depth + 1);
+        out += indent;
+    }
+    out += "</div>\n";
+}
+}  // namespace
+
+std::string OTHTMLRenderer::px(double value) {
+    if (!std::isfinite(value)) return "0";
+    char text[64];
+    std::snprintf(text, sizeof text, "%.3f", value);
+    std::string result = text;
+    while (result.back() == '0') result.pop_back();
+    if (result.back() == '.') result.pop_back();
+    return result == "-0" ? "0" : result;
+}
+
+std::string OTHTMLRenderer::escape(const std::string& text) {
+    std::string out;
+    out.reserve(text.size());
+    for (char c : text) {
+        switch (c) {
+            case '&': out += "&amp;"; break;
+            case '<': out += "&lt;"; break;
+            case '>': out += "&gt;"; break;
+            case '"': out += "&quot;"; break;
+            case '\'': out += "&#39;"; break;
+            default: out += c;
+        }
+    }
+    return out;
+}
+
+std::string OTHTMLRenderer::render(const std::shared_ptr<OTSceneNode>& root, const OTSize& screen, const std::string& title) {
+    std::string out = "<!DOCTYPE html>\n<html><head><meta charset=\"utf-8\"><title>" + escape(title) +
+                      "</title>\n<style>body{margin:0;background:#e9e9ee}"
+                      "#screen{position:relative;overflow:hidden;background:#f7f7f7;margin:0 auto}"
+                      "#screen div{position:absolute;box-sizing:border-box;white-space:pre-wrap;word-break:break-word}"
+                      "#screen span{display:block}</style></head>\n<body>\n<div id=\"screen\" style=\"width:" +
+                      px(screen.width) + "px;height:" + px(screen.height) + "px\">\n";
+    if (root) renderNode(out, *root, 1);
+    out += "</div>\n</body></html>\n";
+    return out;
+}

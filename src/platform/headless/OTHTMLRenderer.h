@@ -1,0 +1,21 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "platform/view/OTGeometry.h"
+#include "platform/view/OTSceneNode.h"
+
+// Draws a tree as a static HTML page: a screen of the given size with each visible node an
+// absolutely placed box (data-name and data-role name it) in its colours, corner radius, shadow,
+// font and text; pictures from their addresses, the library's own pictures inlined.
+class OTHTMLRenderer {
+public:
+    OTHTMLRenderer() = delete;
+
+    static std::string render(const std::shared_ptr<OTSceneNode>& root, const OTSize& screen,
+                              const std::string& title = "CorvaneOstrel");
+    static std::string escape(const std::string& text);
+    // A number for CSS: up to three decimals, no trailing zeros.
+    static std::string px(double value);
+};

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "platform/view/OTSceneNode.h"
+
+// The renderer without a screen: the tree stays as it is, and tests and the simulator read it
+// and play the user on it.
+class OTHeadlessRenderer {
+public:
+    OTHeadlessRenderer() = delete;
+
+    // A touch on the node: its button action, else its tap recogniser. False when the node is
+    // hidden, transparent, ignores touches or has nothing to run.
+    static bool tap(const std::shared_ptr<OTSceneNode>& node);
+    // The visible tree as JSON: role, name, frame in root coordinates, and the text, image,
+    // colours and actions that a node has.
+    static nlohmann::json snapshot(const std::shared_ptr<OTSceneNode>& root);
+    static nlohmann::json colorJSON(const OTColor& color);
+};

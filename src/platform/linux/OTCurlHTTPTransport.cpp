@@ -1,0 +1,135 @@
+#include "platform/linux/OTCurlHTTPTransport.h"
+
+#include <curl/curl.h>
+
+#include <map>
+
+namespace {
+std::once_flag gCurlInit;
+
+size_t collect(char* data, size_t size, size_t count, void* target) {
+    static_cast<std::string*>(target)->append(data, size * count);
+    return size * count;
+}
+}  // namespace
+
+struct OTCurlHTTPTransport::Transfer {
+    Request request;
+    Completion completion;
+    CURL* easy = nullptr;
+    curl_slist* headers = nullptr;
+    std::string received;
+
+    ~Transfer() {
+        if (headers != nullptr) curl_slist_free_all(headers);
+        if (easy != nullptr) curl_easy_cleanup(easy);
+    }
+};
+
+struct OTCurlHTTPTransport::State {
+    std::mutex mutex;
+    std::vector<std::unique_ptr<Transfer>> incoming;
+    bool stopping = false;
+    CURLM* multi = nullptr;
+
+    ~State() { curl_multi_cleanup(multi); }
+};
+
+OTCurlHTTPTransport::OTCurlHTTPTransport() : state_(std::make_shared<State>()) {
+    std::call_once(gCurlInit, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
+    state_->multi = curl_multi_init();
+    thread_ = std::thread([state = state_] { run(state); });
+}
+
+OTCurlHTTPTransport::~OTCurlHTTPTransport() { shutdown(); }
+
+void OTCurlHTTPTransport::shutdown() {
+    {
+        std::lock_guard lock(state_->mutex);
+        state_->stopping = true;
+    }
+    curl_multi_wakeup(state_->multi);
+    if (!thread_.joinable()) return;
+    if (thread_.get_id() == std::this_thread::get_id()) thread_.detach();
+    else thread_.join();
+}
+
+void OTCurlHTTPTransport::send(Request request, Completion completion) {
+    auto transfer = std::make_unique<Transfer>();
+    transfer->request = std::move(request);
+    transfer->completion = std::move(completion);
+    {
+        std::lock_guard lock(state_->mutex);
+        if (state_->stopping) return;
+        state_->incoming.push_back(std::move(transfer));
+    }
+    curl_multi_wakeup(state_->multi);
+}
+
+void OTCurlHTTPTransport::run(const std::shared_ptr<State>& state) {
+    CURLM* multi = state->multi;
+    std::map<CURL*, std::unique_ptr<Transfer>> running;
+    for (;;) {
+        std::vector<std::unique_ptr<Transfer>> added;
+        {
+            std::lock_guard lock(state->mutex);
+            if (state->stopping) break;
+            added.swap(state->incoming);
+        }
+        for (auto& transfer : added) {
+            CURL* easy = curl_easy_init();
+            if (easy == nullptr) {
+                if (transfer->completion) transfer->completion(0, "", Failure{CURLE_FAILED_INIT, "curl_easy_init failed"});
+                continue;
+            }
+            transfer->easy = easy;
+            const auto& request = transfer->request;
+            curl_easy_setopt(easy, CURLOPT_URL, request.url.c_str());
+            curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+            curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, static_cast<long>(request.timeout.count()));
+            curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, collect);
+            curl_easy_setopt(easy, CURLOPT_WRITEDATA, &transfer->received);
+            if (request.method == "POST") curl_easy_setopt(easy, CURLOPT_POST, 1L);
+            else if (request.method != "GET") curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, request.method.c_str());
+            if (request.body) {
+                curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE, static_cast<long>(request.body->size()));
+                curl_easy_setopt(easy, CURLOPT_COPYPOSTFIELDS, request.body->c_str());
+            } else if (request.method == "POST") {
+                curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE, 0L);
+                curl_easy_setopt(easy, CURLOPT_POSTFIELDS, "");
+            }
+            // No cached answers: every request goes to the server.
+            transfer->headers = curl_slist_append(transfer->headers, "Cache-Control: no-cache");
+            transfer->headers = curl_slist_append(transfer->headers, "Expect:");
+            for (const auto& [field, value] : request.headers) {
+                transfer->headers = curl_slist_append(transfer->headers, (field + ": " + value).c_str());
+            }
+            curl_easy_setopt(easy, CURLOPT_HTTPHEADER, transfer->headers);
+            curl_multi_add_handle(multi, easy);
+            running.emplace(easy, std::move(transfer));
+        }
+
+        int active = 0;
+        curl_multi_perform(multi, &active);
+        int queued = 0;
+        while (CURLMsg* message = curl_multi_info_read(multi, &queued)) {
+            if (message->msg != CURLMSG_DONE) continue;
+            CURL* easy = message->easy_handle;
+            const CURLcode result = message->data.result;
+            curl_multi_remove_handle(multi, easy);
+            auto node = running.extract(easy);
+            if (node.empty()) continue;
+            auto& transfer = node.mapped();
+            long status = 0;
+            curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
+            if (!transfer->completion) continue;
+            if (result != CURLE_OK) {
+                transfer->completion(status, "", Failure{static_cast<long>(result), curl_easy_strerror(result)});
+            } else {
+                transfer->completion(status, transfer->received, std::nullopt);
+            }
+        }
+        curl_multi_poll(multi, nullptr, 0, 1000, nullptr);
+    }
+    for (auto& [easy, transfer] : running) curl_multi_remove_handle(multi, easy);
+}

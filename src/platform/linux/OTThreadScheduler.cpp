@@ -1,0 +1,207 @@
+#include "platform/linux/OTThreadScheduler.h"
+
+#include <algorithm>
+#include <condition_variable>
+#include <cstdint>
+#include <future>
+#include <utility>
+#include <vector>
+
+namespace {
+thread_local const void* tCurrentLane = nullptr;
+constexpr unsigned kConcurrentWorkers = 2;
+using SteadyTime = std::chrono::steady_clock::time_point;
+}  // namespace
+
+class OTThreadScheduler::Lane final : public OTDispatchQueue, public std::enable_shared_from_this<Lane> {
+public:
+    Lane(std::string label, bool concurrent, std::thread::id mainThread, bool isMain)
+        : OTDispatchQueue(std::move(label), concurrent), mainThread_(mainThread), isMain_(isMain) {}
+
+    ~Lane() override { stop(); }
+
+    // Workers keep the lane alive, so a lane stopped from its own work is destroyed only after it.
+    void start(unsigned workers) {
+        for (unsigned i = 0; i < workers; ++i) threads_.emplace_back([self = shared_from_this()] { self->workLoop(); });
+    }
+
+    void async(Work work) override { after(std::chrono::nanoseconds(0), std::move(work)); }
+
+    void after(std::chrono::nanoseconds delay, Work work) override {
+        if (!work) return;
+        if (delay.count() < 0) delay = std::chrono::nanoseconds(0);
+        {
+            std::lock_guard lock(mutex_);
+            if (stopped_) return;
+            pending_.emplace(std::make_pair(std::chrono::steady_clock::now() + delay, sequence_++), std::move(work));
+        }
+        wake_.notify_one();
+    }
+
+    void sync(const Work& work) override {
+        if (!work) return;
+        if (isCurrent() || (isConcurrent() && !isMainLane())) {
+            runMarked(work);
+            return;
+        }
+        auto done = std::make_shared<std::promise<void>>();
+        auto finished = done->get_future();
+        async([&work, done] {
+            try {
+                work();
+            } catch (...) {
+            }
+            done->set_value();
+        });
+        finished.wait();
+    }
+
+    bool isCurrent() const override {
+        if (tCurrentLane == this) return true;
+        return isMainLane() && std::this_thread::get_id() == mainThread_;
+    }
+
+    bool isMainLane() const { return isMain_; }
+
+    // Main lane only: runs due work on the calling thread until `done` or the deadline.
+    bool runUntil(const std::function<bool()>& done, SteadyTime deadline) {
+        for (;;) {
+            while (runOneDue()) {
+                if (done && done()) return true;
+            }
+            if (done && done()) return true;
+            std::unique_lock lock(mutex_);
+            if (stopped_) return false;
+            // Wake at least every 10 ms: `done` may turn true through work on other queues.
+            auto wakeAt = std::min(deadline, std::chrono::steady_clock::now() + std::chrono::milliseconds(10));
+            if (!pending_.empty() && pending_.begin()->first.first < wakeAt) wakeAt = pending_.begin()->first.first;
+            wake_.wait_until(lock, wakeAt);
+            if (std::chrono::steady_clock::now() >= deadline && !hasDueLocked()) {
+                lock.unlock();
+                return done && done();
+            }
+        }
+    }
+
+    std::size_t drain() {
+        std::size_t ran = 0;
+        while (runOneDue()) ++ran;
+        return ran;
+    }
+
+    void stop() {
+        std::map<std::pair<SteadyTime, std::uint64_t>, Work> dropped;
+        {
+            std::lock_guard lock(mutex_);
+            stopped_ = true;
+            dropped.swap(pending_);
+        }
+        wake_.notify_all();
+        for (auto& t : threads_) {
+            if (!t.joinable()) continue;
+            // A lane stopped from its own work cannot join itself; its thread ends after that work.
+            if (t.get_id() == std::this_thread::get_id()) t.detach();
+            else t.join();
+        }
+    }
+
+private:
+    bool hasDueLocked() const {
+        return !pending_.empty() && pending_.begin()->first.first <= std::chrono::steady_clock::now();
+    }
+
+    bool runOneDue() {
+        Work work;
+        {
+            std::lock_guard lock(mutex_);
+            if (stopped_ || !hasDueLocked()) return false;
+            auto node = pending_.extract(pending_.begin());
+            work = std::move(node.mapped());
+        }
+        runMarked(work);
+        return true;
+    }
+
+    void runMarked(const Work& work) {
+        const void* previous = tCurrentLane;
+        tCurrentLane = this;
+        try {
+            work();
+        } catch (...) {
+        }
+        tCurrentLane = previous;
+    }
+
+    void workLoop() {
+        std::unique_lock lock(mutex_);
+        while (!stopped_) {
+            if (pending_.empty()) {
+                wake_.wait(lock);
+                continue;
+            }
+            auto first = pending_.begin();
+            if (first->first.first > std::chrono::steady_clock::now()) {
+                wake_.wait_until(lock, first->first.first);
+                continue;
+            }
+            Work work = std::move(first->second);
+            pending_.erase(first);
+            lock.unlock();
+            runMarked(work);
+            work = nullptr;  // captured state dies outside the lock
+            lock.lock();
+        }
+    }
+
+    const std::thread::id mainThread_;
+    const bool isMain_;
+    std::mutex mutex_;
+    std::condition_variable wake_;
+    std::map<std::pair<SteadyTime, std::uint64_t>, Work> pending_;
+    std::uint64_t sequence_ = 0;
+    bool stopped_ = false;
+    std::vector<std::thread> threads_;
+};
+
+OTThreadScheduler::OTThreadScheduler() : mainThread_(std::this_thread::get_id()) {}
+
+OTThreadScheduler::~OTThreadScheduler() { shutdown(); }
+
+std::shared_ptr<OTDispatchQueue> OTThreadScheduler::mainQueue() {
+    std::lock_guard lock(mutex_);
+    if (!main_) main_ = std::make_shared<Lane>(kMainQueueLabel, false, mainThread_, true);
+    if (stopped_) main_->stop();
+    return main_;
+}
+
+std::shared_ptr<OTDispatchQueue> OTThreadScheduler::queue(const std::string& label, bool concurrent) {
+    if (label == kMainQueueLabel) return mainQueue();
+    std::lock_guard lock(mutex_);
+    auto& lane = lanes_[label];
+    if (!lane) {
+        lane = std::make_shared<Lane>(label, concurrent, mainThread_, false);
+        if (stopped_) lane->stop();
+        else lane->start(concurrent ? kConcurrentWorkers : 1);
+    }
+    return lane;
+}
+
+void OTThreadScheduler::shutdown() {
+    std::vector<std::shared_ptr<Lane>> lanes;
+    {
+        std::lock_guard lock(mutex_);
+        stopped_ = true;
+        if (main_) lanes.push_back(main_);
+        for (auto& [label, lane] : lanes_) lanes.push_back(lane);
+    }
+    for (auto& lane : lanes) lane->stop();
+}
+
+bool OTThreadScheduler::runMainLoopUntil(const std::function<bool()>& done, std::chrono::milliseconds timeout) {
+    auto lane = std::static_pointer_cast<Lane>(mainQueue());
+    return lane->runUntil(done, std::chrono::steady_clock::now() + timeout);
+}
+
+std::size_t OTThreadScheduler::drainMainQueue() {
+    return std::static_pointer_cast<Lane>(mainQueue())->drain();
+}

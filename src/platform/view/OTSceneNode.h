@@ -1,0 +1,171 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "model/OTColor.h"
+#include "model/OTWidgetAttribute.h"
+#include "platform/view/OTGeometry.h"
+
+// One node of the platform-neutral scene tree that the views are written against: a frame in its
+// parent's coordinates, its look, its text or image, and the actions a user can trigger. Renderers
+// turn a tree into something a person sees: the headless one keeps it for tests and the
+// simulator, the HTML one draws it, UIKit maps it to views. Main thread only, as views are.
+class OTSceneNode : public std::enable_shared_from_this<OTSceneNode> {
+public:
+    enum class Role { View, Label, Button, Image, Scroll, Web, Video, Collection };
+    enum class TextAlignment { Left, Center, Right };
+    enum class ContentMode { ScaleToFill, AspectFit, AspectFill };
+    struct Shadow {
+        OTColor color;
+        OTSize offset;
+        double opacity = 0;
+    };
+    using Action = std::function<void()>;
+    static constexpr const char* kTouchUpInside = "touchUpInside";
+    static constexpr const char* kTap = "tap";
+
+    explicit OTSceneNode(Role role, std::string name = {});
+    virtual ~OTSceneNode() = default;
+
+    Role role() const { return role_; }
+    static const char* roleName(Role role);
+    const std::string& name() const { return name_; }
+    void setName(std::string name) { name_ = std::move(name); }
+
+    // Geometry: the frame in the parent's coordinates; bounds keep the centre, as on the platform.
+    const OTRect& frame() const { return frame_; }
+    void setFrame(const OTRect& frame) { frame_ = frame; }
+    OTRect bounds() const { return {{0, 0}, frame_.size}; }
+    void setBounds(const OTRect& bounds);
+    OTPoint center() const;
+    void setCenter(const OTPoint& center);
+    // The frame in the coordinates of the root of the tree.
+    OTRect absoluteFrame() const;
+    double ot_x() const { return frame_.origin.x; }
+    double ot_y() const { return frame_.origin.y; }
+    double ot_width() const { return frame_.size.width; }
+    double ot_height() const { return frame_.size.height; }
+    void setOt_x(double value) { frame_.origin.x = value; }
+    void setOt_y(double value) { frame_.origin.y = value; }
+    void setOt_width(double value) { frame_.size.width = value; }
+    void setOt_height(double value) { frame_.size.height = value; }
+    double bottom() const { return frame_.origin.y + frame_.size.height; }
+
+    // Look.
+    double alpha() const { return alpha_; }
+    void setAlpha(double value) { alpha_ = value; }
+    bool hidden() const { return hidden_; }
+    void setHidden(bool value) { hidden_ = value; }
+    const std::optional<OTColor>& backgroundColor() const { return backgroundColor_; }
+    void setBackgroundColor(std::optional<OTColor> value) { backgroundColor_ = std::move(value); }
+    double cornerRadius() const { return cornerRadius_; }
+    void setCornerRadius(double value) { cornerRadius_ = value; }
+    bool masksToBounds() const { return masksToBounds_; }
+    void setMasksToBounds(bool value) { masksToBounds_ = value; }
+    const std::optional<Shadow>& shadow() const { return shadow_; }
+    void setShadow(std::optional<Shadow> value) { shadow_ = std::move(value); }
+    bool userInteractionEnabled() const { return userInteractionEnabled_; }
+    void setUserInteractionEnabled(bool value) { userInteractionEnabled_ = value; }
+
+    // Text of a label or title of a button.
+    const std::optional<std::string>& text() const { return text_; }
+    void setText(std::optional<std::string> value) { text_ = std::move(value); }
+    const std::optional<OTColor>& textColor() const { return textColor_; }
+    void setTextColor(std::optional<OTColor> value) { textColor_ = std::move(value); }
+    const std::string& fontName() const { return fontName_; }
+    double fontSize() const { return fontSize_; }
+    void setFont(std::string name, double size) {
+        fontName_ = std::move(name);
+        fontSize_ = size;
+    }
+    TextAlignment textAlignment() const { return textAlignment_; }
+    void setTextAlignment(TextAlignment value) { textAlignment_ = value; }
+    double lineSpacing() const { return lineSpacing_; }
+    void setLineSpacing(double value) { lineSpacing_ = value; }
+    std::int64_t numberOfLines() const { return numberOfLines_; }
+    void setNumberOfLines(std::int64_t value) { numberOfLines_ = value; }
+
+    // Image: a remote address or a resource file, its natural size, how it fills the frame.
+    const std::optional<std::string>& imageURL() const { return imageURL_; }
+    void setImageURL(std::optional<std::string> value) { imageURL_ = std::move(value); }
+    const std::optional<std::string>& imageResource() const { return imageResource_; }
+    void setImageResource(std::optional<std::string> value) { imageResource_ = std::move(value); }
+    const std::optional<OTSize>& imageSize() const { return imageSize_; }
+    void setImageSize(std::optional<OTSize> value) { imageSize_ = std::move(value); }
+    ContentMode contentMode() const { return contentMode_; }
+    void setContentMode(ContentMode value) { contentMode_ = value; }
+
+    // Scrolling content and web address.
+    const OTSize& contentSize() const { return contentSize_; }
+    void setContentSize(const OTSize& value) { contentSize_ = value; }
+    const std::optional<std::string>& url() const { return url_; }
+    void setUrl(std::optional<std::string> value) { url_ = std::move(value); }
+
+    // Applies what a campaign attribute gives: text, text colour, background colour and, for a
+    // size above 0, the campaign font at that size.
+    void applyWidgetAttribute(const OTWidgetAttribute& attribute);
+    static constexpr const char* kCampaignFontName = "PingFangSC-Regular";
+
+    // Shows a remote picture through the picture cache; the address is kept in `ot_imageURL` even
+    // when absent. The picture is applied on the main queue, then `completion` runs.
+    void ot_setImageWithURL(const std::optional<std::string>& url, std::function<void()> completion = {});
+    const std::optional<std::string>& ot_imageURL() const { return ot_imageURL_; }
+
+    // Tree.
+    void addSubview(const std::shared_ptr<OTSceneNode>& child);
+    void removeFromSuperview();
+    std::shared_ptr<OTSceneNode> superview() const { return parent_.lock(); }
+    const std::vector<std::shared_ptr<OTSceneNode>>& subviews() const { return children_; }
+    // Depth first, this node included.
+    std::shared_ptr<OTSceneNode> findByName(const std::string& name);
+    std::vector<std::shared_ptr<OTSceneNode>> findByRole(Role role);
+    // Whether this node and every ancestor are visible.
+    bool isVisible() const;
+
+    // Actions ("touchUpInside" for buttons, "tap" for a tap recogniser).
+    void addAction(const std::string& event, Action action);
+    bool hasAction(const std::string& event) const;
+    // Runs the event's actions, as a user's touch would; false when the node ignores touches.
+    bool sendActions(const std::string& event);
+
+    // Runs `changes` as an animation of `duration`: the tree takes the final state at once and
+    // `completion` runs on the main queue once the duration has passed on the environment's clock.
+    static void animate(std::chrono::milliseconds duration, const std::function<void()>& changes,
+                        std::function<void()> completion);
+
+private:
+    Role role_;
+    std::string name_;
+    OTRect frame_;
+    double alpha_ = 1;
+    bool hidden_ = false;
+    std::optional<OTColor> backgroundColor_;
+    double cornerRadius_ = 0;
+    bool masksToBounds_ = false;
+    std::optional<Shadow> shadow_;
+    bool userInteractionEnabled_ = true;
+    std::optional<std::string> text_;
+    std::optional<OTColor> textColor_;
+    std::string fontName_;
+    double fontSize_ = 17;
+    TextAlignment textAlignment_ = TextAlignment::Left;
+    double lineSpacing_ = 0;
+    std::int64_t numberOfLines_ = 1;
+    std::optional<std::string> imageURL_;
+    std::optional<std::string> imageResource_;
+    std::optional<OTSize> imageSize_;
+    ContentMode contentMode_ = ContentMode::ScaleToFill;
+    OTSize contentSize_;
+    std::optional<std::string> url_;
+    std::optional<std::string> ot_imageURL_;
+    std::weak_ptr<OTSceneNode> parent_;
+    std::vector<std::shared_ptr<OTSceneNode>> children_;
+    std::map<std::string, std::vector<Action>> actions_;
+};

@@ -1,0 +1,134 @@
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+#include <random>
+
+#include "platform/formats/OTPropertyList.h"
+
+namespace {
+OTPropertyList sample() {
+    using D = OTPropertyList::Dictionary;
+    using A = OTPropertyList::Array;
+    return OTPropertyList(D{
+        {"bool", OTPropertyList(true)},
+        {"negative", OTPropertyList(std::int64_t{-5})},
+        {"big", OTPropertyList(std::int64_t{4294967295})},
+        {"min", OTPropertyList(INT64_MIN)},
+        {"real", OTPropertyList(0.1)},
+        {"text", OTPropertyList("中文 text")},
+        {"date", OTPropertyList(OTPropertyList::Date(std::chrono::microseconds(1714521600123456)))},
+        {"old", OTPropertyList(OTPropertyList::Date(std::chrono::seconds(-86400)))},
+        {"data", OTPropertyList(OTPropertyList::Data{0, 0xFF, 0x10})},
+        {"list", OTPropertyList(A{OTPropertyList(1), OTPropertyList(D{{"inner", OTPropertyList(A{})}})})},
+    });
+}
+}  // namespace
+
+TEST(OTPropertyList, BinaryRoundTripKeepsEveryKind) {
+    const auto original = sample();
+    const auto bytes = original.toBinary();
+    ASSERT_EQ(bytes.substr(0, 8), "bplist00");
+    const auto back = OTPropertyList::fromBinary(bytes);
+    ASSERT_TRUE(back.has_value());
+    EXPECT_EQ(*back, original);
+}
+
+TEST(OTPropertyList, JsonMappingKeepsNullsAndKinds) {
+    const nlohmann::json value = {{"a", nullptr}, {"b", {1, -2, 3.5, "x", false, nullptr}}, {"c", nlohmann::json::object()}};
+    const auto plist = OTPropertyList::fromJson(value);
+    EXPECT_EQ(plist.find("a")->kind(), OTPropertyList::Kind::Dictionary);  // the null marker
+    const auto back = OTPropertyList::fromBinary(plist.toBinary());
+    ASSERT_TRUE(back.has_value());
+    const auto json = back->toJson();
+    EXPECT_EQ(json, value);
+    EXPECT_TRUE(json["b"][0].is_number_integer());
+    EXPECT_TRUE(json["b"][2].is_number_float());
+    EXPECT_TRUE(json["b"][4].is_boolean());
+}
+
+TEST(OTPropertyList, ForeignTruncatedAndHostileInputReadsAsNothing) {
+    EXPECT_FALSE(OTPropertyList::fromBinary("").has_value());
+    EXPECT_FALSE(OTPropertyList::fromBinary("<?xml version=\"1.0\"?><plist></plist>").has_value());
+    EXPECT_FALSE(OTPropertyList::fromBinary("{\"json\": true}").has_value());
+    const auto bytes = sample().toBinary();
+    for (std::size_t cut = 0; cut < bytes.size(); ++cut) {
+        (void)OTPropertyList::fromBinary(std::string_view(bytes).substr(0, cut));
+    }
+    std::mt19937 random(7);
+    for (int round = 0; round < 3000; ++round) {
+        std::string mutated = bytes;
+        const int flips = 1 + static_cast<int>(random() % 8);
+        for (int f = 0; f < flips; ++f) mutated[random() % mutated.size()] = static_cast<char>(random());
+        (void)OTPropertyList::fromBinary(mutated);
+        std::string noise = "bplist00";
+        noise.resize(40 + random() % 200);
+        for (std::size_t i = 8; i < noise.size(); ++i) noise[i] = static_cast<char>(random());
+        (void)OTPropertyList::fromBinary(noise);
+    }
+}
+
+TEST(OTPropertyList, NestingBeyondTheDepthLimitIsRefused) {
+    OTPropertyList deep(OTPropertyList::Array{});
+    for (int i = 0; i < 300; ++i) deep = OTPropertyList(OTPropertyList::Array{deep});
+    EXPECT_FALSE(OTPropertyList::fromBinary(deep.toBinary()).has_value());
+    OTPropertyList fine(OTPropertyList::Array{});
+    for (int i = 0; i < 100; ++i) fine = OTPropertyList(OTPropertyList::Array{fine});
+    EXPECT_TRUE(OTPropertyList::fromBinary(fine.toBinary()).has_value());
+}
+
+namespace {
+// A binary property list of `objects` (each already encoded), one-byte offsets and references.
+std::string assemble(const std::vector<std::string>& objects, std::uint8_t top) {
+    std::string out = "bplist00";
+    std::vector<std::uint8_t> offsets;
+    for (const auto& object : objects) {
+        offsets.push_back(static_cast<std::uint8_t>(out.size()));
+        out += object;
+    }
+    const std::size_t table = out.size();
+    for (auto offset : offsets) out += static_cast<char>(offset);
+    std::string trailer(32, '\0');
+    trailer[6] = 1;
+    trailer[7] = 1;
+    trailer[15] = static_cast<char>(objects.size());
+    trailer[23] = static_cast<char>(top);
+    trailer[31] = static_cast<char>(table);
+    return out + trailer;
+}
+}  // namespace
+
+TEST(OTPropertyList, CyclesAndReferenceBombsAreRefused) {
+    // An array that holds itself.
+    EXPECT_FALSE(OTPropertyList::fromBinary(assemble({std::string("\xA1\x00", 2)}, 0)).has_value());
+    // Thirty levels of arrays that each hold the next one twice: 2^30 nodes if expanded.
+    std::vector<std::string> objects;
+    for (int i = 0; i < 30; ++i) {
+        objects.push_back(std::string{'\xA2', static_cast<char>(i + 1), static_cast<char>(i + 1)});
+    }
+    objects.push_back("\x10\x07");
+    EXPECT_FALSE(OTPropertyList::fromBinary(assemble(objects, 0)).has_value());
+    // The same shape, shallow enough to be legitimate, reads.
+    std::vector<std::string> small(objects.end() - 4, objects.end());
+    for (int i = 0; i < 3; ++i) small[static_cast<std::size_t>(i)] = std::string{'\xA2', static_cast<char>(i + 1), static_cast<char>(i + 1)};
+    auto read = OTPropertyList::fromBinary(assemble(small, 0));
+    ASSERT_TRUE(read.has_value());
+    EXPECT_EQ(read->toJson(), nlohmann::json::parse("[[[7,7],[7,7]],[[7,7],[7,7]]]"));
+}
+
+TEST(OTPropertyList, WidthsGrowWithTheContent) {
+    using A = OTPropertyList::Array;
+    A many;
+    for (int i = 0; i < 70000; ++i) many.emplace_back(static_cast<std::int64_t>(i) * 65599);  // >64k objects and bytes
+    many.emplace_back(std::string(300, 'x'));
+    many.emplace_back("emoji 😀 and 中文");
+    many.emplace_back(OTPropertyList::Data(100'000, 7));
+    // Far-future and far-past dates keep their full range.
+    many.emplace_back(OTPropertyList::Date(std::chrono::seconds(1714521600LL + 4294967295LL)));
+    many.emplace_back(OTPropertyList::Date(std::chrono::seconds(-5'000'000'000LL)));
+    many.emplace_back(INT64_MAX);
+    many.emplace_back(std::int64_t{4294967296});
+    const OTPropertyList original((A(many)));
+    const auto back = OTPropertyList::fromBinary(original.toBinary());
+    ASSERT_TRUE(back.has_value());
+    EXPECT_EQ(*back, original);
+}
