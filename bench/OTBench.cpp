@@ -21,6 +21,8 @@
 #include "platform/deterministic/OTVirtualClock.h"
 #include "ui/OTPopWindow.h"
 
+namespace corvane {
+
 using nlohmann::json;
 namespace fs = std::filesystem;
 
@@ -171,5 +173,7 @@ static void BM_ReportBody(benchmark::State& state) {
     }
 }
 BENCHMARK(BM_ReportBody);
+
+}  // namespace corvane
 
 BENCHMARK_MAIN();

@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+namespace corvane {
+
 // The host app's configuration, handed to CorvaneOtManager::startWithConfig. The environment
 // and the custom server URL are kept in the app group's shared store, so the app's extensions
 // read the same values.
@@ -74,3 +76,5 @@ private:
     std::optional<std::string> mainPage_;
     std::uint64_t pushProvider_ = 0;
 };
+
+}  // namespace corvane

@@ -8,6 +8,8 @@
 #include "corvane/CorvaneOtConfig.h"
 #include "corvane/CorvaneOtObserver.h"
 
+namespace corvane {
+
 // The library's front door. Every operation is class-level, never throws and never reports an
 // error to the host: bad input is logged and ignored.
 //
@@ -34,3 +36,5 @@ public:
     // the token and user come from the group's shared settings.
     static void pushTrack(std::int64_t type, const nlohmann::json& msg, const std::string& groupIdentifier);
 };
+
+}  // namespace corvane

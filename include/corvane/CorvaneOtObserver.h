@@ -3,6 +3,8 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+namespace corvane {
+
 // What the host's analytics SDK calls on the object that CorvaneOtManager::getObserverListener
 // returns: every recorded event, and changes of the user profile.
 class CorvaneOtObserver {
@@ -18,3 +20,5 @@ public:
     // One profile value; only "xwho" is taken on this path.
     virtual void onUserProfile(const std::string& key, const nlohmann::json& value) = 0;
 };
+
+}  // namespace corvane

@@ -2,6 +2,8 @@
 
 #include "platform/OTEnvironment.h"
 
+namespace corvane {
+
 void OTDispatchQueueManager::dispatchInMainThread(const std::function<void()>& block, bool async) {
     if (!block) return;
     auto main = OTEnvironment::current()->mainQueue();
@@ -20,3 +22,5 @@ void OTDispatchQueueManager::dispatchInSerialQueue(const std::string& tag, const
     if (queue->isCurrent()) block();
     else queue->async(block);
 }
+
+}  // namespace corvane

@@ -3,6 +3,8 @@
 #include <functional>
 #include <string>
 
+namespace corvane {
+
 // Runs work on the main queue, or on the one shared serial background queue, without dead-locking
 // when the caller is already there.
 class OTDispatchQueueManager {
@@ -19,3 +21,5 @@ public:
     // names a queue: any other tag runs nothing.
     static void dispatchInSerialQueue(const std::string& tag, const std::function<void()>& block);
 };
+
+}  // namespace corvane

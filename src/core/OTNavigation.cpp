@@ -5,6 +5,8 @@
 #include "platform/view/OTWindow.h"
 #include "platform/OTEnvironment.h"
 
+namespace corvane {
+
 std::shared_ptr<OTWindow> OTNavigation::keyWindow() { return _activeKeyWindow(); }
 
 std::shared_ptr<OTWindow> OTNavigation::_activeKeyWindow() {
@@ -75,3 +77,5 @@ bool OTNavigation::isControllerOnTopOfKeyWindow(const std::shared_ptr<OTViewCont
     }
     return true;
 }
+
+}  // namespace corvane

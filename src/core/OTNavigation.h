@@ -4,6 +4,8 @@
 #include <optional>
 #include <string>
 
+namespace corvane {
+
 class OTNavigationController;
 class OTViewController;
 class OTWindow;
@@ -28,3 +30,5 @@ public:
     static bool isControllerOnTopOfKeyWindow(const std::shared_ptr<OTViewController>& controller,
                                              const std::optional<std::string>& exceptFor);
 };
+
+}  // namespace corvane

@@ -7,6 +7,8 @@
 #include "core/OTSwizzler.h"
 #include "platform/view/OTViewController.h"
 
+namespace corvane {
+
 namespace {
 // The platform's own pages, by exact name: only the host app's pages are reported.
 std::vector<std::string> excludedPages() {
@@ -80,3 +82,5 @@ bool OTPageCollection::canCollectViewController(const std::shared_ptr<OTViewCont
     if (std::find(excluded_.begin(), excluded_.end(), controller->className()) != excluded_.end()) return false;
     return !controller->isKindOfClass("UINavigationController") && !controller->isKindOfClass("UITabBarController");
 }
+
+}  // namespace corvane

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+namespace corvane {
+
 class OTSDKManager;
 class OTViewController;
 
@@ -27,3 +29,5 @@ private:
     const std::vector<std::string> excluded_;
     std::weak_ptr<OTSDKManager> delegate_;
 };
+
+}  // namespace corvane

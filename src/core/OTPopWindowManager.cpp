@@ -4,6 +4,8 @@
 
 #include "platform/OTEnvironment.h"
 
+namespace corvane {
+
 std::shared_ptr<OTPopWindowManager> OTPopWindowManager::sharedManager() {
     return OTEnvironment::current()->singleton<OTPopWindowManager>([] { return std::make_shared<OTPopWindowManager>(); });
 }
@@ -41,3 +43,5 @@ void OTPopWindowManager::setPresenterIfNone(const std::function<std::shared_ptr<
     std::lock_guard lock(mutex_);
     if (!presenter_) presenter_ = make();
 }
+
+}  // namespace corvane

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+namespace corvane {
+
 class OTWindowData;
 
 // A dialog on screen, as the dialog manager tracks it.
@@ -56,3 +58,5 @@ private:
     // The facade sets the dialog window presenter; a host or test may set another.
     std::shared_ptr<OTDialogPresenter> presenter_;
 };
+
+}  // namespace corvane

@@ -13,6 +13,8 @@
 #include "platform/OTLogger.h"
 #include "platform/OTText.h"
 
+namespace corvane {
+
 namespace {
 constexpr auto kNavigationDelay = std::chrono::milliseconds(600);
 
@@ -239,3 +241,5 @@ std::optional<OTPushManager::Properties> OTPushManager::getProperty(const std::o
     }
     return properties;
 }
+
+}  // namespace corvane

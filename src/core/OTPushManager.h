@@ -7,6 +7,8 @@
 #include <optional>
 #include <string>
 
+namespace corvane {
+
 class OTTabBarController;
 class OTViewController;
 
@@ -48,3 +50,5 @@ public:
     // Whether the link, as a whole, is "scheme://" followed by address characters.
     static bool isURLLink(const std::string& link);
 };
+
+}  // namespace corvane

@@ -1,5 +1,7 @@
 #include "core/OTSDKManager.h"
 
+#include "core/OTCampaignStore.h"
+#include "core/OTDisplayEligibility.h"
 #include "core/OTDispatchQueueManager.h"
 #include "core/OTNavigation.h"
 #include "core/OTPageCollection.h"
@@ -15,7 +17,6 @@
 #include "model/OTWindowRecordTree.h"
 #include "platform/OTDataArchiver.h"
 #include "platform/formats/OTDescription.h"
-#include "platform/OTDownloadManager.h"
 #include "platform/OTEnvironment.h"
 #include "platform/formats/OTJSONValue.h"
 #include "platform/formats/OTLogFormatter.h"
@@ -24,7 +25,11 @@
 #include "platform/OTReachability.h"
 #include "platform/OTReachabilityManager.h"
 #include "platform/OTUtils.h"
+#include "server/OTCampaignDownloader.h"
+#include "server/OTLoginClient.h"
 #include "server/OTNetwork.h"
+
+namespace corvane {
 
 namespace {
 // A user id as the analytics SDK hands it: a text, or a number's decimal text; nothing otherwise.
@@ -35,10 +40,16 @@ std::optional<std::string> userIdText(const nlohmann::json& value) {
 }  // namespace
 
 OTSDKManager::OTSDKManager(OTEnvironment& environment)
-    : environment_(environment), notifications_(environment.notificationCenterHandle()) {
-    lastBackgroundUpdateTime_.set(environment.clock().now());
-    restoreCampaignLists();
-    restoreRecordTree();
+    : environment_(environment),
+      notifications_(environment.notificationCenterHandle()),
+      session_(std::make_shared<OTServerSession>(environment)),
+      login_(std::make_shared<OTLoginClient>(session_)),
+      downloader_(std::make_shared<OTCampaignDownloader>(session_, login_)),
+      reporter_(std::make_shared<OTEventReporter>(session_, login_)),
+      campaigns_(std::make_unique<OTCampaignStore>(session_)),
+      eligibility_(std::make_unique<OTDisplayEligibility>(
+          environment, session_, [this] { return windowRecordTree(); }, [this] { syncRecordTree(); })) {
+    campaigns_->restore(environment.clock().now());
     startReachability();
     registerNotifications();
 }
@@ -51,6 +62,7 @@ std::shared_ptr<OTSDKManager> OTSDKManager::sharedManager() {
     auto environment = OTEnvironment::current();
     return environment->singleton<OTSDKManager>([&] {
         auto manager = std::make_shared<OTSDKManager>(*environment);
+        manager->connectServerLink();
         manager->installDefaultServerEnvironments();
         return manager;
     });
@@ -81,9 +93,7 @@ void OTSDKManager::startWithConfiguration(const std::shared_ptr<CorvaneOtConfig>
     loginThenDownload();
 }
 
-std::string OTSDKManager::documentsPath(const std::string& fileName) const {
-    return (environment_.sandbox().documentsDirectory() / fileName).string();
-}
+std::string OTSDKManager::documentsPath(const std::string& fileName) const { return session_->documentsPath(fileName); }
 
 void OTSDKManager::registerNotifications() {
     // Registered during construction, before any owner exists to hold weakly; the destructor
@@ -253,7 +263,7 @@ void OTSDKManager::triggerEventMatchInApp(const std::shared_ptr<OTEvent>& event,
     while (step) {
         walk.next.reset();
         const auto [current, index] = *step;
-        const auto list = inAppDataArray_.get();
+        const auto list = campaigns_->inAppCampaigns();
         const auto& campaigns = *list;
         OTLog(OTLogger::kLevelLog, "corvane->triggerEventMatchInApp:event->%@,startIndex:%d,inAppDataArray:%d",
               current, index, campaigns.size());
@@ -379,116 +389,22 @@ void OTSDKManager::firstPVWithMainPage(const std::shared_ptr<OTEvent>& event, co
     }
 }
 
-bool OTSDKManager::dailyTest() const {
-    auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(groupIdentifier());
-    return static_cast<std::int64_t>(settings->dailyPopWindowCount()) <
-           static_cast<std::int64_t>(settings->maxDailyPopWindowCount());
-}
-
-bool OTSDKManager::dateWindowTest(const OTWindowData& data) const {
-    // Calendar days only: each instant is taken back to the start of its local day.
-    const auto day = [](const std::optional<OTUtils::Date>& when) -> std::optional<OTUtils::Date> {
-        if (!when) return std::nullopt;
-        return OTUtils::dateFromString(OTUtils::stringFromDate(when, std::string("yyyy-MM-dd")), std::string("yyyy-MM-dd"));
-    };
-    const auto today = day(environment_.clock().now());
-    if (OTUtils::compareOneDay(today, day(OTUtils::dateFromString(data.startTime()))) < 0) return false;
-    if (OTUtils::compareOneDay(today, day(OTUtils::dateFromString(data.endTime()))) > 0) return false;
-    return true;
-}
-
 bool OTSDKManager::readyToShowWithData(const std::shared_ptr<OTWindowData>& data) {
-    const bool ready = data && matchData(data);
-    if (ready) {
-        if (auto tree = windowRecordTree()) syncWithTreeNode(tree->findWindowNodeById(data->windowIdIntegerValue()));
-    }
-    const OTLogArgument arguments[] = {ready};
-    environment_.console().print(OTLogFormatter::format("readyToShowWithData:%d", arguments));
-    return ready;
+    return eligibility_->readyToShowWithData(data);
 }
 
-bool OTSDKManager::matchData(const std::shared_ptr<OTWindowData>& data) {
-    const OTLogArgument arguments[] = {data};
-    environment_.console().print(OTLogFormatter::format("matchData:%@", arguments));
-    if (data->clickRule() && data->closeRule()) return matchNewRuleWithData(data);
-    return matchOldRuleWithData(data);
-}
+bool OTSDKManager::matchData(const std::shared_ptr<OTWindowData>& data) { return eligibility_->matchData(data); }
 
 bool OTSDKManager::matchOldRuleWithData(const std::shared_ptr<OTWindowData>& data) {
-    auto& console = environment_.console();
-    const OTLogArgument dataArgument[] = {data};
-    console.print(OTLogFormatter::format("matchOldRuleWithData:%@", dataArgument));
-    const auto tree = windowRecordTree();
-    const auto node = tree ? tree->findWindowNodeById(data->windowIdIntegerValue()) : nullptr;
-    auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(groupIdentifier());
-    const OTLogArgument counts[] = {settings->dailyPopWindowCount(), settings->maxDailyPopWindowCount()};
-    console.print(OTLogFormatter::format(
-        "matchOldRuleWithData:dailyPopWindowCount->%ld,maxDailyPopWindowCount->%ld", counts));
-    const std::int64_t used = node ? node->usedCount() : 0;
-    const std::int64_t allowed = node ? node->count() : 0;
-    const bool match = dailyTest() && used < allowed && dateWindowTest(*data) && !(node && node->activated());
-    if (match) syncWithTreeNode(node);
-    const OTLogArgument result[] = {match};
-    console.print(OTLogFormatter::format("matchOldRuleWithData:match->%d", result));
-    return match;
+    return eligibility_->matchOldRuleWithData(data);
 }
 
 bool OTSDKManager::matchNewRuleWithData(const std::shared_ptr<OTWindowData>& data) {
-    auto& console = environment_.console();
-    auto print = [&](const char* format, std::initializer_list<OTLogArgument> arguments) {
-        console.print(OTLogFormatter::format(format, std::span<const OTLogArgument>(arguments.begin(), arguments.size())));
-    };
-    print("matchNewRuleWithData->windowData:%@", {data});
-    const auto tree = windowRecordTree();
-    const auto node = tree ? tree->findWindowNodeById(data->windowIdIntegerValue()) : nullptr;
-    print("matchNewRuleWithData:->OTWindowRecordTreeNode:%@", {node});
-    auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(groupIdentifier());
-    print("matchNewRuleWithData:%d,maxDailyPopWindowCount->%d",
-          {settings->dailyPopWindowCount(), settings->maxDailyPopWindowCount()});
-    const std::int64_t used = node ? node->usedCount() : 0;
-    const auto lastEventType = node ? node->lastEventType() : std::nullopt;
-    print("matchNewRuleWithData->usedCount:%d,lastEventType:%@", {used, lastEventType});
-
-    if (used < 1 || !lastEventType || lastEventType->empty()) {
-        print("matchNewRuleWithData->11111", {});
-        const bool first = dailyTest() && dateWindowTest(*data);
-        if (first) print("matchNewRuleWithData->22222", {});
-        return first;
-    }
-    // The node's rules tell which reaction came last; the campaign's rule gives the limits.
-    std::shared_ptr<OTWindowRule> rule;
-    const auto nodeClick = node->clickRule();
-    const auto nodeClose = node->closeRule();
-    if (nodeClick && nodeClick->eventType() == lastEventType) rule = data->clickRule();
-    else if (nodeClose && nodeClose->eventType() == lastEventType) rule = data->closeRule();
-    if (!rule) return false;
-
-    const auto pauseTest = [&] {
-        const std::int64_t factor = rule->intervalType() == "day" ? 24 : 1;
-        const double pause = static_cast<double>(factor * rule->intervalValue() * 3600);
-        const auto last = node->lastPopTime().value_or(OTUtils::Date{});
-        return std::chrono::duration<double>(environment_.clock().now() - last).count() > pause;
-    };
-    const auto numberTest = [&] {
-        const std::int64_t counted = rule->eventType() == "click" ? node->clickCount() : node->closeCount();
-        return counted < rule->count();
-    };
-    switch (rule->type()) {
-        case 3: return dailyTest() && dateWindowTest(*data) && pauseTest();
-        case 2: return dailyTest() && dateWindowTest(*data) && pauseTest() && numberTest();
-        case 1: return dailyTest() && dateWindowTest(*data) && numberTest();
-        default: return false;
-    }
+    return eligibility_->matchNewRuleWithData(data);
 }
 
 void OTSDKManager::syncWithTreeNode(const std::shared_ptr<OTWindowRecordTreeNode>& node) {
-    if (node) {
-        node->setUsedCount(node->usedCount() + 1);
-        node->setActivated(true);
-    }
-    auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(groupIdentifier());
-    settings->setDailyPopWindowCount(settings->dailyPopWindowCount() + 1);
-    syncRecordTree();
+    eligibility_->syncWithTreeNode(node);
 }
 
 void OTSDKManager::prepareForPopWindowWithData(const std::shared_ptr<OTWindowData>& data,
@@ -597,33 +513,7 @@ void OTSDKManager::syncTreeNode(const std::shared_ptr<OTWindowRecordTreeNode>& n
 }
 
 void OTSDKManager::handleNodeForbiddenState(const std::shared_ptr<OTWindowData>& data) {
-    const auto tree = windowRecordTree();
-    const auto id = data->windowIdIntegerValue();
-    for (const auto& base : tree ? tree->allNodes() : std::vector<OTRecordTree::NodePtr>{}) {
-        OTLog(OTLogger::kLevelLog, "corvane->handleNodeForbiddenState:node.nodeId->%d,windowData.windowId.integerValue->%d",
-              base->nodeId(), id);
-        if (base->nodeId() != id) continue;
-        if (auto node = std::dynamic_pointer_cast<OTWindowRecordTreeNode>(base)) {
-            const auto now = environment_.clock().now();
-            switch (node->closeDialogType()) {
-                case 0:
-                    node->setForbidden(false);
-                    node->setForbiddenStartTime(now + std::chrono::seconds(4294967295LL));
-                    break;
-                case 1:  // blocked for the rest of the day
-                    node->setForbidden(true);
-                    node->setForbiddenStartTime(now);
-                    break;
-                case 2:  // blocked for good
-                    node->setForbidden(true);
-                    node->setForbiddenStartTime(OTUtils::Date{});
-                    break;
-                default: break;
-            }
-        }
-        break;
-    }
-    syncRecordTree();
+    campaigns_->handleNodeForbiddenState(*data, environment_.clock().now());
 }
 
 void OTSDKManager::addWaitingEvent(const std::shared_ptr<OTEvent>& event) {
@@ -636,63 +526,10 @@ void OTSDKManager::addWaitingEvent(const std::shared_ptr<OTEvent>& event) {
     waitingEvents_.modify([&](auto& list) { list.push_back(event); });
 }
 
-void OTSDKManager::clearTreeNodeActivateState() {
-    if (treeNodesInit()) return;
-    const auto tree = windowRecordTree();
-    const auto now = environment_.clock().now();
-    for (const auto& base : tree ? tree->allNodes() : std::vector<OTRecordTree::NodePtr>{}) {
-        auto node = std::dynamic_pointer_cast<OTWindowRecordTreeNode>(base);
-        if (!node) continue;
-        const auto type = node->closeDialogType();
-        // Type 1 forbids for the rest of its day; types 2 and others keep their state.
-        const bool reset = type == 0 || (type == 1 && !OTUtils::isSameDay(node->forbiddenStartTime(), now));
-        if (reset) {
-            node->setForbidden(false);
-            node->setForbiddenStartTime(now + std::chrono::seconds(4294967295LL));
-        }
-        if (!node->forbidden()) node->setActivated(false);
-    }
-    setTreeNodesInit(true);
-}
-
-namespace {
-// Writes one of the engine's files and logs the outcome under the sync's name.
-template <class Objects>
-void syncFile(const Objects& objects, const std::string& path, const char* name) {
-    if (OTDataArchiver::setData(objects, path)) {
-        OTLog(OTLogger::kLevelData, "%@ 成功！", name);
-    } else {
-        OTLog(OTLogger::kLevelError, "%@ 失败！", name);
-    }
-}
-}  // namespace
-
-void OTSDKManager::syncInAppData() { syncFile(inAppDataArray(), documentsPath(kInAppFileName), "syncInAppData"); }
-
-void OTSDKManager::syncSubscribeData() {
-    syncFile(subscribeDataArray(), documentsPath(kSubscribeFileName), "syncSubscribeData");
-}
-
-void OTSDKManager::syncRecordTree() {
-    const auto tree = windowRecordTree();
-    syncFile(tree ? tree->allNodes() : std::vector<OTRecordTree::NodePtr>{}, documentsPath(kRecordTreeFileName),
-             "syncRecordTree");
-}
-
-void OTSDKManager::restoreCampaignLists() {
-    using List = std::vector<std::shared_ptr<OTWindowData>>;
-    setInAppDataArray(OTDataArchiver::getObjectsForPath<OTWindowData>(documentsPath(kInAppFileName)).value_or(List{}));
-    setSubscribeDataArray(
-        OTDataArchiver::getObjectsForPath<OTWindowData>(documentsPath(kSubscribeFileName)).value_or(List{}));
-}
-
-void OTSDKManager::restoreRecordTree() {
-    const auto stored = OTDataArchiver::getObjectsForPath<OTWindowRecordTreeNode>(documentsPath(kRecordTreeFileName));
-    std::vector<OTRecordTree::NodePtr> nodes;
-    if (stored) nodes.assign(stored->begin(), stored->end());
-    setWindowRecordTree(OTWindowRecordTree::treeWithNodes(std::move(nodes)));
-    clearTreeNodeActivateState();
-}
+void OTSDKManager::clearTreeNodeActivateState() { campaigns_->clearTreeNodeActivateState(environment_.clock().now()); }
+void OTSDKManager::syncInAppData() { campaigns_->syncInAppData(); }
+void OTSDKManager::syncSubscribeData() { campaigns_->syncSubscribeData(); }
+void OTSDKManager::syncRecordTree() { campaigns_->syncRecordTree(); }
 
 void OTSDKManager::startPageCollection() {
     auto collection = std::make_shared<OTPageCollection>();
@@ -749,11 +586,6 @@ void OTSDKManager::networkStatusDidChange(const std::shared_ptr<OTReachability>&
 
 void OTSDKManager::startReachability() { OTReachabilityManager::sharedManager()->startReachability(); }
 
-// Pictures are fetched when the campaigns arrive, so that their dialogs can show at once.
-void OTSDKManager::prefetchImage(const std::string& url) {
-    OTDownloadManager::sharedManager()->downloadImageWithURL(url, nullptr);
-}
-
 // The steps below are completed by the engine layers that own them: banners and identity uploads.
 void OTSDKManager::uploadPushToken() {}
 void OTSDKManager::alias(const std::optional<std::string>&) {}
@@ -768,226 +600,48 @@ void OTSDKManager::configureCustomServer(const std::string& url) {
     OTNetwork::configEnvironment(OTNetworkConfig::withBaseURL(url));
 }
 
+void OTSDKManager::connectServerLink() {
+    std::weak_ptr<OTSDKManager> weak = weak_from_this();
+    downloader_->setInAppListHandler([weak](std::vector<std::shared_ptr<OTWindowData>> campaigns) {
+        if (auto self = weak.lock()) self->acceptInAppList(std::move(campaigns));
+    });
+    downloader_->setSubscribeListHandler([weak](std::vector<std::shared_ptr<OTWindowData>> campaigns) {
+        if (auto self = weak.lock()) self->acceptSubscribeList(std::move(campaigns));
+    });
+    downloader_->setBannerLoader([weak] {
+        if (auto self = weak.lock()) self->loadBanners();
+    });
+}
+
 void OTSDKManager::loginThenDownload() {
     loginWithCompletion([weak = weak_from_this()] {
         if (auto self = weak.lock()) self->getListData(false);
     });
 }
 
-namespace {
-std::string statusText(long status) {
-    switch (status) {
-        case 400: return "bad request";
-        case 401: return "unauthorized";
-        case 403: return "forbidden";
-        case 404: return "not found";
-        case 500: return "internal server error";
-        case 502: return "bad gateway";
-        case 503: return "service unavailable";
-        default: return "HTTP " + std::to_string(status);
-    }
-}
-
-// Only status 200 carries an answer; any other is logged and ends the handling.
-bool acceptedStatus(long status) {
-    if (status == 200) return true;
-    OTLog(OTLogger::kLevelError, "statusCode:%@\ndescripton:%@\n", status, statusText(status));
-    return false;
-}
-
-// An answer's JSON (a top-level fragment allowed); discarded when it does not parse.
-nlohmann::json parseAnswer(const std::string& data) { return nlohmann::json::parse(data, nullptr, false); }
-
-// The answer's "code", or `missing` when it has none.
-std::int64_t answerCode(const nlohmann::json& answer, std::int64_t missing) {
-    if (!answer.is_object() || !answer.contains("code")) return missing;
-    return OTJSONValue::integerValue(answer["code"]).value_or(missing);
-}
-
-std::optional<nlohmann::json> answerMessage(const nlohmann::json& answer) {
-    if (!answer.is_object() || !answer.contains("message")) return std::nullopt;
-    return answer["message"];
-}
-}  // namespace
-
-nlohmann::json OTSDKManager::osObject(bool withDevice, bool withPackage) const {
-    nlohmann::json os = {{"brand", "iphone"}, {"channel", "default"}, {"platform", "ios"}, {"version", OTUtils::getOSVersion()}};
-    if (withDevice) os["mac"] = OTUtils::getUUID();
-    if (withPackage) os["packageName"] = OTUtils::getAppBundleId();
-    return os;
-}
+void OTSDKManager::loginWithCompletion(std::function<void()> completion) { login_->loginWithCompletion(std::move(completion)); }
+void OTSDKManager::getListData(bool force) { downloader_->getListData(force); }
+void OTSDKManager::getInAppList() { downloader_->getInAppList(); }
+void OTSDKManager::getSubscribeList() { downloader_->getSubscribeList(); }
+void OTSDKManager::triggerEvent(const std::shared_ptr<OTEvent>& event) { downloader_->triggerEvent(event); }
 
 std::uint32_t OTSDKManager::getRandomRetryDurationWithRetryCount(std::uint64_t count, double ratio) {
-    const std::uint32_t r = environment_.random().next();
-    switch (count) {
-        case 1: {
-            const std::uint32_t base =
-                (ratio > 1.0 || !(ratio > 0.0)) ? 60u : static_cast<std::uint32_t>(ratio * 60.0);
-            // A ratio below 1/60 leaves the random value as it is.
-            return base == 0 ? r : r % base;
-        }
-        case 2: return r % 120;
-        case 3: return r % 180;
-        default: return 0;
-    }
+    return session_->getRandomRetryDurationWithRetryCount(count, ratio);
 }
 
-void OTSDKManager::scheduleRetry(std::uint32_t seconds, std::function<void()> retry) {
-    environment_.mainQueue()->after(std::chrono::seconds(seconds), std::move(retry));
-}
+bool OTSDKManager::isPullingData() const { return downloader_->isPullingData(); }
+void OTSDKManager::setIsPullingData(bool value) { downloader_->setIsPullingData(value); }
+std::uint64_t OTSDKManager::loginRetryCount() const { return login_->loginRetryCount(); }
+void OTSDKManager::setLoginRetryCount(std::uint64_t value) { login_->setLoginRetryCount(value); }
+std::uint64_t OTSDKManager::inAppRetryCount() const { return downloader_->inAppRetryCount(); }
+void OTSDKManager::setInAppRetryCount(std::uint64_t value) { downloader_->setInAppRetryCount(value); }
+std::uint64_t OTSDKManager::subscribeRetryCount() const { return downloader_->subscribeRetryCount(); }
+void OTSDKManager::setSubscribeRetryCount(std::uint64_t value) { downloader_->setSubscribeRetryCount(value); }
+std::uint64_t OTSDKManager::triggerRetryCount() const { return downloader_->triggerRetryCount(); }
+void OTSDKManager::setTriggerRetryCount(std::uint64_t value) { downloader_->setTriggerRetryCount(value); }
 
-nlohmann::json OTSDKManager::listRequestBody() const {
-    const auto user = userId();
-    return {{"newUser", user ? 1 : 0},
-            {"os", osObject(false, false)},
-            {"sdkVersion", kSDKVersion},
-            {"token", token().value_or("")},
-            {"userId", user.value_or("")}};
-}
-
-void OTSDKManager::retryAfterTransportFailure(std::atomic<std::uint64_t>& counter, long code,
-                                              const std::string& description, std::function<void()> retry) {
-    OTLog(OTLogger::kLevelError, "code:%@\ndescripton:%@\n", code, description);
-    const auto attempt = ++counter;
-    if (attempt > maxRetryCount()) return;
-    scheduleRetry(getRandomRetryDurationWithRetryCount(attempt, 1.0), std::move(retry));
-}
-
-void OTSDKManager::loginWithCompletion(std::function<void()> completion) {
-    const auto configuration = this->configuration();
-    const nlohmann::json body = {{"os", osObject(true, true)},
-                                 {"sdkVersion", kSDKVersion},
-                                 {"appKey", configuration ? configuration->appKey().value_or("") : ""},
-                                 {"userId", userId().value_or("")}};
-    std::weak_ptr<OTSDKManager> weak = weak_from_this();
-    OTNetwork::networkWithGroupIdentifier(groupIdentifier().value_or(""))
-        ->postRequestWithRelativeURLStr(
-            "/push/sdk/login", nullptr, body,
-            [weak, completion](const OTNetwork::Response& response, const std::string& data) {
-                auto self = weak.lock();
-                if (!self) return;
-                if (!acceptedStatus(response.statusCode)) return;
-                const auto answer = parseAnswer(data);
-                OTLog(OTLogger::kLevelData, "login data:\n%@", answer.is_discarded() ? nlohmann::json(data) : answer);
-                if (!answer.is_object()) return;
-                if (const auto code = answerCode(answer, 0); code != 0) {
-                    OTLog(OTLogger::kLevelError, "code:%@\nmessage:%@\n", code, answerMessage(answer));
-                    return;
-                }
-                const auto token = OTJSONValue::textAt(answer, "token");
-                self->setToken(token);
-                auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(self->groupIdentifier());
-                settings->setToken(token);
-                const auto rule = answer.value("rule", nlohmann::json::object());
-                const auto activity = OTJSONValue::textAt(rule, "activityUpdateTime").value_or("1970-01-01 00:00:00");
-                if (auto when = OTUtils::dateFromString(activity)) self->setLastBackgroundUpdateTime(*when);
-                OTUserConfig::configWithDictionary(rule);
-                if (completion) completion();
-            },
-            [weak, completion](const OTNetwork::Error& error) {
-                if (auto self = weak.lock()) {
-                    self->retryAfterTransportFailure(self->loginRetryCount_, error.code, error.localizedDescription,
-                                                     [weak, completion] {
-                                                         if (auto engine = weak.lock()) engine->loginWithCompletion(completion);
-                                                     });
-                }
-            });
-}
-
-void OTSDKManager::getListData(bool force) {
-    environment_.console().print("getListData");
-    const auto token = this->token();
-    const auto user = userId();
-    if (!token || token->empty() || !user || user->empty()) return;
-    const auto configuration = this->configuration();
-    OTLog(OTLogger::kLevelLog, "CorvaneOstrel 启动成功！\nCorvaneOstrel 版本号：%@\nAppKey：%@\nuserId：%@", kSDKVersion,
-          configuration ? configuration->appKey() : std::nullopt, user);
-    auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(groupIdentifier());
-    if (settings->dataPulledToday() && !force &&
-        OTUtils::compareOneDay(settings->lastBackgroundUpdateTime(), lastBackgroundUpdateTime()) == 0) {
-        return;
-    }
-    getInAppList();
-    getSubscribeList();
-    if (!configuration || !configuration->bannerClosed()) loadBanners();
-}
-
-void OTSDKManager::downloadList(const char* path, const char* dataFormat, std::atomic<std::uint64_t> OTSDKManager::*retries,
-                                void (OTSDKManager::*again)(), ListAnswer handle) {
-    std::weak_ptr<OTSDKManager> weak = weak_from_this();
-    OTNetwork::networkWithGroupIdentifier(groupIdentifier().value_or(""))
-        ->postRequestWithRelativeURLStr(
-            path, nullptr, listRequestBody(),
-            [weak, dataFormat, handle = std::move(handle)](const OTNetwork::Response& response, const std::string& data) {
-                auto self = weak.lock();
-                if (!self) return;
-                self->setIsPullingData(false);
-                if (!acceptedStatus(response.statusCode)) return;
-                const auto answer = parseAnswer(data);
-                const auto code = answerCode(answer, -1);
-                if (code != 0) OTLog(OTLogger::kLevelError, "code:%@\nmessage:%@\n", code, answerMessage(answer));
-                handle(*self, code, answer);
-                OTLog(OTLogger::kLevelData, dataFormat, answer.is_discarded() ? nlohmann::json(data) : answer);
-            },
-            [weak, retries, again](const OTNetwork::Error& error) {
-                auto self = weak.lock();
-                if (!self) return;
-                self->setIsPullingData(false);
-                self->retryAfterTransportFailure((*self).*retries, error.code, error.localizedDescription, [weak, again] {
-                    if (auto engine = weak.lock()) ((*engine).*again)();
-                });
-            });
-}
-
-void OTSDKManager::loginAgainWithin(std::atomic<std::uint64_t>& retries, std::function<void()> retry) {
-    if (++retries > maxRetryCount()) return;
-    loginWithCompletion(std::move(retry));
-}
-
-void OTSDKManager::getInAppList() {
-    downloadList("/push/sdk/in_app", "in_app data:\n%@", &OTSDKManager::inAppRetryCount_, &OTSDKManager::getInAppList,
-                 [](OTSDKManager& engine, std::int64_t code, const nlohmann::json& answer) {
-                     if (code == 0) return engine.acceptInAppList(answer);
-                     if (code != 10001) return;
-                     OTLog(OTLogger::kLevelError, "token 失效，重新 login");
-                     engine.loginAgainWithin(engine.inAppRetryCount_, [weak = engine.weak_from_this()] {
-                         if (auto again = weak.lock()) again->getInAppList();
-                     });
-                 });
-}
-
-void OTSDKManager::acceptInAppList(const nlohmann::json& answer) {
-    auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(groupIdentifier());
-    settings->setLastBackgroundUpdateTime(lastBackgroundUpdateTime());
-    settings->setLastIPhoneUpdateTime(environment_.clock().now());
-    std::vector<std::shared_ptr<OTWindowData>> campaigns;
-    const auto list = answer.value("data", nlohmann::json());
-    auto fresh = OTWindowRecordTree::defaultTree();
-    if (list.is_array() && !list.empty()) {
-        fresh->removeAllTreeNodes();
-        for (const auto& element : list) {
-            auto campaign = std::make_shared<OTWindowData>();
-            campaign->setModelWithDic(element);
-            campaigns.push_back(campaign);
-            auto node = std::make_shared<OTWindowRecordTreeNode>();
-            node->setNodeId(campaign->windowIdIntegerValue());
-            node->setCount(campaign->count());
-            node->setStartTime(campaign->startTime());
-            node->setEndTime(campaign->endTime());
-            node->setCloseDialogType(campaign->closeDialogType());
-            node->setClickRule(campaign->clickRule());
-            node->setCloseRule(campaign->closeRule());
-            fresh->addTreeNode(node);
-            if ((campaign->style() == 1 || campaign->style() == 2) && campaign->picture() &&
-                !campaign->picture()->empty()) {
-                prefetchImage(*campaign->picture());
-            }
-        }
-    }
-    setInAppDataArray(campaigns);
-    if (auto tree = windowRecordTree()) tree->updateWithTree(*fresh);
-    clearTreeNodeActivateState();
-    syncRecordTree();
+void OTSDKManager::acceptInAppList(std::vector<std::shared_ptr<OTWindowData>> campaigns) {
+    campaigns_->mergeInAppList(campaigns, environment_.clock().now());
     if (!campaigns.empty()) reportWindowEventWithName("$pullDialog", 0, campaigns.front());
 
     // Only the opening page view is worth a late dialog: the first waiting one is replayed.
@@ -1009,122 +663,26 @@ void OTSDKManager::acceptInAppList(const nlohmann::json& answer) {
     syncInAppData();
 }
 
-void OTSDKManager::getSubscribeList() {
-    downloadList("/push/sdk/event/subscribe", "subscribe data:\n%@", &OTSDKManager::subscribeRetryCount_,
-                 &OTSDKManager::getSubscribeList, [](OTSDKManager& engine, std::int64_t code, const nlohmann::json& answer) {
-                     if (code != 0) {
-                         // Every refusal reads as an expired token here; only 10001 logs in again.
-                         OTLog(OTLogger::kLevelError, "token 失效，重新 login");
-                         if (code != 10001) return;
-                         engine.loginAgainWithin(engine.subscribeRetryCount_, [weak = engine.weak_from_this()] {
-                             if (auto again = weak.lock()) again->getSubscribeList();
-                         });
-                         return;
-                     }
-                     const auto list = answer.value("data", nlohmann::json());
-                     if (!list.is_array() || list.empty()) return;
-                     std::vector<std::shared_ptr<OTWindowData>> campaigns;
-                     for (const auto& element : list) {
-                         auto campaign = std::make_shared<OTWindowData>();
-                         campaign->setModelWithDic(element);
-                         campaigns.push_back(campaign);
-                     }
-                     engine.setSubscribeDataArray(campaigns);
-                     engine.syncSubscribeData();
-                 });
-}
-
-void OTSDKManager::triggerEvent(const std::shared_ptr<OTEvent>& event) {
-    if (!event) return;
-    const nlohmann::json body = {{"os", osObject(false, true)},
-                                 {"sdkVersion", kSDKVersion},
-                                 {"token", token().value_or("")},
-                                 {"userId", userId().value_or("")},
-                                 {"events", nlohmann::json::array({event->toDictionary()})}};
-    std::weak_ptr<OTSDKManager> weak = weak_from_this();
-    OTNetwork::networkWithGroupIdentifier(groupIdentifier().value_or(""))
-        ->postRequestWithRelativeURLStr(
-            "/push/sdk/event/trigger", nullptr, body,
-            [weak, event](const OTNetwork::Response& response, const std::string& data) {
-                auto self = weak.lock();
-                if (!self) return;
-                if (!acceptedStatus(response.statusCode)) return;
-                const auto answer = parseAnswer(data);
-                const auto code = answerCode(answer, -1);
-                if (code == 0) {
-                    OTLog(OTLogger::kLevelLog, "触发事件成功!事件名：%@", event->xwhat());
-                } else {
-                    OTLog(OTLogger::kLevelError, "code:%@\nmessage:%@\n", code, answerMessage(answer));
-                    if (code == 10001) {
-                        OTLog(OTLogger::kLevelError, "token 失效，重新 login");
-                        self->loginAgainWithin(self->triggerRetryCount_, [weak, event] {
-                            if (auto engine = weak.lock()) engine->triggerEvent(event);
-                        });
-                    }
-                }
-                OTLog(OTLogger::kLevelLog, "触发事件 data:\n%@", answer.is_discarded() ? nlohmann::json(data) : answer);
-            },
-            [](const OTNetwork::Error& error) {
-                OTLog(OTLogger::kLevelError, "code:%@\ndescripton:%@\n", error.code, error.localizedDescription);
-            });
+void OTSDKManager::acceptSubscribeList(std::vector<std::shared_ptr<OTWindowData>> campaigns) {
+    setSubscribeDataArray(std::move(campaigns));
+    syncSubscribeData();
 }
 
 // ---- Usage reports and offline queues ----
 
-double OTSDKManager::reportTime() const {
-    const double seconds =
-        std::chrono::duration<double>(environment_.clock().now().time_since_epoch()).count() + calibrationTime();
-    // Whole milliseconds, rounded as "%.f" rounds (to nearest, ties to even).
-    return std::nearbyint(seconds * 1000.0);
+nlohmann::json OTSDKManager::triggerContext() const {
+    const auto trigger = currentTriggerEvent();
+    return trigger ? trigger->xcontext() : nlohmann::json();
 }
 
 void OTSDKManager::reportWindowEventWithName(const std::string& name, std::int64_t type,
                                              const std::shared_ptr<OTWindowData>& data) {
-    auto event = std::make_shared<OTEvent>();
-    event->setAppid(appid().value_or(""));
-    event->setXwho(userId().value_or(""));
-    event->setXwhen(reportTime());
-    event->setXwhat(name);
-    nlohmann::json context = nlohmann::json::object();
-    if (const auto trigger = currentTriggerEvent(); trigger && trigger->xcontext().is_object()) context = trigger->xcontext();
-    context["$lib_version"] = kSDKVersion;
-    context["activityId"] = data ? data->windowId().value_or("") : "";
-    if (type != 0) {
-        context["$dialog_type"] = type;
-        const std::shared_ptr<OTButtonAttribute> button = !data       ? nullptr
-                                                         : type == 4 ? data->leftBtnAttribute()
-                                                         : type == 5 ? data->rightBtnAttribute()
-                                                         : type == 6 ? data->middleBtnAttribute()
-                                                                     : nullptr;
-        // A button without text leaves the key out, as a nil value would.
-        if (button && button->text()) context["dialog_button_text"] = *button->text();
-    }
-    event->setXcontext(std::move(context));
-    _reportEvent(event);
+    reporter_->reportWindowEventWithName(name, type, data, triggerContext());
 }
 
 void OTSDKManager::reportPushEventWithType(std::int64_t type, const nlohmann::json& msg,
                                            const std::optional<std::string>& groupIdentifier) {
-    OTLog(OTLogger::kLevelLog, "corvane->reportPushEventWithType:type->%d,msg->%@", type, msg);
-    if (!msg.is_object()) return;
-    auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(groupIdentifier);
-    auto event = std::make_shared<OTEvent>();
-    // Push events never carry the app id.
-    event->setAppid("");
-    event->setXwho(settings->userId().value_or(""));
-    event->setXwhen(reportTime());
-    nlohmann::json context = nlohmann::json::object();
-    if (const auto trigger = currentTriggerEvent(); trigger && trigger->xcontext().is_object()) context = trigger->xcontext();
-    context["$push_channel"] = OTJSONValue::textAt(msg, "$push_channel").value_or("");
-    context["activityId"] = OTJSONValue::textAt(msg, "activityId").value_or("");
-    context["$lib_version"] = kSDKVersion;
-    event->setXcontext(std::move(context));
-    switch (type) {
-        case 0: event->setXwhat("$ot_push_delivery"); break;
-        case 1: event->setXwhat("$ot_push_click"); break;
-        default: return;
-    }
-    _reportEvent(event, groupIdentifier);
+    reporter_->reportPushEventWithType(type, msg, groupIdentifier, triggerContext());
 }
 
 void OTSDKManager::pushTrack(std::int64_t type, const nlohmann::json& msg, const std::optional<std::string>& groupIdentifier) {
@@ -1132,124 +690,22 @@ void OTSDKManager::pushTrack(std::int64_t type, const nlohmann::json& msg, const
     if (type == 1) OTPushManager::sharedManager()->handlePush(1, msg);
 }
 
-void OTSDKManager::_reportEvent(const std::shared_ptr<OTEvent>& event) { sendReport(event, true, std::nullopt); }
+void OTSDKManager::_reportEvent(const std::shared_ptr<OTEvent>& event) { reporter_->_reportEvent(event); }
 
 void OTSDKManager::_reportEvent(const std::shared_ptr<OTEvent>& event, const std::optional<std::string>& groupIdentifier) {
-    sendReport(event, false, groupIdentifier);
-}
-
-void OTSDKManager::sendReport(const std::shared_ptr<OTEvent>& event, bool isWindowEvent,
-                              const std::optional<std::string>& groupIdentifier) {
-    if (!event) return;
-    std::optional<std::string> token, user;
-    if (isWindowEvent) {
-        token = this->token();
-        user = userId();
-    } else {
-        auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(groupIdentifier);
-        token = settings->token();
-        user = settings->userId();
-    }
-    const auto dictionary = event->toDictionary();
-    const nlohmann::json body = {{"os", osObject(false, true)},
-                                 {"sdkVersion", kSDKVersion},
-                                 {"token", token.value_or("")},
-                                 {"userId", user.value_or("")},
-                                 {"events", nlohmann::json::array({dictionary})}};
-    OTLog(OTLogger::kLevelData, isWindowEvent ? "上报（弹窗）事件:\n%@" : "上报（push）事件:\n%@",
-          OTJSONWriter::prettyString(dictionary).value_or(""));
-    const auto network = isWindowEvent ? OTNetwork::networkWithGroupIdentifier(this->groupIdentifier().value_or(""))
-                                       : OTNetwork::networkWithGroupIdentifier(groupIdentifier.value_or(""));
-    std::weak_ptr<OTSDKManager> weak = weak_from_this();
-    network->postRequestWithRelativeURLStr(
-        kReportPath, nullptr, body,
-        [weak, event, dictionary, isWindowEvent, groupIdentifier](const OTNetwork::Response& response,
-                                                                  const std::string& data) {
-            if (response.statusCode != 200) {
-                OTLog(OTLogger::kLevelError, "上报事件失败！\n事件：%@\nstatusCode:%@\ndescripton:%@\n", dictionary,
-                      response.statusCode, statusText(response.statusCode));
-                return;
-            }
-            const auto answer = parseAnswer(data);
-            OTLog(OTLogger::kLevelLog, "上报事件 data:\n%@", answer.is_discarded() ? nlohmann::json(data) : answer);
-            const auto code = answerCode(answer, -1);
-            if (code == 0) {
-                OTLog(OTLogger::kLevelLog, "上报事件成功, event:\n%@", dictionary);
-                return;
-            }
-            OTLog(OTLogger::kLevelError, "上报事件失败！\n事件：%@\ncode:%@\nmessage:%@\n", dictionary, code,
-                  answerMessage(answer));
-            if (code != 10001) return;
-            OTLog(OTLogger::kLevelError, "token 失效，重新 login");
-            auto self = weak.lock();
-            if (!self) return;
-            self->loginAgainWithin(self->reportEventRetryCount_, [weak, event, isWindowEvent, groupIdentifier] {
-                if (auto engine = weak.lock()) engine->sendReport(event, isWindowEvent, groupIdentifier);
-            });
-        },
-        [weak, event, dictionary, isWindowEvent](const OTNetwork::Error& error) {
-            OTLog(OTLogger::kLevelError, "上报事件失败！\n事件：%@\ncode:%@\ndescripton:%@\n", dictionary, error.code,
-                  error.localizedDescription);
-            if (auto self = weak.lock()) self->syncCachedEvent(event, isWindowEvent);
-        });
-}
-
-bool OTSDKManager::writeCachedEvents(const std::vector<std::shared_ptr<OTEvent>>& events, bool isWindowEvents) const {
-    return OTDataArchiver::setData(events,
-                                   documentsPath(isWindowEvents ? kOfflineWindowEventsFileName : kOfflinePushEventsFileName));
+    reporter_->_reportEvent(event, groupIdentifier);
 }
 
 void OTSDKManager::syncCachedEvent(const std::shared_ptr<OTEvent>& event, bool isWindowEvent) {
-    if (!event) return;
-    auto& queue = isWindowEvent ? cachedOfflineWindowEvents_ : cachedOfflinePushEvents_;
-    const bool written = queue.modify([&](auto& events) {
-        events.push_back(event);
-        return writeCachedEvents(events, isWindowEvent);
-    });
-    if (written) {
-        OTLog(OTLogger::kLevelData, "syncCachedEvents 成功！isWindowEvent : %@", isWindowEvent ? 1 : 0);
-    } else {
-        OTLog(OTLogger::kLevelError, "syncCachedEvents 失败！isWindowEvent ：@(%@)", isWindowEvent ? 1 : 0);
-    }
+    reporter_->syncCachedEvent(event, isWindowEvent);
 }
 
 void OTSDKManager::syncCachedEvents(const std::vector<std::shared_ptr<OTEvent>>& events, bool isWindowEvents) {
-    if (writeCachedEvents(events, isWindowEvents)) {
-        OTLog(OTLogger::kLevelData, "syncCachedEvents 成功！isWindowEvent : %@", isWindowEvents ? 1 : 0);
-    } else {
-        OTLog(OTLogger::kLevelError, "syncCachedEvents 失败！isWindowEvent ：@(%@)", isWindowEvents ? 1 : 0);
-    }
+    reporter_->syncCachedEvents(events, isWindowEvents);
 }
 
-void OTSDKManager::reportCachedOfflineEvents() {
-    reportCachedOfflineWindowEvents();
-    reportCachedOfflinePushEvents();
-}
+void OTSDKManager::reportCachedOfflineEvents() { reporter_->reportCachedOfflineEvents(); }
+void OTSDKManager::reportCachedOfflineWindowEvents() { reporter_->reportCachedOfflineWindowEvents(); }
+void OTSDKManager::reportCachedOfflinePushEvents() { reporter_->reportCachedOfflinePushEvents(); }
 
-void OTSDKManager::reportCachedOfflineWindowEvents() {
-    flushCachedEvents(true, [this](const auto& event) { _reportEvent(event); });
-}
-
-void OTSDKManager::reportCachedOfflinePushEvents() {
-    const auto configuration = this->configuration();
-    const auto group = configuration ? configuration->applicationGroupIdentifier() : std::nullopt;
-    flushCachedEvents(false, [this, group](const auto& event) { _reportEvent(event, group); });
-}
-
-void OTSDKManager::flushCachedEvents(bool isWindowEvents,
-                                     const std::function<void(const std::shared_ptr<OTEvent>&)>& send) {
-    auto& queue = isWindowEvents ? cachedOfflineWindowEvents_ : cachedOfflinePushEvents_;
-    auto loaded = OTDataArchiver::getObjectsForPath<OTEvent>(
-        documentsPath(isWindowEvents ? kOfflineWindowEventsFileName : kOfflinePushEventsFileName));
-    queue.set(loaded.value_or(std::vector<std::shared_ptr<OTEvent>>{}));
-    if (!loaded || loaded->empty()) return;
-    // The count is read again at every step: a failure meanwhile appends to the same list.
-    for (std::size_t index = 0;; ++index) {
-        const auto event =
-            queue.modify([&](auto& events) { return index < events.size() ? events[index] : nullptr; });
-        if (!event) break;
-        send(event);
-    }
-    // The list in memory is kept: a later failure writes it whole, re-sent events included.
-    syncCachedEvents({}, isWindowEvents);
-}
+}  // namespace corvane

@@ -6,6 +6,8 @@
 #include "platform/OTEnvironment.h"
 #include "platform/OTLogger.h"
 
+namespace corvane {
+
 namespace {
 constexpr std::array<const char*, 5> kInterceptable = {
     "saveUploadInfo:event:handler:", "viewDidAppear:", "viewWillDisappear:", "willRemoveSubview:",
@@ -96,3 +98,5 @@ void OTSwizzler::unswizzleSelector(const std::string& selector, const std::strin
 bool OTSwizzler::isLocallyDefinedMethod(const std::string& method, const std::string& onClass) {
     return OTMethodRuntime::shared()->isLocallyDefined(onClass, method);
 }
+
+}  // namespace corvane

@@ -9,6 +9,8 @@
 
 #include "platform/view/OTMethodRuntime.h"
 
+namespace corvane {
+
 // The record of one intercepted method: the implementation that runs first and the callbacks,
 // by name, that run after it.
 struct OTSwizzle {
@@ -44,3 +46,5 @@ private:
     mutable std::mutex mutex_;
     std::map<std::string, OTSwizzle> slots_;
 };
+
+}  // namespace corvane

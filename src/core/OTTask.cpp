@@ -4,6 +4,8 @@
 
 #include "platform/OTEnvironment.h"
 
+namespace corvane {
+
 OTTask::OTTask(Condition condition, Action task, std::int64_t timeInterval, std::int64_t timeout)
     : conditionBlock_(std::move(condition)),
       taskBlock_(std::move(task)),
@@ -98,3 +100,5 @@ void OTTask::_clearTimer() {
     timer_.reset();
     callback_ = nullptr;
 }
+
+}  // namespace corvane

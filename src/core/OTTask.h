@@ -7,6 +7,8 @@
 #include <optional>
 #include <string>
 
+namespace corvane {
+
 // An action that waits for a condition: checked at once, then every `timeInterval` seconds on
 // the main queue, giving up silently after `timeout` seconds (`maxCount` checks in all).
 class OTTask : public std::enable_shared_from_this<OTTask> {
@@ -52,3 +54,5 @@ private:
     std::uint64_t count_ = 0;
     const std::uint64_t maxCount_;
 };
+
+}  // namespace corvane

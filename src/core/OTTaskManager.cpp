@@ -4,6 +4,8 @@
 
 #include "platform/OTEnvironment.h"
 
+namespace corvane {
+
 std::shared_ptr<OTTaskManager> OTTaskManager::manager() {
     return OTEnvironment::current()->singleton<OTTaskManager>([] { return std::make_shared<OTTaskManager>(); });
 }
@@ -49,3 +51,5 @@ std::vector<std::shared_ptr<OTTask>> OTTaskManager::pendingTasks() const {
     std::lock_guard lock(mutex_);
     return tasks_;
 }
+
+}  // namespace corvane

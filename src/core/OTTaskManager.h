@@ -6,6 +6,8 @@
 
 #include "core/OTTask.h"
 
+namespace corvane {
+
 // Runs tasks when their conditions hold. At most 10 wait at once, and a task id waits at most
 // once; a task whose checks timed out keeps its place, on purpose.
 class OTTaskManager : public std::enable_shared_from_this<OTTaskManager> {
@@ -27,3 +29,5 @@ private:
     mutable std::mutex mutex_;
     std::vector<std::shared_ptr<OTTask>> tasks_;
 };
+
+}  // namespace corvane

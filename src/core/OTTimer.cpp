@@ -2,6 +2,8 @@
 
 #include "platform/OTEnvironment.h"
 
+namespace corvane {
+
 namespace {
 std::chrono::nanoseconds seconds(double value) {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::duration<double>(value < 0 ? 0 : value));
@@ -68,3 +70,5 @@ bool OTTimer::isValid() const {
     std::lock_guard lock(mutex_);
     return valid_;
 }
+
+}  // namespace corvane

@@ -6,6 +6,8 @@
 #include <memory>
 #include <mutex>
 
+namespace corvane {
+
 // A timer on the main queue that holds its target weakly: an object that owns a timer is not kept
 // alive by it, and a repeating timer whose target is gone invalidates itself at its next firing.
 // Only the designated forms make one; a timer nobody keeps stops by itself.
@@ -62,3 +64,5 @@ private:
     // Bumped on invalidation so that an armed firing finds itself cancelled.
     std::shared_ptr<std::atomic<bool>> armed_;
 };
+
+}  // namespace corvane

@@ -5,6 +5,8 @@
 #include "platform/OTLogger.h"
 #include "ui/OTPopWindowPresenter.h"
 
+namespace corvane {
+
 namespace {
 // The engine as the host reaches it: dialogs are shown in dialog windows unless something else
 // was set to show them first.
@@ -52,3 +54,5 @@ void CorvaneOtManager::pushTrack(std::int64_t type, const nlohmann::json& msg, c
     } catch (...) {
     }
 }
+
+}  // namespace corvane

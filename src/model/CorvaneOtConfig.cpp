@@ -6,6 +6,7 @@
 #include "platform/OTText.h"
 #include "platform/OTUserShare.h"
 
+namespace corvane {
 
 std::shared_ptr<CorvaneOtConfig> CorvaneOtConfig::defaultConfig() {
     return OTEnvironment::current()->singleton<CorvaneOtConfig>([] { return std::make_shared<CorvaneOtConfig>(); });
@@ -37,3 +38,5 @@ void CorvaneOtConfig::setUrl(const std::optional<std::string>& value) {
     url_ = cleaned;
     OTUserShare::share()->setObject(cleaned, kUrlKey, domain());
 }
+
+}  // namespace corvane

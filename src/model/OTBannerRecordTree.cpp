@@ -2,6 +2,8 @@
 
 #include "platform/OTEnvironment.h"
 
+namespace corvane {
+
 std::shared_ptr<OTBannerRecordTree> OTBannerRecordTree::defaultTree() {
     return OTEnvironment::current()->singleton<OTBannerRecordTree>([] { return std::make_shared<OTBannerRecordTree>(); });
 }
@@ -28,3 +30,5 @@ bool OTBannerRecordTree::refreshTreeNode(const NodePtr& existingNode, const Node
     }
     return true;
 }
+
+}  // namespace corvane

@@ -7,6 +7,8 @@
 #include "model/OTBannerRecordTreeNode.h"
 #include "model/OTRecordTree.h"
 
+namespace corvane {
+
 // Usage records of banners.
 class OTBannerRecordTree final : public OTRecordTree {
 public:
@@ -21,3 +23,5 @@ public:
 private:
     std::mutex refreshMutex_;
 };
+
+}  // namespace corvane

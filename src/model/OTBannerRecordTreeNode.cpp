@@ -2,6 +2,8 @@
 
 #include "platform/formats/OTKeyedArchiver.h"
 
+namespace corvane {
+
 bool OTBannerRecordTreeNode::activated() const {
     std::lock_guard lock(mutex_);
     return activated_;
@@ -35,3 +37,5 @@ std::shared_ptr<OTBannerRecordTreeNode> OTBannerRecordTreeNode::initWithCoder(co
     node->setDataMD5(coder.decodeStringForKey("dataMD5"));
     return node;
 }
+
+}  // namespace corvane

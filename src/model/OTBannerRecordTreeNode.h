@@ -6,6 +6,8 @@
 
 #include "model/OTRecordTreeNode.h"
 
+namespace corvane {
+
 // The usage record of one banner: armed or not, and the digest of the content it was armed for
 // ("Nan" for a banner without one).
 class OTBannerRecordTreeNode final : public OTRecordTreeNode {
@@ -25,3 +27,5 @@ private:
     bool activated_ = false;
     std::optional<std::string> dataMD5_;
 };
+
+}  // namespace corvane

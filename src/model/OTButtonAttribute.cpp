@@ -6,6 +6,8 @@
 #include "platform/formats/OTKeyedArchiver.h"
 #include "platform/OTText.h"
 
+namespace corvane {
+
 OTButtonAttribute::OTButtonAttribute() {
     setColor(OTColor::fromHexText("#444444"));
     setBackgroundColor(OTColor::fromHexText("#f4f4f4"));
@@ -34,3 +36,5 @@ std::shared_ptr<OTButtonAttribute> OTButtonAttribute::initWithCoder(const OTKeye
 std::string OTButtonAttribute::description() const {
     return OTWidgetAttribute::description() + ",eventLink:" + eventLink_.value_or("(null)");
 }
+
+}  // namespace corvane

@@ -2,6 +2,8 @@
 
 #include "model/OTWidgetAttribute.h"
 
+namespace corvane {
+
 // One button of a dialog: its look, its text and the link it follows.
 class OTButtonAttribute final : public OTWidgetAttribute {
 public:
@@ -22,3 +24,5 @@ public:
 private:
     std::optional<std::string> eventLink_;
 };
+
+}  // namespace corvane

@@ -4,6 +4,8 @@
 
 #include "platform/formats/OTCoding.h"
 
+namespace corvane {
+
 // Base of every campaign record: filled from one JSON object and archived with its keys.
 class OTDataModel : public OTCoding {
 public:
@@ -16,3 +18,5 @@ public:
     // The base writes nothing and reads nothing.
     void encodeWithCoder(OTKeyedArchiver& coder) const override;
 };
+
+}  // namespace corvane

@@ -7,6 +7,8 @@
 #include "platform/formats/OTKeyedArchiver.h"
 #include "platform/formats/OTLogFormatter.h"
 
+namespace corvane {
+
 namespace {
 // Debug lines of matching go to the platform console, not to the logger.
 template <class... Args>
@@ -180,3 +182,5 @@ std::shared_ptr<OTEvent> OTEvent::initWithCoder(const OTKeyedUnarchiver& coder) 
         std::vector<std::shared_ptr<OTEventRule>>{});
     return event;
 }
+
+}  // namespace corvane

@@ -11,6 +11,8 @@
 #include "model/OTEventRule.h"
 #include "platform/formats/OTKeyedUnarchiver.h"
 
+namespace corvane {
+
 // An analytics event, and also a campaign's trigger condition: the incoming event is asked
 // whether it `matches` a condition (same event name, then the condition's rules or properties).
 class OTEvent final : public OTDataModel {
@@ -66,3 +68,5 @@ private:
     std::vector<std::shared_ptr<OTEventRule>> rules_;
     bool available_ = false;
 };
+
+}  // namespace corvane

@@ -2,6 +2,8 @@
 
 #include "platform/OTLogger.h"
 
+namespace corvane {
+
 nlohmann::json OTEventAdapter::specialProperties() const { return nullptr; }
 
 std::optional<nlohmann::json> OTEventAdapter::adaptEvent(const nlohmann::json& event, std::int64_t sourceType) const {
@@ -51,3 +53,5 @@ nlohmann::json OTEventAdapter::_adaptSensorsAnalyticsEvent(const nlohmann::json&
     adapted["xcontext"] = std::move(context);
     return adapted;
 }
+
+}  // namespace corvane

@@ -4,6 +4,8 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
+namespace corvane {
+
 // Turns a source event into the dictionary form of an event record. Source 0 (the maker's own
 // analytics SDK) is already in that form.
 class OTEventAdapter {
@@ -16,3 +18,5 @@ public:
     // Property renames applied to the source's properties: source name → new name.
     virtual nlohmann::json specialProperties() const;
 };
+
+}  // namespace corvane

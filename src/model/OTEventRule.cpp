@@ -9,6 +9,8 @@
 #include "platform/OTUserDefaults.h"
 #include "platform/OTUtils.h"
 
+namespace corvane {
+
 namespace {
 bool isBlank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
@@ -436,3 +438,5 @@ bool OTEventRule::array_compareNOT_NULL(const nlohmann::json* realValue) const {
 }
 
 bool OTEventRule::array_compareNULL(const nlohmann::json* realValue) const { return !array_compareNOT_NULL(realValue); }
+
+}  // namespace corvane

@@ -8,6 +8,8 @@
 #include "model/OTDataModel.h"
 #include "platform/formats/OTKeyedUnarchiver.h"
 
+namespace corvane {
+
 class OTEvent;
 
 // Whether an operand text is a number the way the platform's text scanner reads one: an integer,
@@ -97,3 +99,5 @@ private:
     nlohmann::json function_ = "";
     nlohmann::json value_ = nlohmann::json::array();
 };
+
+}  // namespace corvane

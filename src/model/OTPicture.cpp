@@ -5,6 +5,8 @@
 #include "platform/formats/OTKeyedArchiver.h"
 #include "platform/OTText.h"
 
+namespace corvane {
+
 std::string OTPicture::addressText(const std::string& text) {
     return OTText::containsCJKIdeograph(text) ? OTText::percentEncodedForQuery(text) : text;
 }
@@ -30,3 +32,5 @@ std::shared_ptr<OTPicture> OTPicture::initWithCoder(const OTKeyedUnarchiver& cod
     picture->clickEvent_ = coder.decodeStringForKey("clickEvent").value_or("");
     return picture;
 }
+
+}  // namespace corvane

@@ -6,6 +6,8 @@
 #include "model/OTDataModel.h"
 #include "platform/formats/OTKeyedUnarchiver.h"
 
+namespace corvane {
+
 // One picture of a banner: its address and the link a tap follows.
 class OTPicture final : public OTDataModel {
 public:
@@ -28,3 +30,5 @@ private:
     std::string url_;
     std::string clickEvent_;
 };
+
+}  // namespace corvane

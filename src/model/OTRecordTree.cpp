@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+namespace corvane {
+
 std::vector<OTRecordTree::NodePtr> OTRecordTree::allNodes() const {
     std::lock_guard lock(mutex_);
     return nodes_;
@@ -62,3 +64,5 @@ void OTRecordTree::adoptNodes(std::vector<NodePtr> nodes) {
     std::lock_guard lock(mutex_);
     nodes_ = std::move(nodes);
 }
+
+}  // namespace corvane

@@ -7,6 +7,8 @@
 
 #include "model/OTRecordTreeNode.h"
 
+namespace corvane {
+
 // Usage records of one kind of campaign: a flat list of nodes in order, at most one per id.
 // Changes of the list and reads of the whole list are serialised; searches work on a snapshot.
 class OTRecordTree {
@@ -36,3 +38,5 @@ private:
     mutable std::mutex mutex_;
     std::vector<NodePtr> nodes_;
 };
+
+}  // namespace corvane

@@ -2,6 +2,8 @@
 
 #include "platform/formats/OTKeyedArchiver.h"
 
+namespace corvane {
+
 std::int64_t OTRecordTreeNode::nodeId() const {
     std::lock_guard lock(mutex_);
     return nodeId_;
@@ -49,3 +51,5 @@ std::shared_ptr<OTRecordTreeNode> OTRecordTreeNode::initWithCoder(const OTKeyedU
     node->decodeBaseKeys(coder);
     return node;
 }
+
+}  // namespace corvane

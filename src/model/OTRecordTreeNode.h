@@ -9,6 +9,8 @@
 #include "platform/formats/OTCoding.h"
 #include "platform/formats/OTKeyedUnarchiver.h"
 
+namespace corvane {
+
 // The usage record of one campaign, keyed by the campaign id. Nodes are equal when their ids are.
 // Fields are read on the event queue and written on the main queue, so each access is guarded.
 class OTRecordTreeNode : public OTCoding {
@@ -37,3 +39,5 @@ private:
     std::optional<std::string> startTime_;
     std::optional<std::string> endTime_;
 };
+
+}  // namespace corvane

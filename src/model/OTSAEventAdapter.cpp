@@ -2,6 +2,8 @@
 
 #include "platform/OTEnvironment.h"
 
+namespace corvane {
+
 std::shared_ptr<OTSAEventAdapter> OTSAEventAdapter::adapter() {
     return OTEnvironment::current()->singleton<OTSAEventAdapter>([] { return std::make_shared<OTSAEventAdapter>(); });
 }
@@ -11,3 +13,5 @@ nlohmann::json OTSAEventAdapter::specialProperties() const {
                           {"$screen_name", "$url"},
                           {"$resume_from_background", "$is_from_background"}};
 }
+
+}  // namespace corvane

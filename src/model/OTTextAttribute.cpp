@@ -4,6 +4,8 @@
 
 #include "platform/formats/OTKeyedArchiver.h"
 
+namespace corvane {
+
 void OTTextAttribute::setModelWithDic(const nlohmann::json& dic) {
     OTWidgetAttribute::setModelWithDic(dic);
     if (!dic.is_object()) return;
@@ -28,3 +30,5 @@ std::shared_ptr<OTTextAttribute> OTTextAttribute::initWithCoder(const OTKeyedUna
 std::string OTTextAttribute::description() const {
     return OTWidgetAttribute::description() + ",alignmentType:" + alignmentType_.value_or("(null)");
 }
+
+}  // namespace corvane

@@ -2,6 +2,8 @@
 
 #include "model/OTWidgetAttribute.h"
 
+namespace corvane {
+
 // A dialog's title or content text.
 class OTTextAttribute final : public OTWidgetAttribute {
 public:
@@ -19,3 +21,5 @@ public:
 private:
     std::optional<std::string> alignmentType_;
 };
+
+}  // namespace corvane

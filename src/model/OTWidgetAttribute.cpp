@@ -8,6 +8,8 @@
 #include "platform/formats/OTLogFormatter.h"
 #include "platform/OTText.h"
 
+namespace corvane {
+
 namespace {
 // A colour text present, not null and non-empty.
 std::optional<OTColor> colorAt(const nlohmann::json& dic, const char* key) {
@@ -69,3 +71,5 @@ std::string OTWidgetAttribute::description() const {
                                        size_};
     return OTLogFormatter::format("text:%@,defaultText:%@,color:%@,backgroundColor:%@,size:%f", arguments);
 }
+
+}  // namespace corvane

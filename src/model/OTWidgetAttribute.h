@@ -5,9 +5,11 @@
 #include <optional>
 #include <string>
 
-#include "model/OTColor.h"
+#include "platform/view/OTColor.h"
 #include "model/OTDataModel.h"
 #include "platform/formats/OTKeyedUnarchiver.h"
+
+namespace corvane {
 
 // The look and text of one element of a dialog: base of the text and button attributes.
 class OTWidgetAttribute : public OTDataModel {
@@ -43,3 +45,5 @@ private:
     std::optional<OTColor> backgroundColor_;
     double size_ = 0;
 };
+
+}  // namespace corvane

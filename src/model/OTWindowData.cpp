@@ -11,6 +11,8 @@
 #include "platform/OTUserDefaults.h"
 #include "platform/OTUtils.h"
 
+namespace corvane {
+
 namespace {
 // An available trigger condition, or nothing.
 std::shared_ptr<OTEvent> conditionAt(const nlohmann::json& dic, const char* key) {
@@ -199,3 +201,5 @@ std::shared_ptr<OTWindowData> OTWindowData::initWithCoder(const OTKeyedUnarchive
     data->closeRule_ = coder.decodeObjectOfClass<OTWindowRule>("closeRule");
     return data;
 }
+
+}  // namespace corvane

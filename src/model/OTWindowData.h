@@ -14,6 +14,8 @@
 #include "model/OTWindowRule.h"
 #include "platform/formats/OTKeyedUnarchiver.h"
 
+namespace corvane {
+
 // One dialog campaign as the server sends it: identity and times, the trigger condition, usage
 // rules for clicks and closes, texts, buttons and a picture or web page.
 class OTWindowData final : public OTDataModel {
@@ -98,3 +100,5 @@ private:
     std::shared_ptr<OTWindowRule> clickRule_;
     std::shared_ptr<OTWindowRule> closeRule_;
 };
+
+}  // namespace corvane

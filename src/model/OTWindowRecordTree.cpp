@@ -2,6 +2,8 @@
 
 #include "platform/OTEnvironment.h"
 
+namespace corvane {
+
 std::shared_ptr<OTWindowRecordTree> OTWindowRecordTree::defaultTree() {
     return OTEnvironment::current()->singleton<OTWindowRecordTree>([] { return std::make_shared<OTWindowRecordTree>(); });
 }
@@ -35,3 +37,5 @@ bool OTWindowRecordTree::refreshTreeNode(const NodePtr& existingNode, const Node
 std::shared_ptr<OTWindowRecordTreeNode> OTWindowRecordTree::findWindowNodeById(std::int64_t nodeId) const {
     return std::dynamic_pointer_cast<OTWindowRecordTreeNode>(findTreeNodeById(nodeId));
 }
+
+}  // namespace corvane

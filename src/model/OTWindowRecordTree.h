@@ -7,6 +7,8 @@
 #include "model/OTRecordTree.h"
 #include "model/OTWindowRecordTreeNode.h"
 
+namespace corvane {
+
 // Usage records of dialog campaigns.
 class OTWindowRecordTree final : public OTRecordTree {
 public:
@@ -21,3 +23,5 @@ public:
 private:
     std::mutex refreshMutex_;
 };
+
+}  // namespace corvane

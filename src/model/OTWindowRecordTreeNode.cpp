@@ -5,6 +5,8 @@
 #include "platform/formats/OTKeyedArchiver.h"
 #include "platform/formats/OTLogFormatter.h"
 
+namespace corvane {
+
 std::int64_t OTWindowRecordTreeNode::count() const {
     std::lock_guard lock(mutex_);
     return count_;
@@ -172,3 +174,5 @@ std::string OTWindowRecordTreeNode::description() const {
         "lastPopTime:%@,lastEventType:%@",
         arguments);
 }
+
+}  // namespace corvane

@@ -9,6 +9,8 @@
 #include "model/OTRecordTreeNode.h"
 #include "model/OTWindowRule.h"
 
+namespace corvane {
+
 // The usage record of one dialog campaign: its limit and counters, when it was last shown,
 // whether it is armed for the current trigger or switched off, and the campaign's usage rules.
 class OTWindowRecordTreeNode final : public OTRecordTreeNode {
@@ -63,3 +65,5 @@ private:
     std::optional<Date> lastPopTime_;
     std::optional<std::string> lastEventType_;
 };
+
+}  // namespace corvane

@@ -6,6 +6,8 @@
 #include "platform/formats/OTKeyedArchiver.h"
 #include "platform/formats/OTLogFormatter.h"
 
+namespace corvane {
+
 void OTWindowRule::setModelWithDic(const nlohmann::json& dic) {
     OTDataModel::setModelWithDic(dic);
     if (!dic.is_object()) return;
@@ -40,3 +42,5 @@ std::string OTWindowRule::description() const {
     const OTLogArgument arguments[] = {eventType_, type_, count_, intervalValue_, intervalType_};
     return OTLogFormatter::format("eventType:%@,type:%ld,count:%ld,intervalValue:%ld,intervalType:%@", arguments);
 }
+
+}  // namespace corvane

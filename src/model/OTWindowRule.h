@@ -8,6 +8,8 @@
 #include "model/OTDataModel.h"
 #include "platform/formats/OTKeyedUnarchiver.h"
 
+namespace corvane {
+
 // A dialog campaign's usage rule, one for clicks and one for closes.
 class OTWindowRule final : public OTDataModel {
 public:
@@ -39,3 +41,5 @@ private:
     std::int64_t intervalValue_ = 0;
     std::optional<std::string> intervalType_;
 };
+
+}  // namespace corvane

@@ -2,6 +2,8 @@
 
 #include <chrono>
 
+namespace corvane {
+
 // Wall-clock time as the library sees it. Production reads the system clock; tests move a virtual one.
 class OTClock {
 public:
@@ -13,3 +15,5 @@ public:
     // Offset of the device's local time from UTC at `when` (daylight saving included).
     virtual std::chrono::seconds utcOffset(TimePoint when) const = 0;
 };
+
+}  // namespace corvane

@@ -5,6 +5,8 @@
 #include "platform/OTEnvironment.h"
 #include "platform/OTSandbox.h"
 
+namespace corvane {
+
 namespace {
 constexpr const char* kArchiverKey = "$archiver";
 constexpr const char* kVersionKey = "$version";
@@ -69,3 +71,5 @@ std::optional<std::string> OTDataArchiver::getTokenInfo() {
 std::optional<OTPropertyList::Date> OTDataArchiver::getTokenDate() {
     return OTEnvironment::current()->standardUserDefaults().dateForKey(kTokenTimeKey);
 }
+
+}  // namespace corvane

@@ -11,6 +11,8 @@
 #include "platform/formats/OTKeyedUnarchiver.h"
 #include "platform/formats/OTPropertyList.h"
 
+namespace corvane {
+
 // Whole object graphs as keyed-archive files (binary property lists with a fixed envelope), and
 // the record of the last push-token upload in the user defaults.
 class OTDataArchiver {
@@ -45,3 +47,5 @@ public:
     static std::optional<std::string> getTokenInfo();
     static std::optional<OTPropertyList::Date> getTokenDate();
 };
+
+}  // namespace corvane

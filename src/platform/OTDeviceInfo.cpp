@@ -8,6 +8,8 @@
 
 #include "platform/OTSandbox.h"
 
+namespace corvane {
+
 namespace {
 std::string osReleaseVersion() {
     std::ifstream in("/etc/os-release");
@@ -57,3 +59,5 @@ OTDeviceInfo OTDeviceInfo::current(const std::string& sandboxRoot, const std::st
     }
     return info;
 }
+
+}  // namespace corvane

@@ -2,6 +2,8 @@
 
 #include <string>
 
+namespace corvane {
+
 // Facts about the device and the host app that the platform would report.
 struct OTDeviceInfo {
     std::string systemName = "iOS";
@@ -22,3 +24,5 @@ struct OTDeviceInfo {
     static OTDeviceInfo current(const std::string& sandboxRoot, const std::string& bundleIdentifier,
                                 const std::string& bundleShortVersion);
 };
+
+}  // namespace corvane

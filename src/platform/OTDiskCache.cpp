@@ -7,6 +7,8 @@
 #include "platform/OTUserDefaults.h"
 #include "platform/OTUtils.h"
 
+namespace corvane {
+
 namespace {
 std::int64_t nowSeconds() {
     return std::chrono::duration_cast<std::chrono::seconds>(OTEnvironment::current()->clock().now().time_since_epoch())
@@ -108,3 +110,5 @@ void OTDiskCache::_trimRecursively() {
 }
 
 void OTDiskCache::_trimInBackground() { trimToAge(ageLimit_); }
+
+}  // namespace corvane

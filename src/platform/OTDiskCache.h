@@ -9,6 +9,8 @@
 
 #include "platform/OTEnvironment.h"
 
+namespace corvane {
+
 // What the picture and video caches share: an index of stored keys kept in the standard user
 // defaults, each key the base64 of "<url>__#OT#__<seconds stored>", and a trim that every minute
 // removes entries older than three days.
@@ -68,3 +70,5 @@ private:
     mutable std::mutex mutex_;
     std::vector<std::string> keys_;
 };
+
+}  // namespace corvane

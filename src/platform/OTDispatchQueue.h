@@ -4,6 +4,8 @@
 #include <functional>
 #include <string>
 
+namespace corvane {
+
 // One dispatch queue: serial (work runs one at a time in submission order) or concurrent.
 // Work that throws is dropped by the scheduler; callers catch what they care about.
 class OTDispatchQueue {
@@ -29,3 +31,5 @@ private:
     const std::string label_;
     const bool concurrent_;
 };
+
+}  // namespace corvane

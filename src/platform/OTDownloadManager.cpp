@@ -9,6 +9,8 @@
 #include "platform/OTSandbox.h"
 #include "platform/OTVideoDiskCache.h"
 
+namespace corvane {
+
 std::shared_ptr<OTDownloadManager> OTDownloadManager::sharedManager() {
     return OTEnvironment::current()->singleton<OTDownloadManager>([] { return std::make_shared<OTDownloadManager>(); });
 }
@@ -100,3 +102,5 @@ void OTDownloadManager::downloadVideoWithURL(const std::optional<std::string>& u
             });
         });
 }
+
+}  // namespace corvane

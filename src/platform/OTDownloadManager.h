@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+namespace corvane {
+
 class OTImage;
 
 // Fetches campaign pictures and videos once: a URL already in its cache answers from there,
@@ -40,3 +42,5 @@ private:
                                                           const std::optional<Error>& error)> done);
 
 };
+
+}  // namespace corvane

@@ -10,6 +10,8 @@
 #include "platform/linux/OTSystemClock.h"
 #include "platform/linux/OTThreadScheduler.h"
 
+namespace corvane {
+
 namespace {
 struct Installed {
     std::mutex mutex;
@@ -88,3 +90,5 @@ std::shared_ptr<OTEnvironment::SingletonEntry> OTEnvironment::singletonEntry(std
     if (!entry) entry = std::make_shared<SingletonEntry>();
     return entry;
 }
+
+}  // namespace corvane

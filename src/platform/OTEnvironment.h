@@ -22,6 +22,8 @@
 #include "platform/view/OTUIHost.h"
 #include "platform/OTUserDefaults.h"
 
+namespace corvane {
+
 // Everything the platform provides, behind one object installed process-wide. Library code asks
 // the installed environment for the time, queues, files, device facts and the console; tests and
 // the simulator install their own. The library's shared instances live inside the environment, so
@@ -114,3 +116,5 @@ private:
     std::mutex singletonsMutex_;
     std::map<std::type_index, std::shared_ptr<SingletonEntry>> singletons_;
 };
+
+}  // namespace corvane

@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+namespace corvane {
+
 // HTTP as the platform provides it: the platform's own stack on Apple, libcurl on Linux. One
 // transport serves the whole library (server requests and media downloads).
 class OTHTTPTransport {
@@ -32,3 +34,5 @@ public:
     // Drops the requests under way without calling their completions; later sends do nothing.
     virtual void shutdown() = 0;
 };
+
+}  // namespace corvane

@@ -3,6 +3,8 @@
 #include "platform/OTEnvironment.h"
 #include "platform/OTUserDefaults.h"
 
+namespace corvane {
+
 OTImageDiskCache::OTImageDiskCache() : OTDiskCache(kIndexKey) {}
 
 std::shared_ptr<OTImageDiskCache> OTImageDiskCache::cache() { return sharedCache<OTImageDiskCache>(); }
@@ -34,3 +36,5 @@ void OTImageDiskCache::setImageData(const std::string& data, const std::optional
     defaults.synchronize();
     addStoredKey(stored);
 }
+
+}  // namespace corvane

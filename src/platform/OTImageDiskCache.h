@@ -7,6 +7,8 @@
 
 #include "platform/OTDiskCache.h"
 
+namespace corvane {
+
 // Picture bytes kept in the standard user defaults, one entry per stored key, indexed under
 // "OTImageDiskCacheKeys".
 class OTImageDiskCache final : public OTDiskCache {
@@ -24,3 +26,5 @@ public:
     std::optional<std::string> imageDataForKey(const std::optional<std::string>& key);
     void setImageData(const std::string& data, const std::optional<std::string>& key);
 };
+
+}  // namespace corvane

@@ -3,6 +3,8 @@
 #include "platform/OTEnvironment.h"
 #include "platform/OTLogger.h"
 
+namespace corvane {
+
 OTKeychainItemWrapper::OTKeychainItemWrapper(const std::string& identifier,
                                              const std::optional<std::string>& accessGroup)
     : identifier_(identifier), accessGroup_(accessGroup) {
@@ -111,3 +113,5 @@ void OTKeychainItemWrapper::writeToKeychain() {
         OTLog(OTLogger::kLevelError, "钥匙串写入失败: %@", identifier_);
     }
 }
+
+}  // namespace corvane

@@ -6,6 +6,8 @@
 
 #include "platform/OTKeychainStore.h"
 
+namespace corvane {
+
 // One generic-password keychain item: its attributes and its data (held here as text) in
 // `keychainItemData`, found through `genericPasswordQuery`.
 class OTKeychainItemWrapper {
@@ -35,3 +37,5 @@ private:
     nlohmann::json keychainItemData_ = nlohmann::json::object();
     OTKeychainStore::Item genericPasswordQuery_;
 };
+
+}  // namespace corvane

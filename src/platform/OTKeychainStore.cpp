@@ -2,6 +2,8 @@
 
 #include "platform/OTSandbox.h"
 
+namespace corvane {
+
 OTKeychainStore::OTKeychainStore(std::filesystem::path path) : path_(std::move(path)) {
     auto bytes = OTSandbox::readFile(path_);
     if (!bytes) return;
@@ -72,3 +74,5 @@ bool OTKeychainStore::save() const {
     for (const auto& item : items_) array.emplace_back(item);
     return OTSandbox::writeFileAtomically(path_, OTPropertyList(std::move(array)).toBinary(), true);
 }
+
+}  // namespace corvane

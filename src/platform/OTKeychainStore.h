@@ -7,6 +7,8 @@
 
 #include "platform/formats/OTPropertyList.h"
 
+namespace corvane {
+
 // Keychain items of the sandbox: dictionaries of attributes (keyed like the platform's item
 // attributes: "class", "acct", "labl", "desc", "gena", "agrp", "v_Data"), kept in one file that only
 // the user can read.
@@ -42,3 +44,5 @@ private:
     mutable std::mutex mutex_;
     std::vector<Item> items_;
 };
+
+}  // namespace corvane

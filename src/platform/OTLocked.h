@@ -3,6 +3,8 @@
 #include <mutex>
 #include <utility>
 
+namespace corvane {
+
 // A value read and written from more than one queue: each access copies under a lock held only
 // for that access.
 template <class T>
@@ -30,3 +32,5 @@ private:
     mutable std::mutex mutex_;
     T value_{};
 };
+
+}  // namespace corvane

@@ -7,6 +7,8 @@
 #include "platform/formats/OTDateFormatter.h"
 #include "platform/OTEnvironment.h"
 
+namespace corvane {
+
 namespace fs = std::filesystem;
 
 // The open log file; shared with queued writes so they finish even after the logger goes.
@@ -136,6 +138,10 @@ void OTLogger::handleFilesOfDirectory(const fs::path& directory) {
     if (logs.size() >= 3) fs::remove(logs.front(), ec);
 }
 
+namespace {
+constexpr const char* kNamespacePrefix = "corvane::";
+}  // namespace
+
 std::string OTLogger::functionName(const char* prettyFunction) {
     if (prettyFunction == nullptr) return "-";
     const std::string pretty(prettyFunction);
@@ -160,7 +166,11 @@ std::string OTLogger::functionName(const char* prettyFunction) {
         }
     }
     std::string name = pretty.substr(start, end - start);
+    // Messages name classes as the platform does, without the library's namespace.
+    if (name.rfind(kNamespacePrefix, 0) == 0) name.erase(0, std::string_view(kNamespacePrefix).size());
     const std::size_t scope = name.rfind("::");
     if (scope == std::string::npos) return "-[" + name + "]";
     return "-[" + name.substr(0, scope) + " " + name.substr(scope + 2) + "]";
 }
+
+}  // namespace corvane

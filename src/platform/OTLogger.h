@@ -8,6 +8,8 @@
 
 #include "platform/formats/OTLogFormatter.h"
 
+namespace corvane {
+
 class OTEnvironment;
 class OTDispatchQueue;
 
@@ -78,9 +80,11 @@ private:
 
 // Logs with the calling function's name: OTLog(OTLogger::kLevelError, "下载失败: %@", error).
 #define OTLog(level, ...)                                                                    \
-    OTLogger::log((level),                                                                   \
+    ::corvane::OTLogger::log((level),                                                        \
                   [](const char* pretty) {                                                   \
-                      static const std::string otFunctionName = OTLogger::functionName(pretty); \
+                      static const std::string otFunctionName = ::corvane::OTLogger::functionName(pretty); \
                       return otFunctionName.c_str();                                         \
                   }(__PRETTY_FUNCTION__),                                                    \
                   __VA_ARGS__)
+
+}  // namespace corvane

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+namespace corvane {
+
 std::uint64_t OTNotificationCenter::addObserver(const void* owner, const std::string& name, Callback callback) {
     if (!callback) return 0;
     std::lock_guard lock(mutex_);
@@ -45,3 +47,5 @@ std::size_t OTNotificationCenter::observerCount(const std::string& name) const {
     return static_cast<std::size_t>(
         std::count_if(entries_.begin(), entries_.end(), [&](const Entry& e) { return e.name == name; }));
 }
+
+}  // namespace corvane

@@ -9,6 +9,8 @@
 #include <typeinfo>
 #include <vector>
 
+namespace corvane {
+
 // In-process notifications by name. Observers run synchronously on the posting thread, in the
 // order they were added; an observer may remove itself or others while a post is under way.
 class OTNotificationCenter {
@@ -50,3 +52,5 @@ private:
     std::vector<Entry> entries_;
     std::uint64_t nextToken_ = 1;
 };
+
+}  // namespace corvane

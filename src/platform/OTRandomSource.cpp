@@ -1,5 +1,7 @@
 #include "platform/OTRandomSource.h"
 
+namespace corvane {
+
 OTRandomSource::OTRandomSource(std::optional<std::uint32_t> seed)
     : engine_(seed ? *seed : std::random_device{}()) {}
 
@@ -13,3 +15,5 @@ std::uint32_t OTRandomSource::uniform(std::uint32_t upperBound) {
     std::lock_guard lock(mutex_);
     return std::uniform_int_distribution<std::uint32_t>(0, upperBound - 1)(engine_);
 }
+
+}  // namespace corvane

@@ -5,6 +5,8 @@
 #include <optional>
 #include <random>
 
+namespace corvane {
+
 // 32-bit random numbers: seeded from the OS in production, from a fixed seed in tests.
 class OTRandomSource {
 public:
@@ -17,3 +19,5 @@ private:
     std::mutex mutex_;
     std::mt19937 engine_;
 };
+
+}  // namespace corvane

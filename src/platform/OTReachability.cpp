@@ -4,6 +4,8 @@
 
 #include "platform/OTEnvironment.h"
 
+namespace corvane {
+
 OTReachability::OTReachability(std::shared_ptr<OTReachabilitySource> source, std::string target)
     : source_(std::move(source)), target_(std::move(target)) {}
 
@@ -90,3 +92,5 @@ bool OTReachability::connectionRequired() const {
     const auto flags = source_->currentFlags();
     return flags && (*flags & kFlagConnectionRequired);
 }
+
+}  // namespace corvane

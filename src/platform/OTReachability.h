@@ -8,6 +8,8 @@
 
 #include "platform/OTReachabilitySource.h"
 
+namespace corvane {
+
 class OTDispatchQueue;
 class OTNotificationCenter;
 
@@ -67,3 +69,5 @@ private:
     std::weak_ptr<OTDispatchQueue> queue_;
     std::weak_ptr<OTNotificationCenter> notifications_;
 };
+
+}  // namespace corvane

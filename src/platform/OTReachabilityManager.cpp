@@ -6,6 +6,8 @@
 #include "platform/OTLogger.h"
 #include "platform/OTReachability.h"
 
+namespace corvane {
+
 OTReachabilityManager::OTReachabilityManager(std::shared_ptr<OTReachabilitySource> telephony)
     : telephony_(std::move(telephony)) {}
 
@@ -60,3 +62,5 @@ std::optional<std::string> OTReachabilityManager::telephonyNetworkDescrition() c
         return std::nullopt;
     }
 }
+
+}  // namespace corvane

@@ -6,6 +6,8 @@
 #include <optional>
 #include <string>
 
+namespace corvane {
+
 class OTReachability;
 class OTReachabilitySource;
 
@@ -34,3 +36,5 @@ private:
     mutable std::mutex mutex_;
     std::shared_ptr<OTReachability> reachability_;
 };
+
+}  // namespace corvane

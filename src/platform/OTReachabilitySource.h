@@ -6,6 +6,8 @@
 #include <optional>
 #include <string>
 
+namespace corvane {
+
 // Where the platform's network state comes from: Apple's reachability flags for the all-zero
 // address, change events, and the telephony service's radio technologies. On Apple these are
 // SystemConfiguration and CoreTelephony; on Linux the link state of the machine's interfaces.
@@ -27,3 +29,5 @@ public:
     virtual std::optional<std::string> currentRadioAccessTechnology() = 0;
     virtual std::map<std::string, std::string> serviceCurrentRadioAccessTechnology() = 0;
 };
+
+}  // namespace corvane

@@ -8,6 +8,8 @@
 #include "platform/formats/OTImage.h"
 #include "platform/OTSandbox.h"
 
+namespace corvane {
+
 namespace fs = std::filesystem;
 
 std::optional<fs::path> OTResourceBundle::path() {
@@ -45,3 +47,5 @@ std::shared_ptr<OTImage> OTResourceBundle::imageWithFileName(const std::string& 
 std::shared_ptr<OTImage> OTImageNamed(const std::string& name) {
     return OTResourceBundle::imageWithFileName(OTResourceBundle::fileNameFor(name));
 }
+
+}  // namespace corvane

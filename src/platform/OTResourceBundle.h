@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+namespace corvane {
+
 class OTImage;
 
 // The "CorvaneOstrel" resource bundle: the library's own pictures (close buttons, web page bar
@@ -24,3 +26,5 @@ public:
 
 // A picture of the bundle at the screen's scale.
 std::shared_ptr<OTImage> OTImageNamed(const std::string& name);
+
+}  // namespace corvane

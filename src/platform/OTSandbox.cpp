@@ -9,6 +9,8 @@
 #include <fstream>
 #include <system_error>
 
+namespace corvane {
+
 namespace fs = std::filesystem;
 
 OTSandbox::OTSandbox(fs::path root) : root_(std::move(root)) {}
@@ -75,3 +77,5 @@ std::optional<std::string> OTSandbox::readFile(const fs::path& path, std::size_t
     bytes.resize(static_cast<std::size_t>(in.gcount()));
     return bytes;
 }
+
+}  // namespace corvane

@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+namespace corvane {
+
 // The app's container on disk: every file the library writes lives under one root.
 //   <root>/Documents                      documents folder (campaign files, logs, videos)
 //   <root>/Library/Preferences/<id>.plist standard user defaults of the app
@@ -36,3 +38,5 @@ public:
 private:
     std::filesystem::path root_;
 };
+
+}  // namespace corvane

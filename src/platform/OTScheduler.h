@@ -5,6 +5,8 @@
 
 #include "platform/OTDispatchQueue.h"
 
+namespace corvane {
+
 // Makes and owns the queues of one environment: the main queue and named queues, created on first
 // request and shared by label afterwards.
 class OTScheduler {
@@ -22,3 +24,5 @@ public:
     // Drops pending work and stops worker threads; queues handed out stay valid but run nothing more.
     virtual void shutdown() = 0;
 };
+
+}  // namespace corvane

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+namespace corvane {
+
 namespace {
 // Length of the blank at the start (or, going backwards, ending at) `at`; 0 when none.
 std::size_t blankLength(std::string_view text, std::size_t at, bool backwards, bool lineBreaks) {
@@ -100,3 +102,5 @@ bool OTText::containsCJKIdeograph(std::string_view text) {
     }
     return false;
 }
+
+}  // namespace corvane

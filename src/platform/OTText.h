@@ -3,6 +3,8 @@
 #include <string>
 #include <string_view>
 
+namespace corvane {
+
 // Text operations with the platform's meanings where the library relies on them.
 class OTText {
 public:
@@ -18,3 +20,5 @@ public:
     // Whether the UTF-8 text holds a code point strictly between U+4E00 and U+9FFF.
     static bool containsCJKIdeograph(std::string_view text);
 };
+
+}  // namespace corvane

@@ -8,6 +8,8 @@
 #include "platform/OTUserShare.h"
 #include "platform/OTUtils.h"
 
+namespace corvane {
+
 namespace {
 OTUserDefaults& defaults() { return OTEnvironment::current()->standardUserDefaults(); }
 OTUtils::Date now() { return OTEnvironment::current()->clock().now(); }
@@ -108,3 +110,5 @@ void OTUserConfig::clearDialog() {
     OTEnvironment::current()->console().print("corvane->setUserId");
     defaults().synchronize();
 }
+
+}  // namespace corvane

@@ -9,6 +9,8 @@
 
 #include "platform/OTLocked.h"
 
+namespace corvane {
+
 // Per-user settings that outlive the process. Identity (token, user id, app id) lives in the app
 // group's shared store under the current group identifier; times and the daily dialog counter live
 // in the app's standard user defaults. Every read returns what the store holds at that moment.
@@ -86,3 +88,5 @@ private:
     OTLocked<std::uint64_t> intervalDay_{0};
     OTLocked<std::optional<std::string>> groupIdentifier_;
 };
+
+}  // namespace corvane

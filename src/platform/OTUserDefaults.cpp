@@ -6,6 +6,8 @@
 
 #include "platform/OTSandbox.h"
 
+namespace corvane {
+
 OTUserDefaults::OTUserDefaults(std::filesystem::path path) : path_(std::move(path)) {
     if (auto bytes = OTSandbox::readFile(path_)) {
         if (auto root = OTPropertyList::fromBinary(*bytes)) {
@@ -152,3 +154,5 @@ std::int64_t OTUserDefaults::integerValue(std::string_view text) {
     }
     return static_cast<std::int64_t>(magnitude);
 }
+
+}  // namespace corvane

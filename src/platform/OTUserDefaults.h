@@ -10,6 +10,8 @@
 
 #include "platform/formats/OTPropertyList.h"
 
+namespace corvane {
+
 // The app's standard user defaults: one property list on disk. Every change is written through
 // atomically, so a crash never loses or tears what was set; a missing or corrupt file reads as empty.
 class OTUserDefaults {
@@ -51,3 +53,5 @@ private:
     mutable std::mutex mutex_;
     OTPropertyList::Dictionary values_;
 };
+
+}  // namespace corvane

@@ -8,6 +8,8 @@
 #include "platform/OTSandbox.h"
 #include "platform/OTUserDefaults.h"
 
+namespace corvane {
+
 OTUserShare::OTUserShare(OTEnvironment& environment) : environment_(environment) {}
 
 std::shared_ptr<OTUserShare> OTUserShare::share() {
@@ -77,3 +79,5 @@ std::int64_t OTUserShare::integerForKey(const std::string& key, const std::strin
     auto text = stringForKey(key, domain);
     return text ? OTUserDefaults::integerValue(*text) : 0;
 }
+
+}  // namespace corvane

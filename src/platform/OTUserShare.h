@@ -7,6 +7,8 @@
 #include <optional>
 #include <string>
 
+namespace corvane {
+
 class OTEnvironment;
 
 // Settings shared between the host app and its extensions. With an app-group identifier each value
@@ -34,3 +36,5 @@ public:
 private:
     OTEnvironment& environment_;
 };
+
+}  // namespace corvane

@@ -15,6 +15,8 @@
 #include "platform/OTLogger.h"
 #include "platform/OTUserShare.h"
 
+namespace corvane {
+
 namespace {
 constexpr char kBase64Alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
@@ -278,3 +280,5 @@ void OTUtils::exitWithAnimation() {
     environment->uiHost().animateKeyWindowBounds(environment->device().screenWidth, 0, std::chrono::milliseconds(300),
                                                  [] { OTEnvironment::current()->uiHost().terminate(0); });
 }
+
+}  // namespace corvane

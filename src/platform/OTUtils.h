@@ -10,6 +10,8 @@
 
 #include "platform/view/OTGeometry.h"
 
+namespace corvane {
+
 class OTViewController;
 
 // Stateless helpers shared by the whole library: identity, date texts, base64 and MD5, JSON text,
@@ -77,3 +79,5 @@ private:
     // The time fields of "yyyy-MM-dd HH:mm:ss" at `index` (0 hour, 1 minute, 2 second) agree.
     static bool sameTimeField(const std::optional<Date>& date1, const std::optional<Date>& date2, std::size_t index);
 };
+
+}  // namespace corvane

@@ -2,6 +2,8 @@
 
 #include "platform/OTEnvironment.h"
 
+namespace corvane {
+
 OTVideoDiskCache::OTVideoDiskCache()
     : OTDiskCache(kIndexKey),
       folder_((OTEnvironment::current()->sandbox().documentsDirectory() / kFolderName).string()) {
@@ -31,3 +33,5 @@ void OTVideoDiskCache::setVideoPath(const std::optional<std::string>& sourcePath
     std::filesystem::rename(*sourcePath, folder_ + stored + ".mp4", ec);
     addStoredKey(stored);
 }
+
+}  // namespace corvane

@@ -8,6 +8,8 @@
 
 #include "platform/OTDiskCache.h"
 
+namespace corvane {
+
 // Video files kept beside the documents folder's "OT_Video", indexed under "OTVideoDiskCacheKeys".
 class OTVideoDiskCache final : public OTDiskCache {
 public:
@@ -31,3 +33,5 @@ public:
 private:
     std::string folder_;
 };
+
+}  // namespace corvane

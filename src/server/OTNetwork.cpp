@@ -9,6 +9,8 @@
 #include "platform/OTUserShare.h"
 #include "platform/OTUtils.h"
 
+namespace corvane {
+
 std::shared_ptr<OTNetwork> OTNetwork::network() {
     return OTEnvironment::current()->singleton<OTNetwork>([] { return std::make_shared<OTNetwork>(); });
 }
@@ -119,3 +121,5 @@ void OTNetwork::requestWithRelativeUrl(const std::string& path, std::int64_t typ
         if (success) success(Response{status}, data);
     });
 }
+
+}  // namespace corvane

@@ -12,6 +12,8 @@
 
 #include "server/OTNetworkConfig.h"
 
+namespace corvane {
+
 // The library's HTTP client: a relative path becomes a URL of the chosen server environment (or
 // of the custom base URL in the shared store), the body is sent as pretty-printed JSON, and the
 // callbacks run on the session's own thread, never on the main queue.
@@ -60,3 +62,5 @@ private:
     std::string groupIdentifier_;
     std::chrono::milliseconds timeout_ = kDefaultTimeout;
 };
+
+}  // namespace corvane

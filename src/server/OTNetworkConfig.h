@@ -2,6 +2,8 @@
 
 #include <string>
 
+namespace corvane {
+
 // The base URLs of the four server environments: scheme, host and port, no trailing slash.
 struct OTNetworkConfig {
     std::string devEnvironmentHostName = "https://ot-dev.corvane.com:38088";
@@ -12,3 +14,5 @@ struct OTNetworkConfig {
     // All four environments pointing at one custom base URL.
     static OTNetworkConfig withBaseURL(const std::string& url) { return OTNetworkConfig{url, url, url, url}; }
 };
+
+}  // namespace corvane

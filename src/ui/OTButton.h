@@ -7,6 +7,8 @@
 #include "model/OTButtonAttribute.h"
 #include "platform/view/OTSceneNode.h"
 
+namespace corvane {
+
 // A dialog button: its campaign attribute (title, colours, font size, link) and the event type it
 // reports when tapped (4 left, 5 right, 6 middle).
 class OTButton final : public OTSceneNode {
@@ -22,3 +24,5 @@ private:
     std::shared_ptr<OTButtonAttribute> attribute_;
     std::int64_t eventType_ = 0;
 };
+
+}  // namespace corvane

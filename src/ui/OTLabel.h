@@ -6,6 +6,8 @@
 #include "model/OTTextAttribute.h"
 #include "platform/view/OTSceneNode.h"
 
+namespace corvane {
+
 // A label showing one text attribute of a campaign: setting the attribute applies its text,
 // colours and (when given) font size.
 class OTLabel final : public OTSceneNode {
@@ -18,3 +20,5 @@ public:
 private:
     std::shared_ptr<OTTextAttribute> attribute_;
 };
+
+}  // namespace corvane

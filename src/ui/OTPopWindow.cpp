@@ -10,6 +10,8 @@
 #include "platform/headless/OTTextMeasurer.h"
 #include "ui/OTWebController.h"
 
+namespace corvane {
+
 namespace {
 const OTColor kTextColor(68.0 / 255, 68.0 / 255, 68.0 / 255, 1);
 constexpr const char* kImageWidth = "image_width";
@@ -491,3 +493,5 @@ void OTPopWindow::closeThenReport(std::int64_t type, const std::optional<std::st
         if (self && self->eventAction_) self->eventAction_(type, link);
     });
 }
+
+}  // namespace corvane

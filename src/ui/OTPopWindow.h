@@ -13,6 +13,8 @@
 #include "ui/OTLabel.h"
 #include "platform/view/OTSceneNode.h"
 
+namespace corvane {
+
 class OTWebController;
 class OTWindowData;
 
@@ -129,3 +131,5 @@ private:
     std::shared_ptr<OTButton> middleBtn_;
     std::shared_ptr<OTButton> rightBtn_;
 };
+
+}  // namespace corvane

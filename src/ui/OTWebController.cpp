@@ -8,6 +8,8 @@
 #include "platform/OTLogger.h"
 #include "platform/OTResourceBundle.h"
 
+namespace corvane {
+
 namespace {
 OTSize screenSize() {
     const auto& device = OTEnvironment::current()->device();
@@ -222,3 +224,5 @@ void OTWebController::didReceiveScriptMessage(const std::string& name, const nlo
 }
 
 void OTWebController::runJavaScriptPanel(const std::string&, const std::string&, std::function<void(const nlohmann::json&)>) {}
+
+}  // namespace corvane

@@ -5,10 +5,12 @@
 #include <string>
 
 #include "platform/view/OTViewController.h"
-#include "model/OTColor.h"
+#include "platform/view/OTColor.h"
 #include "platform/view/OTGeometry.h"
 #include "platform/view/OTWebView.h"
 #include "platform/view/OTSceneNode.h"
+
+namespace corvane {
 
 // Shows one web page (the page of an H5 dialog): a thin progress bar that hides 0.2 s after the
 // page is complete, a reload button for a page that failed to start, back and close bar buttons,
@@ -85,3 +87,5 @@ private:
     std::shared_ptr<OTSceneNode> backBarButtonItem_;
     std::shared_ptr<OTSceneNode> leftBarButtonItem_;
 };
+
+}  // namespace corvane

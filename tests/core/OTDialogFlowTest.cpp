@@ -19,6 +19,8 @@
 #include "support/OTRecordingPresenter.h"
 #include "support/OTTestEnvironment.h"
 
+namespace corvane {
+
 using nlohmann::json;
 using namespace std::chrono_literals;
 
@@ -134,3 +136,5 @@ TEST(OTDialogFlow, MethodImplementationsExchange) {
     EXPECT_EQ(trace, (std::vector<std::string>{"ot", "appear", "appear"}));
     EXPECT_FALSE(runtime->ot_exchangeOriginalSel("Page", "missing:", "ot_viewDidAppear:"));
 }
+
+}  // namespace corvane

@@ -10,6 +10,8 @@
 #include "platform/OTSandbox.h"
 #include "support/OTTestEnvironment.h"
 
+namespace corvane {
+
 using namespace std::chrono_literals;
 
 namespace {
@@ -173,3 +175,5 @@ TEST(OTNavigation, KeyWindowCurrentPagesAndTheTopWebView) {
     EXPECT_EQ(OTNavigation::currentViewController(), nullptr);
     EXPECT_EQ(OTNavigation::currentNavigation(), nullptr);
 }
+
+}  // namespace corvane

@@ -6,6 +6,8 @@
 #include "model/OTWindowRecordTree.h"
 #include "support/OTTestEnvironment.h"
 
+namespace corvane {
+
 using nlohmann::json;
 using namespace std::chrono_literals;
 
@@ -152,3 +154,5 @@ TEST(OTSDKManagerEligibility, ForbiddenStatesFollowTheCloseDialogType) {
     EXPECT_FALSE(restarted->windowRecordTree()->findWindowNodeById(11)->activated());
     EXPECT_TRUE(restarted->windowRecordTree()->findWindowNodeById(12)->forbidden());
 }
+
+}  // namespace corvane

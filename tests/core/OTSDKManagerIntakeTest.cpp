@@ -12,6 +12,8 @@
 #include "platform/OTSandbox.h"
 #include "support/OTTestEnvironment.h"
 
+namespace corvane {
+
 using nlohmann::json;
 using namespace std::chrono_literals;
 
@@ -199,3 +201,5 @@ TEST(OTSDKManagerIntake, AUserChangeQueuesUploadsClearsTheCounterAndEmptiesTheTr
     const auto log = OTSandbox::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
     EXPECT_NE(log.find("syncRecordTree 成功！"), std::string::npos);
 }
+
+}  // namespace corvane

@@ -11,6 +11,8 @@
 #include "support/OTRecordingPresenter.h"
 #include "support/OTTestEnvironment.h"
 
+namespace corvane {
+
 using nlohmann::json;
 using namespace std::chrono_literals;
 
@@ -238,3 +240,5 @@ TEST(OTSDKManagerMatching, FirstPageViewCampaigns) {
     m.settle();
     EXPECT_EQ(m.presenter->shown.size(), 1u);
 }
+
+}  // namespace corvane

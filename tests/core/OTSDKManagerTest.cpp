@@ -5,6 +5,8 @@
 #include "platform/OTLogger.h"
 #include "support/OTTestEnvironment.h"
 
+namespace corvane {
+
 TEST(OTSDKManager, ConstructionSetsEveryDefault) {
     OTTestEnvironment test;
     test.clock().advance(std::chrono::seconds(5));
@@ -83,3 +85,5 @@ TEST(OTSDKManager, StartKeepsTheConfigurationAndSetsTheLogLevel) {
     EXPECT_EQ(OTSDKManager::sharedManager()->configuration(), config);
     EXPECT_TRUE(test.console().contains("启动配置为空，忽略本次启动"));
 }
+
+}  // namespace corvane

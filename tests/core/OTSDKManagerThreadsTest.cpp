@@ -10,6 +10,8 @@
 #include "platform/linux/OTThreadScheduler.h"
 #include "support/OTTestEnvironment.h"
 
+namespace corvane {
+
 using namespace std::chrono_literals;
 
 // Events and profile changes from several threads at once, on real queues.
@@ -48,3 +50,5 @@ TEST(OTSDKManagerThreads, EventsFromManyThreadsAreAllHandledInTheirQueue) {
     std::error_code ec;
     std::filesystem::remove_all(root, ec);
 }
+
+}  // namespace corvane

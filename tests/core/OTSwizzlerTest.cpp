@@ -13,6 +13,8 @@
 #include "support/OTRecordingPresenter.h"
 #include "support/OTTestEnvironment.h"
 
+namespace corvane {
+
 using namespace std::chrono_literals;
 
 TEST(OTSwizzler, CallbacksRunAfterThePreviousImplementationInOneReplacement) {
@@ -140,3 +142,5 @@ TEST(OTPageCollection, TheMainPagesFirstViewIsMatchedWhenItsCoverGoes) {
     engine->exchangeMethod();  // no host analytics class: nothing
     EXPECT_FALSE(OTSwizzler::shared()->recordFor("saveUploadInfo:event:handler:").has_value());
 }
+
+}  // namespace corvane

@@ -5,6 +5,8 @@
 #include "core/OTTimer.h"
 #include "support/OTTestEnvironment.h"
 
+namespace corvane {
+
 using namespace std::chrono_literals;
 
 TEST(OTTaskManager, ATrueConditionRunsAtOnceWithoutChecks) {
@@ -156,3 +158,5 @@ TEST(OTDispatchQueueManager, RunsInPlaceWhenAlreadyThereAndQueuesOtherwise) {
     EXPECT_EQ(trace, (std::vector<std::string>{"main inline", "serial", "serial inline", "main async", "main sync",
                                                "serial end"}));
 }
+
+}  // namespace corvane

@@ -5,6 +5,8 @@
 #include "platform/OTSandbox.h"
 #include "support/OTTestEnvironment.h"
 
+namespace corvane {
+
 TEST(CorvaneOtConfig, UrlIsTrimmedOfBlanksAndOneTrailingSlashAndKeptInTheStore) {
     OTTestEnvironment test;
     CorvaneOtConfig config;
@@ -55,3 +57,5 @@ TEST(CorvaneOtConfig, EnvironmentFollowsTheGroupDomain) {
     test.restart();
     EXPECT_NE(CorvaneOtConfig::defaultConfig(), before);
 }
+
+}  // namespace corvane

@@ -5,6 +5,8 @@
 #include "platform/OTSandbox.h"
 #include "support/OTTestEnvironment.h"
 
+namespace corvane {
+
 using nlohmann::json;
 
 TEST(OTEventAdapter, SensorsAnalyticsEventsTakeTheEventRecordShape) {
@@ -42,3 +44,5 @@ TEST(OTEventAdapter, SensorsAnalyticsEventsTakeTheEventRecordShape) {
     EXPECT_NE(log.find("事件适配失败，sourceEvent : <null>，sourceTye : 0\n"), std::string::npos);
     EXPECT_EQ(log.find("sourceTye : 2"), std::string::npos);
 }
+
+}  // namespace corvane

@@ -6,6 +6,8 @@
 #include "model/OTEventRule.h"
 #include "support/OTTestEnvironment.h"
 
+namespace corvane {
+
 using namespace std::chrono_literals;
 using nlohmann::json;
 
@@ -305,3 +307,5 @@ TEST(OTEventRule, RandomInputNeverCrashesOrThrows) {
         if (round % 100 == 0) test.console().clear();
     }
 }
+
+}  // namespace corvane

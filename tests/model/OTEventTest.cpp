@@ -4,6 +4,8 @@
 #include "platform/OTDataArchiver.h"
 #include "support/OTTestEnvironment.h"
 
+namespace corvane {
+
 namespace {
 std::shared_ptr<OTEvent> event(const char* json) {
     auto e = std::make_shared<OTEvent>();
@@ -139,3 +141,5 @@ TEST(OTEvent, DictionaryDescriptionAndArchive) {
     EXPECT_EQ(r.rules()[0]->value(), nlohmann::json::array({"x"}));
     EXPECT_TRUE(event(R"({"xwhat":"w","xcontext":{"f":"X"}})")->matches((*back)[0]));
 }
+
+}  // namespace corvane

@@ -5,6 +5,8 @@
 #include "platform/OTDataArchiver.h"
 #include "support/OTTestEnvironment.h"
 
+namespace corvane {
+
 namespace {
 std::shared_ptr<OTWindowRecordTreeNode> windowNode(std::int64_t id, std::int64_t count = 10) {
     auto node = std::make_shared<OTWindowRecordTreeNode>();
@@ -151,3 +153,5 @@ TEST(OTRecordTree, NodesArchiveWithTheirKeys) {
               "closeRule:eventType:$closeDialog,type:2,count:4,intervalValue:0,intervalType:,"
               "lastPopTime:2024-05-01 00:00:00 +0000,lastEventType:$closeDialog");
 }
+
+}  // namespace corvane

@@ -7,6 +7,8 @@
 #include "platform/OTDataArchiver.h"
 #include "support/OTTestEnvironment.h"
 
+namespace corvane {
+
 using nlohmann::json;
 
 namespace {
@@ -165,3 +167,5 @@ TEST(OTWindowData, WrongKindsEverywhereGiveDefaults) {
         });
     }
 }
+
+}  // namespace corvane

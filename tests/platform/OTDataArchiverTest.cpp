@@ -7,6 +7,8 @@
 #include "platform/OTSandbox.h"
 #include "support/OTTestEnvironment.h"
 
+namespace corvane {
+
 namespace {
 // A model with every kind of field, and a list of children of its own class.
 class Node final : public OTCoding {
@@ -162,3 +164,5 @@ TEST(OTDataArchiver, TokenRecordLivesInTheUserDefaults) {
     EXPECT_EQ(OTDataArchiver::getTokenDate(), OTVirtualClock::defaultStart() + std::chrono::seconds(90));
     EXPECT_EQ(OTEnvironment::current()->standardUserDefaults().stringForKey("KPXtokenProvider"), "0-token-group.demo-u1");
 }
+
+}  // namespace corvane

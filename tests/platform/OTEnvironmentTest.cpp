@@ -9,6 +9,8 @@
 #include "platform/OTNotificationCenter.h"
 #include "support/OTTestEnvironment.h"
 
+namespace corvane {
+
 namespace {
 struct Counted {
     static inline std::atomic<int> made{0};
@@ -135,3 +137,5 @@ TEST(OTEnvironment, NotificationsReachObserversInOrderUntilRemoved) {
     center.removeObserver(&owner1, "N");
     EXPECT_EQ(center.observerCount("N"), 0u);
 }
+
+}  // namespace corvane

@@ -7,6 +7,8 @@
 #include "platform/OTSandbox.h"
 #include "support/OTTestEnvironment.h"
 
+namespace corvane {
+
 using namespace std::chrono_literals;
 namespace fs = std::filesystem;
 
@@ -138,6 +140,7 @@ TEST(OTLogger, FunctionNamesComeFromThePrettyName) {
               "-[OTLogger getInstance]");
     EXPECT_EQ(OTLogger::functionName("std::map<int, std::vector<int> > ns::A<int>::f(int) const"), "-[ns::A<int> f]");
     EXPECT_EQ(OTLogger::functionName("int main()"), "-[main]");
+    EXPECT_EQ(OTLogger::functionName("void corvane::OTSDKManager::syncRecordTree()"), "-[OTSDKManager syncRecordTree]");
     EXPECT_EQ(OTLogger::functionName(nullptr), "-");
 }
 
@@ -151,3 +154,5 @@ TEST(OTLogger, LoggingNeverThrowsWhateverItIsGiven) {
     test.scheduler().runUntilIdle();
     EXPECT_EQ(test.console().lines().size(), 4u);
 }
+
+}  // namespace corvane

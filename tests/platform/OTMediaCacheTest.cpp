@@ -11,6 +11,8 @@
 #include "platform/view/OTSceneNode.h"
 #include "support/OTTestEnvironment.h"
 
+namespace corvane {
+
 using namespace std::chrono_literals;
 namespace fs = std::filesystem;
 
@@ -210,3 +212,5 @@ TEST(OTSceneNode, RemotePicturesAreAppliedOnTheMainQueue) {
     test.scheduler().runUntilIdle();
     EXPECT_EQ(completions, 2);
 }
+
+}  // namespace corvane

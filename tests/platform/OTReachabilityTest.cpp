@@ -9,6 +9,8 @@
 #include "platform/OTSandbox.h"
 #include "support/OTTestEnvironment.h"
 
+namespace corvane {
+
 namespace fs = std::filesystem;
 using R = OTReachability;
 
@@ -163,3 +165,5 @@ TEST(OTLinkStateReachabilitySource, InterfacesUpWithACarrierMakeTheNetworkReacha
     source->removeObserver(token);
     EXPECT_EQ(source->addObserver({}), 0u);
 }
+
+}  // namespace corvane

@@ -4,6 +4,8 @@
 #include "platform/OTSandbox.h"
 #include "support/OTTestEnvironment.h"
 
+namespace corvane {
+
 using namespace std::chrono_literals;
 
 TEST(OTUserConfig, DefaultsWithNothingStored) {
@@ -91,3 +93,5 @@ TEST(OTUserConfig, IdentityFollowsTheGroupAndTimesStayWithTheApp) {
     EXPECT_EQ(reread->userId(), "u-1");
     EXPECT_EQ(reread->lastIPhoneUpdateTime(), OTVirtualClock::defaultStart());
 }
+
+}  // namespace corvane

@@ -10,6 +10,8 @@
 #include "platform/OTUtils.h"
 #include "support/OTTestEnvironment.h"
 
+namespace corvane {
+
 TEST(OTUserShare, GroupValuesAreTextFilesInTheContainerAndOthersAreDefaults) {
     OTTestEnvironment test;
     auto share = OTUserShare::share();
@@ -93,3 +95,5 @@ TEST(OTKeychainItemWrapper, DeviceIdentifierIsStoredOnceAndSurvivesRestarts) {
     other.setObject("x", "v_Data");
     EXPECT_EQ(OTKeychainItemWrapper("UUID", std::string("other.group")).objectForKey("v_Data"), nlohmann::json("x"));
 }
+
+}  // namespace corvane

@@ -4,6 +4,8 @@
 #include "platform/OTUtils.h"
 #include "support/OTTestEnvironment.h"
 
+namespace corvane {
+
 using namespace std::chrono_literals;
 
 namespace {
@@ -142,3 +144,5 @@ TEST(OTUtils, MailHandOffAndExitGoThroughTheUserInterface) {
     test.scheduler().advance(1ms);
     EXPECT_EQ(test.uiHost().records().back(), "terminate 0");
 }
+
+}  // namespace corvane

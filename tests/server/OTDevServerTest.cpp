@@ -4,6 +4,8 @@
 #include "server/OTNetwork.h"
 #include "support/OTTestEnvironment.h"
 
+namespace corvane {
+
 using namespace std::chrono_literals;
 using nlohmann::json;
 
@@ -95,3 +97,5 @@ TEST(OTDevServer, InjectedFaultsLastForTheirCount) {
     post(test, server, "/push/sdk/in_app/callback", json::object(), dropped);
     EXPECT_TRUE(dropped.error.has_value());
 }
+
+}  // namespace corvane

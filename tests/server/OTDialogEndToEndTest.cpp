@@ -12,6 +12,8 @@
 #include "ui/OTPopWindow.h"
 #include "support/OTServerHarness.h"
 
+namespace corvane {
+
 using namespace std::chrono_literals;
 using nlohmann::json;
 
@@ -65,3 +67,5 @@ TEST(OTDialogEndToEnd, FromAnAnalyticsEventToAPictureOnScreenATapAPageAndTheRepo
     std::sort(reports.begin(), reports.end());
     EXPECT_EQ(reports, (std::vector<std::string>{"$clickDialog:101:2:150", "$impDialog:101:1:150", "$pullDialog:101:0:null"}));
 }
+
+}  // namespace corvane

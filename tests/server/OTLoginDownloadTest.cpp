@@ -12,6 +12,8 @@
 #include "platform/OTSandbox.h"
 #include "support/OTServerHarness.h"
 
+namespace corvane {
+
 using namespace std::chrono_literals;
 using nlohmann::json;
 
@@ -133,3 +135,5 @@ TEST(OTLoginDownload, SubscribeMatchesAskTheServerOncePerEvent) {
     EXPECT_NE(s.log().find("触发事件成功!事件名：purchase"), std::string::npos);
     EXPECT_EQ(s.server.requestsTo("/push/sdk/event/trigger").size(), 1u);
 }
+
+}  // namespace corvane

@@ -9,6 +9,8 @@
 #include "server/OTNetwork.h"
 #include "support/OTTestEnvironment.h"
 
+namespace corvane {
+
 using namespace std::chrono_literals;
 
 namespace {
@@ -150,3 +152,5 @@ TEST(OTNetwork, TransportFailuresAndEmptyPaths) {
     test.scheduler().runUntil([] { return false; }, 50ms);
     EXPECT_FALSE(called);
 }
+
+}  // namespace corvane

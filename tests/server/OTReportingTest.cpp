@@ -11,6 +11,8 @@
 #include "server/OTNetwork.h"
 #include "support/OTServerHarness.h"
 
+namespace corvane {
+
 using namespace std::chrono_literals;
 using nlohmann::json;
 
@@ -296,3 +298,5 @@ TEST(OTReporting, HostileAnswersNeverCrashBlockOrLoseAQueuedEvent) {
     // Debug and sanitizer builds take seconds to parse it.
     ASSERT_TRUE(r.waitForLog("上报事件成功, event:\n", 2, 120s));
 }
+
+}  // namespace corvane

@@ -8,6 +8,8 @@
 #include "core/OTPopWindowManager.h"
 #include "model/OTWindowData.h"
 
+namespace corvane {
+
 // Stands in for the dialog window: remembers each dialog asked for and lets a test play the user.
 class OTRecordingPresenter final : public OTDialogPresenter {
 public:
@@ -34,3 +36,5 @@ public:
 
     std::vector<Shown> shown;
 };
+
+}  // namespace corvane

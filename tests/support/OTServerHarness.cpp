@@ -7,6 +7,8 @@
 #include "platform/OTLogger.h"
 #include "platform/OTSandbox.h"
 
+namespace corvane {
+
 using namespace std::chrono_literals;
 
 OTServerHarness::OTServerHarness() {
@@ -40,3 +42,5 @@ bool OTServerHarness::waitForLog(const std::string& fragment, std::size_t occurr
         return count >= occurrences;
     }, limit);
 }
+
+}  // namespace corvane

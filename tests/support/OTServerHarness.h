@@ -8,6 +8,8 @@
 #include "OTDevServer.h"
 #include "support/OTTestEnvironment.h"
 
+namespace corvane {
+
 class OTSDKManager;
 
 // A test environment, the dev server with the sample campaigns on a loopback port, and the engine
@@ -29,3 +31,5 @@ public:
     OTDevServer server{{OT_SAMPLE_CAMPAIGNS}};
     std::shared_ptr<OTSDKManager> engine;
 };
+
+}  // namespace corvane

@@ -10,6 +10,8 @@
 #include "platform/view/OTTabBarController.h"
 #include "server/OTNetwork.h"
 
+namespace corvane {
+
 namespace fs = std::filesystem;
 
 OTTestEnvironment::OTTestEnvironment() {
@@ -84,3 +86,5 @@ OTTestEnvironment::HostApp OTTestEnvironment::installHostApp() {
     OTPageClassRegistry::shared()->registerPageClass({"DetailVC", {"id", "name"}, std::nullopt, std::nullopt});
     return app;
 }
+
+}  // namespace corvane

@@ -13,6 +13,8 @@
 #include "platform/deterministic/OTRecordingConsole.h"
 #include "platform/deterministic/OTVirtualClock.h"
 
+namespace corvane {
+
 // A deterministic environment for one test: a fresh temporary sandbox, a virtual clock at
 // 2024-05-01 00:00:00 UTC in a UTC+8 zone, the manual scheduler, a recording console, the headless
 // user interface, a seeded random source and fixed device facts. Installed on construction; removed with its sandbox on
@@ -64,3 +66,5 @@ private:
     std::shared_ptr<OTManualReachabilitySource> reachability_;
     std::shared_ptr<OTEnvironment> environment_;
 };
+
+}  // namespace corvane

@@ -9,6 +9,8 @@
 
 #include "support/OTTestEnvironment.h"
 
+namespace corvane {
+
 using nlohmann::json;
 
 namespace {
@@ -123,3 +125,5 @@ TEST(OTSimulator, BadLinesAreReportedWithTheirNumberAndTheRunGoesOn) {
     EXPECT_EQ(actions.back()["line"], 9);
     EXPECT_EQ(observations.back()["type"], "state");
 }
+
+}  // namespace corvane

@@ -16,6 +16,8 @@
 #include "ui/OTWebController.h"
 #include "support/OTTestEnvironment.h"
 
+namespace corvane {
+
 using namespace std::chrono_literals;
 using nlohmann::json;
 
@@ -352,3 +354,5 @@ TEST(OTPopWindow, HTMLDrawsEachStyleWithItsBoxesAtTheComputedFrames) {
         EXPECT_EQ(OTHTMLRenderer::render(s.window->scene(), {375, 667}).find("OTPopWindow"), std::string::npos);
     }
 }
+
+}  // namespace corvane

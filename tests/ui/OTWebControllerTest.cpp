@@ -8,6 +8,8 @@
 #include "ui/OTWebController.h"
 #include "support/OTTestEnvironment.h"
 
+namespace corvane {
+
 using namespace std::chrono_literals;
 
 namespace {
@@ -130,3 +132,5 @@ TEST(OTWebController, FramesBackAndClose) {
     EXPECT_EQ(web->delegate(), nullptr);
     web->finish();
 }
+
+}  // namespace corvane

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <fstream>
 
+namespace corvane {
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -211,3 +213,5 @@ void OTDevServer::expireTokens() {
     std::lock_guard lock(mutex_);
     validTokens_.clear();
 }
+
+}  // namespace corvane

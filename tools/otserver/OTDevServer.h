@@ -17,6 +17,8 @@ namespace httplib {
 class Server;
 }
 
+namespace corvane {
+
 // The development server: every endpoint the library calls, campaigns and banners read from a
 // folder of JSON files, tokens issued at login and expired on demand, every request recorded, and
 // faults injected per path. Runs in-process on 127.0.0.1 with a port the system chooses.
@@ -93,3 +95,5 @@ private:
     std::set<std::string> validTokens_;
     std::uint64_t nextToken_ = 1;
 };
+
+}  // namespace corvane

@@ -29,7 +29,7 @@ int main(int argc, char** argv) {
     app.add_option("--port", port, "port to listen on; 0 lets the system choose")->capture_default_str();
     CLI11_PARSE(app, argc, argv);
 
-    OTDevServer server({campaigns, host, port});
+    corvane::OTDevServer server({campaigns, host, port});
     if (!server.start()) {
         std::cerr << "otserver: cannot listen on " << host << ":" << port << "\n";
         return 1;

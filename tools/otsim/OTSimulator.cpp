@@ -28,6 +28,8 @@
 #include "platform/headless/OTHeadlessRenderer.h"
 #include "ui/OTPopWindow.h"
 
+namespace corvane {
+
 namespace fs = std::filesystem;
 using nlohmann::json;
 using namespace std::chrono_literals;
@@ -524,3 +526,5 @@ void OTSimulator::print(const json& o) {
     }
     out_.flush();
 }
+
+}  // namespace corvane

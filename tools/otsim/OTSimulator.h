@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+namespace corvane {
+
 class CorvaneOtConfig;
 class CorvaneOtObserver;
 class OTDevServer;
@@ -110,3 +112,5 @@ private:
     NavigationState navigation_;
     std::size_t snapshots_ = 0;
 };
+
+}  // namespace corvane

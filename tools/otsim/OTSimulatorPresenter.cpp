@@ -2,6 +2,8 @@
 
 #include "ui/OTPopWindowPresenter.h"
 
+namespace corvane {
+
 OTSimulatorPresenter::OTSimulatorPresenter(Shown shown, Reacted reacted)
     : inner_(std::make_shared<OTPopWindowPresenter>()), shown_(std::move(shown)), reacted_(std::move(reacted)) {}
 
@@ -13,3 +15,5 @@ void OTSimulatorPresenter::popWithData(const std::shared_ptr<OTWindowData>& data
         if (eventAction) eventAction(type, link);
     });
 }
+
+}  // namespace corvane

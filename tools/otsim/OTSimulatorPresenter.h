@@ -5,6 +5,8 @@
 
 #include "core/OTPopWindowManager.h"
 
+namespace corvane {
+
 // Shows dialogs as the library does (dialog windows over the key window) and tells the simulator
 // about each one: when it is asked for, and every reaction it reports.
 class OTSimulatorPresenter final : public OTDialogPresenter {
@@ -20,3 +22,5 @@ private:
     Shown shown_;
     Reacted reacted_;
 };
+
+}  // namespace corvane

@@ -42,13 +42,13 @@ int main(int argc, char** argv) {
         buffer << in.rdbuf();
         text = buffer.str();
     }
-    OTSimulator::Options options;
+    corvane::OTSimulator::Options options;
     if (!sandbox.empty()) options.sandbox = sandbox;
     options.campaigns = campaigns;
     if (!server.empty()) options.serverURL = server;
     options.json = json;
     if (!html.empty()) options.htmlDirectory = html;
     options.logLevel = logLevel;
-    OTSimulator simulator(options, std::cout);
+    corvane::OTSimulator simulator(options, std::cout);
     return simulator.run(text) ? 0 : 1;
 }

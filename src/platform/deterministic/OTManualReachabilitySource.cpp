@@ -2,6 +2,8 @@
 
 #include <stdexcept>
 
+namespace corvane {
+
 std::optional<OTReachabilitySource::Flags> OTManualReachabilitySource::currentFlags() {
     std::lock_guard lock(mutex_);
     return flags_;
@@ -56,3 +58,5 @@ std::size_t OTManualReachabilitySource::observerCount() const {
     std::lock_guard lock(mutex_);
     return observers_.size();
 }
+
+}  // namespace corvane

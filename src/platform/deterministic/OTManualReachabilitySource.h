@@ -9,6 +9,8 @@
 
 #include "platform/OTReachabilitySource.h"
 
+namespace corvane {
+
 // A network state set by hand (tests, the simulator): starts reachable over Wi-Fi. Every change
 // calls the observers synchronously on the caller's thread.
 class OTManualReachabilitySource final : public OTReachabilitySource {
@@ -38,3 +40,5 @@ private:
     std::vector<std::pair<std::uint64_t, Observer>> observers_;
     std::uint64_t nextToken_ = 1;
 };
+
+}  // namespace corvane

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <future>
 
+namespace corvane {
+
 namespace {
 // The lane whose work this thread is running, innermost first when syncs nest.
 thread_local const void* tCurrentLane = nullptr;
@@ -189,3 +191,5 @@ std::optional<OTClock::TimePoint> OTManualScheduler::nextDueTime() const {
     if (timeline_.empty()) return std::nullopt;
     return timeline_.begin()->first.first;
 }
+
+}  // namespace corvane

@@ -13,6 +13,8 @@
 #include "platform/OTScheduler.h"
 #include "platform/deterministic/OTVirtualClock.h"
 
+namespace corvane {
+
 // Virtual-time scheduler for tests and deterministic runs: every queue is a lane of one timeline.
 // Work runs only when the driving thread (the one that made the scheduler) calls advance(),
 // runUntilIdle() or runUntil(); due work runs in (due time, submission order) and the virtual clock
@@ -67,3 +69,5 @@ private:
     std::uint64_t sequence_ = 0;
     bool stopped_ = false;
 };
+
+}  // namespace corvane

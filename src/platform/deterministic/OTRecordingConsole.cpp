@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+namespace corvane {
+
 void OTRecordingConsole::print(const std::string& text) {
     std::lock_guard lock(mutex_);
     lines_.push_back(text);
@@ -22,3 +24,5 @@ void OTRecordingConsole::clear() {
     std::lock_guard lock(mutex_);
     lines_.clear();
 }
+
+}  // namespace corvane

@@ -6,6 +6,8 @@
 
 #include "platform/OTConsole.h"
 
+namespace corvane {
+
 // Keeps every print, for tests and the simulator's transcript.
 class OTRecordingConsole final : public OTConsole {
 public:
@@ -19,3 +21,5 @@ private:
     mutable std::mutex mutex_;
     std::vector<std::string> lines_;
 };
+
+}  // namespace corvane

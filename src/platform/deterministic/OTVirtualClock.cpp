@@ -1,5 +1,7 @@
 #include "platform/deterministic/OTVirtualClock.h"
 
+namespace corvane {
+
 OTVirtualClock::OTVirtualClock(TimePoint start, std::chrono::seconds utcOffset)
     : ticks_(start.time_since_epoch().count()), offset_(utcOffset.count()) {}
 
@@ -16,3 +18,5 @@ void OTVirtualClock::setUtcOffset(std::chrono::seconds offset) { offset_.store(o
 OTClock::TimePoint OTVirtualClock::defaultStart() {
     return TimePoint(std::chrono::seconds(1714521600));  // 2024-05-01 00:00:00 UTC
 }
+
+}  // namespace corvane

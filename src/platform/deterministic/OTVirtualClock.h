@@ -4,6 +4,8 @@
 
 #include "platform/OTClock.h"
 
+namespace corvane {
+
 // A clock that only moves when told to. The manual scheduler moves it as due work runs.
 class OTVirtualClock final : public OTClock {
 public:
@@ -23,3 +25,5 @@ private:
     std::atomic<TimePoint::rep> ticks_;
     std::atomic<std::chrono::seconds::rep> offset_;
 };
+
+}  // namespace corvane

@@ -3,6 +3,8 @@
 #include <bit>
 #include <cmath>
 
+namespace corvane {
+
 namespace {
 constexpr std::size_t kHeaderSize = 8;
 constexpr std::size_t kTrailerSize = 32;
@@ -185,3 +187,5 @@ std::optional<OTPropertyList> OTBinaryPlistReader::object(std::uint64_t ref, std
         default: return std::nullopt;
     }
 }
+
+}  // namespace corvane

@@ -8,6 +8,8 @@
 
 #include "platform/formats/OTPropertyList.h"
 
+namespace corvane {
+
 // Reads "bplist00" binary property lists with every offset, length and reference checked, a
 // depth limit, cycle detection and a node budget: hostile bytes give nothing, never a crash, a
 // hang or an unbounded allocation.
@@ -35,3 +37,5 @@ private:
     std::size_t budget_ = OTPropertyList::kMaxNodes;
     std::vector<bool> onPath_;
 };
+
+}  // namespace corvane

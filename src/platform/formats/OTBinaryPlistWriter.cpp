@@ -2,6 +2,8 @@
 
 #include <bit>
 
+namespace corvane {
+
 namespace {
 constexpr std::int64_t kPlistEpochOffsetMicros = 978307200LL * 1000000;  // 2001-01-01 since 1970
 
@@ -200,3 +202,5 @@ std::size_t OTBinaryPlistWriter::add(const OTPropertyList& value) {
     }
     return id;
 }
+
+}  // namespace corvane

@@ -6,6 +6,8 @@
 
 #include "platform/formats/OTPropertyList.h"
 
+namespace corvane {
+
 // Writes "bplist00" binary property lists: every value kind at full range (64-bit integers,
 // dates as seconds since 2001 in a double), ASCII texts as bytes and other texts as UTF-16.
 class OTBinaryPlistWriter {
@@ -21,3 +23,5 @@ private:
     std::size_t refSize_ = 1;
     std::vector<std::string> objects_;
 };
+
+}  // namespace corvane

@@ -1,5 +1,7 @@
 #pragma once
 
+namespace corvane {
+
 class OTKeyedArchiver;
 
 // A model object that keyed archives can hold. A class T that can also be read back provides
@@ -11,3 +13,5 @@ public:
     virtual const char* archiveClassName() const = 0;
     virtual void encodeWithCoder(OTKeyedArchiver& coder) const = 0;
 };
+
+}  // namespace corvane

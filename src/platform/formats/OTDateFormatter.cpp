@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 
+namespace corvane {
+
 namespace {
 struct Civil {
     long long year;
@@ -122,3 +124,5 @@ std::string OTDateFormatter::dateTimeWithMilliseconds(TimePoint when, std::chron
 }
 
 std::string OTDateFormatter::description(TimePoint when) { return dateTime(when, std::chrono::seconds(0)) + " +0000"; }
+
+}  // namespace corvane

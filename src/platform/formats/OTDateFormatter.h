@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+namespace corvane {
+
 // Fixed Gregorian formatting and parsing of instants in a zone given as a UTC offset, with the
 // pattern letters yyyy, MM, dd, HH, mm, ss and SSS (anything else is literal text). No locale, no
 // 12-hour reading and no formatter object to build, so a device's settings cannot change a result.
@@ -37,3 +39,5 @@ private:
     // The wall time of the text as if it were UTC.
     static std::optional<TimePoint> parseWallTime(std::string_view text, std::string_view pattern);
 };
+
+}  // namespace corvane

@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+namespace corvane {
+
 namespace {
 bool needsQuotes(const std::string& text) {
     if (text.empty()) return true;
@@ -113,3 +115,5 @@ void OTDescription::append(std::string& out, const nlohmann::json& value, int in
         default: out += numberText(value); return;
     }
 }
+
+}  // namespace corvane

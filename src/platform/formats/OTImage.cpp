@@ -1,5 +1,7 @@
 #include "platform/formats/OTImage.h"
 
+namespace corvane {
+
 namespace {
 std::uint32_t bigEndian(std::string_view d, std::size_t at, int bytes) {
     std::uint32_t value = 0;
@@ -81,3 +83,5 @@ std::shared_ptr<OTImage> OTImage::imageWithData(std::string data) {
     if (!size) return nullptr;
     return std::make_shared<OTImage>(std::move(data), *size);
 }
+
+}  // namespace corvane

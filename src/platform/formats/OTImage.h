@@ -8,6 +8,8 @@
 
 #include "platform/view/OTGeometry.h"
 
+namespace corvane {
+
 // A picture as the library handles it: the encoded bytes and the pixel size read from the header
 // (PNG, JPEG, GIF or WebP). Nothing is decoded beyond the header, so a hostile file costs no more
 // than reading its first chunks.
@@ -27,3 +29,5 @@ private:
     std::string data_;
     OTSize size_;
 };
+
+}  // namespace corvane

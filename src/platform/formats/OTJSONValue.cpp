@@ -6,6 +6,8 @@
 
 #include "platform/OTUserDefaults.h"
 
+namespace corvane {
+
 std::optional<std::string> OTJSONValue::text(const nlohmann::json& value) {
     if (!value.is_string()) return std::nullopt;
     return value.get<std::string>();
@@ -89,3 +91,5 @@ bool OTJSONValue::numbersEqual(const nlohmann::json& a, const nlohmann::json& b)
     if (huge(a) || huge(b)) return huge(a) && huge(b) && a.get<std::uint64_t>() == b.get<std::uint64_t>();
     return *integerValue(a) == *integerValue(b);
 }
+
+}  // namespace corvane

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+namespace corvane {
+
 // Lenient readings of JSON values, the way the platform reads a value whose kind was not checked:
 // numbers and booleans read as numbers, texts by their leading number, anything else as nothing.
 class OTJSONValue {
@@ -25,3 +27,5 @@ public:
     // Two numbers (booleans included) are numerically equal; integers are compared exactly.
     static bool numbersEqual(const nlohmann::json& a, const nlohmann::json& b);
 };
+
+}  // namespace corvane

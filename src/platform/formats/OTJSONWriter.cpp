@@ -6,6 +6,8 @@
 
 #include "platform/formats/OTDescription.h"
 
+namespace corvane {
+
 namespace {
 // Length of the UTF-8 sequence starting at `i`, or 0 when it is not valid UTF-8.
 std::size_t utf8Length(const std::string& text, std::size_t i) {
@@ -120,3 +122,5 @@ bool OTJSONWriter::write(std::string& out, const nlohmann::json& value, int inde
         default: return false;
     }
 }
+
+}  // namespace corvane

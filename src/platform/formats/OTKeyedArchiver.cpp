@@ -2,6 +2,8 @@
 
 #include <nlohmann/json.hpp>
 
+namespace corvane {
+
 void OTKeyedArchiver::encodeBool(bool value, const std::string& key) { fields_.insert_or_assign(key, OTPropertyList(value)); }
 
 void OTKeyedArchiver::encodeInteger(std::int64_t value, const std::string& key) {
@@ -39,3 +41,5 @@ OTPropertyList OTKeyedArchiver::archivedObject(const OTCoding& object) {
     coder.fields_.insert_or_assign(kClassKey, OTPropertyList(object.archiveClassName()));
     return OTPropertyList(std::move(coder.fields_));
 }
+
+}  // namespace corvane

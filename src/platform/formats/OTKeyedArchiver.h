@@ -10,6 +10,8 @@
 #include "platform/formats/OTCoding.h"
 #include "platform/formats/OTPropertyList.h"
 
+namespace corvane {
+
 // Encodes one model object as a property-list dictionary: its class name under "$class" and
 // exactly the keys it encodes, each with its kind.
 class OTKeyedArchiver {
@@ -45,3 +47,5 @@ public:
 private:
     OTPropertyList::Dictionary fields_;
 };
+
+}  // namespace corvane

@@ -3,6 +3,8 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+namespace corvane {
+
 namespace {
 // Whether `value` is free of archived objects (a null object is plain).
 bool isPlain(const OTPropertyList& value) {
@@ -97,3 +99,5 @@ std::optional<nlohmann::json> OTKeyedUnarchiver::plainValue(const OTPropertyList
     if (!isPlain(value)) return std::nullopt;
     return value.toJson();
 }
+
+}  // namespace corvane

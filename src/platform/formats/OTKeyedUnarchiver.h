@@ -10,6 +10,8 @@
 #include "platform/formats/OTKeyedArchiver.h"
 #include "platform/formats/OTPropertyList.h"
 
+namespace corvane {
+
 // Reads one archived object's keys back, checking each value's kind. A value of the wrong kind
 // reads as the kind's default; an object of a class other than the one asked for is refused.
 class OTKeyedUnarchiver {
@@ -71,3 +73,5 @@ private:
 
     const OTPropertyList::Dictionary& fields_;
 };
+
+}  // namespace corvane

@@ -9,6 +9,8 @@
 #include "platform/formats/OTDateFormatter.h"
 #include "platform/formats/OTDescription.h"
 
+namespace corvane {
+
 OTLogArgument::OTLogArgument(const nlohmann::json& value) : value_(OTDescription::describe(value)) {}
 
 OTLogArgument::OTLogArgument(std::chrono::system_clock::time_point value)
@@ -237,3 +239,5 @@ std::string OTLogFormatter::format(std::string_view format, std::span<const OTLo
     }
     return out;
 }
+
+}  // namespace corvane

@@ -12,6 +12,8 @@
 #include <type_traits>
 #include <variant>
 
+namespace corvane {
+
 template <class T>
 concept OTDescribable = requires(const T& value) {
     { value.description() } -> std::convertible_to<std::string>;
@@ -76,3 +78,5 @@ public:
     static std::string format(std::string_view format, std::span<const OTLogArgument> arguments);
     static constexpr int kMaxWidth = 4096;
 };
+
+}  // namespace corvane

@@ -12,6 +12,8 @@
 #include "platform/formats/OTBinaryPlistWriter.h"
 #include "platform/OTSandbox.h"
 
+namespace corvane {
+
 namespace {
 bool isNullMarker(const OTPropertyList::Dictionary& dict) {
     if (dict.size() != 1) return false;
@@ -106,3 +108,5 @@ nlohmann::json OTPropertyList::toJson() const {
     }
     return nullptr;
 }
+
+}  // namespace corvane

@@ -10,6 +10,8 @@
 #include <variant>
 #include <vector>
 
+namespace corvane {
+
 // A property-list value: the storage form of user defaults, keychain items and keyed archives.
 // Dates are kept to the microsecond.
 // Binary property lists are read with bounds: a missing, truncated, foreign or hostile input
@@ -64,3 +66,5 @@ public:
 private:
     std::variant<bool, std::int64_t, double, std::string, Date, Data, Array, Dictionary> value_;
 };
+
+}  // namespace corvane

@@ -8,6 +8,8 @@
 #include "platform/OTSandbox.h"
 #include "platform/OTUtils.h"
 
+namespace corvane {
+
 namespace {
 std::string rgba(const OTColor& color) {
     const auto channel = [](double v) { return std::to_string(static_cast<int>(std::lround(std::clamp(v, 0.0, 1.0) * 255))); };
@@ -118,3 +120,5 @@ std::string OTHTMLRenderer::render(const std::shared_ptr<OTSceneNode>& root, con
     out += "</div>\n</body></html>\n";
     return out;
 }
+
+}  // namespace corvane

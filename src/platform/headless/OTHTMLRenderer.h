@@ -6,6 +6,8 @@
 #include "platform/view/OTGeometry.h"
 #include "platform/view/OTSceneNode.h"
 
+namespace corvane {
+
 // Draws a tree as a static HTML page: a screen of the given size with each visible node an
 // absolutely placed box (data-name and data-role name it) in its colours, corner radius, shadow,
 // font and text; pictures from their addresses, the library's own pictures inlined.
@@ -19,3 +21,5 @@ public:
     // A number for CSS: up to three decimals, no trailing zeros.
     static std::string px(double value);
 };
+
+}  // namespace corvane

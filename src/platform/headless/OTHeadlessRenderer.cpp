@@ -1,5 +1,7 @@
 #include "platform/headless/OTHeadlessRenderer.h"
 
+namespace corvane {
+
 namespace {
 nlohmann::json rectJSON(const OTRect& r) {
     return {{"x", r.origin.x}, {"y", r.origin.y}, {"width", r.size.width}, {"height", r.size.height}};
@@ -43,3 +45,5 @@ nlohmann::json OTHeadlessRenderer::snapshot(const std::shared_ptr<OTSceneNode>& 
     if (!children.empty()) node["children"] = std::move(children);
     return node;
 }
+
+}  // namespace corvane

@@ -6,6 +6,8 @@
 
 #include "platform/view/OTSceneNode.h"
 
+namespace corvane {
+
 // The renderer without a screen: the tree stays as it is, and tests and the simulator read it
 // and play the user on it.
 class OTHeadlessRenderer {
@@ -20,3 +22,5 @@ public:
     static nlohmann::json snapshot(const std::shared_ptr<OTSceneNode>& root);
     static nlohmann::json colorJSON(const OTColor& color);
 };
+
+}  // namespace corvane

@@ -4,6 +4,8 @@
 
 #include "platform/OTEnvironment.h"
 
+namespace corvane {
+
 bool OTHeadlessUIHost::canSendMail() {
     std::lock_guard lock(mutex_);
     return canSendMail_;
@@ -116,3 +118,5 @@ std::vector<std::shared_ptr<OTHeadlessWebView>> OTHeadlessUIHost::webViews() con
     std::lock_guard lock(mutex_);
     return webViews_;
 }
+
+}  // namespace corvane

@@ -8,6 +8,8 @@
 #include "platform/headless/OTTextMeasurer.h"
 #include "platform/view/OTUIHost.h"
 
+namespace corvane {
+
 // The user interface without a screen: every request is recorded as a line, mail finishes with a
 // result the test chose, animations complete after their duration on the environment's main queue
 // and termination is only recorded.
@@ -54,3 +56,5 @@ private:
     std::shared_ptr<OTTextMeasurer> measurer_ = std::make_shared<OTTextMeasurer>();
     std::vector<std::shared_ptr<OTHeadlessWebView>> webViews_;
 };
+
+}  // namespace corvane

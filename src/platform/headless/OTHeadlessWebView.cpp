@@ -2,6 +2,8 @@
 
 #include <memory>
 
+namespace corvane {
+
 void OTHeadlessWebView::loadRequest(const std::optional<std::string>& url) {
     requests_.push_back("load " + url.value_or("(null)"));
     history_.push_back(url);
@@ -56,3 +58,5 @@ void OTHeadlessWebView::showPanel(const std::string& kind, const std::string& me
         *answered = true;
     });
 }
+
+}  // namespace corvane

@@ -6,6 +6,8 @@
 
 #include "platform/view/OTWebView.h"
 
+namespace corvane {
+
 // A web view without a page: it records what it is asked to load and lets a test or the simulator
 // play the page (progress, finish, failure, script messages and panels).
 class OTHeadlessWebView final : public OTWebView {
@@ -41,3 +43,5 @@ private:
     // Shared with the answers, which may outlive the view.
     std::shared_ptr<int> unansweredPanels_ = std::make_shared<int>(0);
 };
+
+}  // namespace corvane

@@ -2,6 +2,8 @@
 
 #include <vector>
 
+namespace corvane {
+
 namespace {
 // The next UTF-8 code point at `at` (advanced past it); a broken byte reads as itself.
 char32_t nextCodePoint(const std::string& text, std::size_t& at) {
@@ -68,3 +70,5 @@ double OTTextMeasurer::modelHeight(const std::string& text, double fontSize, dou
     }
     return static_cast<double>(lines) * 1.4 * fontSize + static_cast<double>(lines - 1) * lineSpacing;
 }
+
+}  // namespace corvane

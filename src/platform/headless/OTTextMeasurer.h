@@ -6,6 +6,8 @@
 #include <string>
 #include <tuple>
 
+namespace corvane {
+
 // Measures the height of wrapped text, as the platform's bounding-rectangle call with
 // line-fragment-origin layout does. Linux has no PingFang font, so the default is a documented
 // metric model:
@@ -30,3 +32,5 @@ private:
     mutable std::mutex mutex_;
     std::map<std::string, double> heights_;
 };
+
+}  // namespace corvane

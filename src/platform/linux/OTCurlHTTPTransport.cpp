@@ -4,6 +4,8 @@
 
 #include <map>
 
+namespace corvane {
+
 namespace {
 std::once_flag gCurlInit;
 
@@ -133,3 +135,5 @@ void OTCurlHTTPTransport::run(const std::shared_ptr<State>& state) {
     }
     for (auto& [easy, transfer] : running) curl_multi_remove_handle(multi, easy);
 }
+
+}  // namespace corvane

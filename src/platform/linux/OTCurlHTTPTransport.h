@@ -7,6 +7,8 @@
 
 #include "platform/OTHTTPTransport.h"
 
+namespace corvane {
+
 // HTTP over libcurl: a single multi handle on its own thread, connections reused between
 // requests, completions called on that thread.
 class OTCurlHTTPTransport final : public OTHTTPTransport {
@@ -29,3 +31,5 @@ private:
     std::shared_ptr<State> state_;
     std::thread thread_;
 };
+
+}  // namespace corvane

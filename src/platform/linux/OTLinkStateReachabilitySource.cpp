@@ -10,6 +10,8 @@
 
 #include <fstream>
 
+namespace corvane {
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -118,3 +120,5 @@ void OTLinkStateReachabilitySource::notifyObservers() {
     }
     for (const auto& observer : targets) observer();
 }
+
+}  // namespace corvane

@@ -12,6 +12,8 @@
 
 #include "platform/OTReachabilitySource.h"
 
+namespace corvane {
+
 // The network state of a Linux machine: reachable (over "Wi-Fi", which covers wired links too)
 // while a non-loopback interface is up with a carrier, not reachable otherwise. Changes come from
 // a route netlink socket, watched by one thread from the first observer on. Linux has no
@@ -45,3 +47,5 @@ private:
     int wakeup_ = -1;
     std::thread thread_;
 };
+
+}  // namespace corvane

@@ -4,6 +4,8 @@
 
 #include "platform/OTConsole.h"
 
+namespace corvane {
+
 class OTStandardErrorConsole final : public OTConsole {
 public:
     void print(const std::string& text) override;
@@ -11,3 +13,5 @@ public:
 private:
     std::mutex mutex_;
 };
+
+}  // namespace corvane

@@ -2,6 +2,8 @@
 
 #include <ctime>
 
+namespace corvane {
+
 OTClock::TimePoint OTSystemClock::now() const { return std::chrono::system_clock::now(); }
 
 std::chrono::seconds OTSystemClock::utcOffset(TimePoint when) const {
@@ -10,3 +12,5 @@ std::chrono::seconds OTSystemClock::utcOffset(TimePoint when) const {
     if (localtime_r(&t, &local) == nullptr) return std::chrono::seconds(0);
     return std::chrono::seconds(local.tm_gmtoff);
 }
+
+}  // namespace corvane

@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+namespace corvane {
+
 namespace {
 thread_local const void* tCurrentLane = nullptr;
 constexpr unsigned kConcurrentWorkers = 2;
@@ -205,3 +207,5 @@ bool OTThreadScheduler::runMainLoopUntil(const std::function<bool()>& done, std:
 std::size_t OTThreadScheduler::drainMainQueue() {
     return std::static_pointer_cast<Lane>(mainQueue())->drain();
 }
+
+}  // namespace corvane

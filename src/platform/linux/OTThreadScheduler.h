@@ -9,6 +9,8 @@
 
 #include "platform/OTScheduler.h"
 
+namespace corvane {
+
 // Real queues: one worker thread per serial queue, a small pool per concurrent queue, and a main
 // queue whose work runs on the thread that made the scheduler whenever that thread runs the main
 // loop (the host app or the simulator does).
@@ -37,3 +39,5 @@ private:
     std::map<std::string, std::shared_ptr<Lane>> lanes_;
     bool stopped_ = false;
 };
+
+}  // namespace corvane

@@ -1,5 +1,7 @@
 #pragma once
 
+namespace corvane {
+
 // Points and rectangles in points (not pixels), origin at the top left.
 struct OTPoint {
     double x = 0;
@@ -18,3 +20,5 @@ struct OTRect {
     OTSize size;
     bool operator==(const OTRect&) const = default;
 };
+
+}  // namespace corvane

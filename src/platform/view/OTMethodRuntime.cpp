@@ -2,6 +2,8 @@
 
 #include "platform/OTEnvironment.h"
 
+namespace corvane {
+
 namespace {
 void nothing(const OTMethodRuntime::Receiver&, const std::string&, const OTMethodRuntime::Arguments&) {}
 constexpr int kMaxChain = 64;  // a class chain longer than this is treated as a cycle
@@ -98,3 +100,5 @@ bool OTMethodRuntime::ot_exchangeOriginalSel(const std::string& className, const
     if (!setImplementation(className, replaced, *originalImp)) addMethod(className, replaced, *originalImp);
     return true;
 }
+
+}  // namespace corvane

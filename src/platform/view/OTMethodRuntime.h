@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+namespace corvane {
+
 // A small method runtime for platforms without the Objective-C one: classes with a superclass and
 // their own methods, looked up through the chain. Headless controllers and windows call their
 // "viewDidAppear:", "viewWillDisappear:" and "willRemoveSubview:" through it, so interception
@@ -48,3 +50,5 @@ private:
     mutable std::mutex mutex_;
     std::map<std::string, Class> classes_;
 };
+
+}  // namespace corvane

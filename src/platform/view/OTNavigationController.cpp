@@ -1,5 +1,7 @@
 #include "platform/view/OTNavigationController.h"
 
+namespace corvane {
+
 OTNavigationController::OTNavigationController(std::string className, std::vector<std::string> superclasses)
     : OTViewController(std::move(className), [&] {
           superclasses.push_back("UINavigationController");
@@ -43,3 +45,5 @@ std::shared_ptr<OTViewController> OTNavigationController::popViewController(bool
     stack_.pop_back();
     return top;
 }
+
+}  // namespace corvane

@@ -5,6 +5,8 @@
 
 #include "platform/view/OTViewController.h"
 
+namespace corvane {
+
 // A stack of pages; the last one is on top.
 class OTNavigationController final : public OTViewController {
 public:
@@ -24,3 +26,5 @@ public:
 private:
     std::vector<std::shared_ptr<OTViewController>> stack_;
 };
+
+}  // namespace corvane

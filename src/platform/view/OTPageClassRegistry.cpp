@@ -2,6 +2,8 @@
 
 #include "platform/OTEnvironment.h"
 
+namespace corvane {
+
 std::shared_ptr<OTPageClassRegistry> OTPageClassRegistry::shared() {
     return OTEnvironment::current()->singleton<OTPageClassRegistry>(
         [] { return std::make_shared<OTPageClassRegistry>(); });
@@ -25,3 +27,5 @@ bool OTPageClassRegistry::classExists(const std::string& name) const {
     std::lock_guard lock(mutex_);
     return classes_.count(name) > 0;
 }
+
+}  // namespace corvane

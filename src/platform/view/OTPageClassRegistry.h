@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+namespace corvane {
+
 // The host app's page classes, as the host declares them: what a class-name lookup at run time
 // finds. Links name pages by class; navigation makes pages from these declarations.
 class OTPageClassRegistry {
@@ -32,3 +34,5 @@ private:
     mutable std::mutex mutex_;
     std::map<std::string, PageClass> classes_;
 };
+
+}  // namespace corvane

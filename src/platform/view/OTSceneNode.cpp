@@ -6,6 +6,8 @@
 #include "platform/OTEnvironment.h"
 #include "platform/formats/OTImage.h"
 
+namespace corvane {
+
 OTSceneNode::OTSceneNode(Role role, std::string name) : role_(role), name_(std::move(name)) {
     // Image views and labels ignore touches until told otherwise, as on the platform.
     userInteractionEnabled_ = role != Role::Image && role != Role::Label;
@@ -117,11 +119,12 @@ void OTSceneNode::animate(std::chrono::milliseconds duration, const std::functio
     OTEnvironment::current()->mainQueue()->after(duration, std::move(completion));
 }
 
-void OTSceneNode::applyWidgetAttribute(const OTWidgetAttribute& attribute) {
-    if (attribute.text()) text_ = attribute.text();
-    if (attribute.color()) textColor_ = attribute.color();
-    if (attribute.backgroundColor()) backgroundColor_ = attribute.backgroundColor();
-    if (attribute.size() > 0) setFont(kCampaignFontName, attribute.size());
+void OTSceneNode::applyCampaignStyle(const std::optional<std::string>& text, const std::optional<OTColor>& color,
+                                     const std::optional<OTColor>& backgroundColor, double size) {
+    if (text) text_ = text;
+    if (color) textColor_ = color;
+    if (backgroundColor) backgroundColor_ = backgroundColor;
+    if (size > 0) setFont(kCampaignFontName, size);
 }
 
 void OTSceneNode::ot_setImageWithURL(const std::optional<std::string>& url, std::function<void()> completion) {
@@ -144,3 +147,5 @@ void OTSceneNode::ot_setImageWithURL(const std::optional<std::string>& url, std:
             else main->async(std::move(apply));
         });
 }
+
+}  // namespace corvane

@@ -9,9 +9,10 @@
 #include <string>
 #include <vector>
 
-#include "model/OTColor.h"
-#include "model/OTWidgetAttribute.h"
+#include "platform/view/OTColor.h"
 #include "platform/view/OTGeometry.h"
+
+namespace corvane {
 
 // One node of the platform-neutral scene tree that the views are written against: a frame in its
 // parent's coordinates, its look, its text or image, and the actions a user can trigger. Renderers
@@ -108,9 +109,10 @@ public:
     const std::optional<std::string>& url() const { return url_; }
     void setUrl(std::optional<std::string> value) { url_ = std::move(value); }
 
-    // Applies what a campaign attribute gives: text, text colour, background colour and, for a
-    // size above 0, the campaign font at that size.
-    void applyWidgetAttribute(const OTWidgetAttribute& attribute);
+    // Applies what a campaign attribute gives: text, text colour, background colour (each when
+    // given) and, for a size above 0, the campaign font at that size.
+    void applyCampaignStyle(const std::optional<std::string>& text, const std::optional<OTColor>& color,
+                            const std::optional<OTColor>& backgroundColor, double size);
     static constexpr const char* kCampaignFontName = "PingFangSC-Regular";
 
     // Shows a remote picture through the picture cache; the address is kept in `ot_imageURL` even
@@ -169,3 +171,5 @@ private:
     std::vector<std::shared_ptr<OTSceneNode>> children_;
     std::map<std::string, std::vector<Action>> actions_;
 };
+
+}  // namespace corvane

@@ -1,5 +1,7 @@
 #include "platform/view/OTTabBarController.h"
 
+namespace corvane {
+
 OTTabBarController::OTTabBarController(std::string className, std::vector<std::string> superclasses)
     : OTViewController(std::move(className), [&] {
           superclasses.push_back("UITabBarController");
@@ -37,3 +39,5 @@ std::shared_ptr<OTViewController> OTTabBarController::selectedViewController() c
     if (selectedIndex_ < 0 || static_cast<std::size_t>(selectedIndex_) >= children_.size()) return nullptr;
     return children_[static_cast<std::size_t>(selectedIndex_)];
 }
+
+}  // namespace corvane

@@ -6,6 +6,8 @@
 
 #include "platform/view/OTViewController.h"
 
+namespace corvane {
+
 // Tabs of pages (often navigation stacks); one is selected.
 class OTTabBarController final : public OTViewController {
 public:
@@ -22,3 +24,5 @@ private:
     std::vector<std::shared_ptr<OTViewController>> children_;
     std::int64_t selectedIndex_ = 0;
 };
+
+}  // namespace corvane

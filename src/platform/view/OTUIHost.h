@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+namespace corvane {
+
 class OTTextMeasurer;
 class OTViewController;
 class OTWebView;
@@ -66,3 +68,5 @@ public:
     // A new web view; the headless host's pages are driven by hand.
     virtual std::shared_ptr<OTWebView> makeWebView() = 0;
 };
+
+}  // namespace corvane

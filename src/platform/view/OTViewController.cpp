@@ -6,6 +6,8 @@
 #include "platform/view/OTNavigationController.h"
 #include "platform/view/OTTabBarController.h"
 
+namespace corvane {
+
 OTViewController::OTViewController(std::string className, std::vector<std::string> superclasses)
     : className_(std::move(className)), superclasses_(std::move(superclasses)) {}
 
@@ -129,3 +131,5 @@ void OTViewController::viewWillDisappear(bool animated) {
     defineRuntimeClass();
     OTMethodRuntime::shared()->invoke(className_, shared_from_this(), "viewWillDisappear:", {animated});
 }
+
+}  // namespace corvane

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+namespace corvane {
+
 class OTNavigationController;
 class OTTabBarController;
 
@@ -77,3 +79,5 @@ private:
     bool viewVisible_ = true;
     std::string madeFrom_ = "plain";
 };
+
+}  // namespace corvane

@@ -9,6 +9,8 @@
 
 #include "platform/view/OTGeometry.h"
 
+namespace corvane {
+
 // A web view as the web page controller uses it: its configuration and plain state here, the
 // page loading behind the virtual operations (WebKit on Apple; the headless view on Linux).
 class OTWebView {
@@ -70,3 +72,5 @@ private:
     bool allowsBackForwardNavigationGestures_ = false;
     bool hasRefreshControl_ = false;
 };
+
+}  // namespace corvane

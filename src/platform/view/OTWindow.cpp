@@ -6,6 +6,8 @@
 #include "platform/OTEnvironment.h"
 #include "platform/view/OTSceneNode.h"
 
+namespace corvane {
+
 OTWindow::OTWindow(std::shared_ptr<OTViewController> root, ActivationState state) : root_(std::move(root)), state_(state) {}
 
 std::shared_ptr<OTViewController> OTWindow::rootViewController() const {
@@ -99,3 +101,5 @@ std::shared_ptr<OTSceneNode> OTWindow::scene() {
     }
     return scene_;
 }
+
+}  // namespace corvane

@@ -9,6 +9,8 @@
 
 #include "platform/view/OTViewController.h"
 
+namespace corvane {
+
 class OTSceneNode;
 
 // A window of the host app: its root page, the activation state of its scene, and the views laid
@@ -52,3 +54,5 @@ private:
     std::vector<Subview> subviews_;
     std::shared_ptr<OTSceneNode> scene_;
 };
+
+}  // namespace corvane

@@ -6,6 +6,8 @@
 
 #include "platform/deterministic/OTManualScheduler.h"
 
+namespace corvane {
+
 using namespace std::chrono_literals;
 
 namespace {
@@ -144,3 +146,5 @@ TEST_F(SchedulerFixture, ASelfFeedingChainOfImmediateWorkDoesNotHang) {
     EXPECT_EQ(scheduler->runUntilIdle(), 100'000u);
     scheduler->shutdown();
 }
+
+}  // namespace corvane

@@ -5,6 +5,8 @@
 #include "platform/formats/OTDescription.h"
 #include "platform/formats/OTLogFormatter.h"
 
+namespace corvane {
+
 namespace {
 template <class... Args>
 std::string fmt(const char* format, const Args&... args) {
@@ -69,3 +71,5 @@ TEST(OTLogFormatter, DictionaryAndListDescriptionsTakeThePlatformForm) {
     EXPECT_EQ(OTDescription::describe(nullptr), "<null>");
     EXPECT_EQ(OTDescription::describe(nlohmann::json::object()), "{\n}");
 }
+
+}  // namespace corvane

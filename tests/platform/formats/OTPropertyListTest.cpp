@@ -5,6 +5,8 @@
 
 #include "platform/formats/OTPropertyList.h"
 
+namespace corvane {
+
 namespace {
 OTPropertyList sample() {
     using D = OTPropertyList::Dictionary;
@@ -132,3 +134,5 @@ TEST(OTPropertyList, WidthsGrowWithTheContent) {
     ASSERT_TRUE(back.has_value());
     EXPECT_EQ(*back, original);
 }
+
+}  // namespace corvane

@@ -7,6 +7,8 @@
 
 #include "platform/linux/OTThreadScheduler.h"
 
+namespace corvane {
+
 using namespace std::chrono_literals;
 
 TEST(OTThreadScheduler, SerialQueuesKeepOrderAndSyncWaitsForEarlierWork) {
@@ -74,3 +76,5 @@ TEST(OTThreadScheduler, ConcurrentQueuesRunWorkAndStopCleanly) {
     });
     stopped.get_future().wait();
 }
+
+}  // namespace corvane

@@ -8,6 +8,8 @@
 #include "platform/formats/OTCoding.h"
 #include "platform/formats/OTKeyedUnarchiver.h"
 
+namespace corvane {
+
 // A platform-neutral RGBA colour, components nominally in 0...1.
 class OTColor final : public OTCoding {
 public:
@@ -39,3 +41,5 @@ private:
     double blue_ = 0;
     double alpha_ = 1;
 };
+
+}  // namespace corvane

@@ -1,10 +1,12 @@
-#include "model/OTColor.h"
+#include "platform/view/OTColor.h"
 
 #include <cstdint>
 #include <cstdio>
 
 #include "platform/formats/OTKeyedArchiver.h"
 #include "platform/OTText.h"
+
+namespace corvane {
 
 OTColor OTColor::fromHexText(std::string_view text) {
     const std::string hex = OTText::replacingOccurrences(text, "#", "0x");
@@ -44,3 +46,5 @@ std::shared_ptr<OTColor> OTColor::initWithCoder(const OTKeyedUnarchiver& coder) 
                                      coder.decodeDoubleForKey("blue"),
                                      coder.containsValueForKey("alpha") ? coder.decodeDoubleForKey("alpha") : 1.0);
 }
+
+}  // namespace corvane

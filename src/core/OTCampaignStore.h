@@ -1,0 +1,65 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/OTClock.h"
+#include "platform/OTLocked.h"
+
+namespace corvane {
+
+class OTServerSession;
+class OTWindowData;
+class OTWindowRecordTree;
+
+// The engine's dialog campaigns and their usage records, with the files that keep them between
+// runs: the in-app and subscribe lists and the dialog record tree.
+class OTCampaignStore {
+public:
+    using Campaigns = std::vector<std::shared_ptr<OTWindowData>>;
+
+    static constexpr const char* kInAppFileName = "OTInAppWindowData.plist";
+    static constexpr const char* kSubscribeFileName = "OTSubscribeWindowData.plist";
+    static constexpr const char* kRecordTreeFileName = "OTWindowRecordTreeData.plist";
+
+    explicit OTCampaignStore(std::shared_ptr<OTServerSession> session);
+
+    // The in-app list as one shared snapshot: a walk over thousands of campaigns reads it without
+    // copying it.
+    std::shared_ptr<const Campaigns> inAppCampaigns() const { return inAppDataArray_.get(); }
+    Campaigns inAppDataArray() const { return *inAppDataArray_.get(); }
+    void setInAppDataArray(Campaigns value) { inAppDataArray_.set(std::make_shared<const Campaigns>(std::move(value))); }
+    Campaigns subscribeDataArray() const { return subscribeDataArray_.get(); }
+    void setSubscribeDataArray(Campaigns value) { subscribeDataArray_.set(std::move(value)); }
+    std::shared_ptr<OTWindowRecordTree> windowRecordTree() const { return windowRecordTree_.get(); }
+    void setWindowRecordTree(std::shared_ptr<OTWindowRecordTree> value) { windowRecordTree_.set(std::move(value)); }
+    bool treeNodesInit() const { return treeNodesInit_.load(); }
+    void setTreeNodesInit(bool value) { treeNodesInit_.store(value); }
+
+    // Reads the lists and the record tree back from their files; no dialog counts as armed then.
+    void restore(OTClock::TimePoint now);
+    // A downloaded in-app list replaces the list; the tree takes a node per campaign, keeping the
+    // counts of the campaigns it knew.
+    void mergeInAppList(const Campaigns& campaigns, OTClock::TimePoint now);
+    // Armed states are cleared and expired forbidden states lifted, once per run.
+    void clearTreeNodeActivateState(OTClock::TimePoint now);
+    // A reaction to campaign `data` forbids it as its close rule says (not, for the day, for good).
+    void handleNodeForbiddenState(const OTWindowData& data, OTClock::TimePoint now);
+
+    void syncInAppData();
+    void syncSubscribeData();
+    void syncRecordTree();
+
+private:
+    std::string pathOf(const char* fileName) const;
+
+    std::shared_ptr<OTServerSession> session_;
+    OTLocked<std::shared_ptr<const Campaigns>> inAppDataArray_{std::make_shared<const Campaigns>()};
+    OTLocked<Campaigns> subscribeDataArray_;
+    OTLocked<std::shared_ptr<OTWindowRecordTree>> windowRecordTree_;
+    std::atomic<bool> treeNodesInit_{false};
+};
+
+}  // namespace corvane

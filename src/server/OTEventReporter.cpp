@@ -1,0 +1,200 @@
+#include "server/OTEventReporter.h"
+
+#include <nlohmann/json.hpp>
+
+#include "model/OTButtonAttribute.h"
+#include "model/OTEvent.h"
+#include "model/OTWindowData.h"
+#include "platform/OTDataArchiver.h"
+#include "platform/OTLogger.h"
+#include "platform/OTUserConfig.h"
+#include "platform/formats/OTJSONValue.h"
+#include "platform/formats/OTJSONWriter.h"
+#include "server/OTLoginClient.h"
+#include "server/OTNetwork.h"
+#include "server/OTServerAnswer.h"
+#include "server/OTServerSession.h"
+
+namespace corvane {
+
+namespace {
+nlohmann::json contextFrom(const nlohmann::json& triggerContext) {
+    return triggerContext.is_object() ? triggerContext : nlohmann::json::object();
+}
+}  // namespace
+
+OTEventReporter::OTEventReporter(std::shared_ptr<OTServerSession> session, std::shared_ptr<OTLoginClient> login)
+    : session_(std::move(session)), login_(std::move(login)) {}
+
+void OTEventReporter::reportWindowEventWithName(const std::string& name, std::int64_t type,
+                                                const std::shared_ptr<OTWindowData>& data,
+                                                const nlohmann::json& triggerContext) {
+    auto event = std::make_shared<OTEvent>();
+    event->setAppid(session_->appid().value_or(""));
+    event->setXwho(session_->userId().value_or(""));
+    event->setXwhen(session_->reportTime());
+    event->setXwhat(name);
+    auto context = contextFrom(triggerContext);
+    context["$lib_version"] = OTServerSession::kSDKVersion;
+    context["activityId"] = data ? data->windowId().value_or("") : "";
+    if (type != 0) {
+        context["$dialog_type"] = type;
+        const std::shared_ptr<OTButtonAttribute> button = !data       ? nullptr
+                                                         : type == 4 ? data->leftBtnAttribute()
+                                                         : type == 5 ? data->rightBtnAttribute()
+                                                         : type == 6 ? data->middleBtnAttribute()
+                                                                     : nullptr;
+        // A button without text leaves the key out, as a nil value would.
+        if (button && button->text()) context["dialog_button_text"] = *button->text();
+    }
+    event->setXcontext(std::move(context));
+    _reportEvent(event);
+}
+
+void OTEventReporter::reportPushEventWithType(std::int64_t type, const nlohmann::json& msg,
+                                              const std::optional<std::string>& groupIdentifier,
+                                              const nlohmann::json& triggerContext) {
+    OTLog(OTLogger::kLevelLog, "corvane->reportPushEventWithType:type->%d,msg->%@", type, msg);
+    if (!msg.is_object()) return;
+    auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(groupIdentifier);
+    auto event = std::make_shared<OTEvent>();
+    // Push events never carry the app id.
+    event->setAppid("");
+    event->setXwho(settings->userId().value_or(""));
+    event->setXwhen(session_->reportTime());
+    auto context = contextFrom(triggerContext);
+    context["$push_channel"] = OTJSONValue::textAt(msg, "$push_channel").value_or("");
+    context["activityId"] = OTJSONValue::textAt(msg, "activityId").value_or("");
+    context["$lib_version"] = OTServerSession::kSDKVersion;
+    event->setXcontext(std::move(context));
+    switch (type) {
+        case 0: event->setXwhat("$ot_push_delivery"); break;
+        case 1: event->setXwhat("$ot_push_click"); break;
+        default: return;
+    }
+    _reportEvent(event, groupIdentifier);
+}
+
+void OTEventReporter::_reportEvent(const std::shared_ptr<OTEvent>& event) { sendReport(event, true, std::nullopt); }
+
+void OTEventReporter::_reportEvent(const std::shared_ptr<OTEvent>& event,
+                                   const std::optional<std::string>& groupIdentifier) {
+    sendReport(event, false, groupIdentifier);
+}
+
+void OTEventReporter::sendReport(const std::shared_ptr<OTEvent>& event, bool isWindowEvent,
+                                 const std::optional<std::string>& groupIdentifier) {
+    if (!event) return;
+    std::optional<std::string> token, user;
+    if (isWindowEvent) {
+        token = session_->token();
+        user = session_->userId();
+    } else {
+        auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(groupIdentifier);
+        token = settings->token();
+        user = settings->userId();
+    }
+    const auto dictionary = event->toDictionary();
+    const nlohmann::json body = {{"os", session_->osObject(false, true)},
+                                 {"sdkVersion", OTServerSession::kSDKVersion},
+                                 {"token", token.value_or("")},
+                                 {"userId", user.value_or("")},
+                                 {"events", nlohmann::json::array({dictionary})}};
+    OTLog(OTLogger::kLevelData, isWindowEvent ? "上报（弹窗）事件:\n%@" : "上报（push）事件:\n%@",
+          OTJSONWriter::prettyString(dictionary).value_or(""));
+    const auto network = isWindowEvent ? session_->network() : OTNetwork::networkWithGroupIdentifier(groupIdentifier.value_or(""));
+    std::weak_ptr<OTEventReporter> weak = weak_from_this();
+    network->postRequestWithRelativeURLStr(
+        kReportPath, nullptr, body,
+        [weak, event, dictionary, isWindowEvent, groupIdentifier](const OTNetwork::Response& response,
+                                                                  const std::string& data) {
+            if (response.statusCode != 200) {
+                OTLog(OTLogger::kLevelError, "上报事件失败！\n事件：%@\nstatusCode:%@\ndescripton:%@\n", dictionary,
+                      response.statusCode, OTServerAnswer::statusText(response.statusCode));
+                return;
+            }
+            const auto answer = OTServerAnswer::parse(data);
+            OTLog(OTLogger::kLevelLog, "上报事件 data:\n%@", OTServerAnswer::loggable(answer, data));
+            const auto code = OTServerAnswer::code(answer, -1);
+            if (code == 0) {
+                OTLog(OTLogger::kLevelLog, "上报事件成功, event:\n%@", dictionary);
+                return;
+            }
+            OTLog(OTLogger::kLevelError, "上报事件失败！\n事件：%@\ncode:%@\nmessage:%@\n", dictionary, code,
+                  OTServerAnswer::message(answer));
+            if (code != OTServerAnswer::kExpiredTokenCode) return;
+            OTLog(OTLogger::kLevelError, "token 失效，重新 login");
+            auto self = weak.lock();
+            if (!self) return;
+            self->login_->loginAgainWithin(self->reportEventRetryCount_, [weak, event, isWindowEvent, groupIdentifier] {
+                if (auto again = weak.lock()) again->sendReport(event, isWindowEvent, groupIdentifier);
+            });
+        },
+        [weak, event, dictionary, isWindowEvent](const OTNetwork::Error& error) {
+            OTLog(OTLogger::kLevelError, "上报事件失败！\n事件：%@\ncode:%@\ndescripton:%@\n", dictionary, error.code,
+                  error.localizedDescription);
+            if (auto self = weak.lock()) self->syncCachedEvent(event, isWindowEvent);
+        });
+}
+
+bool OTEventReporter::writeCachedEvents(const std::vector<std::shared_ptr<OTEvent>>& events, bool isWindowEvents) const {
+    return OTDataArchiver::setData(
+        events, session_->documentsPath(isWindowEvents ? kOfflineWindowEventsFileName : kOfflinePushEventsFileName));
+}
+
+void OTEventReporter::syncCachedEvent(const std::shared_ptr<OTEvent>& event, bool isWindowEvent) {
+    if (!event) return;
+    auto& queue = isWindowEvent ? cachedOfflineWindowEvents_ : cachedOfflinePushEvents_;
+    const bool written = queue.modify([&](auto& events) {
+        events.push_back(event);
+        return writeCachedEvents(events, isWindowEvent);
+    });
+    if (written) {
+        OTLog(OTLogger::kLevelData, "syncCachedEvents 成功！isWindowEvent : %@", isWindowEvent ? 1 : 0);
+    } else {
+        OTLog(OTLogger::kLevelError, "syncCachedEvents 失败！isWindowEvent ：@(%@)", isWindowEvent ? 1 : 0);
+    }
+}
+
+void OTEventReporter::syncCachedEvents(const std::vector<std::shared_ptr<OTEvent>>& events, bool isWindowEvents) {
+    if (writeCachedEvents(events, isWindowEvents)) {
+        OTLog(OTLogger::kLevelData, "syncCachedEvents 成功！isWindowEvent : %@", isWindowEvents ? 1 : 0);
+    } else {
+        OTLog(OTLogger::kLevelError, "syncCachedEvents 失败！isWindowEvent ：@(%@)", isWindowEvents ? 1 : 0);
+    }
+}
+
+void OTEventReporter::reportCachedOfflineEvents() {
+    reportCachedOfflineWindowEvents();
+    reportCachedOfflinePushEvents();
+}
+
+void OTEventReporter::reportCachedOfflineWindowEvents() {
+    flushCachedEvents(true, [this](const auto& event) { _reportEvent(event); });
+}
+
+void OTEventReporter::reportCachedOfflinePushEvents() {
+    const auto configuration = session_->configuration();
+    const auto group = configuration ? configuration->applicationGroupIdentifier() : std::nullopt;
+    flushCachedEvents(false, [this, group](const auto& event) { _reportEvent(event, group); });
+}
+
+void OTEventReporter::flushCachedEvents(bool isWindowEvents,
+                                        const std::function<void(const std::shared_ptr<OTEvent>&)>& send) {
+    auto& queue = isWindowEvents ? cachedOfflineWindowEvents_ : cachedOfflinePushEvents_;
+    auto loaded = OTDataArchiver::getObjectsForPath<OTEvent>(
+        session_->documentsPath(isWindowEvents ? kOfflineWindowEventsFileName : kOfflinePushEventsFileName));
+    queue.set(loaded.value_or(std::vector<std::shared_ptr<OTEvent>>{}));
+    if (!loaded || loaded->empty()) return;
+    // The count is read again at every step: a failure meanwhile appends to the same list.
+    for (std::size_t index = 0;; ++index) {
+        const auto event =
+            queue.modify([&](auto& events) { return index < events.size() ? events[index] : nullptr; });
+        if (!event) break;
+        send(event);
+    }
+    // The list in memory is kept: a later failure writes it whole, re-sent events included.
+    syncCachedEvents({}, isWindowEvents);
+}
+
+}  // namespace corvane

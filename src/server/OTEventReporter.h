@@ -1,0 +1,73 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/OTLocked.h"
+
+namespace corvane {
+
+class OTEvent;
+class OTLoginClient;
+class OTServerSession;
+class OTWindowData;
+
+// Usage reports to "/push/sdk/in_app/callback". Rejected reports are dropped; only those lost in
+// transport are queued on disk, one queue for dialog events and one for push events, and the
+// queues are sent again when the network comes back.
+class OTEventReporter final : public std::enable_shared_from_this<OTEventReporter> {
+public:
+    static constexpr const char* kOfflineWindowEventsFileName = "OTCachedOfflineWindowEvents.plist";
+    static constexpr const char* kOfflinePushEventsFileName = "OTCachedOfflinePushEvents.plist";
+    static constexpr const char* kReportPath = "/push/sdk/in_app/callback";
+
+    OTEventReporter(std::shared_ptr<OTServerSession> session, std::shared_ptr<OTLoginClient> login);
+
+    // `triggerContext` is the properties of the event being matched: every report carries them.
+    void reportWindowEventWithName(const std::string& name, std::int64_t type, const std::shared_ptr<OTWindowData>& data,
+                                   const nlohmann::json& triggerContext);
+    void reportPushEventWithType(std::int64_t type, const nlohmann::json& msg,
+                                 const std::optional<std::string>& groupIdentifier, const nlohmann::json& triggerContext);
+    // A dialog event with the session's own token and user.
+    void _reportEvent(const std::shared_ptr<OTEvent>& event);
+    // A push event with the token and user of the group's settings: works without a login here.
+    void _reportEvent(const std::shared_ptr<OTEvent>& event, const std::optional<std::string>& groupIdentifier);
+    void syncCachedEvent(const std::shared_ptr<OTEvent>& event, bool isWindowEvent);
+    void syncCachedEvents(const std::vector<std::shared_ptr<OTEvent>>& events, bool isWindowEvents);
+    void reportCachedOfflineEvents();
+    void reportCachedOfflineWindowEvents();
+    void reportCachedOfflinePushEvents();
+
+    std::vector<std::shared_ptr<OTEvent>> cachedOfflineWindowEvents() const { return cachedOfflineWindowEvents_.get(); }
+    void setCachedOfflineWindowEvents(std::vector<std::shared_ptr<OTEvent>> value) {
+        cachedOfflineWindowEvents_.set(std::move(value));
+    }
+    std::vector<std::shared_ptr<OTEvent>> cachedOfflinePushEvents() const { return cachedOfflinePushEvents_.get(); }
+    void setCachedOfflinePushEvents(std::vector<std::shared_ptr<OTEvent>> value) {
+        cachedOfflinePushEvents_.set(std::move(value));
+    }
+    std::uint64_t reportEventRetryCount() const { return reportEventRetryCount_.load(); }
+    void setReportEventRetryCount(std::uint64_t value) { reportEventRetryCount_.store(value); }
+
+private:
+    void sendReport(const std::shared_ptr<OTEvent>& event, bool isWindowEvent,
+                    const std::optional<std::string>& groupIdentifier);
+    // Writes one queue file; called with the queue's lock held so that the file follows the list.
+    bool writeCachedEvents(const std::vector<std::shared_ptr<OTEvent>>& events, bool isWindowEvents) const;
+    // Loads a queue file into its list, sends every event and empties the file.
+    void flushCachedEvents(bool isWindowEvents, const std::function<void(const std::shared_ptr<OTEvent>&)>& send);
+
+    std::shared_ptr<OTServerSession> session_;
+    std::shared_ptr<OTLoginClient> login_;
+    OTLocked<std::vector<std::shared_ptr<OTEvent>>> cachedOfflineWindowEvents_;
+    OTLocked<std::vector<std::shared_ptr<OTEvent>>> cachedOfflinePushEvents_;
+    std::atomic<std::uint64_t> reportEventRetryCount_{0};
+};
+
+}  // namespace corvane
