@@ -6,19 +6,19 @@
 
 #include <filesystem>
 
-#include "platform/view/OTNavigationController.h"
 #include "core/OTSDKManager.h"
-#include "platform/view/OTWindow.h"
 #include "model/OTEvent.h"
 #include "model/OTWindowData.h"
 #include "platform/OTDataArchiver.h"
 #include "platform/OTEnvironment.h"
-#include "platform/headless/OTHeadlessUIHost.h"
-#include "platform/formats/OTJSONWriter.h"
 #include "platform/deterministic/OTManualScheduler.h"
 #include "platform/deterministic/OTRecordingConsole.h"
-#include "platform/headless/OTTextMeasurer.h"
 #include "platform/deterministic/OTVirtualClock.h"
+#include "platform/formats/OTJSONWriter.h"
+#include "platform/headless/OTHeadlessUIHost.h"
+#include "platform/headless/OTTextMeasurer.h"
+#include "platform/view/OTNavigationController.h"
+#include "platform/view/OTWindow.h"
 #include "ui/OTPopWindow.h"
 
 namespace corvane {
@@ -139,7 +139,8 @@ BENCHMARK(BM_CampaignArchiveRoundTrip)->Arg(10)->Arg(1000)->Unit(benchmark::kMil
 // A text dialog measured, laid out, shown and closed on a headless screen.
 static void BM_TextDialogLayout(benchmark::State& state) {
     Scratch scratch;
-    auto window = std::make_shared<OTWindow>(OTNavigationController::withRoot(std::make_shared<OTViewController>("HomeVC")));
+    auto window =
+        std::make_shared<OTWindow>(OTNavigationController::withRoot(std::make_shared<OTViewController>("HomeVC")));
     scratch.host().setWindows({window});
     auto data = std::make_shared<OTWindowData>();
     data->setModelWithDic(campaign(1, "buy"));
@@ -165,10 +166,12 @@ BENCHMARK(BM_TextModelHeight)->Arg(1024)->Arg(100 * 1024)->Unit(benchmark::kMicr
 static void BM_ReportBody(benchmark::State& state) {
     Scratch scratch;
     OTEvent event;
-    event.setModelWithDic({{"xwhat", "$impDialog"}, {"xwhen", 1714521600000.0},
+    event.setModelWithDic({{"xwhat", "$impDialog"},
+                           {"xwhen", 1714521600000.0},
                            {"xcontext", {{"activityId", "101"}, {"$dialog_type", 1}, {"$lib_version", "2.2.2"}}}});
     for (auto _ : state) {
-        const json body = {{"os", {{"brand", "iphone"}, {"platform", "ios"}}}, {"events", json::array({event.toDictionary()})}};
+        const json body = {{"os", {{"brand", "iphone"}, {"platform", "ios"}}},
+                           {"events", json::array({event.toDictionary()})}};
         benchmark::DoNotOptimize(OTJSONWriter::prettyString(body));
     }
 }

@@ -31,7 +31,8 @@ std::string OTCampaignStore::pathOf(const char* fileName) const { return session
 
 void OTCampaignStore::restore(OTClock::TimePoint now) {
     setInAppDataArray(OTDataArchiver::getObjectsForPath<OTWindowData>(pathOf(kInAppFileName)).value_or(Campaigns{}));
-    setSubscribeDataArray(OTDataArchiver::getObjectsForPath<OTWindowData>(pathOf(kSubscribeFileName)).value_or(Campaigns{}));
+    setSubscribeDataArray(
+        OTDataArchiver::getObjectsForPath<OTWindowData>(pathOf(kSubscribeFileName)).value_or(Campaigns{}));
     const auto stored = OTDataArchiver::getObjectsForPath<OTWindowRecordTreeNode>(pathOf(kRecordTreeFileName));
     std::vector<OTRecordTree::NodePtr> nodes;
     if (stored) nodes.assign(stored->begin(), stored->end());
@@ -83,8 +84,9 @@ void OTCampaignStore::handleNodeForbiddenState(const OTWindowData& data, OTClock
     const auto tree = windowRecordTree();
     const auto id = data.windowIdIntegerValue();
     for (const auto& base : tree ? tree->allNodes() : std::vector<OTRecordTree::NodePtr>{}) {
-        OTLog(OTLogger::kLevelLog, "corvane->handleNodeForbiddenState:node.nodeId->%d,windowData.windowId.integerValue->%d",
-              base->nodeId(), id);
+        OTLog(OTLogger::kLevelLog,
+              "corvane->handleNodeForbiddenState:node.nodeId->%d,windowData.windowId.integerValue->%d", base->nodeId(),
+              id);
         if (base->nodeId() != id) continue;
         if (auto node = std::dynamic_pointer_cast<OTWindowRecordTreeNode>(base)) {
             switch (node->closeDialogType()) {

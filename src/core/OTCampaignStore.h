@@ -30,7 +30,9 @@ public:
     // copying it.
     std::shared_ptr<const Campaigns> inAppCampaigns() const { return inAppDataArray_.get(); }
     Campaigns inAppDataArray() const { return *inAppDataArray_.get(); }
-    void setInAppDataArray(Campaigns value) { inAppDataArray_.set(std::make_shared<const Campaigns>(std::move(value))); }
+    void setInAppDataArray(Campaigns value) {
+        inAppDataArray_.set(std::make_shared<const Campaigns>(std::move(value)));
+    }
     Campaigns subscribeDataArray() const { return subscribeDataArray_.get(); }
     void setSubscribeDataArray(Campaigns value) { subscribeDataArray_.set(std::move(value)); }
     std::shared_ptr<OTWindowRecordTree> windowRecordTree() const { return windowRecordTree_.get(); }

@@ -33,7 +33,8 @@ bool OTDisplayEligibility::dateWindowTest(const OTWindowData& data) const {
     // Calendar days only: each instant is taken back to the start of its local day.
     const auto day = [](const std::optional<OTUtils::Date>& when) -> std::optional<OTUtils::Date> {
         if (!when) return std::nullopt;
-        return OTUtils::dateFromString(OTUtils::stringFromDate(when, std::string("yyyy-MM-dd")), std::string("yyyy-MM-dd"));
+        return OTUtils::dateFromString(OTUtils::stringFromDate(when, std::string("yyyy-MM-dd")),
+                                       std::string("yyyy-MM-dd"));
     };
     const auto today = day(environment_.clock().now());
     if (OTUtils::compareOneDay(today, day(OTUtils::dateFromString(data.startTime()))) < 0) return false;
@@ -63,8 +64,8 @@ bool OTDisplayEligibility::matchOldRuleWithData(const std::shared_ptr<OTWindowDa
     const auto node = nodeFor(*data);
     auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(session_->groupIdentifier());
     const OTLogArgument counts[] = {settings->dailyPopWindowCount(), settings->maxDailyPopWindowCount()};
-    console.print(OTLogFormatter::format(
-        "matchOldRuleWithData:dailyPopWindowCount->%ld,maxDailyPopWindowCount->%ld", counts));
+    console.print(
+        OTLogFormatter::format("matchOldRuleWithData:dailyPopWindowCount->%ld,maxDailyPopWindowCount->%ld", counts));
     const std::int64_t used = node ? node->usedCount() : 0;
     const std::int64_t allowed = node ? node->count() : 0;
     const bool match = dailyTest() && used < allowed && dateWindowTest(*data) && !(node && node->activated());
@@ -77,7 +78,8 @@ bool OTDisplayEligibility::matchOldRuleWithData(const std::shared_ptr<OTWindowDa
 bool OTDisplayEligibility::matchNewRuleWithData(const std::shared_ptr<OTWindowData>& data) {
     auto& console = environment_.console();
     auto print = [&](const char* format, std::initializer_list<OTLogArgument> arguments) {
-        console.print(OTLogFormatter::format(format, std::span<const OTLogArgument>(arguments.begin(), arguments.size())));
+        console.print(
+            OTLogFormatter::format(format, std::span<const OTLogArgument>(arguments.begin(), arguments.size())));
     };
     print("matchNewRuleWithData->windowData:%@", {data});
     const auto node = nodeFor(*data);

@@ -12,29 +12,69 @@ namespace corvane {
 namespace {
 // The platform's own pages, by exact name: only the host app's pages are reported.
 std::vector<std::string> excludedPages() {
-    return {"SFBrowserRemoteViewController", "SFSafariViewController", "UIAlertController", "UIInputWindowController",
-            "UITabBarController", "UINavigationController", "UIKeyboardCandidateGridCollectionViewController",
-            "UICompatibilityInputViewController", "UIApplicationRotationFollowingController",
-            "UIApplicationRotationFollowingControllerNoTouches", "AVPlayerViewController",
-            "UIActivityGroupViewController", "UIReferenceLibraryViewController", "UIKeyboardCandidateRowViewController",
-            "UIKeyboardHiddenViewController", "_UIAlertControllerTextFieldViewController",
-            "_UILongDefinitionViewController", "_UIResilientRemoteViewContainerViewController",
-            "_UIShareExtensionRemoteViewController", "_UIDICActivityViewController", "_UIRemoteDictionaryViewController",
-            "UISystemKeyboardDockController", "_UINoDefinitionViewController", "UIImagePickerController",
-            "_UIActivityGroupListViewController", "_UIRemoteViewController", "_UIFallbackPresentationViewController",
-            "_UIDocumentPickerRemoteViewController", "_UIAlertShimPresentingViewController",
-            "_UIWaitingForRemoteViewContainerViewController", "UIDocumentMenuViewController",
-            "UIActivityViewController", "_UIActivityUserDefaultsViewController",
-            "_UIActivityViewControllerContentController", "_UIRemoteInputViewController", "UIViewController",
-            "UITableViewController", "_UIUserDefaultsActivityNavigationController", "UISnapshotModalViewController",
-            "WKActionSheet", "DDSafariViewController", "SFAirDropActivityViewController", "CKSMSComposeController",
-            "DDParsecLoadingViewController", "PLUIPrivacyViewController", "PLUICameraViewController",
-            "SLRemoteComposeViewController", "CAMViewfinderViewController", "DDParsecNoDataViewController",
-            "CAMPreviewViewController", "DDParsecCollectionViewController", "SLComposeViewController",
-            "DDParsecRemoteCollectionViewController", "AVFullScreenPlaybackControlsViewController",
-            "PLPhotoTileViewController", "AVFullScreenViewController", "CAMImagePickerCameraViewController",
-            "CKSMSComposeRemoteViewController", "PUPhotoPickerHostViewController", "PUUIAlbumListViewController",
-            "PUUIPhotosAlbumViewController", "SFAppAutoFillPasswordViewController", "PUUIMomentsGridViewController",
+    return {"SFBrowserRemoteViewController",
+            "SFSafariViewController",
+            "UIAlertController",
+            "UIInputWindowController",
+            "UITabBarController",
+            "UINavigationController",
+            "UIKeyboardCandidateGridCollectionViewController",
+            "UICompatibilityInputViewController",
+            "UIApplicationRotationFollowingController",
+            "UIApplicationRotationFollowingControllerNoTouches",
+            "AVPlayerViewController",
+            "UIActivityGroupViewController",
+            "UIReferenceLibraryViewController",
+            "UIKeyboardCandidateRowViewController",
+            "UIKeyboardHiddenViewController",
+            "_UIAlertControllerTextFieldViewController",
+            "_UILongDefinitionViewController",
+            "_UIResilientRemoteViewContainerViewController",
+            "_UIShareExtensionRemoteViewController",
+            "_UIDICActivityViewController",
+            "_UIRemoteDictionaryViewController",
+            "UISystemKeyboardDockController",
+            "_UINoDefinitionViewController",
+            "UIImagePickerController",
+            "_UIActivityGroupListViewController",
+            "_UIRemoteViewController",
+            "_UIFallbackPresentationViewController",
+            "_UIDocumentPickerRemoteViewController",
+            "_UIAlertShimPresentingViewController",
+            "_UIWaitingForRemoteViewContainerViewController",
+            "UIDocumentMenuViewController",
+            "UIActivityViewController",
+            "_UIActivityUserDefaultsViewController",
+            "_UIActivityViewControllerContentController",
+            "_UIRemoteInputViewController",
+            "UIViewController",
+            "UITableViewController",
+            "_UIUserDefaultsActivityNavigationController",
+            "UISnapshotModalViewController",
+            "WKActionSheet",
+            "DDSafariViewController",
+            "SFAirDropActivityViewController",
+            "CKSMSComposeController",
+            "DDParsecLoadingViewController",
+            "PLUIPrivacyViewController",
+            "PLUICameraViewController",
+            "SLRemoteComposeViewController",
+            "CAMViewfinderViewController",
+            "DDParsecNoDataViewController",
+            "CAMPreviewViewController",
+            "DDParsecCollectionViewController",
+            "SLComposeViewController",
+            "DDParsecRemoteCollectionViewController",
+            "AVFullScreenPlaybackControlsViewController",
+            "PLPhotoTileViewController",
+            "AVFullScreenViewController",
+            "CAMImagePickerCameraViewController",
+            "CKSMSComposeRemoteViewController",
+            "PUPhotoPickerHostViewController",
+            "PUUIAlbumListViewController",
+            "PUUIPhotosAlbumViewController",
+            "SFAppAutoFillPasswordViewController",
+            "PUUIMomentsGridViewController",
             "SFPasswordRemoteViewController"};
 }
 }  // namespace
@@ -56,7 +96,8 @@ void OTPageCollection::collectPage() {
                 };
             };
             OTSwizzler::swizzleSelector("viewDidAppear:", "UIViewController", pageView(true), "OTViewDidAppear");
-            OTSwizzler::swizzleSelector("viewWillDisappear:", "UIViewController", pageView(false), "OTViewWillDisappear");
+            OTSwizzler::swizzleSelector("viewWillDisappear:", "UIViewController", pageView(false),
+                                        "OTViewWillDisappear");
         },
         true);
 }
@@ -72,8 +113,8 @@ void OTPageCollection::viewDidAppear(const std::shared_ptr<OTViewController>& co
 }
 
 void OTPageCollection::viewWillDisappear(const std::shared_ptr<OTViewController>&) {
-    OTDispatchQueueManager::dispatchInSerialQueue(OTDispatchQueueManager::QUEUE_TAG_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD,
-                                                  [] {});
+    OTDispatchQueueManager::dispatchInSerialQueue(
+        OTDispatchQueueManager::QUEUE_TAG_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD, [] {});
 }
 
 bool OTPageCollection::canCollectViewController(const std::shared_ptr<OTViewController>& controller) const {

@@ -7,7 +7,8 @@
 namespace corvane {
 
 std::shared_ptr<OTPopWindowManager> OTPopWindowManager::sharedManager() {
-    return OTEnvironment::current()->singleton<OTPopWindowManager>([] { return std::make_shared<OTPopWindowManager>(); });
+    return OTEnvironment::current()->singleton<OTPopWindowManager>(
+        [] { return std::make_shared<OTPopWindowManager>(); });
 }
 
 void OTPopWindowManager::handlePopWindow(const std::shared_ptr<OTDialogView>& view) {

@@ -51,7 +51,6 @@ public:
     void setPresenterIfNone(const std::function<std::shared_ptr<OTDialogPresenter>()>& make);
 
 private:
-
     mutable std::mutex mutex_;
     std::vector<std::shared_ptr<OTDialogView>> popWindows_;
     std::atomic<bool> autoPopWindow_{true};

@@ -4,14 +4,14 @@
 #include <nlohmann/json.hpp>
 
 #include "core/OTNavigation.h"
+#include "platform/OTEnvironment.h"
+#include "platform/OTLogger.h"
+#include "platform/OTText.h"
+#include "platform/formats/OTJSONValue.h"
 #include "platform/view/OTNavigationController.h"
 #include "platform/view/OTPageClassRegistry.h"
 #include "platform/view/OTTabBarController.h"
 #include "platform/view/OTWindow.h"
-#include "platform/OTEnvironment.h"
-#include "platform/formats/OTJSONValue.h"
-#include "platform/OTLogger.h"
-#include "platform/OTText.h"
 
 namespace corvane {
 

@@ -33,7 +33,8 @@ public:
     void pushViewController(const std::string& link);
     // Sets the values whose keys the controller's own class declares.
     void setProperty(const std::optional<Properties>& properties, const std::shared_ptr<OTViewController>& controller);
-    void _pushViewController(const std::shared_ptr<OTViewController>& controller, const std::optional<Properties>& property);
+    void _pushViewController(const std::shared_ptr<OTViewController>& controller,
+                             const std::optional<Properties>& property);
     // The tab whose root page is of the controller's class, or -1.
     std::int64_t _controller(const std::shared_ptr<OTViewController>& controller,
                              const std::shared_ptr<OTTabBarController>& inFirstPagesOfTabbar);

@@ -1,30 +1,30 @@
 #include "core/OTSDKManager.h"
 
 #include "core/OTCampaignStore.h"
-#include "core/OTDisplayEligibility.h"
 #include "core/OTDispatchQueueManager.h"
+#include "core/OTDisplayEligibility.h"
 #include "core/OTNavigation.h"
 #include "core/OTPageCollection.h"
 #include "core/OTPopWindowManager.h"
 #include "core/OTPushManager.h"
 #include "core/OTSwizzler.h"
 #include "core/OTTaskManager.h"
-#include "platform/OTUserConfig.h"
-#include "platform/view/OTViewController.h"
 #include "model/OTEvent.h"
 #include "model/OTSAEventAdapter.h"
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
 #include "platform/OTDataArchiver.h"
-#include "platform/formats/OTDescription.h"
 #include "platform/OTEnvironment.h"
-#include "platform/formats/OTJSONValue.h"
-#include "platform/formats/OTLogFormatter.h"
-#include "platform/formats/OTJSONWriter.h"
 #include "platform/OTLogger.h"
 #include "platform/OTReachability.h"
 #include "platform/OTReachabilityManager.h"
+#include "platform/OTUserConfig.h"
 #include "platform/OTUtils.h"
+#include "platform/formats/OTDescription.h"
+#include "platform/formats/OTJSONValue.h"
+#include "platform/formats/OTJSONWriter.h"
+#include "platform/formats/OTLogFormatter.h"
+#include "platform/view/OTViewController.h"
 #include "server/OTCampaignDownloader.h"
 #include "server/OTLoginClient.h"
 #include "server/OTNetwork.h"
@@ -98,10 +98,10 @@ std::string OTSDKManager::documentsPath(const std::string& fileName) const { ret
 void OTSDKManager::registerNotifications() {
     // Registered during construction, before any owner exists to hold weakly; the destructor
     // removes it.
-    environment_.notificationCenter().addObserver(
-        this, OTReachability::kNetworkDidChangeNotification, [this](const OTNotificationCenter::Notification& notification) {
-            networkStatusDidChange(notification.objectAs<OTReachability>());
-        });
+    environment_.notificationCenter().addObserver(this, OTReachability::kNetworkDidChangeNotification,
+                                                  [this](const OTNotificationCenter::Notification& notification) {
+                                                      networkStatusDidChange(notification.objectAs<OTReachability>());
+                                                  });
 }
 
 void OTSDKManager::onEventDataReceived(const nlohmann::json& event) {
@@ -262,11 +262,13 @@ void OTSDKManager::triggerEventMatchInApp(const std::shared_ptr<OTEvent>& event,
     std::optional<std::pair<std::shared_ptr<OTEvent>, std::uint64_t>> step = std::make_pair(event, startIndex);
     while (step) {
         walk.next.reset();
-        const auto [current, index] = *step;
+        // Named copies, not a structured binding: lambdas below capture them.
+        const auto current = step->first;
+        const auto index = step->second;
         const auto list = campaigns_->inAppCampaigns();
         const auto& campaigns = *list;
-        OTLog(OTLogger::kLevelLog, "corvane->triggerEventMatchInApp:event->%@,startIndex:%d,inAppDataArray:%d",
-              current, index, campaigns.size());
+        OTLog(OTLogger::kLevelLog, "corvane->triggerEventMatchInApp:event->%@,startIndex:%d,inAppDataArray:%d", current,
+              index, campaigns.size());
         if (current) {
             if (campaigns.empty()) {
                 addWaitingEvent(current);
@@ -359,7 +361,8 @@ void OTSDKManager::firstPVWithoutMainPage(const std::shared_ptr<OTEvent>& event,
     triggerEventMatchInApp(event, currentMatchEventIndex() + 1);
 }
 
-void OTSDKManager::firstPVWithMainPage(const std::shared_ptr<OTEvent>& event, const std::shared_ptr<OTWindowData>& data) {
+void OTSDKManager::firstPVWithMainPage(const std::shared_ptr<OTEvent>& event,
+                                       const std::shared_ptr<OTWindowData>& data) {
     OTLog(OTLogger::kLevelLog, "corvane->firstPVWithMainPage:%@,windowData:%@", event, data);
     const auto url = pageUrl(event);
     const auto configuration = this->configuration();
@@ -451,12 +454,13 @@ void OTSDKManager::_showWindowWithData(const std::shared_ptr<OTWindowData>& data
                 OTLog(OTLogger::kLevelError, "没有可用的弹窗展示器，弹窗未展示：%@", data->windowId());
                 return;
             }
-            presenter->popWithData(data, [weak, data, eventAction](std::int64_t type, const std::optional<std::string>& link) {
-                auto self = weak.lock();
-                if (!self) return;
-                self->reactToDialogEvent(data, type, link);
-                if (eventAction) eventAction(type, link);
-            });
+            presenter->popWithData(
+                data, [weak, data, eventAction](std::int64_t type, const std::optional<std::string>& link) {
+                    auto self = weak.lock();
+                    if (!self) return;
+                    self->reactToDialogEvent(data, type, link);
+                    if (eventAction) eventAction(type, link);
+                });
         });
 }
 
@@ -552,7 +556,8 @@ void OTSDKManager::startWindowObservation() {
             if (OTNavigation::isControllerOnTopOfKeyWindow(self->mainPageController(), removed) &&
                 self->mainPagePVCount() < 2) {
                 self->environment_.mainQueue()->after(std::chrono::milliseconds(100), [weak] {
-                    if (auto engine = weak.lock()) engine->triggerEventMatchInApp(engine->cachedFirstPVEventOfMainPage(), 0);
+                    if (auto engine = weak.lock())
+                        engine->triggerEventMatchInApp(engine->cachedFirstPVEventOfMainPage(), 0);
                 });
             }
         },
@@ -573,10 +578,13 @@ void OTSDKManager::exchangeMethod() {
 }
 
 void OTSDKManager::registerForRemoteNotifications(const CorvaneOtConfig& configuration) {
-    OTPushManager::sharedManager()->registerForRemoteNotificationWithDelegate(configuration.notificationCenterDelegate());
+    OTPushManager::sharedManager()->registerForRemoteNotificationWithDelegate(
+        configuration.notificationCenterDelegate());
 }
 
-void OTSDKManager::handlePushLink(const std::optional<std::string>& link) { OTPushManager::sharedManager()->handlePush(link); }
+void OTSDKManager::handlePushLink(const std::optional<std::string>& link) {
+    OTPushManager::sharedManager()->handlePush(link);
+}
 
 void OTSDKManager::networkStatusDidChange(const std::shared_ptr<OTReachability>& reachability) {
     OTLog(OTLogger::kLevelLog, "网络状态发生变化，当前网络：%@",
@@ -619,7 +627,9 @@ void OTSDKManager::loginThenDownload() {
     });
 }
 
-void OTSDKManager::loginWithCompletion(std::function<void()> completion) { login_->loginWithCompletion(std::move(completion)); }
+void OTSDKManager::loginWithCompletion(std::function<void()> completion) {
+    login_->loginWithCompletion(std::move(completion));
+}
 void OTSDKManager::getListData(bool force) { downloader_->getListData(force); }
 void OTSDKManager::getInAppList() { downloader_->getInAppList(); }
 void OTSDKManager::getSubscribeList() { downloader_->getSubscribeList(); }
@@ -685,14 +695,16 @@ void OTSDKManager::reportPushEventWithType(std::int64_t type, const nlohmann::js
     reporter_->reportPushEventWithType(type, msg, groupIdentifier, triggerContext());
 }
 
-void OTSDKManager::pushTrack(std::int64_t type, const nlohmann::json& msg, const std::optional<std::string>& groupIdentifier) {
+void OTSDKManager::pushTrack(std::int64_t type, const nlohmann::json& msg,
+                             const std::optional<std::string>& groupIdentifier) {
     reportPushEventWithType(type, msg, groupIdentifier);
     if (type == 1) OTPushManager::sharedManager()->handlePush(1, msg);
 }
 
 void OTSDKManager::_reportEvent(const std::shared_ptr<OTEvent>& event) { reporter_->_reportEvent(event); }
 
-void OTSDKManager::_reportEvent(const std::shared_ptr<OTEvent>& event, const std::optional<std::string>& groupIdentifier) {
+void OTSDKManager::_reportEvent(const std::shared_ptr<OTEvent>& event,
+                                const std::optional<std::string>& groupIdentifier) {
     reporter_->_reportEvent(event, groupIdentifier);
 }
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <atomic>
-#include <functional>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <nlohmann/json.hpp>
@@ -10,10 +10,10 @@
 #include <string>
 #include <vector>
 
+#include "core/OTCampaignStore.h"
 #include "corvane/CorvaneOtConfig.h"
 #include "corvane/CorvaneOtObserver.h"
 #include "platform/OTClock.h"
-#include "core/OTCampaignStore.h"
 #include "platform/OTLocked.h"
 #include "server/OTEventReporter.h"
 #include "server/OTServerSession.h"
@@ -153,11 +153,15 @@ public:
     void setAppid(std::optional<std::string> value) { session_->setAppid(std::move(value)); }
     std::shared_ptr<OTPageCollection> pageCollection() const { return pageCollection_.get(); }
     void setPageCollection(std::shared_ptr<OTPageCollection> value) { pageCollection_.set(std::move(value)); }
-    std::vector<std::shared_ptr<OTEvent>> cachedOfflineWindowEvents() const { return reporter_->cachedOfflineWindowEvents(); }
+    std::vector<std::shared_ptr<OTEvent>> cachedOfflineWindowEvents() const {
+        return reporter_->cachedOfflineWindowEvents();
+    }
     void setCachedOfflineWindowEvents(std::vector<std::shared_ptr<OTEvent>> value) {
         reporter_->setCachedOfflineWindowEvents(std::move(value));
     }
-    std::vector<std::shared_ptr<OTEvent>> cachedOfflinePushEvents() const { return reporter_->cachedOfflinePushEvents(); }
+    std::vector<std::shared_ptr<OTEvent>> cachedOfflinePushEvents() const {
+        return reporter_->cachedOfflinePushEvents();
+    }
     void setCachedOfflinePushEvents(std::vector<std::shared_ptr<OTEvent>> value) {
         reporter_->setCachedOfflinePushEvents(std::move(value));
     }
@@ -170,7 +174,9 @@ public:
         campaigns_->setSubscribeDataArray(std::move(value));
     }
     std::shared_ptr<OTWindowRecordTree> windowRecordTree() const { return campaigns_->windowRecordTree(); }
-    void setWindowRecordTree(std::shared_ptr<OTWindowRecordTree> value) { campaigns_->setWindowRecordTree(std::move(value)); }
+    void setWindowRecordTree(std::shared_ptr<OTWindowRecordTree> value) {
+        campaigns_->setWindowRecordTree(std::move(value));
+    }
     std::vector<std::shared_ptr<OTEvent>> waitingEvents() const { return waitingEvents_.get(); }
     void setWaitingEvents(std::vector<std::shared_ptr<OTEvent>> value) { waitingEvents_.set(std::move(value)); }
     std::uint64_t maxWaitingEventsCount() const { return maxWaitingEventsCount_.load(); }
@@ -219,8 +225,10 @@ public:
     std::uint32_t getRandomRetryDurationWithRetryCount(std::uint64_t count, double ratio);
 
     // Usage reports, with the properties of the event being matched.
-    void reportWindowEventWithName(const std::string& name, std::int64_t type, const std::shared_ptr<OTWindowData>& data);
-    void reportPushEventWithType(std::int64_t type, const nlohmann::json& msg, const std::optional<std::string>& groupIdentifier);
+    void reportWindowEventWithName(const std::string& name, std::int64_t type,
+                                   const std::shared_ptr<OTWindowData>& data);
+    void reportPushEventWithType(std::int64_t type, const nlohmann::json& msg,
+                                 const std::optional<std::string>& groupIdentifier);
     void _reportEvent(const std::shared_ptr<OTEvent>& event);
     void _reportEvent(const std::shared_ptr<OTEvent>& event, const std::optional<std::string>& groupIdentifier);
     void pushTrack(std::int64_t type, const nlohmann::json& msg, const std::optional<std::string>& groupIdentifier);

@@ -40,8 +40,8 @@ std::optional<OTSwizzle> OTSwizzler::recordFor(const std::string& selector) cons
 
 OTMethodRuntime::Implementation OTSwizzler::replacement(const std::string& selector) {
     // View methods always run their previous implementation; the others only when there is one.
-    const bool alwaysPrevious = selector == "viewDidAppear:" || selector == "viewWillDisappear:" ||
-                                selector == "willRemoveSubview:";
+    const bool alwaysPrevious =
+        selector == "viewDidAppear:" || selector == "viewWillDisappear:" || selector == "willRemoveSubview:";
     return [alwaysPrevious](const OTMethodRuntime::Receiver& receiver, const std::string& called,
                             const OTMethodRuntime::Arguments& arguments) {
         const auto record = OTSwizzler::shared()->recordFor(called);

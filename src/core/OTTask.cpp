@@ -62,14 +62,15 @@ void OTTask::scheduleNextCheck() {
     }
     if (!timer) return;
     // The pending check keeps the task alive, as a run-loop timer keeps its target.
-    OTEnvironment::current()->mainQueue()->after(std::chrono::seconds(timeInterval_), [self = shared_from_this(), timer] {
-        {
-            std::lock_guard lock(self->mutex_);
-            if (self->timer_ != timer) return;
-        }
-        self->scheduleNextCheck();
-        self->_check();
-    });
+    OTEnvironment::current()->mainQueue()->after(std::chrono::seconds(timeInterval_),
+                                                 [self = shared_from_this(), timer] {
+                                                     {
+                                                         std::lock_guard lock(self->mutex_);
+                                                         if (self->timer_ != timer) return;
+                                                     }
+                                                     self->scheduleNextCheck();
+                                                     self->_check();
+                                                 });
 }
 
 void OTTask::_check() {

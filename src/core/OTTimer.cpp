@@ -11,7 +11,10 @@ std::chrono::nanoseconds seconds(double value) {
 }  // namespace
 
 OTTimer::OTTimer(double interval, std::weak_ptr<void> target, Action action, bool repeats)
-    : interval_(interval), repeats_(repeats), target_(std::move(target)), action_(std::move(action)),
+    : interval_(interval),
+      repeats_(repeats),
+      target_(std::move(target)),
+      action_(std::move(action)),
       armed_(std::make_shared<std::atomic<bool>>(true)) {}
 
 OTTimer::~OTTimer() { invalidate(); }

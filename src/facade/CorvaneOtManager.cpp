@@ -28,8 +28,7 @@ std::shared_ptr<CorvaneOtObserver> CorvaneOtManager::getObserverListener(const s
 void CorvaneOtManager::startWithConfig(const std::shared_ptr<CorvaneOtConfig>& config) {
     try {
         engine()->startWithConfiguration(config);
-    } catch (...) {
-    }
+    } catch (...) {}
 }
 
 std::string CorvaneOtManager::SDKVersion() { return OTSDKManager::SDKVersion(); }
@@ -37,22 +36,19 @@ std::string CorvaneOtManager::SDKVersion() { return OTSDKManager::SDKVersion(); 
 void CorvaneOtManager::configLogLevel(std::uint64_t level) {
     try {
         OTLogger::configLogLevel(static_cast<std::int64_t>(level));
-    } catch (...) {
-    }
+    } catch (...) {}
 }
 
 void CorvaneOtManager::setDialogVisible(bool visible) {
     try {
         OTPopWindowManager::sharedManager()->setAutoPopWindow(visible);
-    } catch (...) {
-    }
+    } catch (...) {}
 }
 
 void CorvaneOtManager::pushTrack(std::int64_t type, const nlohmann::json& msg, const std::string& groupIdentifier) {
     try {
         engine()->pushTrack(type, msg, groupIdentifier);
-    } catch (...) {
-    }
+    } catch (...) {}
 }
 
 }  // namespace corvane

@@ -5,7 +5,8 @@
 namespace corvane {
 
 std::shared_ptr<OTBannerRecordTree> OTBannerRecordTree::defaultTree() {
-    return OTEnvironment::current()->singleton<OTBannerRecordTree>([] { return std::make_shared<OTBannerRecordTree>(); });
+    return OTEnvironment::current()->singleton<OTBannerRecordTree>(
+        [] { return std::make_shared<OTBannerRecordTree>(); });
 }
 
 std::shared_ptr<OTBannerRecordTree> OTBannerRecordTree::treeWithNodes(std::vector<NodePtr> nodes) {

@@ -3,8 +3,8 @@
 #include <nlohmann/json.hpp>
 
 #include "platform/OTEnvironment.h"
-#include "platform/formats/OTKeyedArchiver.h"
 #include "platform/OTText.h"
+#include "platform/formats/OTKeyedArchiver.h"
 
 namespace corvane {
 

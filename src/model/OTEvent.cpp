@@ -1,9 +1,9 @@
 #include "model/OTEvent.h"
 
-#include "platform/formats/OTDescription.h"
 #include "platform/OTEnvironment.h"
-#include "platform/formats/OTJSONValue.h"
 #include "platform/OTText.h"
+#include "platform/formats/OTDescription.h"
+#include "platform/formats/OTJSONValue.h"
 #include "platform/formats/OTKeyedArchiver.h"
 #include "platform/formats/OTLogFormatter.h"
 
@@ -72,8 +72,8 @@ bool OTEvent::matches(const OTEvent* condition) const {
     const bool conditionAvailable = condition != nullptr && condition->available_;
     console("matches:%d,event->available:%d", available_, conditionAvailable);
     console("matches->xwhat:%@,event->xwhat:%@", xwhat_, condition != nullptr ? condition->xwhat_ : std::nullopt);
-    console("matches->rules:%@", condition != nullptr ? std::optional<std::string>(condition->rulesDescription())
-                                                      : std::nullopt);
+    console("matches->rules:%@",
+            condition != nullptr ? std::optional<std::string>(condition->rulesDescription()) : std::nullopt);
     if (!available_ || !conditionAvailable || xwhat_ != condition->xwhat_) return false;
     if (!condition->rules_.empty()) {
         console("matches->OT_ArrayNotEmpty");
@@ -144,9 +144,16 @@ nlohmann::json OTEvent::toDictionary() const {
 }
 
 std::string OTEvent::description() const {
-    const OTLogArgument arguments[] = {appid_, xwhat_, xwhen_, xwho_,
+    const OTLogArgument arguments[] = {appid_,
+                                       xwhat_,
+                                       xwhen_,
+                                       xwho_,
                                        xcontext_.is_null() ? OTLogArgument(nullptr) : OTLogArgument(xcontext_),
-                                       count_, static_cast<double>(delay_), relation_, rulesDescription(), available_};
+                                       count_,
+                                       static_cast<double>(delay_),
+                                       relation_,
+                                       rulesDescription(),
+                                       available_};
     return OTLogFormatter::format(
         "appid:%@,xwhat:%@,xwhen:%f,xwho:%@,xcontext:%@,count:%lf,delay:%f,relation:%@,rules:%@,available:%d",
         arguments);
@@ -178,8 +185,8 @@ std::shared_ptr<OTEvent> OTEvent::initWithCoder(const OTKeyedUnarchiver& coder) 
     if (event->count_ == 0) event->count_ = 1;
     event->delay_ = coder.decodeFloatForKey("delay");
     event->relation_ = coder.decodeStringForKey("relation");
-    event->rules_ = coder.decodeArrayOfObjectsOfClass<OTEventRule>("rules").value_or(
-        std::vector<std::shared_ptr<OTEventRule>>{});
+    event->rules_ =
+        coder.decodeArrayOfObjectsOfClass<OTEventRule>("rules").value_or(std::vector<std::shared_ptr<OTEventRule>>{});
     return event;
 }
 

@@ -1,13 +1,13 @@
 #include "model/OTEventRule.h"
 
 #include "model/OTEvent.h"
-#include "platform/formats/OTDescription.h"
 #include "platform/OTEnvironment.h"
-#include "platform/formats/OTJSONValue.h"
 #include "platform/OTText.h"
-#include "platform/formats/OTKeyedArchiver.h"
 #include "platform/OTUserDefaults.h"
 #include "platform/OTUtils.h"
+#include "platform/formats/OTDescription.h"
+#include "platform/formats/OTJSONValue.h"
+#include "platform/formats/OTKeyedArchiver.h"
 
 namespace corvane {
 
@@ -182,12 +182,14 @@ bool OTEventRule::string_compareEQ(const nlohmann::json& ruleValue, const std::o
     return texts && OTText::equalsIgnoringCase(texts->second, texts->first);
 }
 
-bool OTEventRule::string_compareNOT_EQ(const nlohmann::json& ruleValue, const std::optional<std::string>& realValue) const {
+bool OTEventRule::string_compareNOT_EQ(const nlohmann::json& ruleValue,
+                                       const std::optional<std::string>& realValue) const {
     const auto texts = textOperands(ruleValue, realValue);
     return !texts || !OTText::equalsIgnoringCase(texts->second, texts->first);
 }
 
-bool OTEventRule::string_compareCONTAIN(const nlohmann::json& ruleValue, const std::optional<std::string>& realValue) const {
+bool OTEventRule::string_compareCONTAIN(const nlohmann::json& ruleValue,
+                                        const std::optional<std::string>& realValue) const {
     const auto texts = textOperands(ruleValue, realValue);
     return texts && OTText::lowercase(texts->second).find(OTText::lowercase(texts->first)) != std::string::npos;
 }
@@ -232,7 +234,8 @@ bool OTEventRule::number_compareRule(const std::string& function, const nlohmann
 
 namespace {
 // Property and first operand as numbers when both are usable.
-std::optional<std::pair<double, double>> numberOperands(const nlohmann::json& ruleValue, const nlohmann::json& realValue,
+std::optional<std::pair<double, double>> numberOperands(const nlohmann::json& ruleValue,
+                                                        const nlohmann::json& realValue,
                                                         std::optional<double> operand) {
     const auto property = OTJSONValue::number(realValue);
     if (!isNonEmptyList(ruleValue) || !property || !operand) return std::nullopt;
@@ -323,7 +326,8 @@ bool OTEventRule::date_compareRule(const std::string& function, const nlohmann::
     return false;
 }
 
-bool OTEventRule::date_compareABSOLUTE_TIME(const nlohmann::json& ruleValue, const std::optional<Date>& realValue) const {
+bool OTEventRule::date_compareABSOLUTE_TIME(const nlohmann::json& ruleValue,
+                                            const std::optional<Date>& realValue) const {
     if (!realValue || !ruleValue.is_array() || ruleValue.size() < 2) return false;
     if (!ruleValue[0].is_string() || !ruleValue[1].is_string()) return false;
     const auto start = OTUtils::dateFromString(ruleValue[0].get<std::string>());

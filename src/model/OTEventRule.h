@@ -44,7 +44,8 @@ public:
     void setValue(nlohmann::json value) { value_ = std::move(value); }
 
     // Texts.
-    bool string_compareRule(const std::string& function, const nlohmann::json& ruleValue, const nlohmann::json* realValue) const;
+    bool string_compareRule(const std::string& function, const nlohmann::json& ruleValue,
+                            const nlohmann::json* realValue) const;
     bool string_compareEQ(const nlohmann::json& ruleValue, const std::optional<std::string>& realValue) const;
     bool string_compareNOT_EQ(const nlohmann::json& ruleValue, const std::optional<std::string>& realValue) const;
     bool string_compareCONTAIN(const nlohmann::json& ruleValue, const std::optional<std::string>& realValue) const;
@@ -53,7 +54,8 @@ public:
     bool string_compareNULL(const std::optional<std::string>& realValue) const;
 
     // Numbers.
-    bool number_compareRule(const std::string& function, const nlohmann::json& ruleValue, const nlohmann::json* realValue) const;
+    bool number_compareRule(const std::string& function, const nlohmann::json& ruleValue,
+                            const nlohmann::json* realValue) const;
     bool number_compareEQ(const nlohmann::json& ruleValue, const nlohmann::json& realValue) const;
     bool number_compareNOT_EQ(const nlohmann::json& ruleValue, const nlohmann::json& realValue) const;
     bool number_compareGT(const nlohmann::json& ruleValue, const nlohmann::json& realValue) const;
@@ -65,7 +67,8 @@ public:
     bool number_compareNULL(const nlohmann::json* realValue) const;
 
     // Booleans.
-    bool bool_compareRule(const std::string& function, const nlohmann::json& ruleValue, const nlohmann::json* realValue) const;
+    bool bool_compareRule(const std::string& function, const nlohmann::json& ruleValue,
+                          const nlohmann::json* realValue) const;
     bool bool_compareTRUE(const nlohmann::json& ruleValue, bool realValue) const;
     bool bool_compareFALSE(const nlohmann::json& ruleValue, bool realValue) const;
     bool bool_compareNOT_NULL(bool realValue) const;
@@ -73,15 +76,19 @@ public:
 
     // Date-times "yyyy-MM-dd HH:mm:ss".
     using Date = std::chrono::system_clock::time_point;
-    bool date_compareRule(const std::string& function, const nlohmann::json& ruleValue, const nlohmann::json* realValue) const;
+    bool date_compareRule(const std::string& function, const nlohmann::json& ruleValue,
+                          const nlohmann::json* realValue) const;
     bool date_compareABSOLUTE_TIME(const nlohmann::json& ruleValue, const std::optional<Date>& realValue) const;
-    bool date_compareRELATIVE_TIME_RANGE_CUURENT(const nlohmann::json& ruleValue, const std::optional<Date>& realValue) const;
-    bool date_compareRELATIVE_TIME_OF_CURRENT(const nlohmann::json& ruleValue, const std::optional<Date>& realValue) const;
+    bool date_compareRELATIVE_TIME_RANGE_CUURENT(const nlohmann::json& ruleValue,
+                                                 const std::optional<Date>& realValue) const;
+    bool date_compareRELATIVE_TIME_OF_CURRENT(const nlohmann::json& ruleValue,
+                                              const std::optional<Date>& realValue) const;
     bool date_compareNOT_NULL(const std::optional<Date>& realValue) const;
     bool date_compareNULL(const std::optional<Date>& realValue) const;
 
     // Lists of texts.
-    bool array_compareRule(const std::string& function, const nlohmann::json& ruleValue, const nlohmann::json* realValue) const;
+    bool array_compareRule(const std::string& function, const nlohmann::json& ruleValue,
+                           const nlohmann::json* realValue) const;
     bool array_compareEQ(const nlohmann::json& ruleValue, const nlohmann::json& realValue) const;
     bool array_compareCONTAIN(const nlohmann::json& ruleValue, const nlohmann::json& realValue) const;
     bool array_compareNOT_CONTAIN(const nlohmann::json& ruleValue, const nlohmann::json& realValue) const;

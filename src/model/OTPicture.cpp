@@ -2,8 +2,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include "platform/formats/OTKeyedArchiver.h"
 #include "platform/OTText.h"
+#include "platform/formats/OTKeyedArchiver.h"
 
 namespace corvane {
 

@@ -9,9 +9,8 @@ std::shared_ptr<OTSAEventAdapter> OTSAEventAdapter::adapter() {
 }
 
 nlohmann::json OTSAEventAdapter::specialProperties() const {
-    return nlohmann::json{{"$network_type", "$network"},
-                          {"$screen_name", "$url"},
-                          {"$resume_from_background", "$is_from_background"}};
+    return nlohmann::json{
+        {"$network_type", "$network"}, {"$screen_name", "$url"}, {"$resume_from_background", "$is_from_background"}};
 }
 
 }  // namespace corvane

@@ -2,11 +2,11 @@
 
 #include <nlohmann/json.hpp>
 
+#include "platform/OTText.h"
 #include "platform/formats/OTDescription.h"
 #include "platform/formats/OTJSONValue.h"
 #include "platform/formats/OTKeyedArchiver.h"
 #include "platform/formats/OTLogFormatter.h"
-#include "platform/OTText.h"
 
 namespace corvane {
 
@@ -38,7 +38,8 @@ void OTWidgetAttribute::setModelWithDic(const nlohmann::json& dic) {
     if (const auto it = dic.find("size"); it != dic.end()) {
         std::optional<std::string> text = OTJSONValue::text(*it);
         if (!text && it->is_number()) text = OTDescription::numberText(*it);
-        if (text && !text->empty()) size_ = OTJSONValue::doubleValueOfText(OTText::replacingOccurrences(*text, "pd", "")) / 2.0;
+        if (text && !text->empty())
+            size_ = OTJSONValue::doubleValueOfText(OTText::replacingOccurrences(*text, "pd", "")) / 2.0;
     }
 }
 
@@ -66,9 +67,9 @@ std::shared_ptr<OTWidgetAttribute> OTWidgetAttribute::initWithCoder(const OTKeye
 }
 
 std::string OTWidgetAttribute::description() const {
-    const OTLogArgument arguments[] = {text_, defaultText_, color_ ? color_->description() : std::optional<std::string>(),
-                                       backgroundColor_ ? backgroundColor_->description() : std::optional<std::string>(),
-                                       size_};
+    const OTLogArgument arguments[] = {
+        text_, defaultText_, color_ ? color_->description() : std::optional<std::string>(),
+        backgroundColor_ ? backgroundColor_->description() : std::optional<std::string>(), size_};
     return OTLogFormatter::format("text:%@,defaultText:%@,color:%@,backgroundColor:%@,size:%f", arguments);
 }
 

@@ -5,9 +5,9 @@
 #include <optional>
 #include <string>
 
-#include "platform/view/OTColor.h"
 #include "model/OTDataModel.h"
 #include "platform/formats/OTKeyedUnarchiver.h"
+#include "platform/view/OTColor.h"
 
 namespace corvane {
 

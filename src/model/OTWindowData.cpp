@@ -3,13 +3,13 @@
 #include <nlohmann/json.hpp>
 
 #include "model/OTPicture.h"
+#include "platform/OTText.h"
+#include "platform/OTUserDefaults.h"
+#include "platform/OTUtils.h"
 #include "platform/formats/OTDescription.h"
 #include "platform/formats/OTJSONValue.h"
 #include "platform/formats/OTKeyedArchiver.h"
 #include "platform/formats/OTLogFormatter.h"
-#include "platform/OTText.h"
-#include "platform/OTUserDefaults.h"
-#include "platform/OTUtils.h"
 
 namespace corvane {
 
@@ -43,7 +43,8 @@ void OTWindowData::setModelWithDic(const nlohmann::json& dic) {
     if (!dic.is_object()) return;
     // Ids are texts on the wire; a numeric id is taken by its decimal text.
     if (const auto it = dic.find("id"); it != dic.end()) {
-        windowId_ = it->is_number() ? std::optional<std::string>(OTDescription::numberText(*it)) : OTJSONValue::text(*it);
+        windowId_ =
+            it->is_number() ? std::optional<std::string>(OTDescription::numberText(*it)) : OTJSONValue::text(*it);
     }
     count_ = OTJSONValue::integerAt(dic, "count");
     style_ = OTJSONValue::integerAt(dic, "style");
@@ -127,10 +128,25 @@ void OTWindowData::_replacePropertiesWithItemAttribute(OTWidgetAttribute& item, 
 std::string OTWindowData::description() const {
     nlohmann::json preEvents = nlohmann::json::array();
     for (const auto& event : preEvents_) preEvents.push_back(describe(event));
-    const OTLogArgument arguments[] = {windowId_, count_, style_, type_, createTime_, changeTime_, startTime_, endTime_,
-                                       eventLink_, describe(event_), describe(preEvent_), OTDescription::describe(preEvents),
-                                       closeDialogType_, h5Url_, picture_, describe(title_), describe(content_),
-                                       describe(clickRule_), describe(closeRule_)};
+    const OTLogArgument arguments[] = {windowId_,
+                                       count_,
+                                       style_,
+                                       type_,
+                                       createTime_,
+                                       changeTime_,
+                                       startTime_,
+                                       endTime_,
+                                       eventLink_,
+                                       describe(event_),
+                                       describe(preEvent_),
+                                       OTDescription::describe(preEvents),
+                                       closeDialogType_,
+                                       h5Url_,
+                                       picture_,
+                                       describe(title_),
+                                       describe(content_),
+                                       describe(clickRule_),
+                                       describe(closeRule_)};
     return OTLogFormatter::format(
         "windowId:%@,count:%d,style:%d,type:%d,createTime:%@,changeTime:%@,startTime:%@,endTime:%@,eventLink:%@,"
         "event:%@,preEvent:%@,preEvents:%@,closeDialogType:%d,h5Url:%@,picture:%@,title:%@,content:%@,clickRule:%@,"
@@ -187,8 +203,8 @@ std::shared_ptr<OTWindowData> OTWindowData::initWithCoder(const OTKeyedUnarchive
     data->eventLink_ = coder.decodeStringForKey("eventLink");
     data->event_ = coder.decodeObjectOfClass<OTEvent>("event");
     data->preEvent_ = coder.decodeObjectOfClass<OTEvent>("preEvent");
-    data->preEvents_ = coder.decodeArrayOfObjectsOfClass<OTEvent>("preEvents").value_or(
-        std::vector<std::shared_ptr<OTEvent>>{});
+    data->preEvents_ =
+        coder.decodeArrayOfObjectsOfClass<OTEvent>("preEvents").value_or(std::vector<std::shared_ptr<OTEvent>>{});
     data->h5Url_ = coder.decodeStringForKey("h5Url");
     data->picture_ = coder.decodeStringForKey("picture");
     data->title_ = coder.decodeObjectOfClass<OTTextAttribute>("title");

@@ -5,7 +5,8 @@
 namespace corvane {
 
 std::shared_ptr<OTWindowRecordTree> OTWindowRecordTree::defaultTree() {
-    return OTEnvironment::current()->singleton<OTWindowRecordTree>([] { return std::make_shared<OTWindowRecordTree>(); });
+    return OTEnvironment::current()->singleton<OTWindowRecordTree>(
+        [] { return std::make_shared<OTWindowRecordTree>(); });
 }
 
 std::shared_ptr<OTWindowRecordTree> OTWindowRecordTree::treeWithNodes(std::vector<NodePtr> nodes) {

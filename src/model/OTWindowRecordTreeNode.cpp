@@ -165,10 +165,15 @@ std::string OTWindowRecordTreeNode::description() const {
     const auto click = clickRule();
     const auto close = closeRule();
     const auto popped = lastPopTime();
-    const OTLogArgument arguments[] = {count(), usedCount(), clickCount(), closeCount(), closeDialogType(),
+    const OTLogArgument arguments[] = {count(),
+                                       usedCount(),
+                                       clickCount(),
+                                       closeCount(),
+                                       closeDialogType(),
                                        click ? click->description() : std::optional<std::string>(),
                                        close ? close->description() : std::optional<std::string>(),
-                                       popped ? OTLogArgument(*popped) : OTLogArgument(nullptr), lastEventType()};
+                                       popped ? OTLogArgument(*popped) : OTLogArgument(nullptr),
+                                       lastEventType()};
     return OTLogFormatter::format(
         "count:%ld,usedCount:%ld,clickCount:%ld,closeCount:%ld,closeDialogType:%ld,clickRule:%@,closeRule:%@,"
         "lastPopTime:%@,lastEventType:%@",

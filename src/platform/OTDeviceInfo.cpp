@@ -30,7 +30,7 @@ std::string newUuid() {
     std::string out;
     for (int i = 0; i < 32; ++i) {
         unsigned nibble = static_cast<unsigned>(engine() & 0xF);
-        if (i == 12) nibble = 4;                    // version 4
+        if (i == 12) nibble = 4;                   // version 4
         if (i == 16) nibble = 8 | (nibble & 0x3);  // RFC 4122 variant
         if (i == 8 || i == 12 || i == 16 || i == 20) out.push_back('-');
         out.push_back(kHex[nibble]);

@@ -22,25 +22,25 @@ public:
     static constexpr long kNoURLCode = 1000;
     static constexpr const char* kNoURLDescription = "Image url is nil";
 
-    using ImageCompletion = std::function<void(const std::shared_ptr<OTImage>& image, const std::optional<std::string>& data,
+    using ImageCompletion =
+        std::function<void(const std::shared_ptr<OTImage>& image, const std::optional<std::string>& data,
+                           const std::optional<Error>& error, bool finished)>;
+    using VideoCompletion = std::function<void(const std::optional<std::string>& fileURL,
                                                const std::optional<Error>& error, bool finished)>;
-    using VideoCompletion =
-        std::function<void(const std::optional<std::string>& fileURL, const std::optional<Error>& error, bool finished)>;
 
     static std::shared_ptr<OTDownloadManager> sharedManager();
 
     // A cached file completes at once on the caller's thread; a download completes on the HTTP
     // session's thread.
-    void downloadImageWithURL(const std::optional<std::string>& url, ImageCompletion completion);
-    void downloadVideoWithURL(const std::optional<std::string>& url, VideoCompletion completion);
+    void downloadImageWithURL(const std::optional<std::string>& url, const ImageCompletion& completion);
+    void downloadVideoWithURL(const std::optional<std::string>& url, const VideoCompletion& completion);
 
 private:
     static Error noURLError();
     // GETs `url`; `done` gets the body, or the error of a transport failure or an answer that is
     // not 2xx (an error page is never cached as a picture).
-    void fetch(const std::string& url, std::function<void(const std::optional<std::string>& body,
-                                                          const std::optional<Error>& error)> done);
-
+    void fetch(const std::string& url,
+               std::function<void(const std::optional<std::string>& body, const std::optional<Error>& error)> done);
 };
 
 }  // namespace corvane

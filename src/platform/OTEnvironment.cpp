@@ -2,10 +2,10 @@
 
 #include <utility>
 
+#include "platform/deterministic/OTManualReachabilitySource.h"
 #include "platform/headless/OTHeadlessUIHost.h"
 #include "platform/linux/OTCurlHTTPTransport.h"
 #include "platform/linux/OTLinkStateReachabilitySource.h"
-#include "platform/deterministic/OTManualReachabilitySource.h"
 #include "platform/linux/OTStandardErrorConsole.h"
 #include "platform/linux/OTSystemClock.h"
 #include "platform/linux/OTThreadScheduler.h"
@@ -76,8 +76,8 @@ std::shared_ptr<OTEnvironment> OTEnvironment::makeSystem(const SystemOptions& op
     parts.clock = std::make_shared<OTSystemClock>();
     parts.scheduler = std::make_shared<OTThreadScheduler>();
     parts.sandboxRoot = options.sandboxRoot;
-    parts.device = OTDeviceInfo::current(options.sandboxRoot.string(), options.bundleIdentifier,
-                                         options.bundleShortVersion);
+    parts.device =
+        OTDeviceInfo::current(options.sandboxRoot.string(), options.bundleIdentifier, options.bundleShortVersion);
     parts.console = std::make_shared<OTStandardErrorConsole>();
     parts.random = std::make_shared<OTRandomSource>();
     parts.reachability = std::make_shared<OTLinkStateReachabilitySource>();

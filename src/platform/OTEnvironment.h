@@ -19,8 +19,8 @@
 #include "platform/OTReachabilitySource.h"
 #include "platform/OTSandbox.h"
 #include "platform/OTScheduler.h"
-#include "platform/view/OTUIHost.h"
 #include "platform/OTUserDefaults.h"
+#include "platform/view/OTUIHost.h"
 
 namespace corvane {
 
@@ -37,9 +37,9 @@ public:
         OTDeviceInfo device;
         std::shared_ptr<OTConsole> console;
         std::shared_ptr<OTRandomSource> random;
-        std::shared_ptr<OTUIHost> uiHost;  // headless when not given
+        std::shared_ptr<OTUIHost> uiHost;                    // headless when not given
         std::shared_ptr<OTReachabilitySource> reachability;  // always reachable over Wi-Fi when not given
-        std::shared_ptr<OTHTTPTransport> http;                // libcurl when not given
+        std::shared_ptr<OTHTTPTransport> http;               // libcurl when not given
     };
 
     struct SystemOptions {

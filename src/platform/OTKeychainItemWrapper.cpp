@@ -10,7 +10,8 @@ OTKeychainItemWrapper::OTKeychainItemWrapper(const std::string& identifier,
     : identifier_(identifier), accessGroup_(accessGroup) {
     genericPasswordQuery_.emplace(OTKeychainStore::kClass, OTKeychainStore::kClassGenericPassword);
     genericPasswordQuery_.emplace(OTKeychainStore::kGeneric, identifier);
-    if (accessGroup_ && !accessGroup_->empty()) genericPasswordQuery_.emplace(OTKeychainStore::kAccessGroup, *accessGroup_);
+    if (accessGroup_ && !accessGroup_->empty())
+        genericPasswordQuery_.emplace(OTKeychainStore::kAccessGroup, *accessGroup_);
 
     auto found = OTEnvironment::current()->keychain().copyMatching(genericPasswordQuery_);
     if (!found) {
@@ -56,7 +57,8 @@ void OTKeychainItemWrapper::resetKeychainItem() {
     setDefaults();
 }
 
-std::optional<OTKeychainStore::Item> OTKeychainItemWrapper::dictionaryToSecItemFormat(const nlohmann::json& dictionary) {
+std::optional<OTKeychainStore::Item> OTKeychainItemWrapper::dictionaryToSecItemFormat(
+    const nlohmann::json& dictionary) {
     if (!dictionary.is_object()) {
         OTLog(OTLogger::kLevelError, "钥匙串数据转换失败: %@", dictionary);
         return std::nullopt;

@@ -4,8 +4,8 @@
 #include <system_error>
 #include <vector>
 
-#include "platform/formats/OTDateFormatter.h"
 #include "platform/OTEnvironment.h"
+#include "platform/formats/OTDateFormatter.h"
 
 namespace corvane {
 
@@ -31,8 +31,7 @@ private:
     std::FILE* file_;
 };
 
-OTLogger::OTLogger(OTEnvironment& environment)
-    : environment_(environment), queue_(environment.queue(kQueueLabel)) {
+OTLogger::OTLogger(OTEnvironment& environment) : environment_(environment), queue_(environment.queue(kQueueLabel)) {
     const fs::path folder = environment.sandbox().documentsDirectory() / kFolderName;
     std::error_code ec;
     if (!fs::exists(folder, ec)) fs::create_directories(folder, ec);
@@ -64,8 +63,7 @@ void OTLogger::logWithArguments(std::int64_t level, const char* function, const 
         const std::string message = capped(OTLogFormatter::format(format != nullptr ? format : "", arguments));
         if (shouldPrint(logger->logLevel(), level)) logger->log(message, level, function);
         logger->_log(message);
-    } catch (...) {
-    }
+    } catch (...) {}
 }
 
 std::string OTLogger::capped(std::string message) {

@@ -41,8 +41,7 @@ public:
         try {
             const OTLogArgument arguments[] = {OTLogArgument(args)..., OTLogArgument(nullptr)};
             logWithArguments(level, function, format, std::span<const OTLogArgument>(arguments, sizeof...(Args)));
-        } catch (...) {
-        }
+        } catch (...) {}
     }
     static void logWithArguments(std::int64_t level, const char* function, const char* format,
                                  std::span<const OTLogArgument> arguments) noexcept;
@@ -62,7 +61,7 @@ public:
     // Whether a message of level `message` reaches the console under configured level `configured`.
     static bool shouldPrint(std::int64_t configured, std::int64_t message);
     // A server answer can be megabytes: one message keeps its first 256 KiB.
-    static constexpr std::size_t kMaxMessageBytes = 256 * 1024;
+    static constexpr std::size_t kMaxMessageBytes = std::size_t{256} * 1024;
     static std::string capped(std::string message);
     // "-[Class operation]" from a compiler's pretty function name.
     static std::string functionName(const char* prettyFunction);
@@ -79,12 +78,12 @@ private:
 };
 
 // Logs with the calling function's name: OTLog(OTLogger::kLevelError, "下载失败: %@", error).
-#define OTLog(level, ...)                                                                    \
-    ::corvane::OTLogger::log((level),                                                        \
-                  [](const char* pretty) {                                                   \
-                      static const std::string otFunctionName = ::corvane::OTLogger::functionName(pretty); \
-                      return otFunctionName.c_str();                                         \
-                  }(__PRETTY_FUNCTION__),                                                    \
-                  __VA_ARGS__)
+#define OTLog(level, ...)                                                                                             \
+    ::corvane::OTLogger::log((level),                                                                                 \
+                             [](const char* pretty) {                                                                 \
+                                 static const std::string otFunctionName = ::corvane::OTLogger::functionName(pretty); \
+                                 return otFunctionName.c_str();                                                       \
+                             }(__PRETTY_FUNCTION__),                                                                  \
+                             __VA_ARGS__)
 
 }  // namespace corvane

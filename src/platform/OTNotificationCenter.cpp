@@ -34,8 +34,8 @@ void OTNotificationCenter::post(const Notification& notification) {
         {
             // Skip observers removed by an earlier observer of this same post.
             std::lock_guard lock(mutex_);
-            const bool alive = std::any_of(entries_.begin(), entries_.end(),
-                                           [&, t = token](const Entry& e) { return e.token == t; });
+            const bool alive =
+                std::any_of(entries_.begin(), entries_.end(), [&, t = token](const Entry& e) { return e.token == t; });
             if (!alive) continue;
         }
         (*callback)(notification);

@@ -2,8 +2,7 @@
 
 namespace corvane {
 
-OTRandomSource::OTRandomSource(std::optional<std::uint32_t> seed)
-    : engine_(seed ? *seed : std::random_device{}()) {}
+OTRandomSource::OTRandomSource(std::optional<std::uint32_t> seed) : engine_(seed ? *seed : std::random_device{}()) {}
 
 std::uint32_t OTRandomSource::next() {
     std::lock_guard lock(mutex_);

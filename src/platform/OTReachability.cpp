@@ -18,7 +18,8 @@ std::shared_ptr<OTReachability> OTReachability::reachabilityWithHostName(const s
 
 std::shared_ptr<OTReachability> OTReachability::reachabilityWithAddress(const Address& address) {
     constexpr std::uint8_t kInet = 2, kInet6 = 30;
-    const bool fits = (address.family == kInet && address.length == 16) || (address.family == kInet6 && address.length == 28);
+    const bool fits =
+        (address.family == kInet && address.length == 16) || (address.family == kInet6 && address.length == 28);
     if (!fits) return nullptr;
     std::string target = address.family == kInet ? "0.0.0.0" : "::";
     if (address.bytes.find_first_not_of('\0') != std::string::npos) target = "address:" + address.bytes;

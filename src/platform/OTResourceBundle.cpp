@@ -5,8 +5,8 @@
 #include <cstdlib>
 
 #include "platform/OTEnvironment.h"
-#include "platform/formats/OTImage.h"
 #include "platform/OTSandbox.h"
+#include "platform/formats/OTImage.h"
 
 namespace corvane {
 

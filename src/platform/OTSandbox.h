@@ -30,8 +30,7 @@ public:
     static bool writeFileAtomically(const std::filesystem::path& path, const std::string& bytes,
                                     bool ownerOnly = false);
     // Nothing when the file is missing, unreadable or larger than `maxBytes`.
-    static std::optional<std::string> readFile(const std::filesystem::path& path,
-                                               std::size_t maxBytes = kMaxReadBytes);
+    static std::optional<std::string> readFile(const std::filesystem::path& path, std::size_t maxBytes = kMaxReadBytes);
 
     static constexpr std::size_t kMaxReadBytes = 64u << 20;
 

@@ -17,7 +17,8 @@ std::size_t blankLength(std::string_view text, std::size_t at, bool backwards, b
     if (c == ' ' || c == '\t') return 1;
     if (lineBreaks && (c == '\n' || c == '\r' || c == '\v' || c == '\f')) return 1;
     auto matches = [&](std::string_view b) {
-        return backwards ? (at >= b.size() && text.substr(at - b.size(), b.size()) == b) : text.substr(at, b.size()) == b;
+        return backwards ? (at >= b.size() && text.substr(at - b.size(), b.size()) == b)
+                         : text.substr(at, b.size()) == b;
     };
     for (auto b : kSpaces) {
         if (matches(b)) return b.size();

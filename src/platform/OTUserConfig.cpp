@@ -3,10 +3,10 @@
 #include <nlohmann/json.hpp>
 
 #include "platform/OTEnvironment.h"
-#include "platform/formats/OTJSONValue.h"
 #include "platform/OTUserDefaults.h"
 #include "platform/OTUserShare.h"
 #include "platform/OTUtils.h"
+#include "platform/formats/OTJSONValue.h"
 
 namespace corvane {
 
@@ -20,7 +20,8 @@ std::shared_ptr<OTUserConfig> OTUserConfig::defaultConfig() {
     return OTEnvironment::current()->singleton<OTUserConfig>([] { return std::make_shared<OTUserConfig>(); });
 }
 
-std::shared_ptr<OTUserConfig> OTUserConfig::configWithGroupIdentifier(const std::optional<std::string>& groupIdentifier) {
+std::shared_ptr<OTUserConfig> OTUserConfig::configWithGroupIdentifier(
+    const std::optional<std::string>& groupIdentifier) {
     if (groupIdentifier && !groupIdentifier->empty()) groupIdentifier_.set(groupIdentifier);
     return defaultConfig();
 }
@@ -29,7 +30,8 @@ std::shared_ptr<OTUserConfig> OTUserConfig::configWithDictionary(const nlohmann:
     auto config = defaultConfig();
     if (!dictionary.is_object()) return config;
     if (const auto it = dictionary.find("dayDialogMaxCount"); it != dictionary.end()) {
-        if (auto value = OTJSONValue::integerValue(*it)) config->setMaxDailyPopWindowCount(static_cast<std::uint64_t>(*value));
+        if (auto value = OTJSONValue::integerValue(*it))
+            config->setMaxDailyPopWindowCount(static_cast<std::uint64_t>(*value));
     }
     if (const auto it = dictionary.find("intervalDay"); it != dictionary.end()) {
         if (auto value = OTJSONValue::integerValue(*it)) config->setIntervalDay(static_cast<std::uint64_t>(*value));
@@ -39,7 +41,8 @@ std::shared_ptr<OTUserConfig> OTUserConfig::configWithDictionary(const nlohmann:
 
 bool OTUserConfig::dataPulledToday() const { return OTUtils::isSameDay(now(), lastIPhoneUpdateTime()); }
 
-std::optional<std::string> OTUserConfig::readShared(const char* key, OTLocked<std::optional<std::string>>& cache) const {
+std::optional<std::string> OTUserConfig::readShared(const char* key,
+                                                    OTLocked<std::optional<std::string>>& cache) const {
     auto value = OTUserShare::share()->stringForKey(key, groupIdentifier().value_or(""));
     cache.set(value);
     return value;
@@ -59,7 +62,9 @@ void OTUserConfig::setUserId(const std::optional<std::string>& value) { writeSha
 std::optional<std::string> OTUserConfig::appId() const { return readShared(kAppIdKey, appId_); }
 void OTUserConfig::setAppId(const std::optional<std::string>& value) { writeShared(kAppIdKey, value, appId_); }
 
-std::optional<OTUserConfig::Date> OTUserConfig::lastIPhoneUpdateTime() const { return defaults().dateForKey(kLastUpdateTimeKey); }
+std::optional<OTUserConfig::Date> OTUserConfig::lastIPhoneUpdateTime() const {
+    return defaults().dateForKey(kLastUpdateTimeKey);
+}
 
 void OTUserConfig::setLastIPhoneUpdateTime(Date value) {
     defaults().setDate(value, kLastUpdateTimeKey);

@@ -103,7 +103,9 @@ std::optional<OTPropertyList::Date> OTUserDefaults::dateForKey(const std::string
     return std::nullopt;
 }
 
-void OTUserDefaults::setDate(OTPropertyList::Date value, const std::string& key) { setValue(OTPropertyList(value), key); }
+void OTUserDefaults::setDate(OTPropertyList::Date value, const std::string& key) {
+    setValue(OTPropertyList(value), key);
+}
 
 std::optional<OTPropertyList::Data> OTUserDefaults::dataForKey(const std::string& key) const {
     auto value = valueForKey(key);

@@ -2,11 +2,11 @@
 
 #include <nlohmann/json.hpp>
 
-#include "platform/formats/OTDescription.h"
 #include "platform/OTEnvironment.h"
 #include "platform/OTLogger.h"
 #include "platform/OTSandbox.h"
 #include "platform/OTUserDefaults.h"
+#include "platform/formats/OTDescription.h"
 
 namespace corvane {
 
@@ -37,8 +37,8 @@ void OTUserShare::setObject(const nlohmann::json& value, const std::string& key,
     const std::string text = absent ? "(null)" : OTDescription::describe(value);
     const auto path = filePath(key, domain);
     if (!absent && path && OTSandbox::writeFileAtomically(*path, text)) {
-        OTLog(OTLogger::kLevelData, "数据写入共享文件成功，url : %@, key : %@, value : %@", "file://" + path->string(), key,
-              text);
+        OTLog(OTLogger::kLevelData, "数据写入共享文件成功，url : %@, key : %@, value : %@", "file://" + path->string(),
+              key, text);
     } else {
         OTLog(OTLogger::kLevelError, "数据写入共享文件失败，key : %@, value : %@", key, text);
     }

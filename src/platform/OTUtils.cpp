@@ -6,14 +6,14 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
-#include "platform/view/OTPageClassRegistry.h"
-#include "platform/formats/OTDateFormatter.h"
 #include "platform/OTEnvironment.h"
-#include "platform/formats/OTJSONWriter.h"
 #include "platform/OTKeychainItemWrapper.h"
-#include "platform/formats/OTLogFormatter.h"
 #include "platform/OTLogger.h"
 #include "platform/OTUserShare.h"
+#include "platform/formats/OTDateFormatter.h"
+#include "platform/formats/OTJSONWriter.h"
+#include "platform/formats/OTLogFormatter.h"
+#include "platform/view/OTPageClassRegistry.h"
 
 namespace corvane {
 
@@ -117,7 +117,8 @@ bool OTUtils::sameTimeField(const std::optional<Date>& date1, const std::optiona
     if (!date1 || !date2) return false;
     // "yyyy-MM-dd HH:mm:ss": the time part starts at 11, its fields are two digits apart by three.
     const std::size_t at = 11 + index * 3;
-    return formatLocal(*date1, kDefaultDateFormat).substr(at, 2) == formatLocal(*date2, kDefaultDateFormat).substr(at, 2);
+    return formatLocal(*date1, kDefaultDateFormat).substr(at, 2) ==
+           formatLocal(*date2, kDefaultDateFormat).substr(at, 2);
 }
 
 bool OTUtils::isSameHour(const std::optional<Date>& date1, const std::optional<Date>& date2) {
@@ -251,28 +252,21 @@ void OTUtils::sendEmailTo(const std::string& address, const std::string& subject
     for (std::size_t i = 0; i < attachmentDatas.size() && i < attachmentFileNames.size(); ++i) {
         request.attachments.push_back({attachmentDatas[i], attachmentFileNames[i]});
     }
-    host.presentMailComposer(request, fromController,
-                             [](OTUIHost::MailResult result, const std::optional<std::string>& error) {
-                                 auto environment = OTEnvironment::current();
-                                 switch (result) {
-                                     case OTUIHost::MailResult::Cancelled:
-                                         environment->console().print("Mail send canceled...");
-                                         break;
-                                     case OTUIHost::MailResult::Saved:
-                                         environment->console().print("Mail saved...");
-                                         break;
-                                     case OTUIHost::MailResult::Sent:
-                                         environment->console().print("Mail sent...");
-                                         break;
-                                     case OTUIHost::MailResult::Failed: {
-                                         const OTLogArgument arguments[] = {error};
-                                         environment->console().print(
-                                             OTLogFormatter::format("Mail send errored: %@...", arguments));
-                                         break;
-                                     }
-                                 }
-                                 environment->uiHost().dismissMailComposer();
-                             });
+    host.presentMailComposer(
+        request, fromController, [](OTUIHost::MailResult result, const std::optional<std::string>& error) {
+            auto environment = OTEnvironment::current();
+            switch (result) {
+                case OTUIHost::MailResult::Cancelled: environment->console().print("Mail send canceled..."); break;
+                case OTUIHost::MailResult::Saved: environment->console().print("Mail saved..."); break;
+                case OTUIHost::MailResult::Sent: environment->console().print("Mail sent..."); break;
+                case OTUIHost::MailResult::Failed: {
+                    const OTLogArgument arguments[] = {error};
+                    environment->console().print(OTLogFormatter::format("Mail send errored: %@...", arguments));
+                    break;
+                }
+            }
+            environment->uiHost().dismissMailComposer();
+        });
 }
 
 void OTUtils::exitWithAnimation() {

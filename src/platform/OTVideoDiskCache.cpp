@@ -26,7 +26,8 @@ void OTVideoDiskCache::containsVideoPathForKey(const std::optional<std::string>&
     block(path.has_value(), *key, path);
 }
 
-void OTVideoDiskCache::setVideoPath(const std::optional<std::string>& sourcePath, const std::optional<std::string>& key) {
+void OTVideoDiskCache::setVideoPath(const std::optional<std::string>& sourcePath,
+                                    const std::optional<std::string>& key) {
     if (!key || key->empty() || !sourcePath || sourcePath->empty()) return;
     const std::string stored = makeStoredKey(*key);
     std::error_code ec;

@@ -16,7 +16,8 @@
 
 namespace corvane {
 
-OTCampaignDownloader::OTCampaignDownloader(std::shared_ptr<OTServerSession> session, std::shared_ptr<OTLoginClient> login)
+OTCampaignDownloader::OTCampaignDownloader(std::shared_ptr<OTServerSession> session,
+                                           std::shared_ptr<OTLoginClient> login)
     : session_(std::move(session)), login_(std::move(login)) {}
 
 void OTCampaignDownloader::setInAppListHandler(ListHandler handler) {
@@ -98,9 +99,10 @@ void OTCampaignDownloader::downloadList(const char* path, const char* dataFormat
             auto self = weak.lock();
             if (!self) return;
             self->setIsPullingData(false);
-            self->session_->retryAfterTransportFailure((*self).*retries, error.code, error.localizedDescription, [weak, again] {
-                if (auto downloader = weak.lock()) ((*downloader).*again)();
-            });
+            self->session_->retryAfterTransportFailure((*self).*retries, error.code, error.localizedDescription,
+                                                       [weak, again] {
+                                                           if (auto downloader = weak.lock()) ((*downloader).*again)();
+                                                       });
         });
 }
 
@@ -122,9 +124,10 @@ void OTCampaignDownloader::getInAppList() {
                      if (code == 0) return downloader.acceptInAppList(answer);
                      if (code != OTServerAnswer::kExpiredTokenCode) return;
                      OTLog(OTLogger::kLevelError, "token 失效，重新 login");
-                     downloader.login_->loginAgainWithin(downloader.inAppRetryCount_, [weak = downloader.weak_from_this()] {
-                         if (auto again = weak.lock()) again->getInAppList();
-                     });
+                     downloader.login_->loginAgainWithin(downloader.inAppRetryCount_,
+                                                         [weak = downloader.weak_from_this()] {
+                                                             if (auto again = weak.lock()) again->getInAppList();
+                                                         });
                  });
 }
 
@@ -135,7 +138,8 @@ void OTCampaignDownloader::acceptInAppList(const nlohmann::json& answer) {
     auto campaigns = campaignsFrom(answer.value("data", nlohmann::json()));
     // Pictures are fetched as the campaigns arrive, so that their dialogs can show at once.
     for (const auto& campaign : campaigns) {
-        if ((campaign->style() == 1 || campaign->style() == 2) && campaign->picture() && !campaign->picture()->empty()) {
+        if ((campaign->style() == 1 || campaign->style() == 2) && campaign->picture() &&
+            !campaign->picture()->empty()) {
             OTDownloadManager::sharedManager()->downloadImageWithURL(*campaign->picture(), nullptr);
         }
     }
@@ -152,7 +156,8 @@ void OTCampaignDownloader::getSubscribeList() {
                          if (code != OTServerAnswer::kExpiredTokenCode) return;
                          downloader.login_->loginAgainWithin(downloader.subscribeRetryCount_,
                                                              [weak = downloader.weak_from_this()] {
-                                                                 if (auto again = weak.lock()) again->getSubscribeList();
+                                                                 if (auto again = weak.lock())
+                                                                     again->getSubscribeList();
                                                              });
                          return;
                      }

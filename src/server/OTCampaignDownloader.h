@@ -50,9 +50,11 @@ public:
 private:
     // One list download: `handle` gets every answered code (non-zero codes already logged);
     // transport failures repeat `again` after a random delay, counted by `retries`.
-    using ListAnswer = std::function<void(OTCampaignDownloader& downloader, std::int64_t code, const nlohmann::json& answer)>;
-    void downloadList(const char* path, const char* dataFormat, std::atomic<std::uint64_t> OTCampaignDownloader::*retries,
-                      void (OTCampaignDownloader::*again)(), ListAnswer handle);
+    using ListAnswer =
+        std::function<void(OTCampaignDownloader& downloader, std::int64_t code, const nlohmann::json& answer)>;
+    void downloadList(const char* path, const char* dataFormat,
+                      std::atomic<std::uint64_t> OTCampaignDownloader::*retries, void (OTCampaignDownloader::*again)(),
+                      ListAnswer handle);
     nlohmann::json listRequestBody() const;
     // The in-app list answered: settings stamped, campaigns parsed, their pictures prefetched.
     void acceptInAppList(const nlohmann::json& answer);

@@ -40,10 +40,10 @@ void OTEventReporter::reportWindowEventWithName(const std::string& name, std::in
     if (type != 0) {
         context["$dialog_type"] = type;
         const std::shared_ptr<OTButtonAttribute> button = !data       ? nullptr
-                                                         : type == 4 ? data->leftBtnAttribute()
-                                                         : type == 5 ? data->rightBtnAttribute()
-                                                         : type == 6 ? data->middleBtnAttribute()
-                                                                     : nullptr;
+                                                          : type == 4 ? data->leftBtnAttribute()
+                                                          : type == 5 ? data->rightBtnAttribute()
+                                                          : type == 6 ? data->middleBtnAttribute()
+                                                                      : nullptr;
         // A button without text leaves the key out, as a nil value would.
         if (button && button->text()) context["dialog_button_text"] = *button->text();
     }
@@ -102,7 +102,8 @@ void OTEventReporter::sendReport(const std::shared_ptr<OTEvent>& event, bool isW
                                  {"events", nlohmann::json::array({dictionary})}};
     OTLog(OTLogger::kLevelData, isWindowEvent ? "上报（弹窗）事件:\n%@" : "上报（push）事件:\n%@",
           OTJSONWriter::prettyString(dictionary).value_or(""));
-    const auto network = isWindowEvent ? session_->network() : OTNetwork::networkWithGroupIdentifier(groupIdentifier.value_or(""));
+    const auto network =
+        isWindowEvent ? session_->network() : OTNetwork::networkWithGroupIdentifier(groupIdentifier.value_or(""));
     std::weak_ptr<OTEventReporter> weak = weak_from_this();
     network->postRequestWithRelativeURLStr(
         kReportPath, nullptr, body,
@@ -137,7 +138,8 @@ void OTEventReporter::sendReport(const std::shared_ptr<OTEvent>& event, bool isW
         });
 }
 
-bool OTEventReporter::writeCachedEvents(const std::vector<std::shared_ptr<OTEvent>>& events, bool isWindowEvents) const {
+bool OTEventReporter::writeCachedEvents(const std::vector<std::shared_ptr<OTEvent>>& events,
+                                        bool isWindowEvents) const {
     return OTDataArchiver::setData(
         events, session_->documentsPath(isWindowEvents ? kOfflineWindowEventsFileName : kOfflinePushEventsFileName));
 }
@@ -188,8 +190,7 @@ void OTEventReporter::flushCachedEvents(bool isWindowEvents,
     if (!loaded || loaded->empty()) return;
     // The count is read again at every step: a failure meanwhile appends to the same list.
     for (std::size_t index = 0;; ++index) {
-        const auto event =
-            queue.modify([&](auto& events) { return index < events.size() ? events[index] : nullptr; });
+        const auto event = queue.modify([&](auto& events) { return index < events.size() ? events[index] : nullptr; });
         if (!event) break;
         send(event);
     }

@@ -30,10 +30,11 @@ public:
     OTEventReporter(std::shared_ptr<OTServerSession> session, std::shared_ptr<OTLoginClient> login);
 
     // `triggerContext` is the properties of the event being matched: every report carries them.
-    void reportWindowEventWithName(const std::string& name, std::int64_t type, const std::shared_ptr<OTWindowData>& data,
-                                   const nlohmann::json& triggerContext);
+    void reportWindowEventWithName(const std::string& name, std::int64_t type,
+                                   const std::shared_ptr<OTWindowData>& data, const nlohmann::json& triggerContext);
     void reportPushEventWithType(std::int64_t type, const nlohmann::json& msg,
-                                 const std::optional<std::string>& groupIdentifier, const nlohmann::json& triggerContext);
+                                 const std::optional<std::string>& groupIdentifier,
+                                 const nlohmann::json& triggerContext);
     // A dialog event with the session's own token and user.
     void _reportEvent(const std::shared_ptr<OTEvent>& event);
     // A push event with the token and user of the group's settings: works without a login here.

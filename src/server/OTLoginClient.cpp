@@ -49,7 +49,8 @@ void OTLoginClient::loginWithCompletion(std::function<void()> completion) {
             if (!self) return;
             self->session_->retryAfterTransportFailure(self->loginRetryCount_, error.code, error.localizedDescription,
                                                        [weak, completion] {
-                                                           if (auto again = weak.lock()) again->loginWithCompletion(completion);
+                                                           if (auto again = weak.lock())
+                                                               again->loginWithCompletion(completion);
                                                        });
         });
 }

@@ -2,12 +2,12 @@
 
 #include <nlohmann/json.hpp>
 
-#include "platform/formats/OTDescription.h"
 #include "platform/OTEnvironment.h"
-#include "platform/formats/OTJSONWriter.h"
 #include "platform/OTLogger.h"
 #include "platform/OTUserShare.h"
 #include "platform/OTUtils.h"
+#include "platform/formats/OTDescription.h"
+#include "platform/formats/OTJSONWriter.h"
 
 namespace corvane {
 
@@ -57,7 +57,8 @@ std::string OTNetwork::getHttpURLWithRelativeUrl(const std::string& path, const 
     const std::string group = groupIdentifier();
     auto share = OTUserShare::share();
     // A custom base URL wins over every environment.
-    if (auto custom = share->stringForKey("group_info_key_url", group); custom && !custom->empty()) return *custom + full;
+    if (auto custom = share->stringForKey("group_info_key_url", group); custom && !custom->empty())
+        return *custom + full;
     const auto config = this->config();
     switch (share->integerForKey("group_info_key_env", group)) {
         case 0: return config.distributionEnvironmentHostName + full;
@@ -111,15 +112,16 @@ void OTNetwork::requestWithRelativeUrl(const std::string& path, std::int64_t typ
         request.body = body.is_string() ? body.get<std::string>() : OTJSONWriter::prettyString(body).value_or("");
     }
     OTLog(OTLogger::kLevelData, "请求URL：%@\n参数：%@", request.url, OTUtils::ot_dictionaryToJson(body));
-    OTEnvironment::current()->http().send(std::move(request), [success = std::move(success), failure = std::move(failure)](
-                                                  long status, const std::string& data,
-                                                  const std::optional<OTHTTPTransport::Failure>& error) {
-        if (error) {
-            if (failure) failure(Error{error->code, error->description});
-            return;
-        }
-        if (success) success(Response{status}, data);
-    });
+    OTEnvironment::current()->http().send(
+        std::move(request),
+        [success = std::move(success), failure = std::move(failure)](
+            long status, const std::string& data, const std::optional<OTHTTPTransport::Failure>& error) {
+            if (error) {
+                if (failure) failure(Error{error->code, error->description});
+                return;
+            }
+            if (success) success(Response{status}, data);
+        });
 }
 
 }  // namespace corvane

@@ -36,8 +36,8 @@ public:
     static void configEnvironment(const OTNetworkConfig& config);
     static std::shared_ptr<OTNetwork> networkWithGroupIdentifier(const std::string& groupIdentifier);
 
-    void postRequestWithRelativeURLStr(const std::string& path, const nlohmann::json& header, const nlohmann::json& body,
-                                       Success success, Failure failure);
+    void postRequestWithRelativeURLStr(const std::string& path, const nlohmann::json& header,
+                                       const nlohmann::json& body, Success success, Failure failure);
     void getRequestWithRelativeURLStr(const std::string& path, const Parameters& parameters, Success success,
                                       Failure failure);
     // Type 0 GET, 1 POST. An empty path sends nothing and calls neither callback.

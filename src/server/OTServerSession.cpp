@@ -19,7 +19,8 @@ std::shared_ptr<OTNetwork> OTServerSession::network() const {
 }
 
 nlohmann::json OTServerSession::osObject(bool withDevice, bool withPackage) const {
-    nlohmann::json os = {{"brand", "iphone"}, {"channel", "default"}, {"platform", "ios"}, {"version", OTUtils::getOSVersion()}};
+    nlohmann::json os = {
+        {"brand", "iphone"}, {"channel", "default"}, {"platform", "ios"}, {"version", OTUtils::getOSVersion()}};
     if (withDevice) os["mac"] = OTUtils::getUUID();
     if (withPackage) os["packageName"] = OTUtils::getAppBundleId();
     return os;
@@ -40,8 +41,7 @@ std::uint32_t OTServerSession::getRandomRetryDurationWithRetryCount(std::uint64_
     const std::uint32_t r = environment_.random().next();
     switch (count) {
         case 1: {
-            const std::uint32_t base =
-                (ratio > 1.0 || !(ratio > 0.0)) ? 60u : static_cast<std::uint32_t>(ratio * 60.0);
+            const std::uint32_t base = (ratio > 1.0 || !(ratio > 0.0)) ? 60u : static_cast<std::uint32_t>(ratio * 60.0);
             // A ratio below 1/60 leaves the random value as it is.
             return base == 0 ? r : r % base;
         }

@@ -3,11 +3,11 @@
 #include <nlohmann/json.hpp>
 
 #include "core/OTNavigation.h"
-#include "platform/view/OTWindow.h"
 #include "model/OTWindowData.h"
 #include "platform/OTEnvironment.h"
 #include "platform/OTLogger.h"
 #include "platform/headless/OTTextMeasurer.h"
+#include "platform/view/OTWindow.h"
 #include "ui/OTWebController.h"
 
 namespace corvane {
@@ -211,7 +211,8 @@ double OTPopWindow::minTextHeight() const {
         kMinTextSample, OTSceneNode::kCampaignFontName, metrics_.textFontSize, kLineSpacing, metrics_.Tw);
 }
 
-double OTPopWindow::measure(const std::shared_ptr<OTLabel>& label, const std::optional<std::string>& alignmentType) const {
+double OTPopWindow::measure(const std::shared_ptr<OTLabel>& label,
+                            const std::optional<std::string>& alignmentType) const {
     label->setLineSpacing(kLineSpacing);
     label->setTextAlignment(alignmentFor(alignmentType));
     return OTEnvironment::current()->uiHost().textMeasurer().boundingHeight(
@@ -252,7 +253,8 @@ void OTPopWindow::calculateWindowHeight() {
             auto self = weak.lock();
             if (!self) return;
             const auto size = self->imgView()->imageSize();
-            self->setWidgetAttribute(kImageHeight, size && size->width > 0 ? size->height / size->width * self->metrics_.Wc : 0);
+            self->setWidgetAttribute(kImageHeight,
+                                     size && size->width > 0 ? size->height / size->width * self->metrics_.Wc : 0);
         });
     }
     if (style == 2 || style == 3) fitTextAndImage();
@@ -260,7 +262,8 @@ void OTPopWindow::calculateWindowHeight() {
 
 void OTPopWindow::fitTextAndImage() {
     const auto& m = metrics_;
-    setWidgetAttribute(kTitleHeight, measure(titleLbl(), data_->title() ? data_->title()->alignmentType() : std::nullopt) + 1);
+    setWidgetAttribute(kTitleHeight,
+                       measure(titleLbl(), data_->title() ? data_->title()->alignmentType() : std::nullopt) + 1);
     const double text = measure(textLbl(), data_->content() ? data_->content()->alignmentType() : std::nullopt);
     setWidgetAttribute(kTextHeight, text);
     textHeight_ = text;
@@ -353,11 +356,12 @@ void OTPopWindow::layoutButtonWithData(const std::shared_ptr<OTWindowData>& data
         contentView()->addSubview(button);
         button->setFrame(frame);
         button->setAttribute(attribute);
-        button->addAction(OTSceneNode::kTouchUpInside, [weak = weak_from_this(), target = std::weak_ptr<OTButton>(button)] {
-            auto self = weak.lock();
-            auto tapped = target.lock();
-            if (self && tapped) self->jumpOut(tapped);
-        });
+        button->addAction(OTSceneNode::kTouchUpInside,
+                          [weak = weak_from_this(), target = std::weak_ptr<OTButton>(button)] {
+                              auto self = weak.lock();
+                              auto tapped = target.lock();
+                              if (self && tapped) self->jumpOut(tapped);
+                          });
         last = button;
     };
     const OTRect fullWidth{{m.g, y0}, {m.Tw, m.Bh}};

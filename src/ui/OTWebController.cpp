@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
-#include "platform/view/OTNavigationController.h"
 #include "platform/OTEnvironment.h"
-#include "platform/formats/OTImage.h"
 #include "platform/OTLogger.h"
 #include "platform/OTResourceBundle.h"
+#include "platform/formats/OTImage.h"
+#include "platform/view/OTNavigationController.h"
 
 namespace corvane {
 
@@ -223,6 +223,7 @@ void OTWebController::didReceiveScriptMessage(const std::string& name, const nlo
     OTLog(OTLogger::kLevelLog, "js 拦截，调用 OC 方法，方法名：%@,参数：%@", name, body);
 }
 
-void OTWebController::runJavaScriptPanel(const std::string&, const std::string&, std::function<void(const nlohmann::json&)>) {}
+void OTWebController::runJavaScriptPanel(const std::string&, const std::string&,
+                                         std::function<void(const nlohmann::json&)>) {}
 
 }  // namespace corvane

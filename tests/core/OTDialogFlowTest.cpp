@@ -5,16 +5,16 @@
 
 #include "OTDevServer.h"
 
+#include "core/OTPushManager.h"
+#include "core/OTSDKManager.h"
+#include "model/OTWindowData.h"
+#include "model/OTWindowRecordTree.h"
+#include "platform/OTUserConfig.h"
 #include "platform/view/OTMethodRuntime.h"
 #include "platform/view/OTNavigationController.h"
 #include "platform/view/OTPageClassRegistry.h"
-#include "core/OTPushManager.h"
-#include "core/OTSDKManager.h"
 #include "platform/view/OTTabBarController.h"
-#include "platform/OTUserConfig.h"
 #include "platform/view/OTWindow.h"
-#include "model/OTWindowData.h"
-#include "model/OTWindowRecordTree.h"
 #include "server/OTNetwork.h"
 #include "support/OTRecordingPresenter.h"
 #include "support/OTTestEnvironment.h"
@@ -80,7 +80,8 @@ TEST(OTDialogFlow, FromEventToDialogToNavigationAndOnToTheNextCampaign) {
     EXPECT_EQ(presenter->shownIds(), (std::vector<std::string>{"1", "2"}));
 
     // The reports reach the server in any order: each arrives on its own connection.
-    ASSERT_TRUE(test.scheduler().runUntil([&] { return server.requestsTo(OTSDKManager::kReportPath).size() >= 3; }, 10s));
+    ASSERT_TRUE(
+        test.scheduler().runUntil([&] { return server.requestsTo(OTSDKManager::kReportPath).size() >= 3; }, 10s));
     std::vector<std::string> reports;
     for (const auto& request : server.requestsTo(OTSDKManager::kReportPath)) {
         const auto& event = request.body["events"].at(0);
@@ -126,7 +127,8 @@ TEST(OTDialogFlow, MethodImplementationsExchange) {
     OTTestEnvironment test;
     auto runtime = OTMethodRuntime::shared();
     std::vector<std::string> trace;
-    runtime->setImplementation("UIViewController", "viewDidAppear:", [&](auto&, auto&, auto&) { trace.push_back("appear"); });
+    runtime->setImplementation("UIViewController",
+                               "viewDidAppear:", [&](auto&, auto&, auto&) { trace.push_back("appear"); });
     runtime->defineClass("Page", "UIViewController");
     runtime->addMethod("Page", "ot_viewDidAppear:", [&](auto&, auto&, auto&) { trace.push_back("ot"); });
     EXPECT_TRUE(runtime->ot_exchangeOriginalSel("Page", "viewDidAppear:", "ot_viewDidAppear:"));

@@ -1,13 +1,13 @@
 #include <gtest/gtest.h>
 
 #include "core/OTNavigation.h"
-#include "platform/view/OTNavigationController.h"
-#include "platform/view/OTPageClassRegistry.h"
 #include "core/OTPushManager.h"
-#include "platform/view/OTTabBarController.h"
-#include "platform/view/OTWindow.h"
 #include "platform/OTLogger.h"
 #include "platform/OTSandbox.h"
+#include "platform/view/OTNavigationController.h"
+#include "platform/view/OTPageClassRegistry.h"
+#include "platform/view/OTTabBarController.h"
+#include "platform/view/OTWindow.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {
@@ -55,7 +55,8 @@ TEST(OTPushManager, LinksAreUrlsOrPagesOfTheApp) {
     App app;
     EXPECT_EQ(app.push->getProperty(std::string("id=3&name=ab&id=4&empty=&=x")),
               (OTPushManager::Properties{{"id", "4"}, {"name", "ab"}}));
-    EXPECT_EQ(app.push->getProperty(std::string("a=1&broken&b=2")), (OTPushManager::Properties{{"a", "1"}, {"b", "2"}}));
+    EXPECT_EQ(app.push->getProperty(std::string("a=1&broken&b=2")),
+              (OTPushManager::Properties{{"a", "1"}, {"b", "2"}}));
     EXPECT_FALSE(app.push->getProperty(std::string("")).has_value());
     EXPECT_NE(app.log().find("链接参数缺少“=”，已忽略：broken"), std::string::npos);
 }
@@ -150,7 +151,8 @@ TEST(OTPushManager, PermissionIsAskedByTheSystemVersion) {
 TEST(OTNavigation, KeyWindowCurrentPagesAndTheTopWebView) {
     App app;
     auto background = std::make_shared<OTWindow>(std::make_shared<OTViewController>("Other"), OTWindow::Background);
-    auto inactive = std::make_shared<OTWindow>(std::make_shared<OTViewController>("Inactive"), OTWindow::ForegroundInactive);
+    auto inactive =
+        std::make_shared<OTWindow>(std::make_shared<OTViewController>("Inactive"), OTWindow::ForegroundInactive);
     app.test.uiHost().setWindows({background, inactive, app.window});
     EXPECT_EQ(OTNavigation::keyWindow(), app.window);
     EXPECT_EQ(OTNavigation::_keyWindow(), inactive);

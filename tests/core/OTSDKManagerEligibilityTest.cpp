@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
 #include "core/OTSDKManager.h"
-#include "platform/OTUserConfig.h"
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
+#include "platform/OTUserConfig.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {
@@ -76,15 +76,17 @@ TEST(OTSDKManagerEligibility, TheOldRuleCountsTwiceAndShowsOncePerProcess) {
     e.engine->setTreeNodesInit(false);
     e.engine->clearTreeNodeActivateState();
     EXPECT_FALSE(e.engine->readyToShowWithData(data));
-    EXPECT_TRUE(e.test.console().contains("matchOldRuleWithData:dailyPopWindowCount->4,maxDailyPopWindowCount->4294967295"));
+    EXPECT_TRUE(
+        e.test.console().contains("matchOldRuleWithData:dailyPopWindowCount->4,maxDailyPopWindowCount->4294967295"));
 }
 
 TEST(OTSDKManagerEligibility, PauseRulesWaitStrictlyLongerThanThePause) {
     Eligibility e;
-    auto [data, node] = e.campaign(withRules({{"eventType", "click"}, {"type", 1}, {"count", 2}},
-                                             {{"eventType", "close"}, {"type", 3}, {"intervalValue", 2}, {"intervalType", "hour"}}));
+    auto [data, node] =
+        e.campaign(withRules({{"eventType", "click"}, {"type", 1}, {"count", 2}},
+                             {{"eventType", "close"}, {"type", 3}, {"intervalValue", 2}, {"intervalType", "hour"}}));
     EXPECT_TRUE(e.engine->readyToShowWithData(data));  // first showing
-    EXPECT_EQ(node->usedCount(), 1);                     // counted once under the new rule
+    EXPECT_EQ(node->usedCount(), 1);                   // counted once under the new rule
     e.engine->syncTreeNode(node, 1);
     e.engine->syncTreeNode(node, 3);  // closed
     EXPECT_EQ(node->lastEventType(), "close");
@@ -105,8 +107,9 @@ TEST(OTSDKManagerEligibility, PauseRulesWaitStrictlyLongerThanThePause) {
 
 TEST(OTSDKManagerEligibility, NumberRulesCountClicksOrCloses) {
     Eligibility e;
-    auto [data, node] = e.campaign(withRules({{"eventType", "click"}, {"type", 1}, {"count", 2}},
-                                             {{"eventType", "close"}, {"type", 2}, {"count", 1}, {"intervalValue", 0}}));
+    auto [data, node] =
+        e.campaign(withRules({{"eventType", "click"}, {"type", 1}, {"count", 2}},
+                             {{"eventType", "close"}, {"type", 2}, {"count", 1}, {"intervalValue", 0}}));
     node->setUsedCount(1);
     e.engine->syncTreeNode(node, 2);  // one click
     EXPECT_TRUE(e.engine->matchNewRuleWithData(data));

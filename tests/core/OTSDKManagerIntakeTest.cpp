@@ -2,7 +2,6 @@
 
 #include "core/OTSDKManager.h"
 #include "core/OTTaskManager.h"
-#include "platform/OTUserConfig.h"
 #include "corvane/CorvaneOtManager.h"
 #include "model/OTEvent.h"
 #include "model/OTWindowData.h"
@@ -10,6 +9,7 @@
 #include "platform/OTDataArchiver.h"
 #include "platform/OTLogger.h"
 #include "platform/OTSandbox.h"
+#include "platform/OTUserConfig.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {
@@ -47,11 +47,11 @@ TEST(OTSDKManagerIntake, ARestartRestoresCampaignsAndRecordsWithActivationCleare
     ASSERT_TRUE(OTDataArchiver::setData(std::vector<std::shared_ptr<OTWindowData>>{campaign, campaign},
                                         test.documents() / "OTSubscribeWindowData.plist"));
     const std::vector<std::shared_ptr<OTWindowRecordTreeNode>> nodes = {
-        node(1, 0, true, now),                  // reset: type 0 always
-        node(2, 1, true, now - 1h),             // forbidden today: kept
-        node(3, 1, true, now - 24h),            // forbidden yesterday: reset
-        node(4, 2, true, std::nullopt),         // kept for good
-        node(5, 7, false, std::nullopt),        // other types: kept, and deactivated
+        node(1, 0, true, now),            // reset: type 0 always
+        node(2, 1, true, now - 1h),       // forbidden today: kept
+        node(3, 1, true, now - 24h),      // forbidden yesterday: reset
+        node(4, 2, true, std::nullopt),   // kept for good
+        node(5, 7, false, std::nullopt),  // other types: kept, and deactivated
     };
     ASSERT_TRUE(OTDataArchiver::setData(nodes, test.documents() / "OTWindowRecordTreeData.plist"));
     test.restart();
@@ -97,14 +97,15 @@ TEST(OTSDKManagerIntake, EventsAreCountedAndHeldOnTheEventQueue) {
     engine->setConfiguration(config);
     auto observer = CorvaneOtManager::getObserverListener("group.demo");
 
-    observer->onEventDataReceived(json::parse(R"({"source":0,"appid":"a1","xwhat":"$pageview","xcontext":{"$url":"HomeVC"}})"));
+    observer->onEventDataReceived(
+        json::parse(R"({"source":0,"appid":"a1","xwhat":"$pageview","xcontext":{"$url":"HomeVC"}})"));
     observer->onEventDataReceived(json::parse(R"({"xwhat":"$pageview","xcontext":{"$url":"Other"}})"));
     observer->onEventDataReceived(json::parse(R"({"source":2,"xwhat":"$pageview","xcontext":{"$url":"HomeVC"}})"));
     observer->onEventDataReceived(json::parse(R"({"source":"x","xwhat":"$pageview"})"));
     observer->onEventDataReceived(json::parse(R"({"source":[1],"xwhat":"$pageview"})"));
     observer->onEventDataReceived(json::parse(R"([1,2])"));
-    observer->onEventDataReceived(json::parse(
-        R"({"source":1,"type":"track","event":"$AppViewScreen","properties":{"$screen_name":"HomeVC"}})"));
+    observer->onEventDataReceived(
+        json::parse(R"({"source":1,"type":"track","event":"$AppViewScreen","properties":{"$screen_name":"HomeVC"}})"));
     EXPECT_EQ(engine->pvCount(), 0);  // nothing is handled on the caller's thread
     test.scheduler().runUntilIdle();
     // "x" reads as source 0; [1] and source 2 are dropped.
@@ -172,9 +173,10 @@ TEST(OTSDKManagerIntake, AUserChangeQueuesUploadsClearsTheCounterAndEmptiesTheTr
     EXPECT_EQ(settings->userId(), "u-1");
     EXPECT_EQ(settings->dailyPopWindowCount(), 0u);
     EXPECT_TRUE(engine->windowRecordTree()->allNodes().empty());
-    EXPECT_EQ(OTDataArchiver::getObjectsForPath<OTWindowRecordTreeNode>(test.documents() / "OTWindowRecordTreeData.plist")
-                  ->size(),
-              0u);
+    EXPECT_EQ(
+        OTDataArchiver::getObjectsForPath<OTWindowRecordTreeNode>(test.documents() / "OTWindowRecordTreeData.plist")
+            ->size(),
+        0u);
     // The two uploads wait for a token: the push-token task first, with its id.
     auto pending = OTTaskManager::manager()->pendingTasks();
     ASSERT_EQ(pending.size(), 2u);

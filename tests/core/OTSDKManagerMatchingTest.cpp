@@ -1,13 +1,13 @@
 #include <gtest/gtest.h>
 
-#include "platform/view/OTNavigationController.h"
 #include "core/OTPopWindowManager.h"
-#include "corvane/CorvaneOtManager.h"
 #include "core/OTSDKManager.h"
-#include "platform/view/OTTabBarController.h"
-#include "platform/OTUserConfig.h"
-#include "platform/view/OTWindow.h"
+#include "corvane/CorvaneOtManager.h"
 #include "model/OTWindowRecordTree.h"
+#include "platform/OTUserConfig.h"
+#include "platform/view/OTNavigationController.h"
+#include "platform/view/OTTabBarController.h"
+#include "platform/view/OTWindow.h"
 #include "support/OTRecordingPresenter.h"
 #include "support/OTTestEnvironment.h"
 
@@ -47,7 +47,9 @@ struct Engine {
         engine->setInAppDataArray(data);
     }
 
-    std::shared_ptr<OTWindowRecordTreeNode> node(std::int64_t id) { return engine->windowRecordTree()->findWindowNodeById(id); }
+    std::shared_ptr<OTWindowRecordTreeNode> node(std::int64_t id) {
+        return engine->windowRecordTree()->findWindowNodeById(id);
+    }
 
     void send(const json& event) {
         engine->triggerEventMatchWithData(event);
@@ -150,9 +152,12 @@ TEST(OTSDKManagerMatching, TenThousandCampaignsWalkWithoutDeepeningTheStack) {
 
 TEST(OTSDKManagerMatching, ReactionsRecordForbidFollowAndDecideWhetherToGoOn) {
     Engine e;
-    e.campaigns({eventCampaign("1", "buy", {{"count", 9}, {"closeDialogType", 1},
-                                            {"dialogRule", {{{"eventType", "click"}, {"type", 1}, {"count", 5}},
-                                                            {{"eventType", "close"}, {"type", 1}, {"count", 5}}}}}),
+    e.campaigns({eventCampaign("1", "buy",
+                               {{"count", 9},
+                                {"closeDialogType", 1},
+                                {"dialogRule",
+                                 {{{"eventType", "click"}, {"type", 1}, {"count", 5}},
+                                  {{"eventType", "close"}, {"type", 1}, {"count", 5}}}}}),
                  eventCampaign("2", "buy", {{"count", 9}})});
     e.send({{"xwhat", "buy"}});
     e.settle();
@@ -201,7 +206,10 @@ TEST(OTSDKManagerMatching, FirstPageViewCampaigns) {
     e.test.uiHost().setWindows({window});
 
     e.campaigns({{{"id", "1"}, {"type", 0}, {"count", 9}},
-                 {{"id", "2"}, {"type", 0}, {"count", 9}, {"event", {{"xwhat", "$pageview"}, {"xcontext", {{"$url", "HomeVC"}}}}}}});
+                 {{"id", "2"},
+                  {"type", 0},
+                  {"count", 9},
+                  {"event", {{"xwhat", "$pageview"}, {"xcontext", {{"$url", "HomeVC"}}}}}}});
     // No main page: the first page view of any page fires a campaign without condition.
     e.send({{"xwhat", "$pageview"}, {"xcontext", {{"$url", "MineVC"}}}});
     e.settle();
@@ -216,7 +224,10 @@ TEST(OTSDKManagerMatching, FirstPageViewCampaigns) {
     m.engine->autoPageCollected(home);
     m.engine->autoPageCollected(std::make_shared<OTViewController>("MineVC"));
     EXPECT_EQ(m.engine->mainPageController(), home);
-    m.campaigns({{{"id", "2"}, {"type", 0}, {"count", 9}, {"event", {{"xwhat", "$pageview"}, {"xcontext", {{"$url", "HomeVC"}}}}}}});
+    m.campaigns({{{"id", "2"},
+                  {"type", 0},
+                  {"count", 9},
+                  {"event", {{"xwhat", "$pageview"}, {"xcontext", {{"$url", "HomeVC"}}}}}}});
     const json homeView = {{"xwhat", "$pageview"}, {"xcontext", {{"$url", "HomeVC"}}}};
     m.engine->handleUserProfileUpload(json{{"xwhat", "$pageview"}, {"xcontext", {{"$url", "MineVC"}}}}, 0);
     m.send({{"xwhat", "$pageview"}, {"xcontext", {{"$url", "MineVC"}}}});

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <thread>
 #include <unistd.h>
+#include <thread>
 
 #include "core/OTSDKManager.h"
 #include "platform/OTEnvironment.h"

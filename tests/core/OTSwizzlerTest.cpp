@@ -1,15 +1,15 @@
 #include <gtest/gtest.h>
 
-#include "platform/view/OTNavigationController.h"
 #include "core/OTPageCollection.h"
 #include "core/OTSDKManager.h"
 #include "core/OTSwizzler.h"
-#include "platform/view/OTTabBarController.h"
-#include "platform/view/OTWindow.h"
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
 #include "platform/OTLogger.h"
 #include "platform/OTSandbox.h"
+#include "platform/view/OTNavigationController.h"
+#include "platform/view/OTTabBarController.h"
+#include "platform/view/OTWindow.h"
 #include "support/OTRecordingPresenter.h"
 #include "support/OTTestEnvironment.h"
 
@@ -24,9 +24,10 @@ TEST(OTSwizzler, CallbacksRunAfterThePreviousImplementationInOneReplacement) {
     runtime->defineClass("Host", "");
     runtime->addMethod("Host", "viewDidAppear:", [&](auto&, auto&, auto&) { trace.push_back("original"); });
     auto callback = [&](const char* name) {
-        return [&trace, name](const OTMethodRuntime::Receiver&, const std::string&, const OTMethodRuntime::Arguments& a) {
-            trace.push_back(std::string(name) + (std::any_cast<bool>(a.at(0)) ? ":animated" : ""));
-        };
+        return
+            [&trace, name](const OTMethodRuntime::Receiver&, const std::string&, const OTMethodRuntime::Arguments& a) {
+                trace.push_back(std::string(name) + (std::any_cast<bool>(a.at(0)) ? ":animated" : ""));
+            };
     };
     OTSwizzler::swizzleSelector("viewDidAppear:", "Host", callback("a"), "A");
     OTSwizzler::swizzleSelector("viewDidAppear:", "Host", callback("b"), "B");
@@ -60,10 +61,11 @@ TEST(OTSwizzler, InheritedMethodsGetALocalReplacementThatRunsTheInheritedOne) {
     OTTestEnvironment test;
     auto runtime = OTMethodRuntime::shared();
     std::vector<std::string> trace;
-    runtime->setImplementation("UIViewController", "viewWillDisappear:", [&](auto&, auto&, auto&) { trace.push_back("base"); });
+    runtime->setImplementation("UIViewController",
+                               "viewWillDisappear:", [&](auto&, auto&, auto&) { trace.push_back("base"); });
     runtime->defineClass("Child", "UIViewController");
-    OTSwizzler::swizzleSelector("viewWillDisappear:", "Child",
-                                [&](auto&, auto&, auto&) { trace.push_back("callback"); }, "C");
+    OTSwizzler::swizzleSelector(
+        "viewWillDisappear:", "Child", [&](auto&, auto&, auto&) { trace.push_back("callback"); }, "C");
     EXPECT_TRUE(OTSwizzler::isLocallyDefinedMethod("viewWillDisappear:", "Child"));
     runtime->invoke("Child", nullptr, "viewWillDisappear:", {true});
     EXPECT_EQ(trace, (std::vector<std::string>{"base", "callback"}));

@@ -32,7 +32,12 @@ TEST(OTTaskManager, ChecksRunEachIntervalUntilTheConditionHoldsOrTimeRunsOut) {
     bool ready = false;
     int evaluations = 0;
     int ran = 0;
-    auto task = OTTask::taskWithCondition([&] { ++evaluations; return ready; }, [&] { ++ran; });
+    auto task = OTTask::taskWithCondition(
+        [&] {
+            ++evaluations;
+            return ready;
+        },
+        [&] { ++ran; });
     OTTaskManager::manager()->addTask(task);
     EXPECT_EQ(evaluations, 2);  // the add's own test, then the first check at once
     test.scheduler().advance(999ms);
@@ -49,7 +54,12 @@ TEST(OTTaskManager, ChecksRunEachIntervalUntilTheConditionHoldsOrTimeRunsOut) {
 
     // The default time-out: 59 checks in all, then silence; the task stays pending.
     evaluations = 0;
-    auto never = OTTask::taskWithCondition([&] { ++evaluations; return false; }, [&] { ++ran; });
+    auto never = OTTask::taskWithCondition(
+        [&] {
+            ++evaluations;
+            return false;
+        },
+        [&] { ++ran; });
     never->setTaskId("uploadPushToken");
     OTTaskManager::manager()->addTask(never);
     test.scheduler().advance(60s);

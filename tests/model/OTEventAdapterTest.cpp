@@ -12,10 +12,10 @@ using nlohmann::json;
 TEST(OTEventAdapter, SensorsAnalyticsEventsTakeTheEventRecordShape) {
     OTTestEnvironment test;
     auto adapter = OTSAEventAdapter::adapter();
-    const auto start = adapter->adaptEvent(
-        json::parse(R"({"type":"track","event":"$AppStart","distinct_id":"u1","time":1714521600000,
+    const auto start =
+        adapter->adaptEvent(json::parse(R"({"type":"track","event":"$AppStart","distinct_id":"u1","time":1714521600000,
                         "properties":{"$resume_from_background":true,"$screen_name":"HomeVC","$url":"old","x":1}})"),
-        1);
+                            1);
     ASSERT_TRUE(start.has_value());
     EXPECT_EQ(*start, json::parse(R"({"appid":"","xwho":"u1","xwhen":1714521600000,"xwhat":"$startup",
                                       "xcontext":{"$is_from_background":true,"$url":"HomeVC","x":1}})"));
@@ -36,7 +36,9 @@ TEST(OTEventAdapter, SensorsAnalyticsEventsTakeTheEventRecordShape) {
     EXPECT_FALSE(adapter->adaptEvent(json::array({1}), 1).has_value());
     EXPECT_FALSE(OTEventAdapter().adaptEvent(nullptr, 0).has_value());
     // The base adapter renames nothing.
-    EXPECT_EQ(OTEventAdapter().adaptEvent(json{{"type", "track"}, {"properties", {{"$screen_name", "A"}}}}, 1)->at("xcontext"),
+    EXPECT_EQ(OTEventAdapter()
+                  .adaptEvent(json{{"type", "track"}, {"properties", {{"$screen_name", "A"}}}}, 1)
+                  ->at("xcontext"),
               (json{{"$screen_name", "A"}}));
     test.scheduler().runUntilIdle();
     const auto log = OTSandbox::readFile(OTLogger::getInstance()->logFilePath()).value_or("");

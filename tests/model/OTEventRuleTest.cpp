@@ -263,9 +263,25 @@ json randomValue(std::mt19937& random, int depth) {
         case 2: return static_cast<std::int64_t>(random()) - 2'000'000'000;
         case 3: return std::ldexp(static_cast<double>(random()), static_cast<int>(random() % 200) - 100);
         case 4: {
-            static const char* texts[] = {"", "EQ", "NULL", "number", "string", "datetime", "array<string>", "boolean",
-                                          "2024-05-01 08:00:00", "1.5", "1e5", "day", "before", "\xFF\xFE",
-                                          "RELATIVE_TIME_OF_CURRENT", "CONTAIN", "p", "xwhat", "e"};
+            static const char* texts[] = {"",
+                                          "EQ",
+                                          "NULL",
+                                          "number",
+                                          "string",
+                                          "datetime",
+                                          "array<string>",
+                                          "boolean",
+                                          "2024-05-01 08:00:00",
+                                          "1.5",
+                                          "1e5",
+                                          "day",
+                                          "before",
+                                          "\xFF\xFE",
+                                          "RELATIVE_TIME_OF_CURRENT",
+                                          "CONTAIN",
+                                          "p",
+                                          "xwhat",
+                                          "e"};
             return texts[random() % (sizeof texts / sizeof *texts)];
         }
         case 5: return std::string(random() % 3000, static_cast<char>('a' + random() % 26));
@@ -277,7 +293,7 @@ json randomValue(std::mt19937& random, int depth) {
         default: {
             json object = json::object();
             static const char* keys[] = {"field", "dataType", "function", "value", "xwhat", "xcontext", "rule",
-                                         "count", "delay", "relation", "xwhen", "p", "appid"};
+                                         "count", "delay",    "relation", "xwhen", "p",     "appid"};
             for (unsigned i = random() % 7; i > 0; --i) object[keys[random() % 13]] = randomValue(random, depth + 1);
             return object;
         }

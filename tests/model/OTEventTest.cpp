@@ -64,13 +64,16 @@ TEST(OTEvent, MatchingNamesThenRulesOrProperties) {
     // A smaller event: its own keys are looked up in the condition as they stand.
     auto small = event(R"({"xwhat":"buy","xcontext":{"a":"1"}})");
     EXPECT_TRUE(small->matches(event(R"({"xwhat":"buy","xcontext":{"a":"1","b":"2"}})")));
-    EXPECT_FALSE(event(R"({"xwhat":"buy","xcontext":{"A":"1"}})")->matches(event(R"({"xwhat":"buy","xcontext":{"a":"1","b":"2"}})")));
+    EXPECT_FALSE(event(R"({"xwhat":"buy","xcontext":{"A":"1"}})")
+                     ->matches(event(R"({"xwhat":"buy","xcontext":{"a":"1","b":"2"}})")));
     // Texts never equal numbers; numbers compare by value, booleans count as numbers.
     EXPECT_FALSE(event(R"({"xwhat":"e","xcontext":{"n":"5"}})")->matches(event(R"({"xwhat":"e","xcontext":{"n":5}})")));
     EXPECT_TRUE(event(R"({"xwhat":"e","xcontext":{"n":5}})")->matches(event(R"({"xwhat":"e","xcontext":{"n":5.0}})")));
     EXPECT_TRUE(event(R"({"xwhat":"e","xcontext":{"n":true}})")->matches(event(R"({"xwhat":"e","xcontext":{"n":1}})")));
-    EXPECT_FALSE(event(R"({"xwhat":"e","xcontext":{"n":[1]}})")->matches(event(R"({"xwhat":"e","xcontext":{"n":[1]}})")));
-    EXPECT_FALSE(event(R"({"xwhat":"e","xcontext":{"n":null}})")->matches(event(R"({"xwhat":"e","xcontext":{"n":null}})")));
+    EXPECT_FALSE(
+        event(R"({"xwhat":"e","xcontext":{"n":[1]}})")->matches(event(R"({"xwhat":"e","xcontext":{"n":[1]}})")));
+    EXPECT_FALSE(
+        event(R"({"xwhat":"e","xcontext":{"n":null}})")->matches(event(R"({"xwhat":"e","xcontext":{"n":null}})")));
     // Properties that are not dictionaries on either side: nothing to compare.
     EXPECT_TRUE(event(R"({"xwhat":"e","xcontext":[1]})")->matches(event(R"({"xwhat":"e","xcontext":{"n":1}})")));
     EXPECT_TRUE(event(R"({"xwhat":"e","xcontext":{"n":1}})")->matches(event(R"({"xwhat":"e","xcontext":"n"})")));
@@ -78,10 +81,11 @@ TEST(OTEvent, MatchingNamesThenRulesOrProperties) {
     test.console().clear();
     EXPECT_TRUE(incoming->matches(event(R"({"xwhat":"buy","xcontext":{"page":"home"}})")));
     EXPECT_EQ(test.console().lines(),
-              (std::vector<std::string>{"matches:1,event->available:1", "matches->xwhat:buy,event->xwhat:buy",
-                                        "matches->rules:(\n)", "matches->matchXcontext",
-                                        "matchXcontext:self->{\n    page = home;\n    x = 1;\n} ;event->{\n    page = home;\n}",
-                                        "matchXcontext->endMatch:1"}));
+              (std::vector<std::string>{
+                  "matches:1,event->available:1", "matches->xwhat:buy,event->xwhat:buy", "matches->rules:(\n)",
+                  "matches->matchXcontext",
+                  "matchXcontext:self->{\n    page = home;\n    x = 1;\n} ;event->{\n    page = home;\n}",
+                  "matchXcontext->endMatch:1"}));
 }
 
 TEST(OTEvent, RulesCombineByTheIncomingEventsRelation) {

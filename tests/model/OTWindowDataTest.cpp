@@ -99,7 +99,7 @@ TEST(OTWindowData, DefaultsAndTheTriggerConditionFallback) {
 
     EXPECT_EQ(OTColor::fromHexText("#FFFFFFFF"), OTColor(65535 / 255.0, 1, 1, 1));
     EXPECT_EQ(OTColor::fromHexText("red"), OTColor(0, 0, 0, 1));
-    EXPECT_EQ(OTPicture::addressText("龟.png"), "%E9%BE%9F.png");  // U+9F9F is inside the range
+    EXPECT_EQ(OTPicture::addressText("龟.png"), "%E9%BE%9F.png");               // U+9F9F is inside the range
     EXPECT_EQ(OTPicture::addressText("\xE4\xB8\x80.png"), "\xE4\xB8\x80.png");  // U+4E00 itself is not
 }
 
@@ -113,9 +113,9 @@ TEST(OTWindowData, PlaceholdersTakeEventPropertiesOrTheDefaultText) {
 
     auto fallback = campaign(kCampaign);
     fallback->replacePropertiesWithDic(json::object());
-    EXPECT_EQ(fallback->title()->text(), "Hello");                        // the default text stands in
-    EXPECT_EQ(fallback->content()->text(), " ${user.name} ${}");          // no default: removed
-    fallback->replacePropertiesWithDic(json::array());                    // not a dictionary: nothing
+    EXPECT_EQ(fallback->title()->text(), "Hello");                // the default text stands in
+    EXPECT_EQ(fallback->content()->text(), " ${user.name} ${}");  // no default: removed
+    fallback->replacePropertiesWithDic(json::array());            // not a dictionary: nothing
     EXPECT_EQ(fallback->content()->text(), " ${user.name} ${}");
 
     OTTextAttribute item;
@@ -148,11 +148,19 @@ TEST(OTWindowData, ArchivesEveryFieldWithItsKind) {
 TEST(OTWindowData, WrongKindsEverywhereGiveDefaults) {
     OTTestEnvironment test;
     std::mt19937 random(5);
-    const json junk[] = {nullptr, true, 12, -3.5, "text", json::array({1, "x"}), json::object({{"k", "v"}}),
-                         std::string(5000, '$'), "${event.${event.a}}}"};
-    const char* keys[] = {"id", "count", "style", "type", "createTime", "changeTime", "startTime", "endTime",
-                          "clickEvent", "event", "preEvent", "preEvents", "closeDialogType", "h5Url", "picture",
-                          "title", "content", "buttonLeft", "buttonMiddle", "buttonRight", "dialogRule"};
+    const json junk[] = {nullptr,
+                         true,
+                         12,
+                         -3.5,
+                         "text",
+                         json::array({1, "x"}),
+                         json::object({{"k", "v"}}),
+                         std::string(5000, '$'),
+                         "${event.${event.a}}}"};
+    const char* keys[] = {
+        "id",      "count",      "style",   "type",       "createTime",   "changeTime",      "startTime",
+        "endTime", "clickEvent", "event",   "preEvent",   "preEvents",    "closeDialogType", "h5Url",
+        "picture", "title",      "content", "buttonLeft", "buttonMiddle", "buttonRight",     "dialogRule"};
     for (int round = 0; round < 500; ++round) {
         json dic = json::object();
         for (const char* key : keys) {

@@ -44,7 +44,8 @@ public:
         node->name = coder.decodeStringForKey("name");
         node->context = coder.decodeJsonForKey("context").value_or(nullptr);
         node->date = coder.decodeDateForKey("date");
-        node->children = coder.decodeArrayOfObjectsOfClass<Node>("children").value_or(std::vector<std::shared_ptr<Node>>{});
+        node->children =
+            coder.decodeArrayOfObjectsOfClass<Node>("children").value_or(std::vector<std::shared_ptr<Node>>{});
         return node;
     }
 };
@@ -138,9 +139,10 @@ TEST(OTDataArchiver, EmptyTruncatedForeignAndRandomFilesReadAsNothing) {
     EXPECT_TRUE(readsAsNothing(good.substr(0, good.size() / 2)));
     // A valid property list that is not one of our archives.
     EXPECT_TRUE(readsAsNothing(OTPropertyList(OTPropertyList::Array{OTPropertyList(1)}).toBinary()));
-    EXPECT_TRUE(readsAsNothing(OTPropertyList(OTPropertyList::Dictionary{{"$archiver", OTPropertyList("NSKeyedArchiver")},
-                                                                        {"$root", OTPropertyList(1)}})
-                                   .toBinary()));
+    EXPECT_TRUE(
+        readsAsNothing(OTPropertyList(OTPropertyList::Dictionary{{"$archiver", OTPropertyList("NSKeyedArchiver")},
+                                                                 {"$root", OTPropertyList(1)}})
+                           .toBinary()));
     std::mt19937 random(11);
     for (int round = 0; round < 500; ++round) {
         std::string bytes = good;
@@ -162,7 +164,8 @@ TEST(OTDataArchiver, TokenRecordLivesInTheUserDefaults) {
     test.restart();
     EXPECT_EQ(OTDataArchiver::getTokenInfo(), "0-token-group.demo-u1");
     EXPECT_EQ(OTDataArchiver::getTokenDate(), OTVirtualClock::defaultStart() + std::chrono::seconds(90));
-    EXPECT_EQ(OTEnvironment::current()->standardUserDefaults().stringForKey("KPXtokenProvider"), "0-token-group.demo-u1");
+    EXPECT_EQ(OTEnvironment::current()->standardUserDefaults().stringForKey("KPXtokenProvider"),
+              "0-token-group.demo-u1");
 }
 
 }  // namespace corvane

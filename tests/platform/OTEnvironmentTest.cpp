@@ -101,14 +101,16 @@ TEST(OTEnvironment, IntegerValueOfTextReadsLikeThePlatform) {
 TEST(OTEnvironment, KeychainItemsPersistForTheOwnerOnly) {
     OTTestEnvironment test;
     auto& keychain = OTEnvironment::current()->keychain();
-    OTKeychainStore::Item item{{"class", OTPropertyList("genp")}, {"gena", OTPropertyList("UUID")},
+    OTKeychainStore::Item item{{"class", OTPropertyList("genp")},
+                               {"gena", OTPropertyList("UUID")},
                                {"v_Data", OTPropertyList(OTPropertyList::Data{'x'})}};
     EXPECT_TRUE(keychain.add(item));
     EXPECT_FALSE(keychain.add(item));
     EXPECT_TRUE(keychain.update({{"gena", OTPropertyList("UUID")}}, {{"labl", OTPropertyList("l")}}));
     EXPECT_FALSE(keychain.update({{"gena", OTPropertyList("other")}}, {{"labl", OTPropertyList("l")}}));
     const auto perms = std::filesystem::status(test.root() / "Keychain/items.plist").permissions();
-    EXPECT_EQ(perms & std::filesystem::perms::all, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+    EXPECT_EQ(perms & std::filesystem::perms::all,
+              std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
 
     test.restart();
     auto& reread = OTEnvironment::current()->keychain();

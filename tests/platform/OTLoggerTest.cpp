@@ -96,8 +96,10 @@ TEST(OTLogger, BannersFrameTheMessageAndErrorsNameTheirFunction) {
     const std::string close = "\n******************************************************************\n\n";
     EXPECT_EQ(lines[0], "\n\n******************** [OT][Data] ********************\n请求参数：{}" + close);
     EXPECT_EQ(lines[1], "\n\n******************** [OT][Unknown] ********************\nodd" + close);
-    EXPECT_EQ(lines[2], "\n\n******************** [OT][Error] ********************\n"
-                        "[LoggerTestReporter fail]\n下载失败：404" + close);
+    EXPECT_EQ(lines[2],
+              "\n\n******************** [OT][Error] ********************\n"
+              "[LoggerTestReporter fail]\n下载失败：404" +
+                  close);
     EXPECT_EQ(lines[3], "\n\n******************** [OT][Error] ********************\n[OTUtils md5]\ne" + close);
     EXPECT_EQ(std::string(66, '*'), close.substr(1, 66));
 }
@@ -134,8 +136,9 @@ TEST(OTLogger, EachStartDeletesOneOldFileWhenThreeOrMoreArePresent) {
 }
 
 TEST(OTLogger, FunctionNamesComeFromThePrettyName) {
-    EXPECT_EQ(OTLogger::functionName("void OTSDKManager::startWithConfiguration(const std::shared_ptr<CorvaneOtConfig>&)"),
-              "-[OTSDKManager startWithConfiguration]");
+    EXPECT_EQ(
+        OTLogger::functionName("void OTSDKManager::startWithConfiguration(const std::shared_ptr<CorvaneOtConfig>&)"),
+        "-[OTSDKManager startWithConfiguration]");
     EXPECT_EQ(OTLogger::functionName("static std::shared_ptr<OTLogger> OTLogger::getInstance()"),
               "-[OTLogger getInstance]");
     EXPECT_EQ(OTLogger::functionName("std::map<int, std::vector<int> > ns::A<int>::f(int) const"), "-[ns::A<int> f]");

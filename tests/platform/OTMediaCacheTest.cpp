@@ -2,12 +2,12 @@
 
 #include "OTDevServer.h"
 #include "platform/OTDownloadManager.h"
-#include "platform/formats/OTImage.h"
 #include "platform/OTImageDiskCache.h"
 #include "platform/OTLogger.h"
 #include "platform/OTSandbox.h"
 #include "platform/OTUtils.h"
 #include "platform/OTVideoDiskCache.h"
+#include "platform/formats/OTImage.h"
 #include "platform/view/OTSceneNode.h"
 #include "support/OTTestEnvironment.h"
 
@@ -65,8 +65,10 @@ TEST(OTImageDiskCache, KeepsBytesThreeDaysAndTrimsOneEntryAtATimeAfterARemoval) 
                                    [&](bool found, const std::string& key, const std::optional<std::string>& data) {
                                        answers.push_back(std::to_string(found) + key + data.value_or("-"));
                                    });
-    cache->containsImageDataForKey(std::string(), [&](bool, const std::string&, const auto&) { answers.push_back("empty"); });
-    cache->containsImageDataForKey(std::nullopt, [&](bool, const std::string&, const auto&) { answers.push_back("none"); });
+    cache->containsImageDataForKey(std::string(),
+                                   [&](bool, const std::string&, const auto&) { answers.push_back("empty"); });
+    cache->containsImageDataForKey(std::nullopt,
+                                   [&](bool, const std::string&, const auto&) { answers.push_back("none"); });
     EXPECT_EQ(answers, (std::vector<std::string>{"1https://cdn.test/a.pngbytes-a", "0https://cdn.test/none.png-"}));
 
     // Three entries a second apart; the same address later is a second entry.
@@ -87,8 +89,8 @@ TEST(OTImageDiskCache, KeepsBytesThreeDaysAndTrimsOneEntryAtATimeAfterARemoval) 
     test.scheduler().advance(60s);
     EXPECT_EQ(cache->storedKeys().size(), 1u);
     EXPECT_FALSE(cache->containsImageDataForKey(std::string("https://cdn.test/b.png")));
-    EXPECT_FALSE(test.environment().standardUserDefaults().valueForKey(OTDiskCache::storedKeyFor("https://cdn.test/b.png",
-                                                                                                    1714521601)));
+    EXPECT_FALSE(test.environment().standardUserDefaults().valueForKey(
+        OTDiskCache::storedKeyFor("https://cdn.test/b.png", 1714521601)));
     test.scheduler().advance(60s);
     EXPECT_EQ(cache->storedKeys().size(), 0u);
 
@@ -119,10 +121,12 @@ TEST(OTDownloadManager, DownloadsOnceFromTheServerAndReportsFailuresTheirWay) {
     const auto download = [&](const std::optional<std::string>& address) {
         auto answer = std::make_shared<Answer>();
         // Completions come on the download's thread; the answer is read on the main queue.
-        manager->downloadImageWithURL(address, [answer](const auto& image, const auto& data, const auto& error, bool finished) {
-            OTEnvironment::current()->mainQueue()->async(
-                [answer, image, data, error, finished] { *answer = {image, data, error, finished, true}; });
-        });
+        manager->downloadImageWithURL(
+            address, [answer](const auto& image, const auto& data, const auto& error, bool finished) {
+                OTEnvironment::current()->mainQueue()->async([answer, image, data, error, finished] {
+                    *answer = {image, data, error, finished, true};
+                });
+            });
         EXPECT_TRUE(test.scheduler().runUntil([&] { return answer->called; }, 10s));
         return *answer;
     };
@@ -132,7 +136,8 @@ TEST(OTDownloadManager, DownloadsOnceFromTheServerAndReportsFailuresTheirWay) {
     EXPECT_EQ(first.data, mediaFile("coupon.png"));  // as downloaded: no codec re-encodes it here
     EXPECT_TRUE(first.finished);
     // Stored right after the first caller is answered.
-    ASSERT_TRUE(test.scheduler().runUntil([&] { return OTImageDiskCache::cache()->containsImageDataForKey(url); }, 10s));
+    ASSERT_TRUE(
+        test.scheduler().runUntil([&] { return OTImageDiskCache::cache()->containsImageDataForKey(url); }, 10s));
     const auto second = download(url);
     EXPECT_EQ(second.data, first.data);
     EXPECT_EQ(server.requestsTo("/media/coupon.png").size(), 1u);
@@ -207,7 +212,9 @@ TEST(OTSceneNode, RemotePicturesAreAppliedOnTheMainQueue) {
     EXPECT_EQ(completions, 1);
 
     // From another thread the picture hops to the main queue.
-    std::thread([&] { node->ot_setImageWithURL(std::string("https://cdn.test/c.png"), [&] { ++completions; }); }).join();
+    std::thread([&] {
+        node->ot_setImageWithURL(std::string("https://cdn.test/c.png"), [&] { ++completions; });
+    }).join();
     EXPECT_EQ(completions, 1);
     test.scheduler().runUntilIdle();
     EXPECT_EQ(completions, 2);

@@ -2,11 +2,11 @@
 
 #include <fstream>
 
-#include "platform/linux/OTLinkStateReachabilitySource.h"
 #include "platform/OTLogger.h"
 #include "platform/OTReachability.h"
 #include "platform/OTReachabilityManager.h"
 #include "platform/OTSandbox.h"
+#include "platform/linux/OTLinkStateReachabilitySource.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {
@@ -20,12 +20,14 @@ TEST(OTReachability, StatusFromFlags) {
     EXPECT_EQ(R::networkStatusForFlags(R::kFlagReachable), 1);
     EXPECT_EQ(R::networkStatusForFlags(R::kFlagReachable | R::kFlagConnectionRequired), 0);
     EXPECT_EQ(R::networkStatusForFlags(R::kFlagReachable | R::kFlagConnectionRequired | R::kFlagConnectionOnDemand), 1);
-    EXPECT_EQ(R::networkStatusForFlags(R::kFlagReachable | R::kFlagConnectionRequired | R::kFlagConnectionOnTraffic), 1);
+    EXPECT_EQ(R::networkStatusForFlags(R::kFlagReachable | R::kFlagConnectionRequired | R::kFlagConnectionOnTraffic),
+              1);
     // Intervention needed: the connection-required bit decides again.
     EXPECT_EQ(R::networkStatusForFlags(R::kFlagReachable | R::kFlagConnectionRequired | R::kFlagConnectionOnDemand |
                                        R::kFlagInterventionRequired),
               0);
-    EXPECT_EQ(R::networkStatusForFlags(R::kFlagReachable | R::kFlagConnectionOnTraffic | R::kFlagInterventionRequired), 1);
+    EXPECT_EQ(R::networkStatusForFlags(R::kFlagReachable | R::kFlagConnectionOnTraffic | R::kFlagInterventionRequired),
+              1);
     for (R::Flags other : {0u, 4u, 8u, 16u, 32u, 60u}) {
         EXPECT_EQ(R::networkStatusForFlags(R::kFlagReachable | R::kFlagIsWWAN | other), 2) << other;
     }
@@ -106,7 +108,8 @@ TEST(OTReachability, RadioDescriptions) {
     EXPECT_EQ(manager->telephonyNetworkDescrition(), std::nullopt);
     test.scheduler().runUntilIdle();
     const auto log = OTSandbox::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
-    EXPECT_NE(log.find("telephonyNetworkDescrition get exception:CTTelephonyNetworkInfo unavailable"), std::string::npos);
+    EXPECT_NE(log.find("telephonyNetworkDescrition get exception:CTTelephonyNetworkInfo unavailable"),
+              std::string::npos);
 }
 
 TEST(OTReachability, OlderSystemsReadTheSingleRadio) {

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "platform/OTUserConfig.h"
 #include "platform/OTSandbox.h"
+#include "platform/OTUserConfig.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {

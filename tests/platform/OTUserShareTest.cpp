@@ -38,8 +38,9 @@ TEST(OTUserShare, GroupValuesAreTextFilesInTheContainerAndOthersAreDefaults) {
     // The write is logged at level 6 with the file's URL.
     test.scheduler().runUntilIdle();
     const auto log = OTSandbox::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
-    EXPECT_NE(log.find("数据写入共享文件成功，url : file://" + file.string() + ", key : group_info_key_env, value : 3\n"),
-              std::string::npos);
+    EXPECT_NE(
+        log.find("数据写入共享文件成功，url : file://" + file.string() + ", key : group_info_key_env, value : 3\n"),
+        std::string::npos);
 }
 
 TEST(OTUserShare, EmptyKeysNullValuesAndUnusableGroupsChangeNothing) {

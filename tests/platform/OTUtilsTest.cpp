@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "platform/view/OTPageClassRegistry.h"
 #include "platform/OTUtils.h"
+#include "platform/view/OTPageClassRegistry.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {
@@ -24,9 +24,9 @@ TEST(OTUtils, DateTextsUseTheFixedFormatInTheDeviceZone) {
     test.clock().advance(5s);
     EXPECT_EQ(OTUtils::dateFromString(std::string("")), test.clock().now());
     EXPECT_EQ(OTUtils::dateFromString(std::nullopt), test.clock().now());
-    for (const char* bad : {"2020-01-01", "2020-01-01 10:00", "2020-13-01 10:00:00", "2021-02-29 10:00:00",
-                            "2020-01-01 24:00:00", "2020-01-01 10:00:00 ", " 2020-01-01 10:00:00", "abc",
-                            "2020-01-01T10:00:00", "2020-01-01 10:00:00 PM"}) {
+    for (const char* bad :
+         {"2020-01-01", "2020-01-01 10:00", "2020-13-01 10:00:00", "2021-02-29 10:00:00", "2020-01-01 24:00:00",
+          "2020-01-01 10:00:00 ", " 2020-01-01 10:00:00", "abc", "2020-01-01T10:00:00", "2020-01-01 10:00:00 PM"}) {
         EXPECT_FALSE(OTUtils::dateFromString(std::string(bad)).has_value()) << bad;
     }
     EXPECT_TRUE(OTUtils::dateFromString(std::string("2024-02-29 23:59:59")).has_value());
@@ -79,13 +79,15 @@ TEST(OTUtils, TextOperations) {
 
     EXPECT_EQ(OTUtils::getStringInBracesWithString(std::string("Hi ${name}, ${city}")),
               (std::vector<std::string>{"${name}", "${city}"}));
-    EXPECT_EQ(OTUtils::getStringInBracesWithString(std::string("${a}${b}${")), (std::vector<std::string>{"${a}", "${b}"}));
+    EXPECT_EQ(OTUtils::getStringInBracesWithString(std::string("${a}${b}${")),
+              (std::vector<std::string>{"${a}", "${b}"}));
     EXPECT_TRUE(OTUtils::getStringInBracesWithString(std::string("} then ${x}")).empty());
     EXPECT_TRUE(OTUtils::getStringInBracesWithString(std::nullopt).empty());
 
-    EXPECT_EQ(OTUtils::arrayOrDicToJsonString(nlohmann::json::parse(R"({"b":[1,2.5,"x/y"],"a":{"n":null,"t":true},"e":{}})")),
-              "{\n  \"a\" : {\n    \"n\" : null,\n    \"t\" : true\n  },\n  \"b\" : [\n    1,\n    2.5,\n    \"x/y\"\n  ],\n"
-              "  \"e\" : {\n\n  }\n}");
+    EXPECT_EQ(
+        OTUtils::arrayOrDicToJsonString(nlohmann::json::parse(R"({"b":[1,2.5,"x/y"],"a":{"n":null,"t":true},"e":{}})")),
+        "{\n  \"a\" : {\n    \"n\" : null,\n    \"t\" : true\n  },\n  \"b\" : [\n    1,\n    2.5,\n    \"x/y\"\n  ],\n"
+        "  \"e\" : {\n\n  }\n}");
     EXPECT_EQ(OTUtils::ot_dictionaryToJson(nlohmann::json{{"q", "a\"b\n"}}), "{\n  \"q\" : \"a\\\"b\\n\"\n}");
     EXPECT_FALSE(OTUtils::arrayOrDicToJsonString("just text").has_value());
     EXPECT_FALSE(OTUtils::arrayOrDicToJsonString(nlohmann::json{{"bad", std::string("\xFF")}}).has_value());

@@ -1,16 +1,16 @@
 #include <gtest/gtest.h>
 
-#include "platform/view/OTNavigationController.h"
-#include "platform/view/OTPageClassRegistry.h"
 #include "core/OTSDKManager.h"
-#include "platform/view/OTTabBarController.h"
-#include "platform/view/OTWindow.h"
 #include "model/OTWindowRecordTree.h"
 #include "platform/OTImageDiskCache.h"
 #include "platform/headless/OTHTMLRenderer.h"
 #include "platform/headless/OTHeadlessRenderer.h"
-#include "ui/OTPopWindow.h"
+#include "platform/view/OTNavigationController.h"
+#include "platform/view/OTPageClassRegistry.h"
+#include "platform/view/OTTabBarController.h"
+#include "platform/view/OTWindow.h"
 #include "support/OTServerHarness.h"
+#include "ui/OTPopWindow.h"
 
 namespace corvane {
 
@@ -60,12 +60,13 @@ TEST(OTDialogEndToEnd, FromAnAnalyticsEventToAPictureOnScreenATapAPageAndTheRepo
     std::vector<std::string> reports;
     for (const auto& request : h.server.requestsTo(OTSDKManager::kReportPath)) {
         const auto& event = request.body["events"][0];
-        reports.push_back(event["xwhat"].get<std::string>() + ":" + event["xcontext"]["activityId"].get<std::string>() + ":" +
-                          event["xcontext"].value("$dialog_type", json(0)).dump() + ":" +
+        reports.push_back(event["xwhat"].get<std::string>() + ":" + event["xcontext"]["activityId"].get<std::string>() +
+                          ":" + event["xcontext"].value("$dialog_type", json(0)).dump() + ":" +
                           event["xcontext"].value("price", json()).dump());
     }
     std::sort(reports.begin(), reports.end());
-    EXPECT_EQ(reports, (std::vector<std::string>{"$clickDialog:101:2:150", "$impDialog:101:1:150", "$pullDialog:101:0:null"}));
+    EXPECT_EQ(reports,
+              (std::vector<std::string>{"$clickDialog:101:2:150", "$impDialog:101:1:150", "$pullDialog:101:0:null"}));
 }
 
 }  // namespace corvane

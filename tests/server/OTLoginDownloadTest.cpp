@@ -2,7 +2,6 @@
 
 #include "OTDevServer.h"
 #include "core/OTSDKManager.h"
-#include "platform/OTUserConfig.h"
 #include "corvane/CorvaneOtManager.h"
 #include "model/OTEvent.h"
 #include "model/OTWindowData.h"
@@ -10,6 +9,7 @@
 #include "platform/OTDataArchiver.h"
 #include "platform/OTLogger.h"
 #include "platform/OTSandbox.h"
+#include "platform/OTUserConfig.h"
 #include "support/OTServerHarness.h"
 
 namespace corvane {
@@ -53,7 +53,8 @@ TEST(OTLoginDownload, StartLogsInDownloadsMergesAndReplaysTheFirstWaitingPageVie
     EXPECT_FALSE(pulled["xcontext"].contains("$dialog_type"));
     // The page view was replayed: the walk reached the first-page-view campaign at position 2.
     EXPECT_GE(s.engine->currentMatchEventIndex(), 2);
-    EXPECT_EQ(OTDataArchiver::getObjectsForPath<OTWindowData>(s.test.documents() / "OTInAppWindowData.plist")->size(), 4u);
+    EXPECT_EQ(OTDataArchiver::getObjectsForPath<OTWindowData>(s.test.documents() / "OTInAppWindowData.plist")->size(),
+              4u);
     EXPECT_TRUE(s.test.console().contains("getListData"));
     const auto log = s.log();
     EXPECT_NE(log.find("CorvaneOstrel 启动成功！\nCorvaneOstrel 版本号：2.2.2\nAppKey：app-key\nuserId：user-1"),

@@ -31,8 +31,8 @@ struct LoopbackServer {
             for (const auto& [key, value] : request.params) query += (query.empty() ? "" : "&") + key + "=" + value;
             {
                 std::lock_guard lock(mutex);
-                received.push_back({request.method, request.path, query, request.get_header_value("Content-Type"),
-                                    request.body});
+                received.push_back(
+                    {request.method, request.path, query, request.get_header_value("Content-Type"), request.body});
             }
             response.status = request.path == "/missing" ? 404 : 200;
             response.set_content(R"({"code":0})", "application/json");
@@ -80,12 +80,12 @@ struct Outcome {
 TEST(OTNetwork, UrlsFollowTheCustomBaseOrTheEnvironment) {
     OTTestEnvironment test;
     auto network = OTNetwork::networkWithGroupIdentifier("group.demo");
-    OTNetwork::configEnvironment(OTNetworkConfig{"https://dev:38088", "https://test:28088", "https://dist:8088",
-                                                 "https://demo:58088"});
+    OTNetwork::configEnvironment(
+        OTNetworkConfig{"https://dev:38088", "https://test:28088", "https://dist:8088", "https://demo:58088"});
     EXPECT_EQ(network->getHttpURLWithRelativeUrl("/push/sdk/login", {}), "https://dist:8088/push/sdk/login");
     auto share = OTUserShare::share();
-    const std::pair<int, const char*> environments[] = {{1, "https://test:28088"}, {2, "https://dev:38088"},
-                                                        {3, "https://demo:58088"}, {7, "(null)"}};
+    const std::pair<int, const char*> environments[] = {
+        {1, "https://test:28088"}, {2, "https://dev:38088"}, {3, "https://demo:58088"}, {7, "(null)"}};
     for (const auto& [env, base] : environments) {
         share->setInteger(env, "group_info_key_env", "group.demo");
         EXPECT_EQ(network->getHttpURLWithRelativeUrl("/p", {}), std::string(base) + "/p");
@@ -147,8 +147,8 @@ TEST(OTNetwork, TransportFailuresAndEmptyPaths) {
     EXPECT_FALSE(refused.error->localizedDescription.empty());
 
     bool called = false;
-    OTNetwork::network()->postRequestWithRelativeURLStr("", nullptr, nullptr, [&](auto&, auto&) { called = true; },
-                                                        [&](auto&) { called = true; });
+    OTNetwork::network()->postRequestWithRelativeURLStr(
+        "", nullptr, nullptr, [&](auto&, auto&) { called = true; }, [&](auto&) { called = true; });
     test.scheduler().runUntil([] { return false; }, 50ms);
     EXPECT_FALSE(called);
 }

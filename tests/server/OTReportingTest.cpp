@@ -3,11 +3,11 @@
 #include <algorithm>
 
 #include "core/OTSDKManager.h"
-#include "platform/OTUserConfig.h"
 #include "corvane/CorvaneOtManager.h"
 #include "model/OTEvent.h"
 #include "model/OTWindowData.h"
 #include "platform/OTDataArchiver.h"
+#include "platform/OTUserConfig.h"
 #include "server/OTNetwork.h"
 #include "support/OTServerHarness.h"
 
@@ -107,11 +107,13 @@ TEST(OTReporting, DialogReportsCarryTheTriggerPropertiesTypeAndButtonText) {
     std::vector<std::string> seen;
     for (const auto& event : events) seen.push_back(event["xwhat"].get<std::string>() + " " + event["xcontext"].dump());
     std::sort(seen.begin(), seen.end());
-    EXPECT_EQ(seen, (std::vector<std::string>{
-                        R"($clickDialog {"$dialog_type":4,"$lib_version":"2.2.2","activityId":"7","dialog_button_text":"No"})",
-                        R"($clickDialog {"$dialog_type":6,"$lib_version":"2.2.2","activityId":"7"})",
-                        R"($closeDialog {"$dialog_type":3,"$lib_version":"2.2.2","activityId":""})",
-                        R"($pullDialog {"$lib_version":"2.2.2","activityId":"7"})"}));
+    EXPECT_EQ(
+        seen,
+        (std::vector<std::string>{
+            R"($clickDialog {"$dialog_type":4,"$lib_version":"2.2.2","activityId":"7","dialog_button_text":"No"})",
+            R"($clickDialog {"$dialog_type":6,"$lib_version":"2.2.2","activityId":"7"})",
+            R"($closeDialog {"$dialog_type":3,"$lib_version":"2.2.2","activityId":""})",
+            R"($pullDialog {"$lib_version":"2.2.2","activityId":"7"})"}));
 }
 
 TEST(OTReporting, PushReportsUseTheGroupsSettingsAndOpenedPushesNavigate) {
@@ -124,8 +126,8 @@ TEST(OTReporting, PushReportsUseTheGroupsSettingsAndOpenedPushesNavigate) {
 
     CorvaneOtManager::pushTrack(0, json{{"activityId", "55"}}, "group.ext");
     CorvaneOtManager::pushTrack(2, json{{"activityId", "56"}}, "group.ext");  // built, never sent
-    CorvaneOtManager::pushTrack(1, json{{"activityId", "57"}, {"$push_channel", "apns"}, {"intentUrl", "demo://deal/57"}},
-                                "group.ext");
+    CorvaneOtManager::pushTrack(
+        1, json{{"activityId", "57"}, {"$push_channel", "apns"}, {"intentUrl", "demo://deal/57"}}, "group.ext");
     CorvaneOtManager::pushTrack(1, json::array({1, 2}), "group.ext");  // not a payload: nothing
     auto events = r.reportedEvents(2);
     ASSERT_TRUE(r.waitForLog("上报事件成功", 2));
@@ -142,7 +144,8 @@ TEST(OTReporting, PushReportsUseTheGroupsSettingsAndOpenedPushesNavigate) {
               (json{{"$push_channel", "apns"}, {"activityId", "57"}, {"$lib_version", "2.2.2"}}));
     EXPECT_EQ(events[1]["xwhat"], "$ot_push_delivery");
     EXPECT_EQ(events[1]["xcontext"]["$push_channel"], "");
-    EXPECT_NE(r.log().find("corvane->reportPushEventWithType:type->2,msg->{\n    activityId = 56;\n}"), std::string::npos);
+    EXPECT_NE(r.log().find("corvane->reportPushEventWithType:type->2,msg->{\n    activityId = 56;\n}"),
+              std::string::npos);
 
     // The opened one is followed 0.6 s later: a custom scheme goes to the system.
     r.test.scheduler().advance(600ms);

@@ -34,13 +34,16 @@ std::string OTServerHarness::log() {
     return OTSandbox::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
 }
 
-bool OTServerHarness::waitForLog(const std::string& fragment, std::size_t occurrences, std::chrono::milliseconds limit) {
-    return waitFor([&] {
-        const auto text = log();
-        std::size_t count = 0;
-        for (auto at = text.find(fragment); at != std::string::npos; at = text.find(fragment, at + 1)) ++count;
-        return count >= occurrences;
-    }, limit);
+bool OTServerHarness::waitForLog(const std::string& fragment, std::size_t occurrences,
+                                 std::chrono::milliseconds limit) {
+    return waitFor(
+        [&] {
+            const auto text = log();
+            std::size_t count = 0;
+            for (auto at = text.find(fragment); at != std::string::npos; at = text.find(fragment, at + 1)) ++count;
+            return count >= occurrences;
+        },
+        limit);
 }
 
 }  // namespace corvane

@@ -52,6 +52,11 @@ void OTTestEnvironment::setScreenSize(double width, double height) {
     restart();
 }
 
+void OTTestEnvironment::setHTTPTransport(std::shared_ptr<OTHTTPTransport> http) {
+    http_ = std::move(http);
+    restart();
+}
+
 void OTTestEnvironment::install() {
     const auto now = clock_ ? clock_->now() : OTVirtualClock::defaultStart();
     clock_ = std::make_shared<OTVirtualClock>(now, std::chrono::hours(8));
@@ -68,6 +73,7 @@ void OTTestEnvironment::install() {
     parts.random = std::make_shared<OTRandomSource>(42u);
     parts.uiHost = uiHost_;
     parts.reachability = reachability_;
+    parts.http = http_;
     environment_ = std::make_shared<OTEnvironment>(std::move(parts));
     OTEnvironment::install(environment_);
     // Nothing leaves the machine: until a test points the client at its server, requests go to a

@@ -4,14 +4,14 @@
 #include <memory>
 #include <string>
 
-#include "platform/view/OTNavigationController.h"
-#include "platform/view/OTWindow.h"
 #include "platform/OTEnvironment.h"
-#include "platform/headless/OTHeadlessUIHost.h"
 #include "platform/deterministic/OTManualReachabilitySource.h"
 #include "platform/deterministic/OTManualScheduler.h"
 #include "platform/deterministic/OTRecordingConsole.h"
 #include "platform/deterministic/OTVirtualClock.h"
+#include "platform/headless/OTHeadlessUIHost.h"
+#include "platform/view/OTNavigationController.h"
+#include "platform/view/OTWindow.h"
 
 namespace corvane {
 
@@ -33,6 +33,8 @@ public:
     void restart();
     // Restarts with a screen of this size in points.
     void setScreenSize(double width, double height);
+    // Restarts with this HTTP transport instead of libcurl.
+    void setHTTPTransport(std::shared_ptr<OTHTTPTransport> http);
 
     OTEnvironment& environment() const { return *environment_; }
     OTManualScheduler& scheduler() const { return *scheduler_; }
@@ -64,6 +66,7 @@ private:
     std::shared_ptr<OTRecordingConsole> console_;
     std::shared_ptr<OTHeadlessUIHost> uiHost_;
     std::shared_ptr<OTManualReachabilitySource> reachability_;
+    std::shared_ptr<OTHTTPTransport> http_;
     std::shared_ptr<OTEnvironment> environment_;
 };
 

@@ -64,10 +64,12 @@ TEST(OTSimulator, TheDemoShowsDialogsFollowsLinksQueuesOfflineAndHitsTheDailyCap
     EXPECT_EQ(dialogs[2]["content"], nullptr);
 
     std::vector<std::string> closed;
-    for (const auto& o : ofType(observations, "closed")) closed.push_back(o["campaign"].get<std::string>() + ":" + o["code"].dump());
+    for (const auto& o : ofType(observations, "closed"))
+        closed.push_back(o["campaign"].get<std::string>() + ":" + o["code"].dump());
     EXPECT_EQ(closed, (std::vector<std::string>{"103:5", "102:6", "101:3"}));
     std::vector<std::string> navigation;
-    for (const auto& o : ofType(observations, "navigation")) navigation.push_back(o["kind"].get<std::string>() + " " + o["target"].get<std::string>());
+    for (const auto& o : ofType(observations, "navigation"))
+        navigation.push_back(o["kind"].get<std::string>() + " " + o["target"].get<std::string>());
     EXPECT_EQ(navigation, (std::vector<std::string>{"url-inapp https://shop.example.com/new", "tab MineVC"}));
 
     // The close report went out only after the network came back.
@@ -112,7 +114,8 @@ TEST(OTSimulator, BadLinesAreReportedWithTheirNumberAndTheRunGoesOn) {
                                "{\"action\":\"dialogVisible\",\"visible\":false}\n";
     const auto observations = runSimulator(scenario.string());
     std::vector<std::string> errors;
-    for (const auto& o : ofType(observations, "error")) errors.push_back(o["line"].dump() + " " + o["message"].get<std::string>());
+    for (const auto& o : ofType(observations, "error"))
+        errors.push_back(o["line"].dump() + " " + o["message"].get<std::string>());
     ASSERT_EQ(errors.size(), 6u);
     EXPECT_EQ(errors[0], "2 not a JSON object: {not json");
     EXPECT_EQ(errors[1], "4 unknown action \"fly\"");

@@ -2,19 +2,19 @@
 
 #include <cmath>
 
-#include "platform/view/OTNavigationController.h"
 #include "core/OTPopWindowManager.h"
-#include "platform/view/OTWindow.h"
 #include "model/OTWindowData.h"
-#include "platform/headless/OTHeadlessWebView.h"
 #include "platform/OTImageDiskCache.h"
 #include "platform/OTLogger.h"
 #include "platform/OTSandbox.h"
 #include "platform/headless/OTHTMLRenderer.h"
 #include "platform/headless/OTHeadlessRenderer.h"
+#include "platform/headless/OTHeadlessWebView.h"
+#include "platform/view/OTNavigationController.h"
+#include "platform/view/OTWindow.h"
+#include "support/OTTestEnvironment.h"
 #include "ui/OTPopWindow.h"
 #include "ui/OTWebController.h"
-#include "support/OTTestEnvironment.h"
 
 namespace corvane {
 
@@ -28,7 +28,8 @@ std::string be32(std::uint32_t v) {
 
 // The first bytes of a PNG of that size: all that the library reads of a picture.
 std::string pngOfSize(std::uint32_t width, std::uint32_t height) {
-    return std::string("\x89PNG\r\n\x1a\n\0\0\0\x0dIHDR", 16) + be32(width) + be32(height) + std::string("\x08\x06\0\0\0", 5);
+    return std::string("\x89PNG\r\n\x1a\n\0\0\0\x0dIHDR", 16) + be32(width) + be32(height) +
+           std::string("\x08\x06\0\0\0", 5);
 }
 
 // A screen of the given size with a key window, exact text heights and the callbacks recorded.
@@ -39,7 +40,8 @@ struct Screen {
 
     explicit Screen(double width = 375, double height = 667) {
         test.setScreenSize(width, height);
-        window = std::make_shared<OTWindow>(OTNavigationController::withRoot(std::make_shared<OTViewController>("HomeVC")));
+        window =
+            std::make_shared<OTWindow>(OTNavigationController::withRoot(std::make_shared<OTViewController>("HomeVC")));
         test.uiHost().setWindows({window});
         auto& measurer = test.uiHost().textMeasurer();
         measurer.setHeight(OTPopWindow::kMinTextSample, 20);
@@ -127,7 +129,8 @@ TEST(OTPopWindow, TextDialogsLayOutTheSameArithmeticOnEveryScreen) {
         EXPECT_FALSE(OTHeadlessRenderer::tap(s.find("leftBtn")));  // already fading out
         s.test.scheduler().advance(50ms);
         ASSERT_EQ(s.events.size(), 2u);
-        EXPECT_EQ(s.events[1], (std::pair<std::int64_t, std::optional<std::string>>{5, "https://shop.example.com/new"}));
+        EXPECT_EQ(s.events[1],
+                  (std::pair<std::int64_t, std::optional<std::string>>{5, "https://shop.example.com/new"}));
         EXPECT_EQ(s.find("OTPopWindow"), nullptr);
         EXPECT_TRUE(s.window->subviews().empty());
         EXPECT_FALSE(OTPopWindowManager::sharedManager()->isHandlingPopWindow());
@@ -172,8 +175,8 @@ TEST(OTPopWindow, PictureAndTextDialogsShortenTheBodyThenThePicture) {
         const auto box = window->contentView()->frame();
         EXPECT_NEAR(box.size.height, h2, 1e-9);
         // The close button sits on the card's top-right corner, white.
-        expectFrame(s.find("closeBtn")->frame(), box.origin.x + box.size.width - m.c / 2, box.origin.y - m.c / 2, m.c, m.c,
-                    "close");
+        expectFrame(s.find("closeBtn")->frame(), box.origin.x + box.size.width - m.c / 2, box.origin.y - m.c / 2, m.c,
+                    m.c, "close");
         EXPECT_EQ(s.find("closeBtn")->imageResource(), "ot_close_white@2x.png");
         ASSERT_TRUE(OTHeadlessRenderer::tap(s.find("closeBtn")));
         s.test.scheduler().advance(50ms);
@@ -274,7 +277,7 @@ TEST(OTPopWindow, WebPageDialogsAndToolWindowsAndUnknownStyles) {
     EXPECT_TRUE(s.events.empty());
     EXPECT_TRUE(unknown->isShowing());  // a fresh window counts as showing, and is never registered
     EXPECT_EQ(OTPopWindowManager::sharedManager()->popWindows().size(), 1u);  // the web page dialog
-    EXPECT_EQ(unknown->node()->superview(), nullptr);                          // and nothing is laid over the app
+    EXPECT_EQ(unknown->node()->superview(), nullptr);                         // and nothing is laid over the app
 }
 
 TEST(OTPopWindow, HostileCampaignsFallBackWithoutCrashing) {
@@ -283,8 +286,14 @@ TEST(OTPopWindow, HostileCampaignsFallBackWithoutCrashing) {
     const std::string huge(100 * 1024, 'W');
     s.cachePicture("https://cdn.test/zero.png", 0, 0);  // not a picture: no size at all
     for (const json& campaign :
-         {json{{"style", 2}, {"title", {{"text", huge}}}, {"content", {{"text", huge}}}, {"picture", "https://cdn.test/zero.png"}},
-          json{{"style", 3}, {"title", {{"text", "中文" + huge}}}, {"buttonLeft", {{"text", huge}}}, {"buttonRight", nullptr}},
+         {json{{"style", 2},
+               {"title", {{"text", huge}}},
+               {"content", {{"text", huge}}},
+               {"picture", "https://cdn.test/zero.png"}},
+          json{{"style", 3},
+               {"title", {{"text", "中文" + huge}}},
+               {"buttonLeft", {{"text", huge}}},
+               {"buttonRight", nullptr}},
           json{{"style", 1}, {"picture", "not a url"}}, json{{"style", 1}}, json{{"style", 4}, {"h5Url", 42}},
           json{{"style", "3"}}, json{{"style", -1}}, json::array(), json(nullptr)}) {
         auto window = s.pop(campaign);
@@ -308,9 +317,13 @@ TEST(OTPopWindow, HTMLDrawsEachStyleWithItsBoxesAtTheComputedFrames) {
     s.test.uiHost().textMeasurer().setHeight("Big <sale> & more", 30);
     for (const json& campaign :
          {json{{"style", 1}, {"picture", "https://cdn.test/p.png"}},
-          json{{"style", 2}, {"picture", "https://cdn.test/p.png"}, {"title", {{"text", "Big <sale> & more"}}},
+          json{{"style", 2},
+               {"picture", "https://cdn.test/p.png"},
+               {"title", {{"text", "Big <sale> & more"}}},
                {"buttonMiddle", {{"text", "Go"}, {"background", "#FF5500"}, {"color", "#FFFFFF"}}}},
-          json{{"style", 3}, {"title", {{"text", "Big <sale> & more"}, {"color", "#123456"}}}, {"buttonLeft", {{"text", "A"}}},
+          json{{"style", 3},
+               {"title", {{"text", "Big <sale> & more"}, {"color", "#123456"}}},
+               {"buttonLeft", {{"text", "A"}}},
                {"buttonRight", {{"text", "B"}}}},
           json{{"style", 4}, {"h5Url", "https://survey.test/q1"}}}) {
         auto window = s.pop(campaign);
@@ -328,12 +341,15 @@ TEST(OTPopWindow, HTMLDrawsEachStyleWithItsBoxesAtTheComputedFrames) {
         switch (window->data()->style()) {
             case 1:
                 EXPECT_NE(html.find(box(window->imgView())), std::string::npos);
-                EXPECT_NE(html.find("<img src=\"https://cdn.test/p.png\" style=\"width:100%;height:100%;object-fit:contain\">"),
-                          std::string::npos);
+                EXPECT_NE(
+                    html.find(
+                        "<img src=\"https://cdn.test/p.png\" style=\"width:100%;height:100%;object-fit:contain\">"),
+                    std::string::npos);
                 EXPECT_NE(html.find("src=\"data:image/png;base64,iVBORw0KGgo"), std::string::npos);  // the close button
                 break;
             case 2:
-                EXPECT_NE(html.find(box(window->contentView()) + ";background:rgba(255,255,255,1);border-radius:3px;overflow:hidden"),
+                EXPECT_NE(html.find(box(window->contentView()) +
+                                    ";background:rgba(255,255,255,1);border-radius:3px;overflow:hidden"),
                           std::string::npos);
                 EXPECT_NE(html.find(box(window->middleBtn()) + ";background:rgba(255,85,0,1);border-radius:6px"),
                           std::string::npos);

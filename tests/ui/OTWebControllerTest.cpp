@@ -1,12 +1,12 @@
 #include <gtest/gtest.h>
 
-#include "platform/view/OTNavigationController.h"
-#include "platform/headless/OTHeadlessWebView.h"
 #include "platform/OTLogger.h"
 #include "platform/OTSandbox.h"
 #include "platform/headless/OTHeadlessRenderer.h"
-#include "ui/OTWebController.h"
+#include "platform/headless/OTHeadlessWebView.h"
+#include "platform/view/OTNavigationController.h"
 #include "support/OTTestEnvironment.h"
+#include "ui/OTWebController.h"
 
 namespace corvane {
 
@@ -66,8 +66,9 @@ TEST(OTWebController, LoadsShowsProgressAndRecoversFromAFailedStart) {
     EXPECT_FALSE(controller->reloadBtn()->hidden());
     EXPECT_EQ(controller->reloadBtn()->text(), "网络异常，点击重新加载");
     EXPECT_EQ(controller->reloadBtn()->frame(), (OTRect{{95, 422 - 70 - 100}, {200, 140}}));  // centred, 100 up
-    EXPECT_NE(log(test).find("页面加载失败：The Internet connection appears to be offline.，url：https://survey.test/q1"),
-              std::string::npos);
+    EXPECT_NE(
+        log(test).find("页面加载失败：The Internet connection appears to be offline.，url：https://survey.test/q1"),
+        std::string::npos);
     ASSERT_TRUE(OTHeadlessRenderer::tap(controller->reloadBtn()));
     EXPECT_EQ(web->requests().back(), "reload");
     web->start();

@@ -37,16 +37,16 @@ nlohmann::json OTDevServer::readCampaignFile(const fs::path& path) const {
     return nlohmann::json::parse(text, nullptr, false);
 }
 
-OTDevServer::OTDevServer(Options options) : options_(std::move(options)), server_(std::make_unique<httplib::Server>()) {}
+OTDevServer::OTDevServer(Options options)
+    : options_(std::move(options)), server_(std::make_unique<httplib::Server>()) {}
 
 OTDevServer::~OTDevServer() { stop(); }
 
 const std::vector<std::string>& OTDevServer::endpoints() {
     static const std::vector<std::string> kEndpoints = {
-        "/push/sdk/login",          "/push/sdk/in_app",      "/push/sdk/event/subscribe",
-        "/push/sdk/event/trigger",  "/push/sdk/in_app/callback", "/push/sdk/token",
-        "/push/sdk/alias",          "/push/wechat/user/profile", "/push/sdk/pageview/upload",
-        "/push/sdk/defBanner",      "/push/sdk/banner"};
+        "/push/sdk/login",           "/push/sdk/in_app",    "/push/sdk/event/subscribe", "/push/sdk/event/trigger",
+        "/push/sdk/in_app/callback", "/push/sdk/token",     "/push/sdk/alias",           "/push/wechat/user/profile",
+        "/push/sdk/pageview/upload", "/push/sdk/defBanner", "/push/sdk/banner"};
     return kEndpoints;
 }
 
@@ -100,9 +100,11 @@ nlohmann::json OTDevServer::answer(const std::string& path, const nlohmann::json
         if (!validTokens_.count(token)) return {{"code", kInvalidTokenCode}, {"message", "token invalid"}};
     }
     if (path == "/push/sdk/in_app") return {{"code", 0}, {"message", "success"}, {"data", dataFor("in_app")}};
-    if (path == "/push/sdk/event/subscribe") return {{"code", 0}, {"message", "success"}, {"data", dataFor("subscribe")}};
+    if (path == "/push/sdk/event/subscribe")
+        return {{"code", 0}, {"message", "success"}, {"data", dataFor("subscribe")}};
     if (path == "/push/sdk/banner") return {{"code", 0}, {"message", "success"}, {"data", dataFor("banners")}};
-    if (path == "/push/sdk/defBanner") return {{"code", 0}, {"message", "success"}, {"data", dataFor("default_banners")}};
+    if (path == "/push/sdk/defBanner")
+        return {{"code", 0}, {"message", "success"}, {"data", dataFor("default_banners")}};
     return {{"code", 0}, {"message", "success"}};
 }
 
@@ -114,8 +116,9 @@ bool OTDevServer::start() {
             auto body = nlohmann::json::parse(request.body, nullptr, false);
             {
                 std::lock_guard lock(mutex_);
-                requests_.push_back({endpoint, body.is_discarded() ? nlohmann::json() : body, request.body,
-                                     std::chrono::duration<double>(std::chrono::steady_clock::now() - started_).count()});
+                requests_.push_back(
+                    {endpoint, body.is_discarded() ? nlohmann::json() : body, request.body,
+                     std::chrono::duration<double>(std::chrono::steady_clock::now() - started_).count()});
             }
             const auto fault = takeFault(endpoint);
             if (fault && fault->delay.count() > 0) std::this_thread::sleep_for(fault->delay);
@@ -123,7 +126,8 @@ bool OTDevServer::start() {
                 response.status = 444;
                 response.set_header("Connection", "close");
                 // Closing without an answer: the content provider gives up at once.
-                response.set_content_provider(1, "application/json", [](size_t, size_t, httplib::DataSink&) { return false; });
+                response.set_content_provider(1, "application/json",
+                                              [](size_t, size_t, httplib::DataSink&) { return false; });
                 return;
             }
             response.status = fault && fault->httpStatus ? *fault->httpStatus : 200;
@@ -159,7 +163,9 @@ bool OTDevServer::start() {
     server_->Get(R"(/media/([A-Za-z0-9._-]+))", [this](const httplib::Request& request, httplib::Response& response) {
         {
             std::lock_guard lock(mutex_);
-            requests_.push_back({request.path, nullptr, {},
+            requests_.push_back({request.path,
+                                 nullptr,
+                                 {},
                                  std::chrono::duration<double>(std::chrono::steady_clock::now() - started_).count()});
         }
         const auto fault = takeFault(request.path);

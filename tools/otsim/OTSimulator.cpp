@@ -7,25 +7,25 @@
 
 #include "OTDevServer.h"
 #include "OTSimulatorPresenter.h"
-#include "platform/view/OTNavigationController.h"
-#include "platform/view/OTPageClassRegistry.h"
 #include "core/OTSDKManager.h"
-#include "platform/view/OTTabBarController.h"
-#include "platform/OTUserConfig.h"
-#include "platform/view/OTWindow.h"
 #include "corvane/CorvaneOtManager.h"
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
 #include "platform/OTEnvironment.h"
-#include "platform/headless/OTHeadlessUIHost.h"
 #include "platform/OTLogger.h"
-#include "platform/deterministic/OTManualReachabilitySource.h"
 #include "platform/OTRandomSource.h"
+#include "platform/OTUserConfig.h"
+#include "platform/deterministic/OTManualReachabilitySource.h"
+#include "platform/headless/OTHTMLRenderer.h"
+#include "platform/headless/OTHeadlessRenderer.h"
+#include "platform/headless/OTHeadlessUIHost.h"
 #include "platform/linux/OTStandardErrorConsole.h"
 #include "platform/linux/OTSystemClock.h"
 #include "platform/linux/OTThreadScheduler.h"
-#include "platform/headless/OTHTMLRenderer.h"
-#include "platform/headless/OTHeadlessRenderer.h"
+#include "platform/view/OTNavigationController.h"
+#include "platform/view/OTPageClassRegistry.h"
+#include "platform/view/OTTabBarController.h"
+#include "platform/view/OTWindow.h"
 #include "ui/OTPopWindow.h"
 
 namespace corvane {
@@ -92,8 +92,9 @@ bool OTSimulator::setUp() {
     environment_ = std::make_shared<OTEnvironment>(std::move(parts));
     OTEnvironment::install(environment_);
     OTLogger::configLogLevel(options_.logLevel);
-    OTPopWindowManager::sharedManager()->setPresenter(std::make_shared<OTSimulatorPresenter>(
-        [this](const auto& data) { dialogShown(data); }, [this](const auto& data, auto type) { dialogReacted(data, type); }));
+    OTPopWindowManager::sharedManager()->setPresenter(
+        std::make_shared<OTSimulatorPresenter>([this](const auto& data) { dialogShown(data); },
+                                               [this](const auto& data, auto type) { dialogReacted(data, type); }));
     buildApp();
     return true;
 }
@@ -162,7 +163,8 @@ void OTSimulator::perform(std::size_t line, const json& action) {
     if (name == "waitFor") return waitFor(line, action);
     if (name == "network") return setNetwork(line, action.value("state", ""));
     if (name == "pushTrack") {
-        return CorvaneOtManager::pushTrack(action.value("type", 0), action.value("msg", json::object()), group_.value_or(""));
+        return CorvaneOtManager::pushTrack(action.value("type", 0), action.value("msg", json::object()),
+                                           group_.value_or(""));
     }
     if (name == "dialogVisible") return CorvaneOtManager::setDialogVisible(action.value("visible", true));
     if (name == "fault") return injectFault(line, action);
@@ -193,7 +195,8 @@ void OTSimulator::declareApp(const json& action) {
 
 void OTSimulator::buildApp() {
     auto registry = OTPageClassRegistry::shared();
-    for (const auto& page : pages_) registry->registerPageClass({page.name, page.properties, std::nullopt, std::nullopt});
+    for (const auto& page : pages_)
+        registry->registerPageClass({page.name, page.properties, std::nullopt, std::nullopt});
     tabBar_ = std::make_shared<OTTabBarController>();
     std::vector<std::shared_ptr<OTViewController>> stacks;
     for (const auto& tab : tabs_) {
@@ -267,8 +270,11 @@ void OTSimulator::dismiss(std::size_t line) {
 }
 
 void OTSimulator::tap(std::size_t line, const std::string& element) {
-    static const std::map<std::string, std::string> kNodes = {
-        {"close", "closeBtn"}, {"image", "imgView"}, {"left", "leftBtn"}, {"right", "rightBtn"}, {"middle", "middleBtn"}};
+    static const std::map<std::string, std::string> kNodes = {{"close", "closeBtn"},
+                                                              {"image", "imgView"},
+                                                              {"left", "leftBtn"},
+                                                              {"right", "rightBtn"},
+                                                              {"middle", "middleBtn"}};
     const auto it = kNodes.find(element);
     if (it == kNodes.end()) return error(line, "unknown element \"" + element + "\"");
     const auto dialog = window_->scene()->findByName("OTPopWindow");
@@ -378,7 +384,9 @@ void OTSimulator::collectNavigation() {
     if (now.selectedTab != navigation_.selectedTab) {
         const auto selected = std::dynamic_pointer_cast<OTNavigationController>(tabBar_->selectedViewController());
         const auto top = selected ? selected->topViewController() : nullptr;
-        observe({{"type", "navigation"}, {"kind", "tab"}, {"target", top ? top->className() : std::to_string(now.selectedTab)}});
+        observe({{"type", "navigation"},
+                 {"kind", "tab"},
+                 {"target", top ? top->className() : std::to_string(now.selectedTab)}});
     }
     for (std::size_t i = 0; i < now.stackSizes.size() && i < navigation_.stackSizes.size(); ++i) {
         if (now.stackSizes[i] <= navigation_.stackSizes[i]) continue;
@@ -499,14 +507,16 @@ void OTSimulator::print(const json& o) {
         std::string fields;
         if (body.is_object()) {
             for (const char* key : {"appKey", "userId", "token"}) {
-                if (body.contains(key) && !body[key].is_null()) fields += std::string(" ") + key + "=" + text(body[key]);
+                if (body.contains(key) && !body[key].is_null())
+                    fields += std::string(" ") + key + "=" + text(body[key]);
             }
             if (body.contains("events") && body["events"].is_array() && !body["events"].empty()) {
                 const auto& event = body["events"][0];
                 fields += " xwhat=" + text(event.value("xwhat", json("")));
                 const auto context = event.value("xcontext", json::object());
                 for (const char* key : {"activityId", "$dialog_type", "$push_channel"}) {
-                    if (context.is_object() && context.contains(key)) fields += std::string(" ") + key + "=" + text(context[key]);
+                    if (context.is_object() && context.contains(key))
+                        fields += std::string(" ") + key + "=" + text(context[key]);
                 }
             }
         }
@@ -516,7 +526,8 @@ void OTSimulator::print(const json& o) {
     } else if (type == "snapshot") {
         out_ << at << "  snapshot " << text(o["file"]) << "\n";
     } else if (type == "state") {
-        out_ << "\n" << at << "  state: daily dialogs " << o["dailyPopWindowCount"] << ", offline queues "
+        out_ << "\n"
+             << at << "  state: daily dialogs " << o["dailyPopWindowCount"] << ", offline queues "
              << o["offlineWindowEvents"] << " dialog / " << o["offlinePushEvents"] << " push\n";
         for (const auto& node : o["nodes"]) {
             out_ << "           campaign " << node["id"] << ": shown " << node["usedCount"] << "/" << node["count"]

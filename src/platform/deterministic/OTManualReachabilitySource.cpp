@@ -43,7 +43,8 @@ void OTManualReachabilitySource::setFlags(std::optional<Flags> flags) {
     for (const auto& observer : targets) observer();
 }
 
-void OTManualReachabilitySource::setRadio(std::optional<std::string> current, std::map<std::string, std::string> perService) {
+void OTManualReachabilitySource::setRadio(std::optional<std::string> current,
+                                          std::map<std::string, std::string> perService) {
     std::lock_guard lock(mutex_);
     radio_ = std::move(current);
     serviceRadio_ = std::move(perService);

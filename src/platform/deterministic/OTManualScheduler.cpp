@@ -24,8 +24,7 @@ public:
         auto owner = owner_.lock();
         if (!owner) return;
         if (delay.count() < 0) delay = std::chrono::nanoseconds(0);
-        owner->post(this, owner->clock_->now() + std::chrono::duration_cast<OTClock::Duration>(delay),
-                    std::move(work));
+        owner->post(this, owner->clock_->now() + std::chrono::duration_cast<OTClock::Duration>(delay), std::move(work));
     }
 
     void sync(const Work& work) override {
@@ -104,8 +103,7 @@ void OTManualScheduler::syncOn(Lane* lane, const OTDispatchQueue::Work& work) {
         post(lane, clock_->now(), [&work, done] {
             try {
                 work();
-            } catch (...) {
-            }
+            } catch (...) {}
             done->set_value();
         });
         {
@@ -139,8 +137,7 @@ void OTManualScheduler::run(Item& item) {
     tCurrentLane = item.lane;
     try {
         item.work();
-    } catch (...) {
-    }
+    } catch (...) {}
     tCurrentLane = previous;
 }
 

@@ -109,7 +109,8 @@ std::optional<OTPropertyList> OTBinaryPlistReader::object(std::uint64_t ref, std
             const std::size_t width = std::size_t{1} << info;
             auto raw = unsignedAt(at, width);
             if (!raw || at + width > limit) return std::nullopt;
-            if (width == 4) return OTPropertyList(static_cast<double>(std::bit_cast<float>(static_cast<std::uint32_t>(*raw))));
+            if (width == 4)
+                return OTPropertyList(static_cast<double>(std::bit_cast<float>(static_cast<std::uint32_t>(*raw))));
             return OTPropertyList(std::bit_cast<double>(*raw));
         }
         case 0x3: {

@@ -68,7 +68,7 @@ std::string OTDateFormatter::format(TimePoint when, std::string_view pattern, st
 }
 
 std::optional<OTDateFormatter::TimePoint> OTDateFormatter::parseWallTime(std::string_view text,
-                                                                        std::string_view pattern) {
+                                                                         std::string_view pattern) {
     long long year = 1970;
     unsigned month = 1, day = 1, hour = 0, minute = 0, second = 0, millisecond = 0;
     std::size_t at = 0;

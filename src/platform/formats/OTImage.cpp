@@ -30,7 +30,8 @@ std::optional<OTSize> sizeOfJPEG(std::string_view d) {
         }
         const std::uint32_t length = bigEndian(d, at + 2, 2);
         if (length < 2) return std::nullopt;
-        const bool startOfFrame = marker >= 0xC0 && marker <= 0xCF && marker != 0xC4 && marker != 0xC8 && marker != 0xCC;
+        const bool startOfFrame =
+            marker >= 0xC0 && marker <= 0xCF && marker != 0xC4 && marker != 0xC8 && marker != 0xCC;
         if (startOfFrame) {
             if (at + 9 > d.size()) return std::nullopt;
             return OTSize{static_cast<double>(bigEndian(d, at + 7, 2)), static_cast<double>(bigEndian(d, at + 5, 2))};

@@ -4,7 +4,9 @@
 
 namespace corvane {
 
-void OTKeyedArchiver::encodeBool(bool value, const std::string& key) { fields_.insert_or_assign(key, OTPropertyList(value)); }
+void OTKeyedArchiver::encodeBool(bool value, const std::string& key) {
+    fields_.insert_or_assign(key, OTPropertyList(value));
+}
 
 void OTKeyedArchiver::encodeInteger(std::int64_t value, const std::string& key) {
     fields_.insert_or_assign(key, OTPropertyList(value));

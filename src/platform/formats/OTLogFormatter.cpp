@@ -1,9 +1,9 @@
 #include "platform/formats/OTLogFormatter.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <nlohmann/json.hpp>
 
 #include "platform/formats/OTDateFormatter.h"
@@ -21,7 +21,8 @@ std::string OTLogArgument::description() const {
         [](const auto& v) -> std::string {
             using V = std::decay_t<decltype(v)>;
             if constexpr (std::is_same_v<V, std::monostate>) return "(null)";
-            else if constexpr (std::is_same_v<V, std::int64_t> || std::is_same_v<V, std::uint64_t>) return std::to_string(v);
+            else if constexpr (std::is_same_v<V, std::int64_t> || std::is_same_v<V, std::uint64_t>)
+                return std::to_string(v);
             else if constexpr (std::is_same_v<V, double>) return nlohmann::json(v).dump();
             else return std::string(v);
         },
@@ -137,8 +138,20 @@ void appendOne(std::string& out, const Conversion& conversion, const OTLogArgume
             else appendPadded(out, arg.description(), conversion);
             return;
         }
-        case 'd': case 'i': case 'u': case 'x': case 'X': case 'o': appendInteger(out, conversion, arg); return;
-        case 'f': case 'F': case 'e': case 'E': case 'g': case 'G': case 'a': case 'A': appendReal(out, conversion, arg); return;
+        case 'd':
+        case 'i':
+        case 'u':
+        case 'x':
+        case 'X':
+        case 'o': appendInteger(out, conversion, arg); return;
+        case 'f':
+        case 'F':
+        case 'e':
+        case 'E':
+        case 'g':
+        case 'G':
+        case 'a':
+        case 'A': appendReal(out, conversion, arg); return;
         case 'c': {
             const auto value = arg.asSigned();
             const char c = value ? static_cast<char>(*value) : '?';
@@ -160,8 +173,24 @@ void appendOne(std::string& out, const Conversion& conversion, const OTLogArgume
 
 bool isConversion(char c) {
     switch (c) {
-        case '@': case 's': case 'd': case 'i': case 'u': case 'x': case 'X': case 'o': case 'f': case 'F':
-        case 'e': case 'E': case 'g': case 'G': case 'a': case 'A': case 'c': case 'p': return true;
+        case '@':
+        case 's':
+        case 'd':
+        case 'i':
+        case 'u':
+        case 'x':
+        case 'X':
+        case 'o':
+        case 'f':
+        case 'F':
+        case 'e':
+        case 'E':
+        case 'g':
+        case 'G':
+        case 'a':
+        case 'A':
+        case 'c':
+        case 'p': return true;
         default: return false;
     }
 }

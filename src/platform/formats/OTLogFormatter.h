@@ -4,7 +4,7 @@
 #include <concepts>
 #include <cstdint>
 #include <memory>
-#include <nlohmann/json_fwd.hpp>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <span>
 #include <string>
@@ -28,8 +28,7 @@ public:
     template <std::signed_integral T>
     OTLogArgument(T value) : value_(static_cast<std::int64_t>(value)) {}
     template <std::unsigned_integral T>
-        requires(!std::same_as<T, bool>)
-    OTLogArgument(T value) : value_(static_cast<std::uint64_t>(value)) {}
+    requires(!std::same_as<T, bool>) OTLogArgument(T value) : value_(static_cast<std::uint64_t>(value)) {}
     template <std::floating_point T>
     OTLogArgument(T value) : value_(static_cast<double>(value)) {}
     OTLogArgument(const char* value) {

@@ -8,9 +8,9 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
+#include "platform/OTSandbox.h"
 #include "platform/formats/OTBinaryPlistReader.h"
 #include "platform/formats/OTBinaryPlistWriter.h"
-#include "platform/OTSandbox.h"
 
 namespace corvane {
 
@@ -90,8 +90,7 @@ nlohmann::json OTPropertyList::toJson() const {
         case Kind::Integer: return *get<std::int64_t>();
         case Kind::Real: return *get<double>();
         case Kind::String: return *get<std::string>();
-        case Kind::Date:
-            return std::chrono::duration<double>(get<Date>()->time_since_epoch()).count();
+        case Kind::Date: return std::chrono::duration<double>(get<Date>()->time_since_epoch()).count();
         case Kind::Data: return nlohmann::json::binary(*get<Data>());
         case Kind::Array: {
             nlohmann::json array = nlohmann::json::array();

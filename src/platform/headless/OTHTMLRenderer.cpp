@@ -3,19 +3,22 @@
 #include <cmath>
 #include <cstdio>
 
-#include "platform/formats/OTImage.h"
 #include "platform/OTResourceBundle.h"
 #include "platform/OTSandbox.h"
 #include "platform/OTUtils.h"
+#include "platform/formats/OTImage.h"
 
 namespace corvane {
 
 namespace {
 std::string rgba(const OTColor& color) {
-    const auto channel = [](double v) { return std::to_string(static_cast<int>(std::lround(std::clamp(v, 0.0, 1.0) * 255))); };
+    const auto channel = [](double v) {
+        return std::to_string(static_cast<int>(std::lround(std::clamp(v, 0.0, 1.0) * 255)));
+    };
     char alpha[16];
     std::snprintf(alpha, sizeof alpha, "%.3g", std::clamp(color.alpha(), 0.0, 1.0));
-    return "rgba(" + channel(color.red()) + "," + channel(color.green()) + "," + channel(color.blue()) + "," + alpha + ")";
+    return "rgba(" + channel(color.red()) + "," + channel(color.green()) + "," + channel(color.blue()) + "," + alpha +
+           ")";
 }
 
 std::string imageSource(const OTSceneNode& node) {
@@ -41,8 +44,8 @@ void renderNode(std::string& out, const OTSceneNode& node, int depth) {
     const std::string indent(static_cast<std::size_t>(depth) * 2, ' ');
     const auto& f = node.frame();
     std::string style = "left:" + OTHTMLRenderer::px(f.origin.x) + "px;top:" + OTHTMLRenderer::px(f.origin.y) +
-                        "px;width:" + OTHTMLRenderer::px(f.size.width) + "px;height:" + OTHTMLRenderer::px(f.size.height) +
-                        "px";
+                        "px;width:" + OTHTMLRenderer::px(f.size.width) +
+                        "px;height:" + OTHTMLRenderer::px(f.size.height) + "px";
     if (node.alpha() < 1) style += ";opacity:" + OTHTMLRenderer::px(node.alpha());
     if (node.backgroundColor()) style += ";background:" + rgba(*node.backgroundColor());
     if (node.cornerRadius() > 0) style += ";border-radius:" + OTHTMLRenderer::px(node.cornerRadius()) + "px";
@@ -57,21 +60,24 @@ void renderNode(std::string& out, const OTSceneNode& node, int depth) {
         const char* align = node.textAlignment() == OTSceneNode::TextAlignment::Left    ? "left"
                             : node.textAlignment() == OTSceneNode::TextAlignment::Right ? "right"
                                                                                         : "center";
-        style += ";font-family:'" + node.fontName() + "','PingFang SC','Noto Sans CJK SC',sans-serif;font-size:" +
-                 OTHTMLRenderer::px(node.fontSize()) + "px;line-height:" +
-                 OTHTMLRenderer::px(node.fontSize() * 1.4 + node.lineSpacing()) + "px;text-align:" + align;
+        style += ";font-family:'" + node.fontName() +
+                 "','PingFang SC','Noto Sans CJK SC',sans-serif;font-size:" + OTHTMLRenderer::px(node.fontSize()) +
+                 "px;line-height:" + OTHTMLRenderer::px(node.fontSize() * 1.4 + node.lineSpacing()) +
+                 "px;text-align:" + align;
         if (node.textColor()) style += ";color:" + rgba(*node.textColor());
-        if (node.role() == OTSceneNode::Role::Button) style += ";display:flex;align-items:center;justify-content:center";
+        if (node.role() == OTSceneNode::Role::Button)
+            style += ";display:flex;align-items:center;justify-content:center";
     }
     out += indent + "<div data-role=\"" + OTSceneNode::roleName(node.role()) + "\" data-name=\"" +
            OTHTMLRenderer::escape(node.name()) + "\" style=\"" + style + "\">";
     const auto source = imageSource(node);
     if (!source.empty()) {
-        out += "<img src=\"" + OTHTMLRenderer::escape(source) + "\" style=\"width:100%;height:100%;object-fit:" +
-               objectFit(node.contentMode()) + "\">";
+        out += "<img src=\"" + OTHTMLRenderer::escape(source) +
+               "\" style=\"width:100%;height:100%;object-fit:" + objectFit(node.contentMode()) + "\">";
     }
     if (node.role() == OTSceneNode::Role::Web && node.url()) {
-        out += "<iframe src=\"" + OTHTMLRenderer::escape(*node.url()) + "\" style=\"width:100%;height:100%;border:0\"></iframe>";
+        out += "<iframe src=\"" + OTHTMLRenderer::escape(*node.url()) +
+               "\" style=\"width:100%;height:100%;border:0\"></iframe>";
     }
     if (node.text()) out += "<span>" + OTHTMLRenderer::escape(*node.text()) + "</span>";
     if (!node.subviews().empty()) {
@@ -109,7 +115,8 @@ std::string OTHTMLRenderer::escape(const std::string& text) {
     return out;
 }
 
-std::string OTHTMLRenderer::render(const std::shared_ptr<OTSceneNode>& root, const OTSize& screen, const std::string& title) {
+std::string OTHTMLRenderer::render(const std::shared_ptr<OTSceneNode>& root, const OTSize& screen,
+                                   const std::string& title) {
     std::string out = "<!DOCTYPE html>\n<html><head><meta charset=\"utf-8\"><title>" + escape(title) +
                       "</title>\n<style>body{margin:0;background:#e9e9ee}"
                       "#screen{position:relative;overflow:hidden;background:#f7f7f7;margin:0 auto}"

@@ -82,8 +82,8 @@ bool OTHeadlessUIHost::canOpenURL(const std::string& url) {
     if (colon == std::string::npos || colon == 0 || colon + 1 >= url.size()) return false;
     for (std::size_t i = 0; i < colon; ++i) {
         const char c = url[i];
-        const bool schemeChar = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '+' ||
-                                c == '-' || c == '.';
+        const bool schemeChar = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+                                c == '+' || c == '-' || c == '.';
         if (!schemeChar) return false;
     }
     return url.find_first_of(" \t\n\r") == std::string::npos;
@@ -91,7 +91,9 @@ bool OTHeadlessUIHost::canOpenURL(const std::string& url) {
 
 void OTHeadlessUIHost::openURL(const std::string& url) { record("open url: " + url); }
 
-void OTHeadlessUIHost::setNotificationCenterDelegate(const std::shared_ptr<void>&) { record("notification delegate set"); }
+void OTHeadlessUIHost::setNotificationCenterDelegate(const std::shared_ptr<void>&) {
+    record("notification delegate set");
+}
 
 void OTHeadlessUIHost::requestNotificationAuthorization(
     std::int64_t options, std::function<void(bool, const std::optional<std::string>&)> completion) {

@@ -29,8 +29,8 @@ public:
     bool canOpenURL(const std::string& url) override;
     void openURL(const std::string& url) override;
     void setNotificationCenterDelegate(const std::shared_ptr<void>& delegate) override;
-    void requestNotificationAuthorization(std::int64_t options,
-                                          std::function<void(bool, const std::optional<std::string>&)> completion) override;
+    void requestNotificationAuthorization(
+        std::int64_t options, std::function<void(bool, const std::optional<std::string>&)> completion) override;
     void registerUserNotificationSettings(std::int64_t types) override;
     void registerForRemoteNotifications() override;
     OTTextMeasurer& textMeasurer() override { return *measurer_; }

@@ -17,9 +17,7 @@ void OTHeadlessWebView::goBack() {
     requests_.emplace_back("back");
 }
 
-std::optional<std::string> OTHeadlessWebView::URL() const {
-    return history_.empty() ? std::nullopt : history_.back();
-}
+std::optional<std::string> OTHeadlessWebView::URL() const { return history_.empty() ? std::nullopt : history_.back(); }
 
 void OTHeadlessWebView::evaluateJavaScript(const std::string& script,
                                            std::function<void(const nlohmann::json&)> completion) {

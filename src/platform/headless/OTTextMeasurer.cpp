@@ -58,7 +58,8 @@ double OTTextMeasurer::modelHeight(const std::string& text, double fontSize, dou
             ++lines;
             // The word that overflows moves down with the character, when the line has a space.
             std::vector<double> carried;
-            if (afterSpace && *afterSpace < line.size()) carried.assign(line.begin() + static_cast<long>(*afterSpace), line.end());
+            if (afterSpace && *afterSpace < line.size())
+                carried.assign(line.begin() + static_cast<long>(*afterSpace), line.end());
             line = std::move(carried);
             afterSpace.reset();
             lineWidth = 0;

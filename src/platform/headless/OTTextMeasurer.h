@@ -21,8 +21,8 @@ class OTTextMeasurer {
 public:
     virtual ~OTTextMeasurer() = default;
 
-    virtual double boundingHeight(const std::string& text, const std::string& fontName, double fontSize, double lineSpacing,
-                                  double width) const;
+    virtual double boundingHeight(const std::string& text, const std::string& fontName, double fontSize,
+                                  double lineSpacing, double width) const;
     // From now on `text` measures `height` whatever the font and width.
     void setHeight(const std::string& text, double height);
 

@@ -81,7 +81,8 @@ void OTCurlHTTPTransport::run(const std::shared_ptr<State>& state) {
         for (auto& transfer : added) {
             CURL* easy = curl_easy_init();
             if (easy == nullptr) {
-                if (transfer->completion) transfer->completion(0, "", Failure{CURLE_FAILED_INIT, "curl_easy_init failed"});
+                if (transfer->completion)
+                    transfer->completion(0, "", Failure{CURLE_FAILED_INIT, "curl_easy_init failed"});
                 continue;
             }
             transfer->easy = easy;

@@ -25,7 +25,8 @@ std::string firstLine(const fs::path& path) {
 }
 }  // namespace
 
-OTLinkStateReachabilitySource::OTLinkStateReachabilitySource(fs::path interfaces) : interfaces_(std::move(interfaces)) {}
+OTLinkStateReachabilitySource::OTLinkStateReachabilitySource(fs::path interfaces)
+    : interfaces_(std::move(interfaces)) {}
 
 OTLinkStateReachabilitySource::~OTLinkStateReachabilitySource() {
     if (thread_.joinable()) {
@@ -39,7 +40,8 @@ OTLinkStateReachabilitySource::~OTLinkStateReachabilitySource() {
     if (wakeup_ >= 0) ::close(wakeup_);
 }
 
-std::optional<OTReachabilitySource::Flags> OTLinkStateReachabilitySource::flagsForInterfaces(const fs::path& interfaces) {
+std::optional<OTReachabilitySource::Flags> OTLinkStateReachabilitySource::flagsForInterfaces(
+    const fs::path& interfaces) {
     std::error_code ec;
     fs::directory_iterator it(interfaces, ec);
     if (ec) return std::nullopt;

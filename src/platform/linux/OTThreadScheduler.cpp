@@ -51,8 +51,7 @@ public:
         async([&work, done] {
             try {
                 work();
-            } catch (...) {
-            }
+            } catch (...) {}
             done->set_value();
         });
         finished.wait();
@@ -129,8 +128,7 @@ private:
         tCurrentLane = this;
         try {
             work();
-        } catch (...) {
-        }
+        } catch (...) {}
         tCurrentLane = previous;
     }
 
@@ -204,8 +202,6 @@ bool OTThreadScheduler::runMainLoopUntil(const std::function<bool()>& done, std:
     return lane->runUntil(done, std::chrono::steady_clock::now() + timeout);
 }
 
-std::size_t OTThreadScheduler::drainMainQueue() {
-    return std::static_pointer_cast<Lane>(mainQueue())->drain();
-}
+std::size_t OTThreadScheduler::drainMainQueue() { return std::static_pointer_cast<Lane>(mainQueue())->drain(); }
 
 }  // namespace corvane

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "platform/formats/OTKeyedArchiver.h"
 #include "platform/OTText.h"
+#include "platform/formats/OTKeyedArchiver.h"
 
 namespace corvane {
 

@@ -16,7 +16,8 @@ public:
     static constexpr const char* kArchiveClassName = "OTColor";
 
     OTColor() = default;
-    OTColor(double red, double green, double blue, double alpha) : red_(red), green_(green), blue_(blue), alpha_(alpha) {}
+    OTColor(double red, double green, double blue, double alpha)
+        : red_(red), green_(green), blue_(blue), alpha_(alpha) {}
 
     // "#RRGGBB": "#" read as "0x", the rest as an unsigned 32-bit hexadecimal number n; red is
     // n >> 16 unmasked, so eight digits give a red above 1. Text without digits reads as black.

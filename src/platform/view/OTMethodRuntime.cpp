@@ -49,7 +49,8 @@ std::optional<OTMethodRuntime::Implementation> OTMethodRuntime::instanceMethod(c
     for (int depth = 0; depth < kMaxChain && !current.empty(); ++depth) {
         const auto it = classes_.find(current);
         if (it == classes_.end()) return std::nullopt;
-        if (const auto method = it->second.methods.find(selector); method != it->second.methods.end()) return method->second;
+        if (const auto method = it->second.methods.find(selector); method != it->second.methods.end())
+            return method->second;
         current = it->second.superclass;
     }
     return std::nullopt;
@@ -72,7 +73,8 @@ bool OTMethodRuntime::setImplementation(const std::string& className, const std:
     return true;
 }
 
-bool OTMethodRuntime::addMethod(const std::string& className, const std::string& selector, Implementation implementation) {
+bool OTMethodRuntime::addMethod(const std::string& className, const std::string& selector,
+                                Implementation implementation) {
     std::lock_guard lock(mutex_);
     const auto it = classes_.find(className);
     if (it == classes_.end() || !implementation) return false;
@@ -85,7 +87,7 @@ void OTMethodRuntime::invoke(const std::string& className, const Receiver& recei
 }
 
 bool OTMethodRuntime::ot_exchangeOriginalSel(const std::string& className, const std::string& original,
-                                            const std::string& replaced) {
+                                             const std::string& replaced) {
     const auto originalImp = instanceMethod(className, original);
     const auto replacedImp = instanceMethod(className, replaced);
     if (!originalImp || !replacedImp) return false;

@@ -8,7 +8,8 @@ OTNavigationController::OTNavigationController(std::string className, std::vecto
           return superclasses;
       }()) {}
 
-std::shared_ptr<OTNavigationController> OTNavigationController::withRoot(const std::shared_ptr<OTViewController>& root) {
+std::shared_ptr<OTNavigationController> OTNavigationController::withRoot(
+    const std::shared_ptr<OTViewController>& root) {
     auto navigation = std::make_shared<OTNavigationController>();
     navigation->pushViewController(root, false);
     return navigation;

@@ -11,7 +11,8 @@ namespace corvane {
 // Tabs of pages (often navigation stacks); one is selected.
 class OTTabBarController final : public OTViewController {
 public:
-    explicit OTTabBarController(std::string className = "UITabBarController", std::vector<std::string> superclasses = {});
+    explicit OTTabBarController(std::string className = "UITabBarController",
+                                std::vector<std::string> superclasses = {});
 
     bool isTabBarController() const override { return true; }
     std::vector<std::shared_ptr<OTViewController>> viewControllers() const;

@@ -57,9 +57,9 @@ public:
     virtual void setNotificationCenterDelegate(const std::shared_ptr<void>& delegate) = 0;
     // `options` are the platform's bits (badge 1, sound 2, alert 4, car play 8); `completion` runs
     // with the answer, or with an error text.
-    virtual void requestNotificationAuthorization(std::int64_t options,
-                                                  std::function<void(bool granted, const std::optional<std::string>& error)>
-                                                      completion) = 0;
+    virtual void requestNotificationAuthorization(
+        std::int64_t options,
+        std::function<void(bool granted, const std::optional<std::string>& error)> completion) = 0;
     virtual void registerUserNotificationSettings(std::int64_t types) = 0;
     virtual void registerForRemoteNotifications() = 0;
 

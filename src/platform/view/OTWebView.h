@@ -42,7 +42,8 @@ public:
     virtual void goBack() = 0;
     virtual void stopLoading() = 0;
     virtual std::optional<std::string> URL() const = 0;
-    virtual void evaluateJavaScript(const std::string& script, std::function<void(const nlohmann::json& result)> completion) = 0;
+    virtual void evaluateJavaScript(const std::string& script,
+                                    std::function<void(const nlohmann::json& result)> completion) = 0;
 
     void setDelegate(std::weak_ptr<Delegate> delegate) { delegate_ = std::move(delegate); }
     std::shared_ptr<Delegate> delegate() const { return delegate_.lock(); }

@@ -2,13 +2,14 @@
 
 #include <algorithm>
 
-#include "platform/view/OTMethodRuntime.h"
 #include "platform/OTEnvironment.h"
+#include "platform/view/OTMethodRuntime.h"
 #include "platform/view/OTSceneNode.h"
 
 namespace corvane {
 
-OTWindow::OTWindow(std::shared_ptr<OTViewController> root, ActivationState state) : root_(std::move(root)), state_(state) {}
+OTWindow::OTWindow(std::shared_ptr<OTViewController> root, ActivationState state)
+    : root_(std::move(root)), state_(state) {}
 
 std::shared_ptr<OTViewController> OTWindow::rootViewController() const {
     std::lock_guard lock(mutex_);
@@ -60,7 +61,8 @@ void OTWindow::removeSubview(const std::string& name) {
     std::shared_ptr<OTSceneNode> node;
     {
         std::lock_guard lock(mutex_);
-        const auto it = std::find_if(subviews_.begin(), subviews_.end(), [&](const Subview& view) { return view.name == name; });
+        const auto it =
+            std::find_if(subviews_.begin(), subviews_.end(), [&](const Subview& view) { return view.name == name; });
         if (it == subviews_.end()) return;
         node = it->node;
         subviews_.erase(it);
@@ -82,7 +84,8 @@ void OTWindow::removeSubview(const std::shared_ptr<OTSceneNode>& node) {
     if (!node) return;
     {
         std::lock_guard lock(mutex_);
-        if (std::none_of(subviews_.begin(), subviews_.end(), [&](const Subview& view) { return view.node == node; })) return;
+        if (std::none_of(subviews_.begin(), subviews_.end(), [&](const Subview& view) { return view.node == node; }))
+            return;
     }
     OTMethodRuntime::shared()->invoke("UIWindow", shared_from_this(), "willRemoveSubview:", {node->name()});
     {

@@ -36,7 +36,8 @@ TEST(OTPropertyList, BinaryRoundTripKeepsEveryKind) {
 }
 
 TEST(OTPropertyList, JsonMappingKeepsNullsAndKinds) {
-    const nlohmann::json value = {{"a", nullptr}, {"b", {1, -2, 3.5, "x", false, nullptr}}, {"c", nlohmann::json::object()}};
+    const nlohmann::json value = {
+        {"a", nullptr}, {"b", {1, -2, 3.5, "x", false, nullptr}}, {"c", nlohmann::json::object()}};
     const auto plist = OTPropertyList::fromJson(value);
     EXPECT_EQ(plist.find("a")->kind(), OTPropertyList::Kind::Dictionary);  // the null marker
     const auto back = OTPropertyList::fromBinary(plist.toBinary());
@@ -111,7 +112,8 @@ TEST(OTPropertyList, CyclesAndReferenceBombsAreRefused) {
     EXPECT_FALSE(OTPropertyList::fromBinary(assemble(objects, 0)).has_value());
     // The same shape, shallow enough to be legitimate, reads.
     std::vector<std::string> small(objects.end() - 4, objects.end());
-    for (int i = 0; i < 3; ++i) small[static_cast<std::size_t>(i)] = std::string{'\xA2', static_cast<char>(i + 1), static_cast<char>(i + 1)};
+    for (int i = 0; i < 3; ++i)
+        small[static_cast<std::size_t>(i)] = std::string{'\xA2', static_cast<char>(i + 1), static_cast<char>(i + 1)};
     auto read = OTPropertyList::fromBinary(assemble(small, 0));
     ASSERT_TRUE(read.has_value());
     EXPECT_EQ(read->toJson(), nlohmann::json::parse("[[[7,7],[7,7]],[[7,7],[7,7]]]"));

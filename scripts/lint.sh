@@ -1,0 +1,40 @@
+#!/usr/bin/env bash
+# Checks the tree (installing what is missing): includes point one way between the layers, every
+# source file is formatted as .clang-format says, and (unless --no-tidy) clang-tidy finds nothing
+# with the checks of .clang-tidy. Exits non-zero on the first kind of finding.
+# Usage: scripts/lint.sh [--no-tidy] [--fix]   (--fix reformats instead of checking the format)
+set -euo pipefail
+root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+tidy=1
+fix=0
+for argument in "$@"; do
+  case "$argument" in
+    --no-tidy) tidy=0 ;;
+    --fix) fix=1 ;;
+    *) echo "lint: unknown option $argument" >&2; exit 2 ;;
+  esac
+done
+# shellcheck source=packages.sh
+. "$root/scripts/packages.sh"
+ensure_packages python3 clang-format clang-tidy clang cmake ninja-build pkg-config \
+  libcurl4-openssl-dev nlohmann-json3-dev libssl-dev libcpp-httplib-dev libcli11-dev \
+  libgtest-dev libgmock-dev libbenchmark-dev
+
+cd "$root"
+echo "lint: layers"
+python3 scripts/check-layers.py
+
+mapfile -t sources < <(git ls-files 'src/*.h' 'src/*.cpp' 'include/*.h' 'tools/*.h' 'tools/*.cpp' \
+  'tests/*.h' 'tests/*.cpp' 'bench/*.cpp')
+if [ "$fix" -eq 1 ]; then
+  clang-format -i "${sources[@]}"
+else
+  echo "lint: format"
+  clang-format --dry-run -Werror "${sources[@]}"
+fi
+
+[ "$tidy" -eq 1 ] || exit 0
+echo "lint: clang-tidy"
+# A compilation database for clang without precompiled headers (the GCC ones do not load in clang).
+cmake -S . -B build/lint -G Ninja -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON >/dev/null
+run-clang-tidy -p build/lint -j "$(nproc)" -quiet "$root/(src|tools)/"

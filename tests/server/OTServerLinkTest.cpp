@@ -1,0 +1,190 @@
+#include <gtest/gtest.h>
+
+#include <mutex>
+
+#include "OTDevServer.h"
+#include "model/OTEvent.h"
+#include "model/OTWindowData.h"
+#include "platform/OTDataArchiver.h"
+#include "platform/OTLogger.h"
+#include "platform/OTSandbox.h"
+#include "platform/OTUserConfig.h"
+#include "server/OTCampaignDownloader.h"
+#include "server/OTEventReporter.h"
+#include "server/OTLoginClient.h"
+#include "server/OTNetwork.h"
+#include "server/OTServerSession.h"
+#include "support/OTTestEnvironment.h"
+
+namespace corvane {
+
+using nlohmann::json;
+using namespace std::chrono_literals;
+
+namespace {
+// The server link alone, no engine: one session, its login, downloads and reports, pointed at the
+// dev server with the sample campaigns.
+struct ServerLink {
+    ServerLink() {
+        EXPECT_TRUE(server.start());
+        OTNetwork::configEnvironment(OTNetworkConfig::withBaseURL(server.baseURL() + "/"));
+        auto config = std::make_shared<CorvaneOtConfig>();
+        config->setAppKey("app-key");
+        // The group's settings carry the environment and the custom base URL, as at start-up.
+        config->setApplicationGroupIdentifier("group.demo");
+        config->setUrl(server.baseURL() + "/");
+        session->setConfiguration(config);
+        session->setGroupIdentifier("group.demo");
+        session->setUserId("user-9");
+        downloader->setInAppListHandler([this](OTCampaignDownloader::Campaigns campaigns) {
+            std::lock_guard lock(mutex);
+            inApp.push_back(std::move(campaigns));
+        });
+        downloader->setSubscribeListHandler([this](OTCampaignDownloader::Campaigns campaigns) {
+            std::lock_guard lock(mutex);
+            subscribe.push_back(std::move(campaigns));
+        });
+    }
+    bool waitFor(const std::function<bool()>& done) { return test.scheduler().runUntil(done, 10s); }
+    std::size_t inAppAnswers() {
+        std::lock_guard lock(mutex);
+        return inApp.size();
+    }
+    std::string log() {
+        test.scheduler().runUntilIdle();
+        return OTSandbox::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
+    }
+
+    OTTestEnvironment test;
+    OTDevServer server{{OT_SAMPLE_CAMPAIGNS}};
+    std::shared_ptr<OTServerSession> session = std::make_shared<OTServerSession>(test.environment());
+    std::shared_ptr<OTLoginClient> login = std::make_shared<OTLoginClient>(session);
+    std::shared_ptr<OTCampaignDownloader> downloader = std::make_shared<OTCampaignDownloader>(session, login);
+    std::shared_ptr<OTEventReporter> reporter = std::make_shared<OTEventReporter>(session, login);
+    std::mutex mutex;
+    std::vector<OTCampaignDownloader::Campaigns> inApp;
+    std::vector<OTCampaignDownloader::Campaigns> subscribe;
+};
+}  // namespace
+
+TEST(OTServerLink, LoginAndBothListsWithoutTheEngineAndAnExpiredTokenLogsInOnceMore) {
+    ServerLink link;
+    std::atomic<bool> loggedIn{false};
+    link.login->loginWithCompletion([&] { loggedIn = true; });
+    ASSERT_TRUE(link.waitFor([&] { return loggedIn.load(); }));
+    EXPECT_EQ(link.session->token(), "token-1");
+    EXPECT_EQ(OTUserConfig::defaultConfig()->configWithGroupIdentifier(std::string("group.demo"))->token(), "token-1");
+
+    link.server.injectFault("/push/sdk/in_app",
+                            {.count = 1, .httpStatus = std::nullopt, .code = OTDevServer::kInvalidTokenCode});
+    link.downloader->getListData(false);
+    ASSERT_TRUE(link.waitFor([&] { return link.inAppAnswers() == 1; }));
+    {
+        std::lock_guard lock(link.mutex);
+        ASSERT_EQ(link.inApp[0].size(), 4u);
+        EXPECT_EQ(link.inApp[0][0]->windowId(), "101");
+    }
+    ASSERT_TRUE(link.waitFor([&] {
+        std::lock_guard lock(link.mutex);
+        return link.subscribe.size() == 1;
+    }));
+    // The refused download logged in again with the same user and then asked with the new token.
+    const auto logins = link.server.requestsTo("/push/sdk/login");
+    ASSERT_EQ(logins.size(), 2u);
+    EXPECT_EQ(logins[1].body["userId"], "user-9");
+    const auto lists = link.server.requestsTo("/push/sdk/in_app");
+    ASSERT_EQ(lists.size(), 2u);
+    EXPECT_EQ(lists[0].body["token"], "token-1");
+    EXPECT_EQ(lists[1].body["token"], "token-2");
+    EXPECT_EQ(link.downloader->inAppRetryCount(), 1u);
+    EXPECT_FALSE(link.downloader->isPullingData());
+    EXPECT_NE(link.log().find("token 失效，重新 login"), std::string::npos);
+}
+
+TEST(OTServerLink, ReportsCarryTheTriggerContextAndAReportLostInTransportIsQueuedThenSent) {
+    ServerLink link;
+    link.session->setToken("token-x");
+    link.session->setAppid("app-1");
+    auto campaign = std::make_shared<OTWindowData>();
+    campaign->setModelWithDic(json{{"id", "7"}});
+
+    link.server.injectFault(
+        OTEventReporter::kReportPath,
+        {.count = 1, .httpStatus = std::nullopt, .code = std::nullopt, .delay = {}, .dropConnection = true});
+    link.reporter->reportWindowEventWithName("$clickDialog", 4, campaign, json{{"page", "home"}});
+    ASSERT_TRUE(link.waitFor([&] { return link.reporter->cachedOfflineWindowEvents().size() == 1; }));
+    const auto queued = OTDataArchiver::getObjectsForPath<OTEvent>(link.test.documents() /
+                                                                   OTEventReporter::kOfflineWindowEventsFileName);
+    ASSERT_TRUE(queued && queued->size() == 1);
+    EXPECT_EQ((*queued)[0]->xwhat(), "$clickDialog");
+
+    link.reporter->reportCachedOfflineWindowEvents();
+    ASSERT_TRUE(link.waitFor([&] { return link.server.requestsTo(OTEventReporter::kReportPath).size() == 2; }));
+    json sent = link.server.requestsTo(OTEventReporter::kReportPath)[1].body;
+    EXPECT_EQ(sent["token"], "token-x");
+    EXPECT_EQ(sent["userId"], "user-9");
+    json event = sent["events"].at(0);
+    EXPECT_EQ(event["appid"], "app-1");
+    EXPECT_EQ(event["xcontext"]["page"], "home");
+    EXPECT_EQ(event["xcontext"]["activityId"], "7");
+    EXPECT_EQ(event["xcontext"]["$dialog_type"], 4);
+    // The file is emptied after the flush; the list in memory is kept.
+    EXPECT_TRUE(OTDataArchiver::getObjectsForPath<OTEvent>(link.test.documents() /
+                                                           OTEventReporter::kOfflineWindowEventsFileName)
+                    ->empty());
+}
+
+namespace {
+// A platform HTTP stack as a host could plug in: records each request and answers from a script.
+class ScriptedTransport final : public OTHTTPTransport {
+public:
+    void send(Request request, Completion completion) override {
+        requests.push_back(request);
+        if (request.url.find("/push/sdk/login") != std::string::npos) {
+            completion(200, R"({"code":0,"token":"from-the-platform","rule":{}})", std::nullopt);
+        } else {
+            completion(0, "", Failure{-1009, "The Internet connection appears to be offline."});
+        }
+    }
+    void shutdown() override { stopped = true; }
+
+    std::vector<Request> requests;
+    bool stopped = false;
+};
+}  // namespace
+
+TEST(OTServerLink, RequestsGoThroughTheEnvironmentsTransport) {
+    OTTestEnvironment test;
+    auto transport = std::make_shared<ScriptedTransport>();
+    test.setHTTPTransport(transport);
+    OTNetwork::configEnvironment(OTNetworkConfig::withBaseURL("https://api.example.com"));
+    auto session = std::make_shared<OTServerSession>(test.environment());
+    session->setUserId("u1");
+    auto login = std::make_shared<OTLoginClient>(session);
+    bool loggedIn = false;
+    login->loginWithCompletion([&] { loggedIn = true; });
+    EXPECT_TRUE(loggedIn);
+    EXPECT_EQ(session->token(), "from-the-platform");
+    ASSERT_EQ(transport->requests.size(), 1u);
+    const auto& request = transport->requests[0];
+    EXPECT_EQ(request.url, "https://api.example.com/push/sdk/login");
+    EXPECT_EQ(request.method, "POST");
+    EXPECT_EQ(request.timeout, OTNetwork::kDefaultTimeout);
+    EXPECT_NE(std::find(request.headers.begin(), request.headers.end(),
+                        std::make_pair(std::string("Content-Type"), std::string("application/json"))),
+              request.headers.end());
+    EXPECT_EQ(json::parse(request.body.value_or("null"))["userId"], "u1");
+
+    // A report that the transport loses is queued on disk.
+    auto reporter = std::make_shared<OTEventReporter>(session, login);
+    auto event = std::make_shared<OTEvent>();
+    event->setXwhat("$impDialog");
+    reporter->_reportEvent(event);
+    EXPECT_EQ(reporter->cachedOfflineWindowEvents().size(), 1u);
+    EXPECT_EQ(transport->requests.back().url, "https://api.example.com/push/sdk/in_app/callback");
+
+    test.restart();
+    EXPECT_TRUE(transport->stopped);
+}
+
+}  // namespace corvane
