@@ -51,7 +51,7 @@ void OTEvent::setModelWithDic(const nlohmann::json& dic) {
     const auto* delay = present(dic, "delay");
     delay_ = delay != nullptr ? static_cast<float>(OTJSONValue::doubleValue(*delay).value_or(0)) : 0.0f;
     const auto* relation = present(dic, "relation");
-    relation_ = relation != nullptr ? OTJSONValue::text(*relation) : std::optional<std::string>("AND");
+    setRelation(relation != nullptr ? OTJSONValue::text(*relation) : std::optional<std::string>("AND"));
     rules_.clear();
     if (const auto it = dic.find("rule"); it != dic.end() && it->is_array()) {
         for (const auto& element : *it) {
@@ -60,6 +60,13 @@ void OTEvent::setModelWithDic(const nlohmann::json& dic) {
             rules_.push_back(std::move(rule));
         }
     }
+}
+
+void OTEvent::setRelation(std::optional<std::string> value) {
+    relation_ = std::move(value);
+    if (relation_ == "AND") relationKind_ = Relation::And;
+    else if (relation_ == "OR") relationKind_ = Relation::Or;
+    else relationKind_ = Relation::Neither;
 }
 
 std::string OTEvent::rulesDescription() const {
@@ -86,7 +93,7 @@ bool OTEvent::matches(const OTEvent* condition) const {
 bool OTEvent::matchRules(const OTEvent* condition) const {
     if (condition == nullptr || condition->rules_.empty()) return false;
     // The incoming event's own relation decides how the condition's rules combine.
-    if (relation_ == "AND") {
+    if (relationKind_ == Relation::And) {
         long matchCount = 0;
         for (const auto& rule : condition->rules_) {
             if (rule && rule->compareRuleWithEvent(this)) ++matchCount;
@@ -95,7 +102,7 @@ bool OTEvent::matchRules(const OTEvent* condition) const {
         console("matchRules->matchCount:%ld,count:%ld", matchCount, count);
         return matchCount == count;
     }
-    if (relation_ == "OR") {
+    if (relationKind_ == Relation::Or) {
         for (const auto& rule : condition->rules_) {
             if (rule && rule->compareRuleWithEvent(this)) return true;
         }
@@ -184,7 +191,7 @@ std::shared_ptr<OTEvent> OTEvent::initWithCoder(const OTKeyedUnarchiver& coder) 
     event->count_ = coder.decodeIntegerForKey("count");
     if (event->count_ == 0) event->count_ = 1;
     event->delay_ = coder.decodeFloatForKey("delay");
-    event->relation_ = coder.decodeStringForKey("relation");
+    event->setRelation(coder.decodeStringForKey("relation"));
     event->rules_ =
         coder.decodeArrayOfObjectsOfClass<OTEventRule>("rules").value_or(std::vector<std::shared_ptr<OTEventRule>>{});
     return event;

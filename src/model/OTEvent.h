@@ -19,6 +19,9 @@ class OTEvent final : public OTDataModel {
 public:
     static constexpr const char* kArchiveClassName = "OTEvent";
 
+    // How a condition's rules combine, read once from `relation`.
+    enum class Relation : std::uint8_t { And, Or, Neither };
+
     void setModelWithDic(const nlohmann::json& dic) override;
     const char* archiveClassName() const override { return kArchiveClassName; }
     void encodeWithCoder(OTKeyedArchiver& coder) const override;
@@ -48,7 +51,7 @@ public:
     float delay() const { return delay_; }
     void setDelay(float value) { delay_ = value; }
     const std::optional<std::string>& relation() const { return relation_; }
-    void setRelation(std::optional<std::string> value) { relation_ = std::move(value); }
+    void setRelation(std::optional<std::string> value);
     const std::vector<std::shared_ptr<OTEventRule>>& rules() const { return rules_; }
     void setRules(std::vector<std::shared_ptr<OTEventRule>> value) { rules_ = std::move(value); }
     bool available() const { return available_; }
@@ -65,6 +68,7 @@ private:
     std::int64_t count_ = 0;
     float delay_ = 0;
     std::optional<std::string> relation_;
+    Relation relationKind_ = Relation::Neither;
     std::vector<std::shared_ptr<OTEventRule>> rules_;
     bool available_ = false;
 };
