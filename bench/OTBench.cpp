@@ -76,8 +76,8 @@ json campaign(int id, const char* what) {
             {"buttonRight", {{"text", "Go"}, {"clickEvent", "DetailVC?id=1"}}}};
 }
 
-std::vector<std::shared_ptr<OTWindowData>> campaigns(int count, const char* what) {
-    std::vector<std::shared_ptr<OTWindowData>> list;
+std::vector<std::shared_ptr<const OTWindowData>> campaigns(int count, const char* what) {
+    std::vector<std::shared_ptr<const OTWindowData>> list;
     for (int i = 0; i < count; ++i) {
         auto data = std::make_shared<OTWindowData>();
         data->setModelWithDic(campaign(i + 1, what));

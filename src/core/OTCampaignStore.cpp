@@ -1,5 +1,7 @@
 #include "core/OTCampaignStore.h"
 
+#include <unordered_map>
+
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
 #include "model/OTWindowRecordTreeNode.h"
@@ -29,10 +31,14 @@ OTCampaignStore::OTCampaignStore(std::shared_ptr<OTServerSession> session) : ses
 
 std::string OTCampaignStore::pathOf(const char* fileName) const { return session_->documentsPath(fileName); }
 
+OTCampaignStore::Campaigns OTCampaignStore::readCampaigns(const char* fileName) const {
+    auto stored = OTDataArchiver::getObjectsForPath<OTWindowData>(pathOf(fileName));
+    return stored ? Campaigns(stored->begin(), stored->end()) : Campaigns{};
+}
+
 void OTCampaignStore::restore(OTClock::TimePoint now) {
-    setInAppDataArray(OTDataArchiver::getObjectsForPath<OTWindowData>(pathOf(kInAppFileName)).value_or(Campaigns{}));
-    setSubscribeDataArray(
-        OTDataArchiver::getObjectsForPath<OTWindowData>(pathOf(kSubscribeFileName)).value_or(Campaigns{}));
+    setInAppDataArray(readCampaigns(kInAppFileName));
+    setSubscribeDataArray(readCampaigns(kSubscribeFileName));
     const auto stored = OTDataArchiver::getObjectsForPath<OTWindowRecordTreeNode>(pathOf(kRecordTreeFileName));
     std::vector<OTRecordTree::NodePtr> nodes;
     if (stored) nodes.assign(stored->begin(), stored->end());
@@ -41,9 +47,9 @@ void OTCampaignStore::restore(OTClock::TimePoint now) {
 }
 
 void OTCampaignStore::mergeInAppList(const Campaigns& campaigns, OTClock::TimePoint now) {
-    auto fresh = OTWindowRecordTree::defaultTree();
+    // A tree of its own per merge: two downloads may merge at once.
+    auto fresh = std::make_shared<OTWindowRecordTree>();
     if (!campaigns.empty()) {
-        fresh->removeAllTreeNodes();
         for (const auto& campaign : campaigns) {
             auto node = std::make_shared<OTWindowRecordTreeNode>();
             node->setNodeId(campaign->windowIdIntegerValue());
@@ -60,6 +66,26 @@ void OTCampaignStore::mergeInAppList(const Campaigns& campaigns, OTClock::TimePo
     if (auto tree = windowRecordTree()) tree->updateWithTree(*fresh);
     clearTreeNodeActivateState(now);
     syncRecordTree();
+}
+
+void OTCampaignStore::advanceSequences(const Campaigns& met) {
+    if (met.empty()) return;
+    // Copies are made outside the lock; only the swap happens under it.
+    std::unordered_map<const OTWindowData*, Campaign> steps;
+    for (const auto& campaign : met) {
+        if (campaign) steps.emplace(campaign.get(), campaign->advancedSequence());
+    }
+    inAppDataArray_.modify([&steps](std::shared_ptr<const Campaigns>& list) {
+        auto next = std::make_shared<Campaigns>(*list);
+        bool changed = false;
+        for (auto& campaign : *next) {
+            const auto step = steps.find(campaign.get());
+            if (step == steps.end()) continue;
+            campaign = step->second;
+            changed = true;
+        }
+        if (changed) list = std::move(next);
+    });
 }
 
 void OTCampaignStore::clearTreeNodeActivateState(OTClock::TimePoint now) {

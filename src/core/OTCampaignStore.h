@@ -18,7 +18,8 @@ class OTWindowRecordTree;
 // runs: the in-app and subscribe lists and the dialog record tree.
 class OTCampaignStore {
 public:
-    using Campaigns = std::vector<std::shared_ptr<OTWindowData>>;
+    using Campaign = std::shared_ptr<const OTWindowData>;
+    using Campaigns = std::vector<Campaign>;
 
     static constexpr const char* kInAppFileName = "OTInAppWindowData.plist";
     static constexpr const char* kSubscribeFileName = "OTSubscribeWindowData.plist";
@@ -45,6 +46,11 @@ public:
     // A downloaded in-app list replaces the list; the tree takes a node per campaign, keeping the
     // counts of the campaigns it knew.
     void mergeInAppList(const Campaigns& campaigns, OTClock::TimePoint now);
+    // Moves each of `met` (campaigns of an earlier snapshot whose first pre-event an event met) one
+    // step along its sequence, as a copy swapped into the current list. A campaign that a download
+    // or another walk has replaced in the meantime is left alone: two events racing for the same
+    // step move it once.
+    void advanceSequences(const Campaigns& met);
     // Armed states are cleared and expired forbidden states lifted, once per run.
     void clearTreeNodeActivateState(OTClock::TimePoint now);
     // A reaction to campaign `data` forbids it as its close rule says (not, for the day, for good).
@@ -56,6 +62,7 @@ public:
 
 private:
     std::string pathOf(const char* fileName) const;
+    Campaigns readCampaigns(const char* fileName) const;
 
     std::shared_ptr<OTServerSession> session_;
     OTLocked<std::shared_ptr<const Campaigns>> inAppDataArray_{std::make_shared<const Campaigns>()};

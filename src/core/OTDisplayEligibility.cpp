@@ -42,7 +42,7 @@ bool OTDisplayEligibility::dateWindowTest(const OTWindowData& data) const {
     return true;
 }
 
-bool OTDisplayEligibility::readyToShowWithData(const std::shared_ptr<OTWindowData>& data) {
+bool OTDisplayEligibility::readyToShowWithData(const std::shared_ptr<const OTWindowData>& data) {
     const bool ready = data && matchData(data);
     if (ready && tree_()) syncWithTreeNode(nodeFor(*data));
     const OTLogArgument arguments[] = {ready};
@@ -50,14 +50,14 @@ bool OTDisplayEligibility::readyToShowWithData(const std::shared_ptr<OTWindowDat
     return ready;
 }
 
-bool OTDisplayEligibility::matchData(const std::shared_ptr<OTWindowData>& data) {
+bool OTDisplayEligibility::matchData(const std::shared_ptr<const OTWindowData>& data) {
     const OTLogArgument arguments[] = {data};
     environment_.console().print(OTLogFormatter::format("matchData:%@", arguments));
     if (data->clickRule() && data->closeRule()) return matchNewRuleWithData(data);
     return matchOldRuleWithData(data);
 }
 
-bool OTDisplayEligibility::matchOldRuleWithData(const std::shared_ptr<OTWindowData>& data) {
+bool OTDisplayEligibility::matchOldRuleWithData(const std::shared_ptr<const OTWindowData>& data) {
     auto& console = environment_.console();
     const OTLogArgument dataArgument[] = {data};
     console.print(OTLogFormatter::format("matchOldRuleWithData:%@", dataArgument));
@@ -75,7 +75,7 @@ bool OTDisplayEligibility::matchOldRuleWithData(const std::shared_ptr<OTWindowDa
     return match;
 }
 
-bool OTDisplayEligibility::matchNewRuleWithData(const std::shared_ptr<OTWindowData>& data) {
+bool OTDisplayEligibility::matchNewRuleWithData(const std::shared_ptr<const OTWindowData>& data) {
     auto& console = environment_.console();
     auto print = [&](const char* format, std::initializer_list<OTLogArgument> arguments) {
         console.print(

@@ -22,11 +22,11 @@ public:
     OTDisplayEligibility(OTEnvironment& environment, std::shared_ptr<OTServerSession> session, TreeSource tree,
                          std::function<void()> saveTree);
 
-    bool readyToShowWithData(const std::shared_ptr<OTWindowData>& data);
-    bool matchData(const std::shared_ptr<OTWindowData>& data);
+    bool readyToShowWithData(const std::shared_ptr<const OTWindowData>& data);
+    bool matchData(const std::shared_ptr<const OTWindowData>& data);
     // Campaigns without both usage rules: counts an eligible showing itself (so twice in all).
-    bool matchOldRuleWithData(const std::shared_ptr<OTWindowData>& data);
-    bool matchNewRuleWithData(const std::shared_ptr<OTWindowData>& data);
+    bool matchOldRuleWithData(const std::shared_ptr<const OTWindowData>& data);
+    bool matchNewRuleWithData(const std::shared_ptr<const OTWindowData>& data);
     void syncWithTreeNode(const std::shared_ptr<OTWindowRecordTreeNode>& node);
 
 private:

@@ -26,7 +26,7 @@ public:
     using EventAction = std::function<void(std::int64_t type, const std::optional<std::string>& link)>;
     virtual ~OTDialogPresenter() = default;
     // Called on the main queue.
-    virtual void popWithData(const std::shared_ptr<OTWindowData>& data, EventAction eventAction) = 0;
+    virtual void popWithData(const std::shared_ptr<const OTWindowData>& data, EventAction eventAction) = 0;
 };
 
 // Keeps the dialogs on screen and whether dialogs may be shown at all.

@@ -290,12 +290,13 @@ void OTSDKManager::triggerEventMatchInApp(const std::shared_ptr<OTEvent>& event,
                         goNext();
                     } else {
                         // The event only advances sequences: every campaign waiting on it moves on.
+                        OTCampaignStore::Campaigns met;
                         for (const auto& other : campaigns) {
-                            const auto& waiting = other ? other->preEvents() : std::vector<std::shared_ptr<OTEvent>>{};
-                            if (waiting.size() >= 2 && current->matches(waiting.front())) {
-                                other->setPreEvents({waiting.begin() + 1, waiting.end()});
-                            }
+                            if (!other) continue;
+                            const auto& waiting = other->preEvents();
+                            if (waiting.size() >= 2 && current->matches(waiting.front())) met.push_back(other);
                         }
+                        campaigns_->advanceSequences(met);
                     }
                 } else if (mainPage && !mainPage->empty()) {
                     OTLog(OTLogger::kLevelLog, "corvane->triggerEventMatchInApp->firstPVWithMainPage:event");
@@ -312,7 +313,7 @@ void OTSDKManager::triggerEventMatchInApp(const std::shared_ptr<OTEvent>& event,
     walk.active = false;
 }
 
-void OTSDKManager::handleEvent(const std::shared_ptr<OTEvent>& event, const std::shared_ptr<OTWindowData>& data) {
+void OTSDKManager::handleEvent(const std::shared_ptr<OTEvent>& event, const std::shared_ptr<const OTWindowData>& data) {
     OTLog(OTLogger::kLevelLog, "corvane->handleEvent:event->%@,windowData->%@", event, data);
     if (event->matches(data->event())) {
         OTLog(OTLogger::kLevelLog, "corvane->handleEvent-->maches");
@@ -336,7 +337,7 @@ std::pair<std::string, bool> OTSDKManager::visiblePage(const std::shared_ptr<OTV
 }
 
 void OTSDKManager::firstPVWithoutMainPage(const std::shared_ptr<OTEvent>& event,
-                                          const std::shared_ptr<OTWindowData>& data) {
+                                          const std::shared_ptr<const OTWindowData>& data) {
     auto& console = environment_.console();
     const auto url = pageUrl(event);
     OTLog(OTLogger::kLevelLog, "corvane->firstPVWithoutMainPage->xwhat:%@,url:%@,pvCount:%ld,currentControllerName:%@",
@@ -360,7 +361,7 @@ void OTSDKManager::firstPVWithoutMainPage(const std::shared_ptr<OTEvent>& event,
 }
 
 void OTSDKManager::firstPVWithMainPage(const std::shared_ptr<OTEvent>& event,
-                                       const std::shared_ptr<OTWindowData>& data) {
+                                       const std::shared_ptr<const OTWindowData>& data) {
     OTLog(OTLogger::kLevelLog, "corvane->firstPVWithMainPage:%@,windowData:%@", event, data);
     const auto url = pageUrl(event);
     const auto configuration = this->configuration();
@@ -390,17 +391,17 @@ void OTSDKManager::firstPVWithMainPage(const std::shared_ptr<OTEvent>& event,
     }
 }
 
-bool OTSDKManager::readyToShowWithData(const std::shared_ptr<OTWindowData>& data) {
+bool OTSDKManager::readyToShowWithData(const std::shared_ptr<const OTWindowData>& data) {
     return eligibility_->readyToShowWithData(data);
 }
 
-bool OTSDKManager::matchData(const std::shared_ptr<OTWindowData>& data) { return eligibility_->matchData(data); }
+bool OTSDKManager::matchData(const std::shared_ptr<const OTWindowData>& data) { return eligibility_->matchData(data); }
 
-bool OTSDKManager::matchOldRuleWithData(const std::shared_ptr<OTWindowData>& data) {
+bool OTSDKManager::matchOldRuleWithData(const std::shared_ptr<const OTWindowData>& data) {
     return eligibility_->matchOldRuleWithData(data);
 }
 
-bool OTSDKManager::matchNewRuleWithData(const std::shared_ptr<OTWindowData>& data) {
+bool OTSDKManager::matchNewRuleWithData(const std::shared_ptr<const OTWindowData>& data) {
     return eligibility_->matchNewRuleWithData(data);
 }
 
@@ -408,20 +409,20 @@ void OTSDKManager::syncWithTreeNode(const std::shared_ptr<OTWindowRecordTreeNode
     eligibility_->syncWithTreeNode(node);
 }
 
-void OTSDKManager::prepareForPopWindowWithData(const std::shared_ptr<OTWindowData>& data,
+void OTSDKManager::prepareForPopWindowWithData(const std::shared_ptr<const OTWindowData>& data,
                                                const std::shared_ptr<OTEvent>& event) {
     const bool autoPop = OTPopWindowManager::sharedManager()->autoPopWindow();
     OTLog(OTLogger::kLevelLog, "corvane-->prepareForPopWindowWithData");
     OTLog(OTLogger::kLevelLog, "corvane-->prepareForPopWindowWithData,autoPopWindow:%d", autoPop);
     if (!autoPop) return;
-    data->replacePropertiesWithDic(event ? event->xcontext() : nlohmann::json());
+    const auto showing = data->filledWithProperties(event ? event->xcontext() : nlohmann::json());
     OTLog(OTLogger::kLevelLog, "corvane-->prepareForPopWindowWithData->needContinue");
     std::weak_ptr<OTSDKManager> weak = weak_from_this();
     auto goNext = [weak, event] {
         if (auto self = weak.lock()) self->triggerEventMatchInApp(event, self->currentMatchEventIndex() + 1);
     };
     _showWindowWithData(
-        data,
+        showing,
         [weak, goNext](std::int64_t type, const std::optional<std::string>& link) {
             auto self = weak.lock();
             if (self && self->_handleWindowClickCallback(type, link)) goNext();
@@ -431,7 +432,7 @@ void OTSDKManager::prepareForPopWindowWithData(const std::shared_ptr<OTWindowDat
         });
 }
 
-void OTSDKManager::_showWindowWithData(const std::shared_ptr<OTWindowData>& data, EventAction eventAction,
+void OTSDKManager::_showWindowWithData(const std::shared_ptr<const OTWindowData>& data, EventAction eventAction,
                                        std::function<void(bool shown)> callback) {
     OTLog(OTLogger::kLevelLog, "corvane->_showWindowWithData,windowData:%@,eventAction:%@", data,
           eventAction ? "(block)" : nullptr);
@@ -462,7 +463,7 @@ void OTSDKManager::_showWindowWithData(const std::shared_ptr<OTWindowData>& data
         });
 }
 
-void OTSDKManager::reactToDialogEvent(const std::shared_ptr<OTWindowData>& data, std::int64_t type,
+void OTSDKManager::reactToDialogEvent(const std::shared_ptr<const OTWindowData>& data, std::int64_t type,
                                       const std::optional<std::string>& link) {
     const auto tree = windowRecordTree();
     const auto node = tree ? tree->findWindowNodeById(data->windowIdIntegerValue()) : nullptr;
@@ -514,7 +515,7 @@ void OTSDKManager::syncTreeNode(const std::shared_ptr<OTWindowRecordTreeNode>& n
     syncRecordTree();
 }
 
-void OTSDKManager::handleNodeForbiddenState(const std::shared_ptr<OTWindowData>& data) {
+void OTSDKManager::handleNodeForbiddenState(const std::shared_ptr<const OTWindowData>& data) {
     campaigns_->handleNodeForbiddenState(*data, environment_.clock().now());
 }
 
@@ -608,10 +609,10 @@ void OTSDKManager::configureCustomServer(const std::string& url) {
 
 void OTSDKManager::connectServerLink() {
     std::weak_ptr<OTSDKManager> weak = weak_from_this();
-    downloader_->setInAppListHandler([weak](std::vector<std::shared_ptr<OTWindowData>> campaigns) {
+    downloader_->setInAppListHandler([weak](std::vector<std::shared_ptr<const OTWindowData>> campaigns) {
         if (auto self = weak.lock()) self->acceptInAppList(std::move(campaigns));
     });
-    downloader_->setSubscribeListHandler([weak](std::vector<std::shared_ptr<OTWindowData>> campaigns) {
+    downloader_->setSubscribeListHandler([weak](std::vector<std::shared_ptr<const OTWindowData>> campaigns) {
         if (auto self = weak.lock()) self->acceptSubscribeList(std::move(campaigns));
     });
     downloader_->setBannerLoader([weak] {
@@ -648,7 +649,7 @@ void OTSDKManager::setSubscribeRetryCount(std::uint64_t value) { downloader_->se
 std::uint64_t OTSDKManager::triggerRetryCount() const { return downloader_->triggerRetryCount(); }
 void OTSDKManager::setTriggerRetryCount(std::uint64_t value) { downloader_->setTriggerRetryCount(value); }
 
-void OTSDKManager::acceptInAppList(std::vector<std::shared_ptr<OTWindowData>> campaigns) {
+void OTSDKManager::acceptInAppList(std::vector<std::shared_ptr<const OTWindowData>> campaigns) {
     campaigns_->mergeInAppList(campaigns, environment_.clock().now());
     if (!campaigns.empty()) reportWindowEventWithName("$pullDialog", 0, campaigns.front());
 
@@ -671,7 +672,7 @@ void OTSDKManager::acceptInAppList(std::vector<std::shared_ptr<OTWindowData>> ca
     syncInAppData();
 }
 
-void OTSDKManager::acceptSubscribeList(std::vector<std::shared_ptr<OTWindowData>> campaigns) {
+void OTSDKManager::acceptSubscribeList(std::vector<std::shared_ptr<const OTWindowData>> campaigns) {
     setSubscribeDataArray(std::move(campaigns));
     syncSubscribeData();
 }
@@ -684,7 +685,7 @@ nlohmann::json OTSDKManager::triggerContext() const {
 }
 
 void OTSDKManager::reportWindowEventWithName(const std::string& name, std::int64_t type,
-                                             const std::shared_ptr<OTWindowData>& data) {
+                                             const std::shared_ptr<const OTWindowData>& data) {
     reporter_->reportWindowEventWithName(name, type, data, triggerContext());
 }
 

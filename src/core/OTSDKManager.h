@@ -95,29 +95,29 @@ public:
     // One step of the in-app walk from `startIndex`. Steps that go on to the next campaign run in a
     // loop of the walk already under way on this thread, so long lists never deepen the stack.
     void triggerEventMatchInApp(const std::shared_ptr<OTEvent>& event, std::uint64_t startIndex);
-    void handleEvent(const std::shared_ptr<OTEvent>& event, const std::shared_ptr<OTWindowData>& data);
-    void firstPVWithoutMainPage(const std::shared_ptr<OTEvent>& event, const std::shared_ptr<OTWindowData>& data);
-    void firstPVWithMainPage(const std::shared_ptr<OTEvent>& event, const std::shared_ptr<OTWindowData>& data);
+    void handleEvent(const std::shared_ptr<OTEvent>& event, const std::shared_ptr<const OTWindowData>& data);
+    void firstPVWithoutMainPage(const std::shared_ptr<OTEvent>& event, const std::shared_ptr<const OTWindowData>& data);
+    void firstPVWithMainPage(const std::shared_ptr<OTEvent>& event, const std::shared_ptr<const OTWindowData>& data);
     void triggerEventMatchBanner(const std::shared_ptr<OTEvent>& event);
 
     // Display eligibility: the daily cap, the date window and the campaign's usage record.
-    bool readyToShowWithData(const std::shared_ptr<OTWindowData>& data);
-    bool matchData(const std::shared_ptr<OTWindowData>& data);
+    bool readyToShowWithData(const std::shared_ptr<const OTWindowData>& data);
+    bool matchData(const std::shared_ptr<const OTWindowData>& data);
     // Campaigns without both usage rules: counts an eligible showing itself (so twice in all).
-    bool matchOldRuleWithData(const std::shared_ptr<OTWindowData>& data);
-    bool matchNewRuleWithData(const std::shared_ptr<OTWindowData>& data);
+    bool matchOldRuleWithData(const std::shared_ptr<const OTWindowData>& data);
+    bool matchNewRuleWithData(const std::shared_ptr<const OTWindowData>& data);
     void syncWithTreeNode(const std::shared_ptr<OTWindowRecordTreeNode>& node);
 
     // The dialog flow: a matched campaign is shown after its delay and each reaction is recorded,
     // reported, followed and may let matching go on.
     using EventAction = std::function<void(std::int64_t type, const std::optional<std::string>& link)>;
-    void prepareForPopWindowWithData(const std::shared_ptr<OTWindowData>& data, const std::shared_ptr<OTEvent>& event);
-    void _showWindowWithData(const std::shared_ptr<OTWindowData>& data, EventAction eventAction,
+    void prepareForPopWindowWithData(const std::shared_ptr<const OTWindowData>& data, const std::shared_ptr<OTEvent>& event);
+    void _showWindowWithData(const std::shared_ptr<const OTWindowData>& data, EventAction eventAction,
                              std::function<void(bool shown)> callback);
     // Whether matching goes on after a reaction.
     bool _handleWindowClickCallback(std::int64_t type, const std::optional<std::string>& link);
     void syncTreeNode(const std::shared_ptr<OTWindowRecordTreeNode>& node, std::int64_t eventType);
-    void handleNodeForbiddenState(const std::shared_ptr<OTWindowData>& data);
+    void handleNodeForbiddenState(const std::shared_ptr<const OTWindowData>& data);
     // Holds an event that came before the campaigns: at most `maxWaitingEventsCount`, none twice,
     // none that a waiting event already matches.
     void addWaitingEvent(const std::shared_ptr<OTEvent>& event);
@@ -165,12 +165,12 @@ public:
     void setCachedOfflinePushEvents(std::vector<std::shared_ptr<OTEvent>> value) {
         reporter_->setCachedOfflinePushEvents(std::move(value));
     }
-    std::vector<std::shared_ptr<OTWindowData>> inAppDataArray() const { return campaigns_->inAppDataArray(); }
-    void setInAppDataArray(std::vector<std::shared_ptr<OTWindowData>> value) {
+    std::vector<std::shared_ptr<const OTWindowData>> inAppDataArray() const { return campaigns_->inAppDataArray(); }
+    void setInAppDataArray(std::vector<std::shared_ptr<const OTWindowData>> value) {
         campaigns_->setInAppDataArray(std::move(value));
     }
-    std::vector<std::shared_ptr<OTWindowData>> subscribeDataArray() const { return campaigns_->subscribeDataArray(); }
-    void setSubscribeDataArray(std::vector<std::shared_ptr<OTWindowData>> value) {
+    std::vector<std::shared_ptr<const OTWindowData>> subscribeDataArray() const { return campaigns_->subscribeDataArray(); }
+    void setSubscribeDataArray(std::vector<std::shared_ptr<const OTWindowData>> value) {
         campaigns_->setSubscribeDataArray(std::move(value));
     }
     std::shared_ptr<OTWindowRecordTree> windowRecordTree() const { return campaigns_->windowRecordTree(); }
@@ -226,7 +226,7 @@ public:
 
     // Usage reports, with the properties of the event being matched.
     void reportWindowEventWithName(const std::string& name, std::int64_t type,
-                                   const std::shared_ptr<OTWindowData>& data);
+                                   const std::shared_ptr<const OTWindowData>& data);
     void reportPushEventWithType(std::int64_t type, const nlohmann::json& msg,
                                  const std::optional<std::string>& groupIdentifier);
     void _reportEvent(const std::shared_ptr<OTEvent>& event);
@@ -254,11 +254,11 @@ private:
     void loadBanners();
     // The in-app list answered: record nodes merged, "$pullDialog" reported, the first waiting
     // page view replayed.
-    void acceptInAppList(std::vector<std::shared_ptr<OTWindowData>> campaigns);
-    void acceptSubscribeList(std::vector<std::shared_ptr<OTWindowData>> campaigns);
+    void acceptInAppList(std::vector<std::shared_ptr<const OTWindowData>> campaigns);
+    void acceptSubscribeList(std::vector<std::shared_ptr<const OTWindowData>> campaigns);
     void matchBanners(const std::shared_ptr<OTEvent>& event);
     void handlePushLink(const std::optional<std::string>& link);
-    void reactToDialogEvent(const std::shared_ptr<OTWindowData>& data, std::int64_t type,
+    void reactToDialogEvent(const std::shared_ptr<const OTWindowData>& data, std::int64_t type,
                             const std::optional<std::string>& link);
     // The properties of the event being matched, which every report carries.
     nlohmann::json triggerContext() const;

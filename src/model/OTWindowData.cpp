@@ -101,6 +101,27 @@ void OTWindowData::replacePropertiesWithDic(const nlohmann::json& properties) {
     }
 }
 
+std::shared_ptr<OTWindowData> OTWindowData::filledWithProperties(const nlohmann::json& properties) const {
+    auto copy = std::make_shared<OTWindowData>(*this);
+    // The filled parts get copies of their own; everything else stays shared and unchanged.
+    auto own = [](auto& attribute) {
+        if (attribute) attribute = std::make_shared<typename std::decay_t<decltype(attribute)>::element_type>(*attribute);
+    };
+    own(copy->title_);
+    own(copy->content_);
+    own(copy->leftBtnAttribute_);
+    own(copy->middleBtnAttribute_);
+    own(copy->rightBtnAttribute_);
+    copy->replacePropertiesWithDic(properties);
+    return copy;
+}
+
+std::shared_ptr<OTWindowData> OTWindowData::advancedSequence() const {
+    auto copy = std::make_shared<OTWindowData>(*this);
+    if (!copy->preEvents_.empty()) copy->preEvents_.erase(copy->preEvents_.begin());
+    return copy;
+}
+
 void OTWindowData::_replacePropertiesWithItemAttribute(OTWidgetAttribute& item, const nlohmann::json& xcontext) {
     const auto placeholders = OTUtils::getStringInBracesWithString(item.text());
     for (const auto& placeholder : placeholders) {

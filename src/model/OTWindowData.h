@@ -17,7 +17,9 @@
 namespace corvane {
 
 // One dialog campaign as the server sends it: identity and times, the trigger condition, usage
-// rules for clicks and closes, texts, buttons and a picture or web page.
+// rules for clicks and closes, texts, buttons and a picture or web page. Once published in a list a
+// record is never changed: the engine holds it as `const`, and a sequence step or a filled showing
+// is a new copy.
 class OTWindowData final : public OTDataModel {
 public:
     static constexpr const char* kArchiveClassName = "OTWindowData";
@@ -34,7 +36,13 @@ public:
     // The trigger condition: the campaign's own, else the last pre-event, else nothing.
     std::shared_ptr<OTEvent> event() const;
     // Fills "${event.name}" placeholders of the texts and buttons from the trigger's properties.
+    // Only for a record nobody else holds yet: published campaigns are filled through a copy.
     void replacePropertiesWithDic(const nlohmann::json& properties);
+    // A copy for one showing, its texts and buttons filled from the trigger's properties; the
+    // campaign itself keeps its placeholders for the next showing.
+    std::shared_ptr<OTWindowData> filledWithProperties(const nlohmann::json& properties) const;
+    // A copy one step further along its sequence: the first pre-event met and dropped.
+    std::shared_ptr<OTWindowData> advancedSequence() const;
     static void _replacePropertiesWithItemAttribute(OTWidgetAttribute& item, const nlohmann::json& xcontext);
 
     // The campaign id; its integer value keys the record tree node.
@@ -59,7 +67,6 @@ public:
     void setEvent(std::shared_ptr<OTEvent> value) { event_ = std::move(value); }
     const std::shared_ptr<OTEvent>& preEvent() const { return preEvent_; }
     const std::vector<std::shared_ptr<OTEvent>>& preEvents() const { return preEvents_; }
-    void setPreEvents(std::vector<std::shared_ptr<OTEvent>> value) { preEvents_ = std::move(value); }
     std::int64_t closeDialogType() const { return closeDialogType_; }
     void setCloseDialogType(std::int64_t value) { closeDialogType_ = value; }
     const std::optional<std::string>& h5Url() const { return h5Url_; }

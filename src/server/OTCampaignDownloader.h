@@ -20,7 +20,7 @@ class OTWindowData;
 // that the engine sets, on the HTTP thread.
 class OTCampaignDownloader final : public std::enable_shared_from_this<OTCampaignDownloader> {
 public:
-    using Campaigns = std::vector<std::shared_ptr<OTWindowData>>;
+    using Campaigns = std::vector<std::shared_ptr<const OTWindowData>>;
     using ListHandler = std::function<void(Campaigns campaigns)>;
 
     OTCampaignDownloader(std::shared_ptr<OTServerSession> session, std::shared_ptr<OTLoginClient> login);

@@ -27,7 +27,7 @@ OTEventReporter::OTEventReporter(std::shared_ptr<OTServerSession> session, std::
     : session_(std::move(session)), login_(std::move(login)) {}
 
 void OTEventReporter::reportWindowEventWithName(const std::string& name, std::int64_t type,
-                                                const std::shared_ptr<OTWindowData>& data,
+                                                const std::shared_ptr<const OTWindowData>& data,
                                                 const nlohmann::json& triggerContext) {
     auto event = std::make_shared<OTEvent>();
     event->setAppid(session_->appid().value_or(""));

@@ -164,7 +164,7 @@ std::shared_ptr<OTButton> OTPopWindow::middleBtn() {
 
 // ---- Showing ----
 
-void OTPopWindow::popWithData(const std::shared_ptr<OTWindowData>& data, EventAction eventAction) {
+void OTPopWindow::popWithData(const std::shared_ptr<const OTWindowData>& data, EventAction eventAction) {
     OTLog(OTLogger::kLevelData, "pop window with data:%@\n", data);
     onMainQueue([self = shared_from_this(), data, eventAction = std::move(eventAction)] {
         self->data_ = data;
@@ -346,7 +346,7 @@ void OTPopWindow::startLayout() {
     }
 }
 
-void OTPopWindow::layoutButtonWithData(const std::shared_ptr<OTWindowData>& data) {
+void OTPopWindow::layoutButtonWithData(const std::shared_ptr<const OTWindowData>& data) {
     if (!data) return;
     const auto& m = metrics_;
     const double y0 = textScrollView()->bottom() + m.g;

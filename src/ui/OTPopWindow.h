@@ -46,7 +46,7 @@ public:
     // The screen's bounds; counts as showing until closed.
     OTPopWindow();
 
-    void popWithData(const std::shared_ptr<OTWindowData>& data, EventAction eventAction);
+    void popWithData(const std::shared_ptr<const OTWindowData>& data, EventAction eventAction);
     // A text dialog with "取消" and "确定", shown without measuring, laying out or registering.
     void popWithTitle(const std::string& title, const std::optional<std::string>& message, EventAction eventAction);
     bool isShowing() const override { return isShowing_; }
@@ -57,7 +57,7 @@ public:
     double minTextHeight() const;
     void calculateWindowHeight();
     void startLayout();
-    void layoutButtonWithData(const std::shared_ptr<OTWindowData>& data);
+    void layoutButtonWithData(const std::shared_ptr<const OTWindowData>& data);
     void reframeContentView(const std::shared_ptr<OTButton>& button);
     void imageClicked();
     void jumpOut(const std::shared_ptr<OTButton>& button);
@@ -71,7 +71,7 @@ public:
     void _popWithText() { _popWithTextWithCompletion(nullptr); }
     void _popWithHTML() { _popWithHTMLWithCompletion(nullptr); }
 
-    const std::shared_ptr<OTWindowData>& data() const { return data_; }
+    const std::shared_ptr<const OTWindowData>& data() const { return data_; }
     bool isToolWindow() const { return isToolWindow_; }
     const Metrics& metrics() const { return metrics_; }
     // A measured size ("image_width", "image_height", "title_height", "text_height",
@@ -111,7 +111,7 @@ private:
 
     Metrics metrics_;
     std::shared_ptr<OTSceneNode> node_;
-    std::shared_ptr<OTWindowData> data_;
+    std::shared_ptr<const OTWindowData> data_;
     EventAction eventAction_;
     bool isShowing_ = true;
     bool isToolWindow_ = false;

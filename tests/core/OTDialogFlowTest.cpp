@@ -38,7 +38,7 @@ TEST(OTDialogFlow, FromEventToDialogToNavigationAndOnToTheNextCampaign) {
     engine->setUserId("u1");
     engine->loginWithCompletion({});
     ASSERT_TRUE(test.scheduler().runUntil([&] { return engine->token().has_value(); }, 10s));
-    std::vector<std::shared_ptr<OTWindowData>> campaigns;
+    std::vector<std::shared_ptr<const OTWindowData>> campaigns;
     for (const char* text : {R"({"id":"1","type":1,"count":2,"closeDialogType":2,"preEvents":[{"xwhat":"buy"}],
                                  "event":{"xwhat":"buy","delay":1.5},
                                  "title":{"text":"Hi ${event.name}"},

@@ -42,9 +42,9 @@ TEST(OTSDKManagerIntake, ARestartRestoresCampaignsAndRecordsWithActivationCleare
     const auto now = test.clock().now();
     auto campaign = std::make_shared<OTWindowData>();
     campaign->setModelWithDic(json::parse(R"({"id":"11","style":3,"event":{"xwhat":"buy"}})"));
-    ASSERT_TRUE(OTDataArchiver::setData(std::vector<std::shared_ptr<OTWindowData>>{campaign},
+    ASSERT_TRUE(OTDataArchiver::setData(std::vector<std::shared_ptr<const OTWindowData>>{campaign},
                                         test.documents() / "OTInAppWindowData.plist"));
-    ASSERT_TRUE(OTDataArchiver::setData(std::vector<std::shared_ptr<OTWindowData>>{campaign, campaign},
+    ASSERT_TRUE(OTDataArchiver::setData(std::vector<std::shared_ptr<const OTWindowData>>{campaign, campaign},
                                         test.documents() / "OTSubscribeWindowData.plist"));
     const std::vector<std::shared_ptr<OTWindowRecordTreeNode>> nodes = {
         node(1, 0, true, now),            // reset: type 0 always

@@ -31,7 +31,7 @@ struct Engine {
 
     // Campaigns from JSON objects, each with a fresh record node of its count.
     void campaigns(const std::vector<json>& list) {
-        std::vector<std::shared_ptr<OTWindowData>> data;
+        std::vector<std::shared_ptr<const OTWindowData>> data;
         for (const auto& object : list) {
             auto d = std::make_shared<OTWindowData>();
             d->setModelWithDic(object);
@@ -134,7 +134,7 @@ TEST(OTSDKManagerMatching, EventsWaitWithoutCampaignsAndTheWalkEndsAtTheList) {
 
 TEST(OTSDKManagerMatching, TenThousandCampaignsWalkWithoutDeepeningTheStack) {
     Engine e;
-    std::vector<std::shared_ptr<OTWindowData>> data;
+    std::vector<std::shared_ptr<const OTWindowData>> data;
     for (int i = 0; i < 10000; ++i) {
         auto d = std::make_shared<OTWindowData>();
         d->setModelWithDic(eventCampaign(std::to_string(i + 1).c_str(), i == 9999 ? "buy" : "other"));

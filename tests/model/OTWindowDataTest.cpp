@@ -118,6 +118,23 @@ TEST(OTWindowData, PlaceholdersTakeEventPropertiesOrTheDefaultText) {
     fallback->replacePropertiesWithDic(json::array());            // not a dictionary: nothing
     EXPECT_EQ(fallback->content()->text(), " ${user.name} ${}");
 
+    // A published campaign is filled through a copy, so each showing starts from the placeholders.
+    const std::shared_ptr<const OTWindowData> published = campaign(kCampaign);
+    const auto forAnn = published->filledWithProperties(json{{"name", "Ann"}, {"city", "Rome"}});
+    const auto forBob = published->filledWithProperties(json{{"name", "Bob"}});
+    EXPECT_EQ(forAnn->title()->text(), "Hi Ann!");
+    EXPECT_EQ(forAnn->rightBtnAttribute()->text(), "Go Rome");
+    EXPECT_EQ(forBob->title()->text(), "Hi Bob!");
+    EXPECT_EQ(forBob->rightBtnAttribute()->text(), "Go ");
+    EXPECT_EQ(published->title()->text(), "Hi ${event.name}!");
+    EXPECT_EQ(published->rightBtnAttribute()->text(), "Go ${event.city}");
+    EXPECT_EQ(forAnn->windowId(), published->windowId());
+    EXPECT_EQ(forAnn->event(), published->event());  // the parts that are not filled stay shared
+    const auto stepped = published->advancedSequence();
+    ASSERT_EQ(stepped->preEvents().size(), 1u);
+    EXPECT_EQ(stepped->preEvents()[0]->xwhat(), "buy");
+    EXPECT_EQ(published->preEvents().size(), 2u);
+
     OTTextAttribute item;
     item.setModelWithDic(json{{"text", "${event.a}-${event.b}-${event.a}"}, {"defaultText", "D"}});
     OTWindowData::_replacePropertiesWithItemAttribute(item, json{{"a", "x"}});
@@ -131,7 +148,7 @@ TEST(OTWindowData, ArchivesEveryFieldWithItsKind) {
     OTTestEnvironment test;
     auto d = campaign(kCampaign);
     const auto path = test.documents() / "OTInAppWindowData.plist";
-    ASSERT_TRUE(OTDataArchiver::setData(std::vector<std::shared_ptr<OTWindowData>>{d}, path));
+    ASSERT_TRUE(OTDataArchiver::setData(std::vector<std::shared_ptr<const OTWindowData>>{d}, path));
     auto back = OTDataArchiver::getObjectsForPath<OTWindowData>(path);
     ASSERT_TRUE(back.has_value());
     const auto& r = *(*back)[0];

@@ -19,6 +19,12 @@ using nlohmann::json;
 
 using Started = OTServerHarness;
 
+namespace {
+std::string tail(const std::string& text, std::size_t size) {
+    return text.size() > size ? text.substr(text.size() - size) : text;
+}
+}  // namespace
+
 TEST(OTLoginDownload, StartLogsInDownloadsMergesAndReplaysTheFirstWaitingPageView) {
     Started s;
     s.engine->onEventDataReceived(json{{"xwhat", "buy"}});
@@ -105,7 +111,9 @@ TEST(OTLoginDownload, TransportFailuresRetryAfterARandomDelayAtMostThreeTimes) {
     };
     for (std::uint64_t attempt = 1; attempt <= 3; ++attempt) {
         // The retry waits on the main queue for its random delay, below 60, 120 and 180 s.
-        ASSERT_TRUE(s.waitFor([&] { return s.engine->loginRetryCount() == attempt && retryWaiting(); }));
+        ASSERT_TRUE(s.waitFor([&] { return s.engine->loginRetryCount() == attempt && retryWaiting(); }))
+            << "attempt " << attempt << ", count " << s.engine->loginRetryCount() << ", log ends:\n"
+            << tail(s.log(), 3000);
         EXPECT_LT(*scheduler.nextDueTime() - s.test.clock().now(), std::chrono::seconds(60 * attempt));
         scheduler.advance(std::chrono::seconds(60 * attempt));
     }

@@ -41,7 +41,7 @@ struct Reporting : OTServerHarness {
     }
 };
 
-std::shared_ptr<OTWindowData> campaign(const json& dic) {
+std::shared_ptr<const OTWindowData> campaign(const json& dic) {
     auto data = std::make_shared<OTWindowData>();
     data->setModelWithDic(dic);
     return data;

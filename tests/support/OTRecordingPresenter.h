@@ -14,11 +14,11 @@ namespace corvane {
 class OTRecordingPresenter final : public OTDialogPresenter {
 public:
     struct Shown {
-        std::shared_ptr<OTWindowData> data;
+        std::shared_ptr<const OTWindowData> data;
         EventAction action;
     };
 
-    void popWithData(const std::shared_ptr<OTWindowData>& data, EventAction eventAction) override {
+    void popWithData(const std::shared_ptr<const OTWindowData>& data, EventAction eventAction) override {
         shown.push_back({data, std::move(eventAction)});
         shown.back().action(1, std::nullopt);
     }

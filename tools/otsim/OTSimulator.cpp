@@ -402,7 +402,7 @@ void OTSimulator::collectNavigation() {
 
 // ---- Dialogs ----
 
-void OTSimulator::dialogShown(const std::shared_ptr<OTWindowData>& data) {
+void OTSimulator::dialogShown(const std::shared_ptr<const OTWindowData>& data) {
     if (!data) return;
     observe({{"type", "dialog"},
              {"campaign", data->windowId().value_or("")},
@@ -417,7 +417,7 @@ void OTSimulator::dialogShown(const std::shared_ptr<OTWindowData>& data) {
                {"right", optionalText(data->rightBtnAttribute())}}}});
 }
 
-void OTSimulator::dialogReacted(const std::shared_ptr<OTWindowData>& data, std::int64_t type) {
+void OTSimulator::dialogReacted(const std::shared_ptr<const OTWindowData>& data, std::int64_t type) {
     const std::string campaign = data ? data->windowId().value_or("") : "";
     if (type == 1 || type == -1) {
         writeSnapshot(campaign);

@@ -84,8 +84,8 @@ private:
     void observe(nlohmann::json observation);
     void print(const nlohmann::json& observation);
     void error(std::size_t line, const std::string& message);
-    void dialogShown(const std::shared_ptr<OTWindowData>& data);
-    void dialogReacted(const std::shared_ptr<OTWindowData>& data, std::int64_t type);
+    void dialogShown(const std::shared_ptr<const OTWindowData>& data);
+    void dialogReacted(const std::shared_ptr<const OTWindowData>& data, std::int64_t type);
     void writeSnapshot(const std::string& campaign);
     nlohmann::json finalState();
 

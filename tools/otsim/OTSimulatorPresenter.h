@@ -11,11 +11,11 @@ namespace corvane {
 // about each one: when it is asked for, and every reaction it reports.
 class OTSimulatorPresenter final : public OTDialogPresenter {
 public:
-    using Shown = std::function<void(const std::shared_ptr<OTWindowData>& data)>;
-    using Reacted = std::function<void(const std::shared_ptr<OTWindowData>& data, std::int64_t type)>;
+    using Shown = std::function<void(const std::shared_ptr<const OTWindowData>& data)>;
+    using Reacted = std::function<void(const std::shared_ptr<const OTWindowData>& data, std::int64_t type)>;
 
     OTSimulatorPresenter(Shown shown, Reacted reacted);
-    void popWithData(const std::shared_ptr<OTWindowData>& data, EventAction eventAction) override;
+    void popWithData(const std::shared_ptr<const OTWindowData>& data, EventAction eventAction) override;
 
 private:
     std::shared_ptr<OTDialogPresenter> inner_;
