@@ -123,6 +123,61 @@ TEST(OTDialogFlow, BadLinksAndCampaignsNeverBreakTheFlow) {
     test.scheduler().advance(1s);
 }
 
+TEST(OTDialogFlow, ShowingsAndSequenceStepsLeaveThePublishedCampaignsAsTheyWere) {
+    OTTestEnvironment test;
+    test.installHostApp();
+    auto presenter = std::make_shared<OTRecordingPresenter>();
+    OTPopWindowManager::sharedManager()->setPresenter(presenter);
+    auto engine = OTSDKManager::sharedManager()->managerWithGroupIdentifier("group.demo");
+    engine->setConfiguration(std::make_shared<CorvaneOtConfig>());
+    // Shown again one second after a close, as often as the user likes.
+    const json rules = json::array({{{"eventType", "$clickDialog"}, {"type", 3}, {"count", 9}, {"intervalValue", 0}},
+                                    {{"eventType", "$closeDialog"}, {"type", 3}, {"count", 9}, {"intervalValue", 0}}});
+    std::vector<std::shared_ptr<const OTWindowData>> campaigns;
+    for (const json& object : {json{{"id", "1"},
+                                    {"type", 1},
+                                    {"preEvents", {{{"xwhat", "greet"}}}},
+                                    {"title", {{"text", "Hello ${event.name}"}}},
+                                    {"dialogRule", rules}},
+                               json{{"id", "2"}, {"type", 1}, {"preEvents", {{{"xwhat", "open"}}, {{"xwhat", "greet"}}}}}}) {
+        auto data = std::make_shared<OTWindowData>();
+        data->setModelWithDic(object);
+        auto node = std::make_shared<OTWindowRecordTreeNode>();
+        node->setNodeId(data->windowIdIntegerValue());
+        node->setCount(9);
+        node->setClickRule(data->clickRule());
+        node->setCloseRule(data->closeRule());
+        engine->windowRecordTree()->addTreeNode(node);
+        campaigns.push_back(std::move(data));
+    }
+    engine->setInAppDataArray(campaigns);
+
+    const auto greet = [&](const char* name) {
+        engine->onEventDataReceived(json{{"xwhat", "greet"}, {"xcontext", {{"name", name}}}});
+        test.scheduler().advance(1s);
+    };
+    greet("Alice");
+    ASSERT_EQ(presenter->shownIds(), std::vector<std::string>{"1"});
+    presenter->react(3);
+    greet("Bob");
+    ASSERT_EQ(presenter->shownIds(), (std::vector<std::string>{"1", "1"}));
+    EXPECT_EQ(presenter->shown[0].data->title()->text(), "Hello Alice");
+    EXPECT_EQ(presenter->shown[1].data->title()->text(), "Hello Bob");
+    EXPECT_EQ(engine->inAppDataArray()[0]->title()->text(), "Hello ${event.name}");
+
+    // A sequence step swaps in a copy: a list read before the step still sees both pre-events.
+    presenter->react(3);
+    const auto before = engine->inAppDataArray();
+    engine->onEventDataReceived(json{{"xwhat", "open"}});
+    test.scheduler().advance(1s);
+    EXPECT_EQ(before[1]->preEvents().size(), 2u);
+    const auto after = engine->inAppDataArray();
+    ASSERT_EQ(after[1]->preEvents().size(), 1u);
+    EXPECT_EQ(after[1]->preEvents()[0]->xwhat(), "greet");
+    EXPECT_EQ(after[0], before[0]);
+    EXPECT_EQ(presenter->shown.size(), 2u);  // an event that only advances a sequence shows nothing
+}
+
 TEST(OTDialogFlow, MethodImplementationsExchange) {
     OTTestEnvironment test;
     auto runtime = OTMethodRuntime::shared();
