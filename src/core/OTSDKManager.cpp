@@ -1,8 +1,6 @@
 #include "core/OTSDKManager.h"
 
-#include "core/OTCampaignStore.h"
-#include "core/OTDispatchQueueManager.h"
-#include "core/OTDisplayEligibility.h"
+#include "core/OTFirstPageViewRules.h"
 #include "core/OTNavigation.h"
 #include "core/OTPageCollection.h"
 #include "core/OTPopWindowManager.h"
@@ -13,7 +11,6 @@
 #include "model/OTSAEventAdapter.h"
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
-#include "platform/OTEnvironment.h"
 #include "platform/OTLogger.h"
 #include "platform/OTReachability.h"
 #include "platform/OTReachabilityManager.h"
@@ -23,8 +20,6 @@
 #include "platform/formats/OTJSONValue.h"
 #include "platform/formats/OTLogFormatter.h"
 #include "platform/view/OTViewController.h"
-#include "server/OTCampaignDownloader.h"
-#include "server/OTLoginClient.h"
 #include "server/OTNetwork.h"
 
 namespace corvane {
@@ -90,8 +85,6 @@ void OTSDKManager::startWithConfiguration(const std::shared_ptr<CorvaneOtConfig>
     }
     loginThenDownload();
 }
-
-std::string OTSDKManager::documentsPath(const std::string& fileName) const { return session_->documentsPath(fileName); }
 
 void OTSDKManager::registerNotifications() {
     // Registered during construction, before any owner exists to hold weakly; the destructor
@@ -242,12 +235,6 @@ struct InAppWalk {
 };
 thread_local InAppWalk tInAppWalk;
 
-std::optional<std::string> pageUrl(const std::shared_ptr<OTEvent>& event) {
-    if (!event || !event->xcontext().is_object()) return std::nullopt;
-    const auto it = event->xcontext().find("$url");
-    return it == event->xcontext().end() ? std::nullopt : OTJSONValue::text(*it);
-}
-
 }  // namespace
 
 void OTSDKManager::triggerEventMatchInApp(const std::shared_ptr<OTEvent>& event, std::uint64_t startIndex) {
@@ -324,89 +311,32 @@ void OTSDKManager::handleEvent(const std::shared_ptr<OTEvent>& event, const std:
     }
 }
 
-std::pair<std::string, bool> OTSDKManager::visiblePage(const std::shared_ptr<OTViewController>& controller) const {
-    std::pair<std::string, bool> page;
-    OTDispatchQueueManager::dispatchInMainThread(
-        [&] {
-            const auto current = OTNavigation::currentViewController();
-            page.first = current ? current->className() : std::string();
-            page.second = controller && OTNavigation::isControllerOnTopOfKeyWindow(controller, std::nullopt);
-        },
-        false);
-    return page;
-}
-
 void OTSDKManager::firstPVWithoutMainPage(const std::shared_ptr<OTEvent>& event,
                                           const std::shared_ptr<const OTWindowData>& data) {
-    auto& console = environment_.console();
-    const auto url = pageUrl(event);
-    OTLog(OTLogger::kLevelLog, "corvane->firstPVWithoutMainPage->xwhat:%@,url:%@,pvCount:%ld,currentControllerName:%@",
-          event->xwhat(), url, pvCount(), visiblePage(nullptr).first);
-    if (event->xwhat() != "$pageview") {
-        console.print("corvane->firstPVWithoutMainPage->else->triggerEventMatchInApp");
-        triggerEventMatchInApp(event, currentMatchEventIndex() + 1);
-        return;
-    }
-    const auto condition = data->event();
-    const OTLogArgument urlArgument[] = {url};
-    console.print(OTLogFormatter::format("corvane->firstPVWithoutMainPage:Property_PageUrl->%@", urlArgument));
-    const OTLogArgument conditionArgument[] = {condition ? OTLogArgument(condition) : OTLogArgument(nullptr)};
-    console.print(OTLogFormatter::format("corvane->firstPVWithoutMainPage:%@", conditionArgument));
-    if (!condition || pageUrl(condition) == url) {
-        prepareForPopWindowWithData(data, event);
-        return;
-    }
-    console.print("corvane->firstPVWithoutMainPage->triggerEventMatchInApp");
-    triggerEventMatchInApp(event, currentMatchEventIndex() + 1);
+    const auto page = OTFirstPageViewRules::visiblePage(nullptr);
+    followFirstPageView(OTFirstPageViewRules::withoutMainPage(event, data, pvCount(), page), event, data);
 }
 
 void OTSDKManager::firstPVWithMainPage(const std::shared_ptr<OTEvent>& event,
                                        const std::shared_ptr<const OTWindowData>& data) {
-    OTLog(OTLogger::kLevelLog, "corvane->firstPVWithMainPage:%@,windowData:%@", event, data);
-    const auto url = pageUrl(event);
     const auto configuration = this->configuration();
     const std::string mainPage = configuration ? configuration->mainPage().value_or("") : std::string();
-    const auto [visibleName, onTop] = visiblePage(mainPageController());
-    const auto goNext = [&] { triggerEventMatchInApp(event, currentMatchEventIndex() + 1); };
-    if (event->xwhat() != "$pageview" || !url || url->empty() || *url != visibleName || *url != mainPage) {
-        goNext();
-        return;
-    }
-    OTLog(OTLogger::kLevelLog, "corvane-firstPVWithMainPage:url->%@,page->%d", url, mainPagePVCount());
-    if (!onTop) {
-        // Something covers the main page: keep its first view for when the cover goes away.
-        if (mainPagePVCount() < 2) {
+    const auto page = OTFirstPageViewRules::visiblePage(mainPageController());
+    followFirstPageView(OTFirstPageViewRules::withMainPage(event, data, mainPage, mainPagePVCount(), page), event,
+                        data);
+}
+
+void OTSDKManager::followFirstPageView(OTFirstPageViewRules::Outcome outcome, const std::shared_ptr<OTEvent>& event,
+                                       const std::shared_ptr<const OTWindowData>& data) {
+    switch (outcome) {
+        case OTFirstPageViewRules::Outcome::Show: prepareForPopWindowWithData(data, event); return;
+        case OTFirstPageViewRules::Outcome::GoNext: triggerEventMatchInApp(event, currentMatchEventIndex() + 1); return;
+        case OTFirstPageViewRules::Outcome::Defer:
+            // The window observation replays it once the cover is removed.
             setCachedFirstPVEventOfMainPage(event);
             setMainPagePVCount(0);
-        } else {
-            goNext();
-        }
-        return;
+            return;
     }
-    const auto condition = data->event();
-    if (mainPagePVCount() < 2 && (!condition || pageUrl(condition) == url)) {
-        prepareForPopWindowWithData(data, event);
-    } else {
-        goNext();
-    }
-}
-
-bool OTSDKManager::readyToShowWithData(const std::shared_ptr<const OTWindowData>& data) {
-    return eligibility_->readyToShowWithData(data);
-}
-
-bool OTSDKManager::matchData(const std::shared_ptr<const OTWindowData>& data) { return eligibility_->matchData(data); }
-
-bool OTSDKManager::matchOldRuleWithData(const std::shared_ptr<const OTWindowData>& data) {
-    return eligibility_->matchOldRuleWithData(data);
-}
-
-bool OTSDKManager::matchNewRuleWithData(const std::shared_ptr<const OTWindowData>& data) {
-    return eligibility_->matchNewRuleWithData(data);
-}
-
-void OTSDKManager::syncWithTreeNode(const std::shared_ptr<OTWindowRecordTreeNode>& node) {
-    eligibility_->syncWithTreeNode(node);
 }
 
 void OTSDKManager::prepareForPopWindowWithData(const std::shared_ptr<const OTWindowData>& data,
@@ -515,10 +445,6 @@ void OTSDKManager::syncTreeNode(const std::shared_ptr<OTWindowRecordTreeNode>& n
     syncRecordTree();
 }
 
-void OTSDKManager::handleNodeForbiddenState(const std::shared_ptr<const OTWindowData>& data) {
-    campaigns_->handleNodeForbiddenState(*data, environment_.clock().now());
-}
-
 void OTSDKManager::addWaitingEvent(const std::shared_ptr<OTEvent>& event) {
     if (!event) return;
     const auto waiting = waitingEvents();
@@ -528,11 +454,6 @@ void OTSDKManager::addWaitingEvent(const std::shared_ptr<OTEvent>& event) {
     }
     waitingEvents_.modify([&](auto& list) { list.push_back(event); });
 }
-
-void OTSDKManager::clearTreeNodeActivateState() { campaigns_->clearTreeNodeActivateState(environment_.clock().now()); }
-void OTSDKManager::syncInAppData() { campaigns_->syncInAppData(); }
-void OTSDKManager::syncSubscribeData() { campaigns_->syncSubscribeData(); }
-void OTSDKManager::syncRecordTree() { campaigns_->syncRecordTree(); }
 
 void OTSDKManager::startPageCollection() {
     auto collection = std::make_shared<OTPageCollection>();
@@ -629,25 +550,6 @@ void OTSDKManager::loginThenDownload() {
 void OTSDKManager::loginWithCompletion(std::function<void()> completion) {
     login_->loginWithCompletion(std::move(completion));
 }
-void OTSDKManager::getListData(bool force) { downloader_->getListData(force); }
-void OTSDKManager::getInAppList() { downloader_->getInAppList(); }
-void OTSDKManager::getSubscribeList() { downloader_->getSubscribeList(); }
-void OTSDKManager::triggerEvent(const std::shared_ptr<OTEvent>& event) { downloader_->triggerEvent(event); }
-
-std::uint32_t OTSDKManager::getRandomRetryDurationWithRetryCount(std::uint64_t count, double ratio) {
-    return session_->getRandomRetryDurationWithRetryCount(count, ratio);
-}
-
-bool OTSDKManager::isPullingData() const { return downloader_->isPullingData(); }
-void OTSDKManager::setIsPullingData(bool value) { downloader_->setIsPullingData(value); }
-std::uint64_t OTSDKManager::loginRetryCount() const { return login_->loginRetryCount(); }
-void OTSDKManager::setLoginRetryCount(std::uint64_t value) { login_->setLoginRetryCount(value); }
-std::uint64_t OTSDKManager::inAppRetryCount() const { return downloader_->inAppRetryCount(); }
-void OTSDKManager::setInAppRetryCount(std::uint64_t value) { downloader_->setInAppRetryCount(value); }
-std::uint64_t OTSDKManager::subscribeRetryCount() const { return downloader_->subscribeRetryCount(); }
-void OTSDKManager::setSubscribeRetryCount(std::uint64_t value) { downloader_->setSubscribeRetryCount(value); }
-std::uint64_t OTSDKManager::triggerRetryCount() const { return downloader_->triggerRetryCount(); }
-void OTSDKManager::setTriggerRetryCount(std::uint64_t value) { downloader_->setTriggerRetryCount(value); }
 
 void OTSDKManager::acceptInAppList(std::vector<std::shared_ptr<const OTWindowData>> campaigns) {
     campaigns_->mergeInAppList(campaigns, environment_.clock().now());
@@ -699,24 +601,5 @@ void OTSDKManager::pushTrack(std::int64_t type, const nlohmann::json& msg,
     reportPushEventWithType(type, msg, groupIdentifier);
     if (type == 1) OTPushManager::sharedManager()->handlePush(1, msg);
 }
-
-void OTSDKManager::_reportEvent(const std::shared_ptr<OTEvent>& event) { reporter_->_reportEvent(event); }
-
-void OTSDKManager::_reportEvent(const std::shared_ptr<OTEvent>& event,
-                                const std::optional<std::string>& groupIdentifier) {
-    reporter_->_reportEvent(event, groupIdentifier);
-}
-
-void OTSDKManager::syncCachedEvent(const std::shared_ptr<OTEvent>& event, bool isWindowEvent) {
-    reporter_->syncCachedEvent(event, isWindowEvent);
-}
-
-void OTSDKManager::syncCachedEvents(const std::vector<std::shared_ptr<OTEvent>>& events, bool isWindowEvents) {
-    reporter_->syncCachedEvents(events, isWindowEvents);
-}
-
-void OTSDKManager::reportCachedOfflineEvents() { reporter_->reportCachedOfflineEvents(); }
-void OTSDKManager::reportCachedOfflineWindowEvents() { reporter_->reportCachedOfflineWindowEvents(); }
-void OTSDKManager::reportCachedOfflinePushEvents() { reporter_->reportCachedOfflinePushEvents(); }
 
 }  // namespace corvane

@@ -11,23 +11,22 @@
 #include <vector>
 
 #include "core/OTCampaignStore.h"
+#include "core/OTDisplayEligibility.h"
+#include "core/OTFirstPageViewRules.h"
 #include "corvane/CorvaneOtConfig.h"
 #include "corvane/CorvaneOtObserver.h"
 #include "platform/OTClock.h"
+#include "platform/OTEnvironment.h"
 #include "platform/OTLocked.h"
+#include "server/OTCampaignDownloader.h"
 #include "server/OTEventReporter.h"
+#include "server/OTLoginClient.h"
 #include "server/OTServerSession.h"
 
 namespace corvane {
 
-class OTCampaignDownloader;
-class OTDisplayEligibility;
-class OTEnvironment;
-class OTEventReporter;
-class OTLoginClient;
 class OTNotificationCenter;
 class OTEvent;
-class OTServerSession;
 class OTPageCollection;
 class OTReachability;
 class OTViewController;
@@ -101,32 +100,41 @@ public:
     void triggerEventMatchBanner(const std::shared_ptr<OTEvent>& event);
 
     // Display eligibility: the daily cap, the date window and the campaign's usage record.
-    bool readyToShowWithData(const std::shared_ptr<const OTWindowData>& data);
-    bool matchData(const std::shared_ptr<const OTWindowData>& data);
+    bool readyToShowWithData(const std::shared_ptr<const OTWindowData>& data) {
+        return eligibility_->readyToShowWithData(data);
+    }
+    bool matchData(const std::shared_ptr<const OTWindowData>& data) { return eligibility_->matchData(data); }
     // Campaigns without both usage rules: counts an eligible showing itself (so twice in all).
-    bool matchOldRuleWithData(const std::shared_ptr<const OTWindowData>& data);
-    bool matchNewRuleWithData(const std::shared_ptr<const OTWindowData>& data);
-    void syncWithTreeNode(const std::shared_ptr<OTWindowRecordTreeNode>& node);
+    bool matchOldRuleWithData(const std::shared_ptr<const OTWindowData>& data) {
+        return eligibility_->matchOldRuleWithData(data);
+    }
+    bool matchNewRuleWithData(const std::shared_ptr<const OTWindowData>& data) {
+        return eligibility_->matchNewRuleWithData(data);
+    }
+    void syncWithTreeNode(const std::shared_ptr<OTWindowRecordTreeNode>& node) { eligibility_->syncWithTreeNode(node); }
 
     // The dialog flow: a matched campaign is shown after its delay and each reaction is recorded,
     // reported, followed and may let matching go on.
     using EventAction = std::function<void(std::int64_t type, const std::optional<std::string>& link)>;
-    void prepareForPopWindowWithData(const std::shared_ptr<const OTWindowData>& data, const std::shared_ptr<OTEvent>& event);
+    void prepareForPopWindowWithData(const std::shared_ptr<const OTWindowData>& data,
+                                     const std::shared_ptr<OTEvent>& event);
     void _showWindowWithData(const std::shared_ptr<const OTWindowData>& data, EventAction eventAction,
                              std::function<void(bool shown)> callback);
     // Whether matching goes on after a reaction.
     bool _handleWindowClickCallback(std::int64_t type, const std::optional<std::string>& link);
     void syncTreeNode(const std::shared_ptr<OTWindowRecordTreeNode>& node, std::int64_t eventType);
-    void handleNodeForbiddenState(const std::shared_ptr<const OTWindowData>& data);
+    void handleNodeForbiddenState(const std::shared_ptr<const OTWindowData>& data) {
+        campaigns_->handleNodeForbiddenState(*data, environment_.clock().now());
+    }
     // Holds an event that came before the campaigns: at most `maxWaitingEventsCount`, none twice,
     // none that a waiting event already matches.
     void addWaitingEvent(const std::shared_ptr<OTEvent>& event);
 
     // No dialog counts as armed after a restart or a download; forbidden states expire.
-    void clearTreeNodeActivateState();
-    void syncInAppData();
-    void syncSubscribeData();
-    void syncRecordTree();
+    void clearTreeNodeActivateState() { campaigns_->clearTreeNodeActivateState(environment_.clock().now()); }
+    void syncInAppData() { campaigns_->syncInAppData(); }
+    void syncSubscribeData() { campaigns_->syncSubscribeData(); }
+    void syncRecordTree() { campaigns_->syncRecordTree(); }
 
     // Fields.
     std::int64_t currentMatchEventIndex() const { return currentMatchEventIndex_.load(); }
@@ -135,8 +143,8 @@ public:
     void setTreeNodesInit(bool value) { campaigns_->setTreeNodesInit(value); }
     bool autoCollectPageInfo() const { return autoCollectPageInfo_.load(); }
     void setAutoCollectPageInfo(bool value) { autoCollectPageInfo_.store(value); }
-    bool isPullingData() const;
-    void setIsPullingData(bool value);
+    bool isPullingData() const { return downloader_->isPullingData(); }
+    void setIsPullingData(bool value) { downloader_->setIsPullingData(value); }
     std::shared_ptr<CorvaneOtConfig> configuration() const { return session_->configuration(); }
     void setConfiguration(std::shared_ptr<CorvaneOtConfig> value) { session_->setConfiguration(std::move(value)); }
     std::optional<std::string> groupIdentifier() const { return session_->groupIdentifier(); }
@@ -169,7 +177,9 @@ public:
     void setInAppDataArray(std::vector<std::shared_ptr<const OTWindowData>> value) {
         campaigns_->setInAppDataArray(std::move(value));
     }
-    std::vector<std::shared_ptr<const OTWindowData>> subscribeDataArray() const { return campaigns_->subscribeDataArray(); }
+    std::vector<std::shared_ptr<const OTWindowData>> subscribeDataArray() const {
+        return campaigns_->subscribeDataArray();
+    }
     void setSubscribeDataArray(std::vector<std::shared_ptr<const OTWindowData>> value) {
         campaigns_->setSubscribeDataArray(std::move(value));
     }
@@ -184,16 +194,16 @@ public:
     OTClock::TimePoint lastBackgroundUpdateTime() const { return session_->lastBackgroundUpdateTime(); }
     void setLastBackgroundUpdateTime(OTClock::TimePoint value) { session_->setLastBackgroundUpdateTime(value); }
 
-    std::uint64_t loginRetryCount() const;
-    void setLoginRetryCount(std::uint64_t value);
-    std::uint64_t inAppRetryCount() const;
-    void setInAppRetryCount(std::uint64_t value);
-    std::uint64_t subscribeRetryCount() const;
-    void setSubscribeRetryCount(std::uint64_t value);
+    std::uint64_t loginRetryCount() const { return login_->loginRetryCount(); }
+    void setLoginRetryCount(std::uint64_t value) { login_->setLoginRetryCount(value); }
+    std::uint64_t inAppRetryCount() const { return downloader_->inAppRetryCount(); }
+    void setInAppRetryCount(std::uint64_t value) { downloader_->setInAppRetryCount(value); }
+    std::uint64_t subscribeRetryCount() const { return downloader_->subscribeRetryCount(); }
+    void setSubscribeRetryCount(std::uint64_t value) { downloader_->setSubscribeRetryCount(value); }
     std::uint64_t reportEventRetryCount() const { return reporter_->reportEventRetryCount(); }
     void setReportEventRetryCount(std::uint64_t value) { reporter_->setReportEventRetryCount(value); }
-    std::uint64_t triggerRetryCount() const;
-    void setTriggerRetryCount(std::uint64_t value);
+    std::uint64_t triggerRetryCount() const { return downloader_->triggerRetryCount(); }
+    void setTriggerRetryCount(std::uint64_t value) { downloader_->setTriggerRetryCount(value); }
     std::uint64_t uploadPushTokenRetryCount() const { return uploadPushTokenRetryCount_.load(); }
     void setUploadPushTokenRetryCount(std::uint64_t value) { uploadPushTokenRetryCount_.store(value); }
     std::uint64_t aliasRetryCount() const { return aliasRetryCount_.load(); }
@@ -218,28 +228,36 @@ public:
     // Server link, forwarded to the session's classes. Answers arrive on the HTTP session's thread;
     // retries wait a random delay on the main queue.
     void loginWithCompletion(std::function<void()> completion);
-    void getListData(bool force);
-    void getInAppList();
-    void getSubscribeList();
-    void triggerEvent(const std::shared_ptr<OTEvent>& event);
-    std::uint32_t getRandomRetryDurationWithRetryCount(std::uint64_t count, double ratio);
+    void getListData(bool force) { downloader_->getListData(force); }
+    void getInAppList() { downloader_->getInAppList(); }
+    void getSubscribeList() { downloader_->getSubscribeList(); }
+    void triggerEvent(const std::shared_ptr<OTEvent>& event) { downloader_->triggerEvent(event); }
+    std::uint32_t getRandomRetryDurationWithRetryCount(std::uint64_t count, double ratio) {
+        return session_->getRandomRetryDurationWithRetryCount(count, ratio);
+    }
 
     // Usage reports, with the properties of the event being matched.
     void reportWindowEventWithName(const std::string& name, std::int64_t type,
                                    const std::shared_ptr<const OTWindowData>& data);
     void reportPushEventWithType(std::int64_t type, const nlohmann::json& msg,
                                  const std::optional<std::string>& groupIdentifier);
-    void _reportEvent(const std::shared_ptr<OTEvent>& event);
-    void _reportEvent(const std::shared_ptr<OTEvent>& event, const std::optional<std::string>& groupIdentifier);
+    void _reportEvent(const std::shared_ptr<OTEvent>& event) { reporter_->_reportEvent(event); }
+    void _reportEvent(const std::shared_ptr<OTEvent>& event, const std::optional<std::string>& groupIdentifier) {
+        reporter_->_reportEvent(event, groupIdentifier);
+    }
     void pushTrack(std::int64_t type, const nlohmann::json& msg, const std::optional<std::string>& groupIdentifier);
-    void syncCachedEvent(const std::shared_ptr<OTEvent>& event, bool isWindowEvent);
-    void syncCachedEvents(const std::vector<std::shared_ptr<OTEvent>>& events, bool isWindowEvents);
-    void reportCachedOfflineEvents();
-    void reportCachedOfflineWindowEvents();
-    void reportCachedOfflinePushEvents();
+    void syncCachedEvent(const std::shared_ptr<OTEvent>& event, bool isWindowEvent) {
+        reporter_->syncCachedEvent(event, isWindowEvent);
+    }
+    void syncCachedEvents(const std::vector<std::shared_ptr<OTEvent>>& events, bool isWindowEvents) {
+        reporter_->syncCachedEvents(events, isWindowEvents);
+    }
+    void reportCachedOfflineEvents() { reporter_->reportCachedOfflineEvents(); }
+    void reportCachedOfflineWindowEvents() { reporter_->reportCachedOfflineWindowEvents(); }
+    void reportCachedOfflinePushEvents() { reporter_->reportCachedOfflinePushEvents(); }
 
     // Where the engine's files live: the documents folder of the sandbox.
-    std::string documentsPath(const std::string& fileName) const;
+    std::string documentsPath(const std::string& fileName) const { return session_->documentsPath(fileName); }
 
 private:
     // Construction and start-up steps that belong to later layers of the engine.
@@ -263,7 +281,8 @@ private:
     // The properties of the event being matched, which every report carries.
     nlohmann::json triggerContext() const;
     // The visible page's class name and whether `controller` is on top, read on the main queue.
-    std::pair<std::string, bool> visiblePage(const std::shared_ptr<OTViewController>& controller) const;
+    void followFirstPageView(OTFirstPageViewRules::Outcome outcome, const std::shared_ptr<OTEvent>& event,
+                             const std::shared_ptr<const OTWindowData>& data);
 
     OTEnvironment& environment_;
     // The engine may be held past its environment; its destructor only needs the centre.

@@ -129,11 +129,15 @@ OTRuleClause::Operator OTRuleClause::operatorNamed(DataType type, const nlohmann
         const char* name;
         Operator op;
     };
-    static constexpr Entry kString[] = {{"EQ", Operator::Eq},          {"NOT_EQ", Operator::NotEq},
-                                        {"CONTAIN", Operator::Contain}, {"NOT_CONTAIN", Operator::NotContain},
-                                        {"NOT_NULL", Operator::NotNull}, {"NULL", Operator::Null}};
-    static constexpr Entry kNumber[] = {{"EQ", Operator::Eq},   {"NOT_EQ", Operator::NotEq},     {"GT", Operator::Gt},
-                                        {"GTE", Operator::Gte}, {"LT", Operator::Lt},            {"LTE", Operator::Lte},
+    static constexpr Entry kString[] = {{"EQ", Operator::Eq},
+                                        {"NOT_EQ", Operator::NotEq},
+                                        {"CONTAIN", Operator::Contain},
+                                        {"NOT_CONTAIN", Operator::NotContain},
+                                        {"NOT_NULL", Operator::NotNull},
+                                        {"NULL", Operator::Null}};
+    static constexpr Entry kNumber[] = {{"EQ", Operator::Eq},       {"NOT_EQ", Operator::NotEq},
+                                        {"GT", Operator::Gt},       {"GTE", Operator::Gte},
+                                        {"LT", Operator::Lt},       {"LTE", Operator::Lte},
                                         {"RANGE", Operator::Range}, {"NOT_NULL", Operator::NotNull},
                                         {"NULL", Operator::Null}};
     static constexpr Entry kBoolean[] = {{"TRUE", Operator::True},

@@ -203,8 +203,7 @@ bool OTRuleEvaluator::number_compareNULL(const nlohmann::json* realValue) { retu
 
 // ---- Booleans ----
 
-bool OTRuleEvaluator::bool_compareRule(Operator function, const Operands& ruleValue,
-                                       const nlohmann::json* realValue) {
+bool OTRuleEvaluator::bool_compareRule(Operator function, const Operands& ruleValue, const nlohmann::json* realValue) {
     bool reading = false;
     if (realValue != nullptr) {
         if (auto n = OTJSONValue::number(*realValue)) reading = *n != 0;
@@ -309,8 +308,7 @@ bool OTRuleEvaluator::date_compareNULL(const std::optional<Date>& realValue) { r
 
 // ---- Lists of texts ----
 
-bool OTRuleEvaluator::array_compareRule(Operator function, const Operands& ruleValue,
-                                        const nlohmann::json* realValue) {
+bool OTRuleEvaluator::array_compareRule(Operator function, const Operands& ruleValue, const nlohmann::json* realValue) {
     if (function == Operator::NotNull) return array_compareNOT_NULL(realValue);
     if (function == Operator::Null) return array_compareNULL(realValue);
     if (absent(realValue)) return false;

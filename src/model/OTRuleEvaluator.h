@@ -52,8 +52,8 @@ public:
     static bool date_compareRule(Operator function, const Operands& ruleValue, const nlohmann::json* realValue,
                                  Date now);
     static bool date_compareABSOLUTE_TIME(const Operands& ruleValue, const std::optional<Date>& realValue, Date now);
-    static bool date_compareRELATIVE_TIME_RANGE_CUURENT(const Operands& ruleValue,
-                                                        const std::optional<Date>& realValue, Date now);
+    static bool date_compareRELATIVE_TIME_RANGE_CUURENT(const Operands& ruleValue, const std::optional<Date>& realValue,
+                                                        Date now);
     static bool date_compareRELATIVE_TIME_OF_CURRENT(const Operands& ruleValue, const std::optional<Date>& realValue,
                                                      Date now);
     static bool date_compareNOT_NULL(const std::optional<Date>& realValue);

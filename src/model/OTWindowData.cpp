@@ -105,7 +105,8 @@ std::shared_ptr<OTWindowData> OTWindowData::filledWithProperties(const nlohmann:
     auto copy = std::make_shared<OTWindowData>(*this);
     // The filled parts get copies of their own; everything else stays shared and unchanged.
     auto own = [](auto& attribute) {
-        if (attribute) attribute = std::make_shared<typename std::decay_t<decltype(attribute)>::element_type>(*attribute);
+        if (attribute)
+            attribute = std::make_shared<typename std::decay_t<decltype(attribute)>::element_type>(*attribute);
     };
     own(copy->title_);
     own(copy->content_);

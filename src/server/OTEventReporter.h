@@ -31,7 +31,8 @@ public:
 
     // `triggerContext` is the properties of the event being matched: every report carries them.
     void reportWindowEventWithName(const std::string& name, std::int64_t type,
-                                   const std::shared_ptr<const OTWindowData>& data, const nlohmann::json& triggerContext);
+                                   const std::shared_ptr<const OTWindowData>& data,
+                                   const nlohmann::json& triggerContext);
     void reportPushEventWithType(std::int64_t type, const nlohmann::json& msg,
                                  const std::optional<std::string>& groupIdentifier,
                                  const nlohmann::json& triggerContext);

@@ -134,12 +134,13 @@ TEST(OTDialogFlow, ShowingsAndSequenceStepsLeaveThePublishedCampaignsAsTheyWere)
     const json rules = json::array({{{"eventType", "$clickDialog"}, {"type", 3}, {"count", 9}, {"intervalValue", 0}},
                                     {{"eventType", "$closeDialog"}, {"type", 3}, {"count", 9}, {"intervalValue", 0}}});
     std::vector<std::shared_ptr<const OTWindowData>> campaigns;
-    for (const json& object : {json{{"id", "1"},
-                                    {"type", 1},
-                                    {"preEvents", {{{"xwhat", "greet"}}}},
-                                    {"title", {{"text", "Hello ${event.name}"}}},
-                                    {"dialogRule", rules}},
-                               json{{"id", "2"}, {"type", 1}, {"preEvents", {{{"xwhat", "open"}}, {{"xwhat", "greet"}}}}}}) {
+    for (const json& object :
+         {json{{"id", "1"},
+               {"type", 1},
+               {"preEvents", {{{"xwhat", "greet"}}}},
+               {"title", {{"text", "Hello ${event.name}"}}},
+               {"dialogRule", rules}},
+          json{{"id", "2"}, {"type", 1}, {"preEvents", {{{"xwhat", "open"}}, {{"xwhat", "greet"}}}}}}) {
         auto data = std::make_shared<OTWindowData>();
         data->setModelWithDic(object);
         auto node = std::make_shared<OTWindowRecordTreeNode>();

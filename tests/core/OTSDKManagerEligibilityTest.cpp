@@ -18,7 +18,8 @@ struct Eligibility {
     std::shared_ptr<OTUserConfig> settings =
         OTUserConfig::defaultConfig()->configWithGroupIdentifier(std::string("group.demo"));
 
-    std::pair<std::shared_ptr<const OTWindowData>, std::shared_ptr<OTWindowRecordTreeNode>> campaign(const json& object) {
+    std::pair<std::shared_ptr<const OTWindowData>, std::shared_ptr<OTWindowRecordTreeNode>> campaign(
+        const json& object) {
         auto data = std::make_shared<OTWindowData>();
         data->setModelWithDic(object);
         auto node = std::make_shared<OTWindowRecordTreeNode>();

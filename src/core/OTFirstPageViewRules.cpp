@@ -1,0 +1,79 @@
+#include "core/OTFirstPageViewRules.h"
+
+#include "core/OTDispatchQueueManager.h"
+#include "core/OTNavigation.h"
+
+#include "model/OTEvent.h"
+#include "model/OTWindowData.h"
+#include "platform/OTEnvironment.h"
+#include "platform/OTLogger.h"
+#include "platform/formats/OTJSONValue.h"
+#include "platform/formats/OTLogFormatter.h"
+#include "platform/view/OTViewController.h"
+
+namespace corvane {
+
+namespace {
+void print(const std::string& text) { OTEnvironment::current()->console().print(text); }
+}  // namespace
+
+OTFirstPageViewRules::Page OTFirstPageViewRules::visiblePage(const std::shared_ptr<OTViewController>& mainPageController) {
+    Page page;
+    OTDispatchQueueManager::dispatchInMainThread(
+        [&] {
+            const auto current = OTNavigation::currentViewController();
+            page.visibleName = current ? current->className() : std::string();
+            page.mainPageOnTop =
+                mainPageController && OTNavigation::isControllerOnTopOfKeyWindow(mainPageController, std::nullopt);
+        },
+        false);
+    return page;
+}
+
+std::optional<std::string> OTFirstPageViewRules::pageUrl(const std::shared_ptr<OTEvent>& event) {
+    if (!event || !event->xcontext().is_object()) return std::nullopt;
+    const auto it = event->xcontext().find("$url");
+    return it == event->xcontext().end() ? std::nullopt : OTJSONValue::text(*it);
+}
+
+bool OTFirstPageViewRules::conditionFits(const OTWindowData& data, const std::optional<std::string>& url) {
+    const auto condition = data.event();
+    return !condition || pageUrl(condition) == url;
+}
+
+OTFirstPageViewRules::Outcome OTFirstPageViewRules::withoutMainPage(const std::shared_ptr<OTEvent>& event,
+                                                                    const std::shared_ptr<const OTWindowData>& data,
+                                                                    std::int64_t pvCount, const Page& page) {
+    const auto url = pageUrl(event);
+    OTLog(OTLogger::kLevelLog, "corvane->firstPVWithoutMainPage->xwhat:%@,url:%@,pvCount:%ld,currentControllerName:%@",
+          event->xwhat(), url, pvCount, page.visibleName);
+    if (event->xwhat() != "$pageview") {
+        print("corvane->firstPVWithoutMainPage->else->triggerEventMatchInApp");
+        return Outcome::GoNext;
+    }
+    const auto condition = data->event();
+    const OTLogArgument urlArgument[] = {url};
+    print(OTLogFormatter::format("corvane->firstPVWithoutMainPage:Property_PageUrl->%@", urlArgument));
+    const OTLogArgument conditionArgument[] = {condition ? OTLogArgument(condition) : OTLogArgument(nullptr)};
+    print(OTLogFormatter::format("corvane->firstPVWithoutMainPage:%@", conditionArgument));
+    if (conditionFits(*data, url)) return Outcome::Show;
+    print("corvane->firstPVWithoutMainPage->triggerEventMatchInApp");
+    return Outcome::GoNext;
+}
+
+OTFirstPageViewRules::Outcome OTFirstPageViewRules::withMainPage(const std::shared_ptr<OTEvent>& event,
+                                                                 const std::shared_ptr<const OTWindowData>& data,
+                                                                 const std::string& mainPage,
+                                                                 std::int64_t mainPagePVCount, const Page& page) {
+    OTLog(OTLogger::kLevelLog, "corvane->firstPVWithMainPage:%@,windowData:%@", event, data);
+    const auto url = pageUrl(event);
+    if (event->xwhat() != "$pageview" || !url || url->empty() || *url != page.visibleName || *url != mainPage) {
+        return Outcome::GoNext;
+    }
+    OTLog(OTLogger::kLevelLog, "corvane-firstPVWithMainPage:url->%@,page->%d", url, mainPagePVCount);
+    // A first view under a cover waits for it; later views never show.
+    if (!page.mainPageOnTop) return mainPagePVCount < 2 ? Outcome::Defer : Outcome::GoNext;
+    return mainPagePVCount < 2 && conditionFits(*data, url) ? Outcome::Show : Outcome::GoNext;
+}
+
+}  // namespace corvane
