@@ -17,7 +17,8 @@ namespace {
 void print(const std::string& text) { OTEnvironment::current()->console().print(text); }
 }  // namespace
 
-OTFirstPageViewRules::Page OTFirstPageViewRules::visiblePage(const std::shared_ptr<OTViewController>& mainPageController) {
+OTFirstPageViewRules::Page OTFirstPageViewRules::visiblePage(
+    const std::shared_ptr<OTViewController>& mainPageController) {
     Page page;
     OTDispatchQueueManager::dispatchInMainThread(
         [&] {

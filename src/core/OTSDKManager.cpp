@@ -176,10 +176,12 @@ void OTSDKManager::handleXwho(const std::optional<std::string>& newUserId) {
     tasks->addTask(uploadToken);
     tasks->addTask(uploadAlias);
 
-    if (!isPullingData()) getListData(true);
+    // The old user's usage goes before the new user's lists are asked for, so that no answer can
+    // be merged into a tree that is then wiped.
     settings->clearDialog();
     if (auto tree = windowRecordTree()) tree->removeAllTreeNodes();
     syncRecordTree();
+    if (!isPullingData()) getListData(true);
 }
 
 void OTSDKManager::handleCalibrationTime(const nlohmann::json& value) {

@@ -69,8 +69,7 @@ void OTCampaignDownloader::getListData(bool force) {
     if (loadBanners) loadBanners();
 }
 
-nlohmann::json OTCampaignDownloader::listRequestBody() const {
-    const auto user = session_->userId();
+nlohmann::json OTCampaignDownloader::listRequestBody(const std::optional<std::string>& user) const {
     return {{"newUser", user ? 1 : 0},
             {"os", session_->osObject(false, false)},
             {"sdkVersion", OTServerSession::kSDKVersion},
@@ -82,13 +81,21 @@ void OTCampaignDownloader::downloadList(const char* path, const char* dataFormat
                                         std::atomic<std::uint64_t> OTCampaignDownloader::*retries,
                                         void (OTCampaignDownloader::*again)(), ListAnswer handle) {
     std::weak_ptr<OTCampaignDownloader> weak = weak_from_this();
+    auto user = session_->userId();
+    auto body = listRequestBody(user);
     session_->network()->postRequestWithRelativeURLStr(
-        path, nullptr, listRequestBody(),
-        [weak, dataFormat, handle = std::move(handle)](const OTNetwork::Response& response, const std::string& data) {
+        path, nullptr, body,
+        [weak, path, dataFormat, user = std::move(user), handle = std::move(handle)](
+            const OTNetwork::Response& response, const std::string& data) {
             auto self = weak.lock();
             if (!self) return;
             self->setIsPullingData(false);
             if (!OTServerAnswer::acceptedStatus(response.statusCode)) return;
+            // Downloads for two users may overlap: a list for a user who is gone must not win.
+            if (self->session_->userId() != user) {
+                OTLog(OTLogger::kLevelLog, "用户已切换，丢弃用户 %@ 的列表：%@", user, path);
+                return;
+            }
             const auto answer = OTServerAnswer::parse(data);
             const auto code = OTServerAnswer::code(answer, -1);
             if (code != 0) OTLog(OTLogger::kLevelError, "code:%@\nmessage:%@\n", code, OTServerAnswer::message(answer));

@@ -6,6 +6,8 @@
 #include <memory>
 #include <mutex>
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace corvane {
@@ -48,14 +50,15 @@ public:
     void setTriggerRetryCount(std::uint64_t value) { triggerRetryCount_.store(value); }
 
 private:
-    // One list download: `handle` gets every answered code (non-zero codes already logged);
-    // transport failures repeat `again` after a random delay, counted by `retries`.
+    // One list download for the current user: `handle` gets every answered code (non-zero codes
+    // already logged) unless the user has changed since; transport failures repeat `again` after a
+    // random delay, counted by `retries`.
     using ListAnswer =
         std::function<void(OTCampaignDownloader& downloader, std::int64_t code, const nlohmann::json& answer)>;
     void downloadList(const char* path, const char* dataFormat,
                       std::atomic<std::uint64_t> OTCampaignDownloader::*retries, void (OTCampaignDownloader::*again)(),
                       ListAnswer handle);
-    nlohmann::json listRequestBody() const;
+    nlohmann::json listRequestBody(const std::optional<std::string>& user) const;
     // The in-app list answered: settings stamped, campaigns parsed, their pictures prefetched.
     void acceptInAppList(const nlohmann::json& answer);
     static Campaigns campaignsFrom(const nlohmann::json& list);
