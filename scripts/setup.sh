@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build needs (when missing), then configures and builds one preset.
-# Usage: scripts/setup.sh [debug|release|asan|tsan]
+# Usage: scripts/setup.sh [debug|release|asan|tsan|clang]
 set -euo pipefail
 preset="${1:-debug}"
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
@@ -10,6 +10,7 @@ root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 ensure_packages g++ cmake ninja-build pkg-config ccache \
   libcurl4-openssl-dev nlohmann-json3-dev libssl-dev \
   libcpp-httplib-dev libcli11-dev libgtest-dev libgmock-dev libbenchmark-dev
+[ "$preset" != clang ] || ensure_packages clang
 
 cd "$root"
 cmake --preset "$preset" >/dev/null

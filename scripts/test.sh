@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds one preset (installing what is missing) and runs its whole test suite.
-# Usage: scripts/test.sh [debug|release|asan|tsan]
+# Usage: scripts/test.sh [debug|release|asan|tsan|clang]
 set -euo pipefail
 preset="${1:-debug}"
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"

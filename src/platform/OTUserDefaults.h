@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <mutex>
-#include <nlohmann/json_fwd.hpp>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <string_view>

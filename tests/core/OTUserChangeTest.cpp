@@ -18,8 +18,9 @@ namespace {
 constexpr const char* kInAppPath = "/push/sdk/in_app";
 
 std::string listAnswer(int id) {
-    return json{{"code", 0},
-                {"data", {{{"id", std::to_string(id)}, {"type", 1}, {"count", 3}, {"preEvents", {{{"xwhat", "buy"}}}}}}}}
+    return json{
+        {"code", 0},
+        {"data", {{{"id", std::to_string(id)}, {"type", 1}, {"count", 3}, {"preEvents", {{{"xwhat", "buy"}}}}}}}}
         .dump();
 }
 

@@ -1,0 +1,151 @@
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <atomic>
+#include <thread>
+
+#include "OTDevServer.h"
+#include "core/OTPopWindowManager.h"
+#include "core/OTPushManager.h"
+#include "core/OTSDKManager.h"
+#include "model/OTWindowData.h"
+#include "platform/OTEnvironment.h"
+#include "platform/OTSandbox.h"
+#include "platform/deterministic/OTManualReachabilitySource.h"
+#include "platform/deterministic/OTRecordingConsole.h"
+#include "platform/linux/OTSystemClock.h"
+#include "platform/linux/OTThreadScheduler.h"
+#include "platform/view/OTViewController.h"
+#include "server/OTNetwork.h"
+#include "support/OTTestEnvironment.h"
+
+namespace corvane {
+
+using namespace std::chrono_literals;
+using nlohmann::json;
+
+namespace {
+// The user on the main queue: every dialog is tapped at once, closed or clicked in turn.
+class TappingPresenter final : public OTDialogPresenter {
+public:
+    void popWithData(const std::shared_ptr<const OTWindowData>& data, EventAction eventAction) override {
+        const auto n = shown.fetch_add(1);
+        if (!data || !eventAction) return;
+        eventAction(1, std::nullopt);
+        eventAction(n % 2 == 0 ? 3 : 5, std::string("DetailVC?id=") + std::to_string(n));
+    }
+    std::atomic<int> shown{0};
+};
+
+// A campaign folder for the dev server: `count` three-step sequence campaigns that may show as
+// often as the user likes, and a subscribe campaign on the last step.
+std::filesystem::path writeCampaigns(const std::filesystem::path& folder, int count) {
+    std::filesystem::create_directories(folder / "in_app");
+    std::filesystem::create_directories(folder / "subscribe");
+    for (int i = 0; i < count; ++i) {
+        const json campaign = {
+            {"id", std::to_string(1000 + i)},
+            {"type", 1},
+            {"count", 1000},
+            {"preEvents", {{{"xwhat", "step1"}}, {{"xwhat", "step2"}}, {{"xwhat", "buy"}}}},
+            {"title", {{"text", "Hello ${event.name}"}}},
+            {"dialogRule",
+             {{{"eventType", "click"}, {"type", 3}, {"count", 1000}, {"intervalValue", 0}},
+              {{"eventType", "close"}, {"type", 3}, {"count", 1000}, {"intervalValue", 0}}}}};
+        OTSandbox::writeFileAtomically(folder / "in_app" / (std::to_string(1000 + i) + ".json"), campaign.dump());
+    }
+    OTSandbox::writeFileAtomically(folder / "subscribe" / "1.json", json{{"id", "1"}, {"event", {{"xwhat", "buy"}}}}.dump());
+    return folder;
+}
+}  // namespace
+
+// Eight host threads at once against an engine with campaigns loaded, on real queues and the dev
+// server: events that advance sequences and show dialogs (tapped on the main queue), user changes
+// that force downloads, push payloads, page visits, file writes and network flips. The test is
+// for the sanitizers: it holds no lock of its own that could hide a race in the library.
+TEST(OTStorm, EveryQueueAtOnceWithCampaignsLoaded) {
+    std::string root = (std::filesystem::temp_directory_path() / "ot-storm-XXXXXX").string();
+    ASSERT_NE(::mkdtemp(root.data()), nullptr);
+    constexpr std::size_t kCampaigns = 50;
+    OTDevServer server({writeCampaigns(root + "-campaigns", kCampaigns)});
+    ASSERT_TRUE(server.start());
+    auto scheduler = std::make_shared<OTThreadScheduler>();
+    auto reachability = std::make_shared<OTManualReachabilitySource>();
+    OTEnvironment::Parts parts;
+    parts.clock = std::make_shared<OTSystemClock>();
+    parts.scheduler = scheduler;
+    parts.sandboxRoot = root;
+    parts.device = OTTestEnvironment::fixedDevice();
+    parts.console = std::make_shared<OTRecordingConsole>();
+    parts.reachability = reachability;
+    OTEnvironment::install(std::make_shared<OTEnvironment>(std::move(parts)));
+    {
+        auto presenter = std::make_shared<TappingPresenter>();
+        OTPopWindowManager::sharedManager()->setPresenter(presenter);
+        auto engine = OTSDKManager::sharedManager()->managerWithGroupIdentifier("group.storm");
+        auto config = std::make_shared<CorvaneOtConfig>();
+        config->setAppKey("app-key");
+        config->setMainPage("HomeVC");
+        config->setUrl(server.baseURL() + "/");
+        engine->setUserId("u0");
+        engine->startWithConfiguration(config);
+        ASSERT_TRUE(scheduler->runMainLoopUntil([&] { return engine->inAppDataArray().size() == kCampaigns; }, 20s));
+
+        constexpr int kThreads = 8;
+        constexpr int kRounds = 60;
+        std::atomic<int> finished{0};
+        std::atomic<int> pageViews{0};
+        std::vector<std::thread> hosts;
+        for (int t = 0; t < kThreads; ++t) {
+            hosts.emplace_back([&, t] {
+                const char* steps[] = {"step1", "step2", "buy"};
+                for (int i = 0; i < kRounds; ++i) {
+                    engine->onEventDataReceived(
+                        json{{"xwhat", steps[(t + i) % 3]}, {"xcontext", {{"name", "user" + std::to_string(t)}}}});
+                    switch ((t + i) % 8) {
+                        case 0: engine->onUserProfile(json{{"xwho", "u" + std::to_string(i % 3)}}); break;
+                        case 1:
+                            engine->pushTrack(1, json{{"link", "DetailVC?id=" + std::to_string(i)}}, "group.storm");
+                            break;
+                        case 2:
+                            pageViews.fetch_add(1);
+                            engine->onEventDataReceived(
+                                json{{"xwhat", "$pageview"}, {"xcontext", {{"$url", i % 2 == 0 ? "HomeVC" : "Other"}}}});
+                            break;
+                        case 3: engine->autoPageCollected(std::make_shared<OTViewController>("HomeVC")); break;
+                        case 4:
+                            engine->syncInAppData();
+                            engine->syncRecordTree();
+                            break;
+                        case 5: reachability->setFlags(i % 2 == 0 ? 0 : OTManualReachabilitySource::kWiFiFlags); break;
+                        case 6: engine->getListData(true); break;
+                        default: (void)engine->inAppDataArray(); break;
+                    }
+                }
+                finished.fetch_add(1);
+            });
+        }
+        EXPECT_TRUE(scheduler->runMainLoopUntil(
+            [&] { return finished.load() == kThreads && engine->pvCount() == pageViews.load(); }, 60s));
+        for (auto& host : hosts) host.join();
+        // Let the answers and dialogs under way land before the environment goes.
+        scheduler->runMainLoopUntil([] { return false; }, 500ms);
+
+        EXPECT_GT(presenter->shown.load(), 0);
+        for (const auto& campaign : engine->inAppDataArray()) {
+            ASSERT_TRUE(campaign);
+            // The placeholders stay in every published campaign.
+            if (campaign->title() && campaign->windowIdIntegerValue() >= 1000) {
+                EXPECT_EQ(campaign->title()->text(), "Hello ${event.name}");
+            }
+        }
+        OTEnvironment::current()->shutdown();
+    }
+    OTEnvironment::install(nullptr);
+    std::error_code ec;
+    std::filesystem::remove_all(root, ec);
+    std::filesystem::remove_all(root + "-campaigns", ec);
+}
+
+}  // namespace corvane
