@@ -1,14 +1,9 @@
 #include <gtest/gtest.h>
 
-#include <unistd.h>
 #include <thread>
 
 #include "core/OTSDKManager.h"
-#include "platform/OTEnvironment.h"
-#include "platform/deterministic/OTRecordingConsole.h"
-#include "platform/linux/OTSystemClock.h"
-#include "platform/linux/OTThreadScheduler.h"
-#include "support/OTTestEnvironment.h"
+#include "support/OTThreadedTestEnvironment.h"
 
 namespace corvane {
 
@@ -16,16 +11,8 @@ using namespace std::chrono_literals;
 
 // Events and profile changes from several threads at once, on real queues.
 TEST(OTSDKManagerThreads, EventsFromManyThreadsAreAllHandledInTheirQueue) {
-    std::string root = (std::filesystem::temp_directory_path() / "ot-threads-XXXXXX").string();
-    ASSERT_NE(::mkdtemp(root.data()), nullptr);
-    auto scheduler = std::make_shared<OTThreadScheduler>();
-    OTEnvironment::Parts parts;
-    parts.clock = std::make_shared<OTSystemClock>();
-    parts.scheduler = scheduler;
-    parts.sandboxRoot = root;
-    parts.device = OTTestEnvironment::fixedDevice();
-    parts.console = std::make_shared<OTRecordingConsole>();
-    OTEnvironment::install(std::make_shared<OTEnvironment>(std::move(parts)));
+    OTThreadedTestEnvironment threaded;
+    auto& scheduler = threaded.scheduler();
     {
         auto engine = OTSDKManager::sharedManager()->managerWithGroupIdentifier("group.threads");
         auto config = std::make_shared<CorvaneOtConfig>();
@@ -42,13 +29,10 @@ TEST(OTSDKManagerThreads, EventsFromManyThreadsAreAllHandledInTheirQueue) {
             });
         }
         for (auto& sender : senders) sender.join();
-        EXPECT_TRUE(scheduler->runMainLoopUntil([&] { return engine->pvCount() == 200; }, 20s));
+        EXPECT_TRUE(scheduler.runMainLoopUntil([&] { return engine->pvCount() == 200; }, 20s));
         EXPECT_EQ(engine->mainPagePVCount(), 100);
         EXPECT_LE(engine->waitingEvents().size(), 5u);
     }
-    OTEnvironment::install(nullptr);
-    std::error_code ec;
-    std::filesystem::remove_all(root, ec);
 }
 
 }  // namespace corvane

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
 #include <atomic>
 #include <thread>
 
@@ -10,15 +8,11 @@
 #include "core/OTPushManager.h"
 #include "core/OTSDKManager.h"
 #include "model/OTWindowData.h"
-#include "platform/OTEnvironment.h"
 #include "platform/OTSandbox.h"
 #include "platform/deterministic/OTManualReachabilitySource.h"
-#include "platform/deterministic/OTRecordingConsole.h"
-#include "platform/linux/OTSystemClock.h"
-#include "platform/linux/OTThreadScheduler.h"
 #include "platform/view/OTViewController.h"
 #include "server/OTNetwork.h"
-#include "support/OTTestEnvironment.h"
+#include "support/OTThreadedTestEnvironment.h"
 
 namespace corvane {
 
@@ -44,18 +38,18 @@ std::filesystem::path writeCampaigns(const std::filesystem::path& folder, int co
     std::filesystem::create_directories(folder / "in_app");
     std::filesystem::create_directories(folder / "subscribe");
     for (int i = 0; i < count; ++i) {
-        const json campaign = {
-            {"id", std::to_string(1000 + i)},
-            {"type", 1},
-            {"count", 1000},
-            {"preEvents", {{{"xwhat", "step1"}}, {{"xwhat", "step2"}}, {{"xwhat", "buy"}}}},
-            {"title", {{"text", "Hello ${event.name}"}}},
-            {"dialogRule",
-             {{{"eventType", "click"}, {"type", 3}, {"count", 1000}, {"intervalValue", 0}},
-              {{"eventType", "close"}, {"type", 3}, {"count", 1000}, {"intervalValue", 0}}}}};
+        const json campaign = {{"id", std::to_string(1000 + i)},
+                               {"type", 1},
+                               {"count", 1000},
+                               {"preEvents", {{{"xwhat", "step1"}}, {{"xwhat", "step2"}}, {{"xwhat", "buy"}}}},
+                               {"title", {{"text", "Hello ${event.name}"}}},
+                               {"dialogRule",
+                                {{{"eventType", "click"}, {"type", 3}, {"count", 1000}, {"intervalValue", 0}},
+                                 {{"eventType", "close"}, {"type", 3}, {"count", 1000}, {"intervalValue", 0}}}}};
         OTSandbox::writeFileAtomically(folder / "in_app" / (std::to_string(1000 + i) + ".json"), campaign.dump());
     }
-    OTSandbox::writeFileAtomically(folder / "subscribe" / "1.json", json{{"id", "1"}, {"event", {{"xwhat", "buy"}}}}.dump());
+    OTSandbox::writeFileAtomically(folder / "subscribe" / "1.json",
+                                   json{{"id", "1"}, {"event", {{"xwhat", "buy"}}}}.dump());
     return folder;
 }
 }  // namespace
@@ -65,21 +59,13 @@ std::filesystem::path writeCampaigns(const std::filesystem::path& folder, int co
 // that force downloads, push payloads, page visits, file writes and network flips. The test is
 // for the sanitizers: it holds no lock of its own that could hide a race in the library.
 TEST(OTStorm, EveryQueueAtOnceWithCampaignsLoaded) {
-    std::string root = (std::filesystem::temp_directory_path() / "ot-storm-XXXXXX").string();
-    ASSERT_NE(::mkdtemp(root.data()), nullptr);
-    constexpr std::size_t kCampaigns = 50;
-    OTDevServer server({writeCampaigns(root + "-campaigns", kCampaigns)});
-    ASSERT_TRUE(server.start());
-    auto scheduler = std::make_shared<OTThreadScheduler>();
     auto reachability = std::make_shared<OTManualReachabilitySource>();
-    OTEnvironment::Parts parts;
-    parts.clock = std::make_shared<OTSystemClock>();
-    parts.scheduler = scheduler;
-    parts.sandboxRoot = root;
-    parts.device = OTTestEnvironment::fixedDevice();
-    parts.console = std::make_shared<OTRecordingConsole>();
-    parts.reachability = reachability;
-    OTEnvironment::install(std::make_shared<OTEnvironment>(std::move(parts)));
+    OTThreadedTestEnvironment threaded(reachability);
+    auto& scheduler = threaded.scheduler();
+    constexpr std::size_t kCampaigns = 20;
+    const auto campaigns = threaded.root() / "campaigns";
+    OTDevServer server({writeCampaigns(campaigns, kCampaigns)});
+    ASSERT_TRUE(server.start());
     {
         auto presenter = std::make_shared<TappingPresenter>();
         OTPopWindowManager::sharedManager()->setPresenter(presenter);
@@ -90,10 +76,10 @@ TEST(OTStorm, EveryQueueAtOnceWithCampaignsLoaded) {
         config->setUrl(server.baseURL() + "/");
         engine->setUserId("u0");
         engine->startWithConfiguration(config);
-        ASSERT_TRUE(scheduler->runMainLoopUntil([&] { return engine->inAppDataArray().size() == kCampaigns; }, 20s));
+        ASSERT_TRUE(scheduler.runMainLoopUntil([&] { return engine->inAppDataArray().size() == kCampaigns; }, 20s));
 
         constexpr int kThreads = 8;
-        constexpr int kRounds = 60;
+        constexpr int kRounds = 40;
         std::atomic<int> finished{0};
         std::atomic<int> pageViews{0};
         std::vector<std::thread> hosts;
@@ -110,8 +96,8 @@ TEST(OTStorm, EveryQueueAtOnceWithCampaignsLoaded) {
                             break;
                         case 2:
                             pageViews.fetch_add(1);
-                            engine->onEventDataReceived(
-                                json{{"xwhat", "$pageview"}, {"xcontext", {{"$url", i % 2 == 0 ? "HomeVC" : "Other"}}}});
+                            engine->onEventDataReceived(json{
+                                {"xwhat", "$pageview"}, {"xcontext", {{"$url", i % 2 == 0 ? "HomeVC" : "Other"}}}});
                             break;
                         case 3: engine->autoPageCollected(std::make_shared<OTViewController>("HomeVC")); break;
                         case 4:
@@ -126,11 +112,11 @@ TEST(OTStorm, EveryQueueAtOnceWithCampaignsLoaded) {
                 finished.fetch_add(1);
             });
         }
-        EXPECT_TRUE(scheduler->runMainLoopUntil(
+        EXPECT_TRUE(scheduler.runMainLoopUntil(
             [&] { return finished.load() == kThreads && engine->pvCount() == pageViews.load(); }, 60s));
         for (auto& host : hosts) host.join();
         // Let the answers and dialogs under way land before the environment goes.
-        scheduler->runMainLoopUntil([] { return false; }, 500ms);
+        scheduler.runMainLoopUntil([] { return false; }, 500ms);
 
         EXPECT_GT(presenter->shown.load(), 0);
         for (const auto& campaign : engine->inAppDataArray()) {
@@ -140,12 +126,7 @@ TEST(OTStorm, EveryQueueAtOnceWithCampaignsLoaded) {
                 EXPECT_EQ(campaign->title()->text(), "Hello ${event.name}");
             }
         }
-        OTEnvironment::current()->shutdown();
     }
-    OTEnvironment::install(nullptr);
-    std::error_code ec;
-    std::filesystem::remove_all(root, ec);
-    std::filesystem::remove_all(root + "-campaigns", ec);
 }
 
 }  // namespace corvane
