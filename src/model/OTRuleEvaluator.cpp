@@ -56,9 +56,10 @@ std::optional<std::pair<double, double>> numberOperands(const Operands& ruleValu
     return std::make_pair(*property, *operand);
 }
 
-// amount × unit seconds, held within ±250 years so that instants around now stay representable.
+// amount × unit seconds, held within ±100 years: now ± the span must stay within the clock's
+// nanosecond range (±292 years around 1970).
 std::chrono::seconds span(std::int64_t amount, std::int64_t unitSeconds) {
-    constexpr std::int64_t kLimit = 250LL * 365 * 86400;
+    constexpr std::int64_t kLimit = 100LL * 365 * 86400;
     const std::int64_t most = kLimit / unitSeconds;
     if (amount > most) return std::chrono::seconds(kLimit);
     if (amount < -most) return std::chrono::seconds(-kLimit);

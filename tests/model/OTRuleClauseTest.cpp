@@ -106,7 +106,7 @@ TEST(OTRuleEvaluator, NowIsAnArgument) {
 TEST(OTRuleEvaluator, HugeAmountsStayWithinTheCalendar) {
     OTTestEnvironment test;
     const auto now = at("2024-05-01 08:00:00");
-    const json old = "1900-01-01 00:00:00";
+    const json old = "1950-01-01 00:00:00";
     const json recent = "2024-04-30 08:00:00";
     const auto wide = clause("datetime", "RELATIVE_TIME_RANGE_CUURENT", {"9223372036854775807", "0"});
     EXPECT_TRUE(OTRuleEvaluator::evaluate(wide, &old, now));
