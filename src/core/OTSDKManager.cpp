@@ -364,8 +364,8 @@ void OTSDKManager::prepareForPopWindowWithData(const std::shared_ptr<const OTWin
         });
 }
 
-void OTSDKManager::_showWindowWithData(const std::shared_ptr<const OTWindowData>& data, EventAction eventAction,
-                                       std::function<void(bool shown)> callback) {
+void OTSDKManager::_showWindowWithData(const std::shared_ptr<const OTWindowData>& data, const EventAction& eventAction,
+                                       const std::function<void(bool shown)>& callback) {
     OTLog(OTLogger::kLevelLog, "corvane->_showWindowWithData,windowData:%@,eventAction:%@", data,
           eventAction ? "(block)" : nullptr);
     if (!readyToShowWithData(data)) {
@@ -549,8 +549,8 @@ void OTSDKManager::loginThenDownload() {
     });
 }
 
-void OTSDKManager::loginWithCompletion(std::function<void()> completion) {
-    login_->loginWithCompletion(std::move(completion));
+void OTSDKManager::loginWithCompletion(const std::function<void()>& completion) {
+    login_->loginWithCompletion(completion);
 }
 
 void OTSDKManager::acceptInAppList(std::vector<std::shared_ptr<const OTWindowData>> campaigns) {

@@ -118,8 +118,8 @@ public:
     using EventAction = std::function<void(std::int64_t type, const std::optional<std::string>& link)>;
     void prepareForPopWindowWithData(const std::shared_ptr<const OTWindowData>& data,
                                      const std::shared_ptr<OTEvent>& event);
-    void _showWindowWithData(const std::shared_ptr<const OTWindowData>& data, EventAction eventAction,
-                             std::function<void(bool shown)> callback);
+    void _showWindowWithData(const std::shared_ptr<const OTWindowData>& data, const EventAction& eventAction,
+                             const std::function<void(bool shown)>& callback);
     // Whether matching goes on after a reaction.
     bool _handleWindowClickCallback(std::int64_t type, const std::optional<std::string>& link);
     void syncTreeNode(const std::shared_ptr<OTWindowRecordTreeNode>& node, std::int64_t eventType);
@@ -227,7 +227,7 @@ public:
 
     // Server link, forwarded to the session's classes. Answers arrive on the HTTP session's thread;
     // retries wait a random delay on the main queue.
-    void loginWithCompletion(std::function<void()> completion);
+    void loginWithCompletion(const std::function<void()>& completion);
     void getListData(bool force) { downloader_->getListData(force); }
     void getInAppList() { downloader_->getInAppList(); }
     void getSubscribeList() { downloader_->getSubscribeList(); }

@@ -34,7 +34,7 @@ std::int64_t OTWindowRecordTreeNode::clickCount() const {
 
 void OTWindowRecordTreeNode::setClickCount(std::int64_t value) {
     std::lock_guard lock(mutex_);
-    clickCount_ = std::move(value);
+    clickCount_ = value;
 }
 
 std::int64_t OTWindowRecordTreeNode::closeCount() const {
@@ -44,7 +44,7 @@ std::int64_t OTWindowRecordTreeNode::closeCount() const {
 
 void OTWindowRecordTreeNode::setCloseCount(std::int64_t value) {
     std::lock_guard lock(mutex_);
-    closeCount_ = std::move(value);
+    closeCount_ = value;
 }
 
 bool OTWindowRecordTreeNode::activated() const {
@@ -54,7 +54,7 @@ bool OTWindowRecordTreeNode::activated() const {
 
 void OTWindowRecordTreeNode::setActivated(bool value) {
     std::lock_guard lock(mutex_);
-    activated_ = std::move(value);
+    activated_ = value;
 }
 
 bool OTWindowRecordTreeNode::forbidden() const {
@@ -64,7 +64,7 @@ bool OTWindowRecordTreeNode::forbidden() const {
 
 void OTWindowRecordTreeNode::setForbidden(bool value) {
     std::lock_guard lock(mutex_);
-    forbidden_ = std::move(value);
+    forbidden_ = value;
 }
 
 std::optional<OTWindowRecordTreeNode::Date> OTWindowRecordTreeNode::forbiddenStartTime() const {
@@ -74,7 +74,7 @@ std::optional<OTWindowRecordTreeNode::Date> OTWindowRecordTreeNode::forbiddenSta
 
 void OTWindowRecordTreeNode::setForbiddenStartTime(std::optional<Date> value) {
     std::lock_guard lock(mutex_);
-    forbiddenStartTime_ = std::move(value);
+    forbiddenStartTime_ = value;
 }
 
 std::int64_t OTWindowRecordTreeNode::closeDialogType() const {
@@ -84,7 +84,7 @@ std::int64_t OTWindowRecordTreeNode::closeDialogType() const {
 
 void OTWindowRecordTreeNode::setCloseDialogType(std::int64_t value) {
     std::lock_guard lock(mutex_);
-    closeDialogType_ = std::move(value);
+    closeDialogType_ = value;
 }
 
 std::shared_ptr<OTWindowRule> OTWindowRecordTreeNode::clickRule() const {
@@ -94,7 +94,7 @@ std::shared_ptr<OTWindowRule> OTWindowRecordTreeNode::clickRule() const {
 
 void OTWindowRecordTreeNode::setClickRule(std::shared_ptr<OTWindowRule> value) {
     std::lock_guard lock(mutex_);
-    clickRule_ = std::move(value);
+    clickRule_ = value;
 }
 
 std::shared_ptr<OTWindowRule> OTWindowRecordTreeNode::closeRule() const {
@@ -104,7 +104,7 @@ std::shared_ptr<OTWindowRule> OTWindowRecordTreeNode::closeRule() const {
 
 void OTWindowRecordTreeNode::setCloseRule(std::shared_ptr<OTWindowRule> value) {
     std::lock_guard lock(mutex_);
-    closeRule_ = std::move(value);
+    closeRule_ = value;
 }
 
 std::optional<OTWindowRecordTreeNode::Date> OTWindowRecordTreeNode::lastPopTime() const {
@@ -114,7 +114,7 @@ std::optional<OTWindowRecordTreeNode::Date> OTWindowRecordTreeNode::lastPopTime(
 
 void OTWindowRecordTreeNode::setLastPopTime(std::optional<Date> value) {
     std::lock_guard lock(mutex_);
-    lastPopTime_ = std::move(value);
+    lastPopTime_ = value;
 }
 
 std::optional<std::string> OTWindowRecordTreeNode::lastEventType() const {
@@ -124,7 +124,7 @@ std::optional<std::string> OTWindowRecordTreeNode::lastEventType() const {
 
 void OTWindowRecordTreeNode::setLastEventType(std::optional<std::string> value) {
     std::lock_guard lock(mutex_);
-    lastEventType_ = std::move(value);
+    lastEventType_ = value;
 }
 
 void OTWindowRecordTreeNode::encodeWithCoder(OTKeyedArchiver& coder) const {

@@ -22,7 +22,7 @@ bool OTImageDiskCache::containsImageDataForKey(const std::optional<std::string>&
     return imageDataForKey(key).has_value();
 }
 
-void OTImageDiskCache::containsImageDataForKey(const std::optional<std::string>& key, Lookup block) {
+void OTImageDiskCache::containsImageDataForKey(const std::optional<std::string>& key, const Lookup& block) {
     if (!key || key->empty() || !block) return;
     const auto data = imageDataForKey(key);
     block(data.has_value(), *key, data);

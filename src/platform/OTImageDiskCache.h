@@ -21,7 +21,7 @@ public:
 
     // Answers at once on the caller's thread, so a cached picture completes at once; an empty key
     // never answers.
-    void containsImageDataForKey(const std::optional<std::string>& key, Lookup block);
+    void containsImageDataForKey(const std::optional<std::string>& key, const Lookup& block);
     bool containsImageDataForKey(const std::optional<std::string>& key);
     std::optional<std::string> imageDataForKey(const std::optional<std::string>& key);
     void setImageData(const std::string& data, const std::optional<std::string>& key);

@@ -20,7 +20,7 @@ std::optional<std::string> OTVideoDiskCache::videoPathForKey(const std::optional
     return "file://" + folder_ + "/" + *stored + ".mp4";
 }
 
-void OTVideoDiskCache::containsVideoPathForKey(const std::optional<std::string>& key, Lookup block) {
+void OTVideoDiskCache::containsVideoPathForKey(const std::optional<std::string>& key, const Lookup& block) {
     if (!key || key->empty() || !block) return;
     const auto path = videoPathForKey(key);
     block(path.has_value(), *key, path);

@@ -22,7 +22,7 @@ public:
 
     // Found whenever the index knows the address, whether or not the file is there. Answers at
     // once on the caller's thread; an empty key never answers.
-    void containsVideoPathForKey(const std::optional<std::string>& key, Lookup block);
+    void containsVideoPathForKey(const std::optional<std::string>& key, const Lookup& block);
     // "file://" + the folder + "/<stored key>.mp4".
     std::optional<std::string> videoPathForKey(const std::optional<std::string>& key);
     // Moves a downloaded file to the folder path directly followed by "<stored key>.mp4" (no

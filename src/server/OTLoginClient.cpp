@@ -14,7 +14,7 @@ namespace corvane {
 
 OTLoginClient::OTLoginClient(std::shared_ptr<OTServerSession> session) : session_(std::move(session)) {}
 
-void OTLoginClient::loginWithCompletion(std::function<void()> completion) {
+void OTLoginClient::loginWithCompletion(const std::function<void()>& completion) {
     const auto configuration = session_->configuration();
     const nlohmann::json body = {{"os", session_->osObject(true, true)},
                                  {"sdkVersion", OTServerSession::kSDKVersion},
@@ -55,9 +55,9 @@ void OTLoginClient::loginWithCompletion(std::function<void()> completion) {
         });
 }
 
-void OTLoginClient::loginAgainWithin(std::atomic<std::uint64_t>& retries, std::function<void()> retry) {
+void OTLoginClient::loginAgainWithin(std::atomic<std::uint64_t>& retries, const std::function<void()>& retry) {
     if (++retries > session_->maxRetryCount()) return;
-    loginWithCompletion(std::move(retry));
+    loginWithCompletion(retry);
 }
 
 }  // namespace corvane

@@ -17,9 +17,9 @@ public:
     explicit OTLoginClient(std::shared_ptr<OTServerSession> session);
 
     // `completion` runs on the HTTP thread after a successful login only.
-    void loginWithCompletion(std::function<void()> completion);
+    void loginWithCompletion(const std::function<void()>& completion);
     // An expired token: logs in again and then runs `retry`, while `retries` stays within the limit.
-    void loginAgainWithin(std::atomic<std::uint64_t>& retries, std::function<void()> retry);
+    void loginAgainWithin(std::atomic<std::uint64_t>& retries, const std::function<void()>& retry);
 
     std::uint64_t loginRetryCount() const { return loginRetryCount_.load(); }
     void setLoginRetryCount(std::uint64_t value) { loginRetryCount_.store(value); }

@@ -50,8 +50,11 @@ std::string OTNetwork::groupIdentifier() const {
 
 std::string OTNetwork::getHttpURLWithRelativeUrl(const std::string& path, const Parameters& parameters) const {
     std::string query;
-    for (const auto& [key, value] : parameters) query += (query.empty() ? "" : "&") + key + "=" + value;
-    const std::string full = query.empty() ? path : path + "?" + query;
+    for (const auto& [key, value] : parameters) {
+        if (!query.empty()) query += '&';
+        query.append(key).append("=").append(value);
+    }
+    std::string full = query.empty() ? path : path + "?" + query;
     if (full.rfind("https://", 0) == 0 || full.rfind("http://", 0) == 0) return full;
 
     const std::string group = groupIdentifier();

@@ -406,7 +406,7 @@ void OTPopWindow::addCloseButtonBelow(const OTRect& frame) {
     closeBtn()->setCenter({frame.origin.x + frame.size.width / 2, frame.origin.y + frame.size.height + c * 1.5});
 }
 
-void OTPopWindow::_popWithImageWithCompletion(Completion completion) {
+void OTPopWindow::_popWithImageWithCompletion(const Completion& completion) {
     const OTPoint center{metrics_.W / 2, metrics_.H / 2};
     animateIn(
         [&] {
@@ -421,7 +421,7 @@ void OTPopWindow::_popWithImageWithCompletion(Completion completion) {
         });
 }
 
-void OTPopWindow::_popWithTextAndImageWithCompletion(Completion completion) {
+void OTPopWindow::_popWithTextAndImageWithCompletion(const Completion& completion) {
     animateIn(
         [&] {
             contentView()->setBounds({{0, 0}, {metrics_.Wc, imageAndTextWindowHeight_}});
@@ -438,7 +438,7 @@ void OTPopWindow::_popWithTextAndImageWithCompletion(Completion completion) {
         });
 }
 
-void OTPopWindow::_popWithTextWithCompletion(Completion completion) {
+void OTPopWindow::_popWithTextWithCompletion(const Completion& completion) {
     animateIn(
         [&] {
             contentView()->setBounds({{0, 0}, {metrics_.Wc, textWindowHeight_}});
@@ -451,7 +451,7 @@ void OTPopWindow::_popWithTextWithCompletion(Completion completion) {
         });
 }
 
-void OTPopWindow::_popWithHTMLWithCompletion(Completion completion) {
+void OTPopWindow::_popWithHTMLWithCompletion(const Completion& completion) {
     animateIn(
         [&] {
             webController()->setBounds({{0, 0}, {metrics_.Wc, metrics_.Wc * kWebViewAspect}},

@@ -62,10 +62,10 @@ public:
     void imageClicked();
     void jumpOut(const std::shared_ptr<OTButton>& button);
 
-    void _popWithImageWithCompletion(Completion completion);
-    void _popWithTextAndImageWithCompletion(Completion completion);
-    void _popWithTextWithCompletion(Completion completion);
-    void _popWithHTMLWithCompletion(Completion completion);
+    void _popWithImageWithCompletion(const Completion& completion);
+    void _popWithTextAndImageWithCompletion(const Completion& completion);
+    void _popWithTextWithCompletion(const Completion& completion);
+    void _popWithHTMLWithCompletion(const Completion& completion);
     void _popWithImage() { _popWithImageWithCompletion(nullptr); }
     void _popWithTextAndImage() { _popWithTextAndImageWithCompletion(nullptr); }
     void _popWithText() { _popWithTextWithCompletion(nullptr); }

@@ -127,7 +127,7 @@ std::shared_ptr<OTSceneNode> OTWebController::backBarButtonItem() {
     if (backBarButtonItem_) return backBarButtonItem_;
     backBarButtonItem_ = std::make_shared<OTSceneNode>(OTSceneNode::Role::View, "backBarButtonItem");
     backBarButtonItem_->setFrame({{0, 0}, {72, 36}});
-    const auto barButton = [&](const char* name, double x, std::function<void(OTWebController&)> action) {
+    const auto barButton = [&](const char* name, double x, const std::function<void(OTWebController&)>& action) {
         auto button = std::make_shared<OTSceneNode>(OTSceneNode::Role::Button, name);
         button->setFrame({{x, 0}, {36, 36}});
         const auto fileName = OTResourceBundle::fileNameFor(name);

@@ -108,7 +108,8 @@ void appendInteger(std::string& out, const Conversion& conversion, const OTLogAr
     const bool wide = len == "l" || len == "ll" || len == "q" || len == "z" || len == "j" || len == "t";
     if (isSigned) {
         long long v = *value;
-        if (len == "hh") v = static_cast<signed char>(v);
+        // %hhd shows the value's low byte as a signed char, as printf does.
+        if (len == "hh") v = (v & 0xFF) >= 0x80 ? (v & 0xFF) - 0x100 : (v & 0xFF);
         else if (len == "h") v = static_cast<short>(v);
         else if (!wide) v = static_cast<int>(v);
         appendPrintf(out, printfPattern(conversion, "ll", conversion.letter), v);

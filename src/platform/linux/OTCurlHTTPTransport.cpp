@@ -105,7 +105,9 @@ void OTCurlHTTPTransport::run(const std::shared_ptr<State>& state) {
             transfer->headers = curl_slist_append(transfer->headers, "Cache-Control: no-cache");
             transfer->headers = curl_slist_append(transfer->headers, "Expect:");
             for (const auto& [field, value] : request.headers) {
-                transfer->headers = curl_slist_append(transfer->headers, (field + ": " + value).c_str());
+                std::string line = field;
+                line.append(": ").append(value);
+                transfer->headers = curl_slist_append(transfer->headers, line.c_str());
             }
             curl_easy_setopt(easy, CURLOPT_HTTPHEADER, transfer->headers);
             curl_multi_add_handle(multi, easy);

@@ -46,7 +46,7 @@ std::optional<OTReachabilitySource::Flags> OTLinkStateReachabilitySource::flagsF
     fs::directory_iterator it(interfaces, ec);
     if (ec) return std::nullopt;
     for (const auto& entry : it) {
-        const auto base = entry.path();
+        const auto& base = entry.path();
         const auto flagsText = firstLine(base / "flags");
         unsigned long interfaceFlags = 0;
         try {

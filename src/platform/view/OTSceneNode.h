@@ -99,7 +99,7 @@ public:
     const std::optional<std::string>& imageResource() const { return imageResource_; }
     void setImageResource(std::optional<std::string> value) { imageResource_ = std::move(value); }
     const std::optional<OTSize>& imageSize() const { return imageSize_; }
-    void setImageSize(std::optional<OTSize> value) { imageSize_ = std::move(value); }
+    void setImageSize(std::optional<OTSize> value) { imageSize_ = value; }
     ContentMode contentMode() const { return contentMode_; }
     void setContentMode(ContentMode value) { contentMode_ = value; }
 

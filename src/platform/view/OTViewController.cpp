@@ -1,6 +1,7 @@
 #include "platform/view/OTViewController.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "platform/view/OTMethodRuntime.h"
 #include "platform/view/OTNavigationController.h"
