@@ -94,7 +94,7 @@ std::shared_ptr<OTWindowRule> OTWindowRecordTreeNode::clickRule() const {
 
 void OTWindowRecordTreeNode::setClickRule(std::shared_ptr<OTWindowRule> value) {
     std::lock_guard lock(mutex_);
-    clickRule_ = value;
+    clickRule_ = std::move(value);
 }
 
 std::shared_ptr<OTWindowRule> OTWindowRecordTreeNode::closeRule() const {
@@ -104,7 +104,7 @@ std::shared_ptr<OTWindowRule> OTWindowRecordTreeNode::closeRule() const {
 
 void OTWindowRecordTreeNode::setCloseRule(std::shared_ptr<OTWindowRule> value) {
     std::lock_guard lock(mutex_);
-    closeRule_ = value;
+    closeRule_ = std::move(value);
 }
 
 std::optional<OTWindowRecordTreeNode::Date> OTWindowRecordTreeNode::lastPopTime() const {
@@ -124,7 +124,7 @@ std::optional<std::string> OTWindowRecordTreeNode::lastEventType() const {
 
 void OTWindowRecordTreeNode::setLastEventType(std::optional<std::string> value) {
     std::lock_guard lock(mutex_);
-    lastEventType_ = value;
+    lastEventType_ = std::move(value);
 }
 
 void OTWindowRecordTreeNode::encodeWithCoder(OTKeyedArchiver& coder) const {
