@@ -172,29 +172,7 @@ void appendOne(std::string& out, const Conversion& conversion, const OTLogArgume
     }
 }
 
-bool isConversion(char c) {
-    switch (c) {
-        case '@':
-        case 's':
-        case 'd':
-        case 'i':
-        case 'u':
-        case 'x':
-        case 'X':
-        case 'o':
-        case 'f':
-        case 'F':
-        case 'e':
-        case 'E':
-        case 'g':
-        case 'G':
-        case 'a':
-        case 'A':
-        case 'c':
-        case 'p': return true;
-        default: return false;
-    }
-}
+bool isConversion(char c) { return std::string_view("@sdiuxXofFeEgGaAcp").find(c) != std::string_view::npos; }
 }  // namespace
 
 std::string OTLogFormatter::format(std::string_view format, std::span<const OTLogArgument> arguments) {
