@@ -17,6 +17,7 @@
 #include "platform/OTUserConfig.h"
 #include "platform/OTUtils.h"
 #include "platform/formats/OTDescription.h"
+#include "platform/formats/OTJSONLimits.h"
 #include "platform/formats/OTJSONValue.h"
 #include "platform/formats/OTLogFormatter.h"
 #include "platform/view/OTViewController.h"
@@ -96,6 +97,11 @@ void OTSDKManager::registerNotifications() {
 }
 
 void OTSDKManager::onEventDataReceived(const nlohmann::json& event) {
+    // Checked before the copy for the queue: copying is recursive and runs on the host's thread.
+    if (!OTJSONLimits::withinDepth(event)) {
+        OTLog(OTLogger::kLevelError, "事件嵌套超过 %@ 层，已忽略", OTJSONLimits::kMaxDepth);
+        return;
+    }
     environment_.queue(kEventQueueLabel)->async([weak = weak_from_this(), event] {
         auto self = weak.lock();
         if (!self || !event.is_object()) return;
@@ -111,7 +117,7 @@ void OTSDKManager::onEventDataReceived(const nlohmann::json& event) {
 }
 
 void OTSDKManager::onUserProfile(const nlohmann::json& profile) {
-    if (!profile.is_object()) return;
+    if (!profile.is_object() || !OTJSONLimits::withinDepth(profile)) return;
     for (const auto& [key, value] : profile.items()) {
         if (key == "xwho") handleXwho(userIdText(value));
         else if (key == "calibration_time") handleCalibrationTime(value);
@@ -600,6 +606,10 @@ void OTSDKManager::reportPushEventWithType(std::int64_t type, const nlohmann::js
 
 void OTSDKManager::pushTrack(std::int64_t type, const nlohmann::json& msg,
                              const std::optional<std::string>& groupIdentifier) {
+    if (!OTJSONLimits::withinDepth(msg)) {
+        OTLog(OTLogger::kLevelError, "推送消息嵌套超过 %@ 层，已忽略", OTJSONLimits::kMaxDepth);
+        return;
+    }
     reportPushEventWithType(type, msg, groupIdentifier);
     if (type == 1) OTPushManager::sharedManager()->handlePush(1, msg);
 }

@@ -21,7 +21,7 @@ bool OTDataArchiver::setData(const OTPropertyList& root, const std::filesystem::
         {kVersionKey, OTPropertyList(kVersion)},
         {kRootKey, root},
     });
-    return OTSandbox::writeFileAtomically(path, envelope.toBinary());
+    return envelope.writeToFile(path);
 }
 
 bool OTDataArchiver::setData(const std::shared_ptr<const OTCoding>& object, const std::filesystem::path& path) {
@@ -31,7 +31,8 @@ bool OTDataArchiver::setData(const std::shared_ptr<const OTCoding>& object, cons
 
 bool OTDataArchiver::setData(const nlohmann::json& object, const std::filesystem::path& path) {
     if (object.is_null() || object.is_discarded()) return false;
-    return setData(OTPropertyList::fromJson(object), path);
+    const auto root = OTPropertyList::fromJson(object);
+    return root && setData(*root, path);
 }
 
 std::optional<OTPropertyList> OTDataArchiver::getDataForPath(const std::filesystem::path& path) {

@@ -94,7 +94,6 @@ void OTDownloadManager::downloadVideoWithURL(const std::optional<std::string>& u
             const auto download =
                 OTEnvironment::current()->sandbox().root() / "tmp" / ("download-" + std::to_string(++serial) + ".mp4");
             std::error_code ec;
-            std::filesystem::create_directories(download.parent_path(), ec);
             OTSandbox::writeFileAtomically(download, *body);
             cache->setVideoPath(download.string(), key);
             std::filesystem::remove(download, ec);  // left behind when the move failed

@@ -69,7 +69,12 @@ std::optional<OTKeychainStore::Item> OTKeychainItemWrapper::dictionaryToSecItemF
             const std::string text = value.is_string() ? value.get<std::string>() : std::string();
             item.emplace(key, OTPropertyList(OTPropertyList::Data(text.begin(), text.end())));
         } else if (!value.is_null()) {
-            item.emplace(key, OTPropertyList::fromJson(value));
+            auto converted = OTPropertyList::fromJson(value);
+            if (!converted) {
+                OTLog(OTLogger::kLevelError, "钥匙串数据转换失败: %@", key);
+                return std::nullopt;
+            }
+            item.emplace(key, std::move(*converted));
         }
     }
     item.insert_or_assign(OTKeychainStore::kClass, OTPropertyList(OTKeychainStore::kClassGenericPassword));

@@ -72,7 +72,7 @@ bool OTKeychainStore::remove(const Item& query) {
 bool OTKeychainStore::save() const {
     OTPropertyList::Array array;
     for (const auto& item : items_) array.emplace_back(item);
-    return OTSandbox::writeFileAtomically(path_, OTPropertyList(std::move(array)).toBinary(), true);
+    return OTPropertyList(std::move(array)).writeToFile(path_);
 }
 
 }  // namespace corvane

@@ -1,10 +1,14 @@
 #include "platform/OTLogger.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cstdio>
 #include <system_error>
 #include <vector>
 
 #include "platform/OTEnvironment.h"
+#include "platform/OTSandbox.h"
 #include "platform/formats/OTDateFormatter.h"
 
 namespace corvane {
@@ -14,7 +18,14 @@ namespace fs = std::filesystem;
 // The open log file; shared with queued writes so they finish even after the logger goes.
 class OTLogger::FileSink {
 public:
-    explicit FileSink(const fs::path& path) : file_(std::fopen(path.c_str(), "wb")) {}
+    // Readable by the user only: lines may carry tokens and user ids.
+    explicit FileSink(const fs::path& path) {
+        const int fd =
+            ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, OTSandbox::kFileMode);
+        if (fd < 0) return;
+        file_ = ::fdopen(fd, "wb");
+        if (file_ == nullptr) ::close(fd);
+    }
     ~FileSink() {
         if (file_ != nullptr) std::fclose(file_);
     }
@@ -28,13 +39,12 @@ public:
     }
 
 private:
-    std::FILE* file_;
+    std::FILE* file_ = nullptr;
 };
 
 OTLogger::OTLogger(OTEnvironment& environment) : environment_(environment), queue_(environment.queue(kQueueLabel)) {
     const fs::path folder = environment.sandbox().documentsDirectory() / kFolderName;
-    std::error_code ec;
-    if (!fs::exists(folder, ec)) fs::create_directories(folder, ec);
+    OTSandbox::createPrivateDirectories(folder);
     handleFilesOfDirectory(folder);
 
     const auto now = environment.clock().now();

@@ -37,16 +37,14 @@ std::optional<fs::path> OTSandbox::containerForApplicationGroup(const std::strin
 
 fs::path OTSandbox::keychainPath() const { return root_ / "Keychain" / "items.plist"; }
 
-bool OTSandbox::writeFileAtomically(const fs::path& path, const std::string& bytes, bool ownerOnly) {
+bool OTSandbox::writeFileAtomically(const fs::path& path, const std::string& bytes) {
     static std::atomic<unsigned> counter{0};
     std::error_code ec;
-    if (path.has_parent_path()) {
-        fs::create_directories(path.parent_path(), ec);
-        if (ownerOnly) fs::permissions(path.parent_path(), fs::perms::owner_all, ec);
-    }
+    if (path.has_parent_path()) createPrivateDirectories(path.parent_path());
     const fs::path temporary =
         path.string() + ".tmp" + std::to_string(::getpid()) + "." + std::to_string(counter.fetch_add(1));
-    const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, ownerOnly ? 0600 : 0644);
+    // Opened exclusively, so a leftover or planted file of that name is never written through.
+    const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, kFileMode);
     if (fd < 0) return false;
     std::size_t written = 0;
     bool ok = true;
@@ -59,10 +57,22 @@ bool OTSandbox::writeFileAtomically(const fs::path& path, const std::string& byt
         }
         written += static_cast<std::size_t>(n);
     }
+    // On disk before the rename, so that a crash leaves the old content or the new, never a stub.
+    if (ok && ::fsync(fd) != 0) ok = false;
     if (::close(fd) != 0) ok = false;
     if (ok && ::rename(temporary.c_str(), path.c_str()) != 0) ok = false;
     if (!ok) fs::remove(temporary, ec);
     return ok;
+}
+
+bool OTSandbox::createPrivateDirectories(const fs::path& directory) {
+    std::error_code ec;
+    if (fs::is_directory(directory, ec)) return true;
+    if (directory.has_parent_path() && directory.parent_path() != directory) {
+        createPrivateDirectories(directory.parent_path());
+    }
+    if (::mkdir(directory.c_str(), kDirectoryMode) == 0 || errno == EEXIST) return fs::is_directory(directory, ec);
+    return false;
 }
 
 std::optional<std::string> OTSandbox::readFile(const fs::path& path, std::size_t maxBytes) {

@@ -11,7 +11,7 @@ namespace corvane {
 //   <root>/Documents                      documents folder (campaign files, logs, videos)
 //   <root>/Library/Preferences/<id>.plist standard user defaults of the app
 //   <root>/AppGroups/<group>/             app-group containers
-//   <root>/Keychain/items.plist           keychain items (owner read/write only)
+//   <root>/Keychain/items.plist           keychain items
 class OTSandbox {
 public:
     explicit OTSandbox(std::filesystem::path root);
@@ -27,12 +27,16 @@ public:
     std::filesystem::path keychainPath() const;
 
     // Writes through a temporary file and a rename, so readers see the old or the new content.
-    static bool writeFileAtomically(const std::filesystem::path& path, const std::string& bytes,
-                                    bool ownerOnly = false);
+    // Files are readable by the user only; missing folders are made the same way.
+    static bool writeFileAtomically(const std::filesystem::path& path, const std::string& bytes);
+    // Makes a folder and its missing parents, each readable by the user only.
+    static bool createPrivateDirectories(const std::filesystem::path& directory);
     // Nothing when the file is missing, unreadable or larger than `maxBytes`.
     static std::optional<std::string> readFile(const std::filesystem::path& path, std::size_t maxBytes = kMaxReadBytes);
 
     static constexpr std::size_t kMaxReadBytes = 64u << 20;
+    static constexpr unsigned kFileMode = 0600;
+    static constexpr unsigned kDirectoryMode = 0700;
 
 private:
     std::filesystem::path root_;

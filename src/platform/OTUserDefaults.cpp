@@ -4,7 +4,9 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
+#include "platform/OTLogger.h"
 #include "platform/OTSandbox.h"
+#include "platform/OTUtils.h"
 
 namespace corvane {
 
@@ -16,17 +18,85 @@ OTUserDefaults::OTUserDefaults(std::filesystem::path path) : path_(std::move(pat
     }
 }
 
+namespace {
+// The reference a list holds in place of a data value kept in a file of its own.
+constexpr const char* kDataFileClass = "OTUserDefaultsDataFile";
+constexpr const char* kClassKey = "$class";
+constexpr const char* kFileKey = "file";
+
+const std::string* dataFileName(const OTPropertyList& stored) {
+    const auto* dict = stored.get<OTPropertyList::Dictionary>();
+    if (dict == nullptr || dict->size() != 2) return nullptr;
+    const auto* kind = stored.find(kClassKey);
+    const auto* file = stored.find(kFileKey);
+    if (kind == nullptr || file == nullptr || kind->get<std::string>() == nullptr ||
+        *kind->get<std::string>() != kDataFileClass) {
+        return nullptr;
+    }
+    return file->get<std::string>();
+}
+}  // namespace
+
 std::optional<OTPropertyList> OTUserDefaults::valueForKey(const std::string& key) const {
-    std::lock_guard lock(mutex_);
+    std::unique_lock lock(mutex_);
     const auto it = values_.find(key);
     if (it == values_.end()) return std::nullopt;
-    return it->second;
+    OTPropertyList stored = it->second;
+    lock.unlock();
+    return resolved(stored);
 }
 
 void OTUserDefaults::setValue(const OTPropertyList& value, const std::string& key) {
     std::lock_guard lock(mutex_);
-    values_.insert_or_assign(key, value);
+    auto stored = storedFormLocked(value, key);
+    if (!stored) {
+        OTLog(OTLogger::kLevelError, "数据文件写入失败，未写入用户设置：%@", key);
+        return;
+    }
+    const bool wasFile = [&] {
+        const auto it = values_.find(key);
+        return it != values_.end() && dataFileName(it->second) != nullptr;
+    }();
+    const bool isFile = dataFileName(*stored) != nullptr;
+    values_.insert_or_assign(key, std::move(*stored));
     writeLocked();
+    if (wasFile && !isFile) removeDataFileLocked(key);
+}
+
+std::optional<OTPropertyList> OTUserDefaults::storedFormLocked(const OTPropertyList& value,
+                                                               const std::string& key) const {
+    const auto* data = value.get<OTPropertyList::Data>();
+    if (data == nullptr || data->size() <= kMaxInlineDataBytes) return value;
+    const auto file = dataFile(key);
+    if (!OTSandbox::createPrivateDirectories(dataFolder()) ||
+        !OTSandbox::writeFileAtomically(file, std::string(data->begin(), data->end()))) {
+        return std::nullopt;
+    }
+    return OTPropertyList(OTPropertyList::Dictionary{{kClassKey, OTPropertyList(kDataFileClass)},
+                                                     {kFileKey, OTPropertyList(file.filename().string())}});
+}
+
+std::optional<OTPropertyList> OTUserDefaults::resolved(const OTPropertyList& stored) const {
+    const auto* name = dataFileName(stored);
+    if (name == nullptr) return stored;
+    // Only names this store makes are followed: a file in its own folder.
+    if (name->empty() || name->find('/') != std::string::npos || *name == "." || *name == "..") return std::nullopt;
+    auto bytes = OTSandbox::readFile(dataFolder() / *name);
+    if (!bytes) return std::nullopt;
+    return OTPropertyList(OTPropertyList::Data(bytes->begin(), bytes->end()));
+}
+
+std::filesystem::path OTUserDefaults::dataFolder() const {
+    return path_.parent_path() / (path_.filename().string() + ".data");
+}
+
+std::filesystem::path OTUserDefaults::dataFile(const std::string& key) const {
+    return dataFolder() / (OTUtils::md5(key).value_or("") + ".bin");
+}
+
+void OTUserDefaults::removeDataFileLocked(const std::string& key) const {
+    std::error_code ec;
+    std::filesystem::remove(dataFile(key), ec);
 }
 
 std::optional<nlohmann::json> OTUserDefaults::objectForKey(const std::string& key) const {
@@ -40,12 +110,18 @@ void OTUserDefaults::setObject(const nlohmann::json& value, const std::string& k
         removeObjectForKey(key);
         return;
     }
-    setValue(OTPropertyList::fromJson(value), key);
+    if (auto converted = OTPropertyList::fromJson(value)) setValue(std::move(*converted), key);
+    else OTLog(OTLogger::kLevelError, "值嵌套过深，未写入用户设置：%@", key);
 }
 
 void OTUserDefaults::removeObjectForKey(const std::string& key) {
     std::lock_guard lock(mutex_);
-    if (values_.erase(key) > 0) writeLocked();
+    const auto it = values_.find(key);
+    if (it == values_.end()) return;
+    const bool wasFile = dataFileName(it->second) != nullptr;
+    values_.erase(it);
+    writeLocked();
+    if (wasFile) removeDataFileLocked(key);
 }
 
 std::optional<std::string> OTUserDefaults::stringForKey(const std::string& key) const {
@@ -124,13 +200,17 @@ bool OTUserDefaults::synchronize() {
 }
 
 OTPropertyList::Dictionary OTUserDefaults::dictionaryRepresentation() const {
-    std::lock_guard lock(mutex_);
-    return values_;
+    std::unique_lock lock(mutex_);
+    const auto stored = values_;
+    lock.unlock();
+    OTPropertyList::Dictionary values;
+    for (const auto& [key, value] : stored) {
+        if (auto resolvedValue = resolved(value)) values.emplace(key, std::move(*resolvedValue));
+    }
+    return values;
 }
 
-bool OTUserDefaults::writeLocked() const {
-    return OTSandbox::writeFileAtomically(path_, OTPropertyList(values_).toBinary());
-}
+bool OTUserDefaults::writeLocked() const { return OTPropertyList(values_).writeToFile(path_); }
 
 std::int64_t OTUserDefaults::integerValue(std::string_view text) {
     std::size_t i = 0;

@@ -14,6 +14,9 @@ namespace corvane {
 
 // The app's standard user defaults: one property list on disk. Every change is written through
 // atomically, so a crash never loses or tears what was set; a missing or corrupt file reads as empty.
+// Data values larger than kMaxInlineDataBytes (cached pictures) are kept in files of their own in
+// the folder beside the list, which holds only a reference to each: however many pictures are
+// cached, the list stays small, readable and in memory, and the other keys survive.
 class OTUserDefaults {
 public:
     explicit OTUserDefaults(std::filesystem::path path);
@@ -46,7 +49,17 @@ public:
     // sign, then digits; anything else ends it; out of range saturates.
     static std::int64_t integerValue(std::string_view text);
 
+    static constexpr std::size_t kMaxInlineDataBytes = 16u << 10;
+
 private:
+    // The list's value as stored: a large data value becomes a reference to its file (written
+    // here); nothing when that file could not be written.
+    std::optional<OTPropertyList> storedFormLocked(const OTPropertyList& value, const std::string& key) const;
+    // The value a stored one stands for: a reference reads its file (nothing when it is gone).
+    std::optional<OTPropertyList> resolved(const OTPropertyList& stored) const;
+    std::filesystem::path dataFolder() const;
+    std::filesystem::path dataFile(const std::string& key) const;
+    void removeDataFileLocked(const std::string& key) const;
     bool writeLocked() const;
 
     const std::filesystem::path path_;

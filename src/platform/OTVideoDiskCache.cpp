@@ -1,14 +1,14 @@
 #include "platform/OTVideoDiskCache.h"
 
 #include "platform/OTEnvironment.h"
+#include "platform/OTSandbox.h"
 
 namespace corvane {
 
 OTVideoDiskCache::OTVideoDiskCache()
     : OTDiskCache(kIndexKey),
       folder_((OTEnvironment::current()->sandbox().documentsDirectory() / kFolderName).string()) {
-    std::error_code ec;
-    std::filesystem::create_directories(folder_, ec);
+    OTSandbox::createPrivateDirectories(folder_);
 }
 
 std::shared_ptr<OTVideoDiskCache> OTVideoDiskCache::cache() { return sharedCache<OTVideoDiskCache>(); }

@@ -1,6 +1,7 @@
 #include "server/OTServerAnswer.h"
 
 #include "platform/OTLogger.h"
+#include "platform/formats/OTJSONLimits.h"
 #include "platform/formats/OTJSONValue.h"
 
 namespace corvane {
@@ -24,7 +25,13 @@ bool OTServerAnswer::acceptedStatus(long status) {
     return false;
 }
 
-nlohmann::json OTServerAnswer::parse(const std::string& data) { return nlohmann::json::parse(data, nullptr, false); }
+nlohmann::json OTServerAnswer::parse(const std::string& data) {
+    if (!OTJSONLimits::textWithinDepth(data)) {
+        OTLog(OTLogger::kLevelError, "服务器应答嵌套超过 %@ 层，按格式错误处理", OTJSONLimits::kMaxDepth);
+        return nlohmann::json(nlohmann::json::value_t::discarded);
+    }
+    return OTJSONLimits::parse(data);
+}
 
 std::int64_t OTServerAnswer::code(const nlohmann::json& answer, std::int64_t missing) {
     if (!answer.is_object() || !answer.contains("code")) return missing;

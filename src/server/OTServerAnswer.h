@@ -17,7 +17,8 @@ public:
     static std::string statusText(long status);
     // Only status 200 carries an answer; any other is logged and ends the handling.
     static bool acceptedStatus(long status);
-    // The answer's JSON (a top-level fragment allowed); discarded when it does not parse.
+    // The answer's JSON (a top-level fragment allowed); discarded when it does not parse or nests
+    // deeper than the JSON depth limit.
     static nlohmann::json parse(const std::string& data);
     // The answer's "code", or `missing` when it has none.
     static std::int64_t code(const nlohmann::json& answer, std::int64_t missing);

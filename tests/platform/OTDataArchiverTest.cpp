@@ -138,11 +138,12 @@ TEST(OTDataArchiver, EmptyTruncatedForeignAndRandomFilesReadAsNothing) {
     EXPECT_TRUE(readsAsNothing(""));
     EXPECT_TRUE(readsAsNothing(good.substr(0, good.size() / 2)));
     // A valid property list that is not one of our archives.
-    EXPECT_TRUE(readsAsNothing(OTPropertyList(OTPropertyList::Array{OTPropertyList(1)}).toBinary()));
+    EXPECT_TRUE(readsAsNothing(*OTPropertyList(OTPropertyList::Array{OTPropertyList(1)}).toBinary()));
     EXPECT_TRUE(
         readsAsNothing(OTPropertyList(OTPropertyList::Dictionary{{"$archiver", OTPropertyList("NSKeyedArchiver")},
                                                                  {"$root", OTPropertyList(1)}})
-                           .toBinary()));
+                           .toBinary()
+                           .value()));
     std::mt19937 random(11);
     for (int round = 0; round < 500; ++round) {
         std::string bytes = good;

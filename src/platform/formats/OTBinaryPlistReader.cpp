@@ -33,6 +33,7 @@ std::optional<OTPropertyList> OTBinaryPlistReader::read(std::string_view bytes) 
     if (bytes.size() < kHeaderSize + kTrailerSize || bytes.substr(0, 8) != "bplist00") return std::nullopt;
     OTBinaryPlistReader reader(bytes);
     if (!reader.readTrailer()) return std::nullopt;
+    reader.byteBudget_ = bytes.size();
     reader.onPath_.assign(static_cast<std::size_t>(reader.objectCount_), false);
     return reader.object(reader.topObject_, 0);
 }
@@ -51,6 +52,12 @@ bool OTBinaryPlistReader::readTrailer() {
     // Every object takes at least one byte, and the offset table must fit before the trailer.
     if (objectCount_ == 0 || objectCount_ > bytes_.size() || topObject_ >= objectCount_) return false;
     if (offsetTable_ < kHeaderSize || offsetTable_ > t || (t - offsetTable_) / offsetSize_ < objectCount_) return false;
+    return true;
+}
+
+bool OTBinaryPlistReader::charge(std::uint64_t bytes) {
+    if (bytes > byteBudget_) return false;
+    byteBudget_ -= static_cast<std::size_t>(bytes);
     return true;
 }
 
@@ -92,6 +99,7 @@ std::optional<OTPropertyList> OTBinaryPlistReader::object(std::uint64_t ref, std
 
     switch (type) {
         case 0x0:
+            if (!charge(1)) return std::nullopt;
             if (marker == 0x08) return OTPropertyList(false);
             if (marker == 0x09) return OTPropertyList(true);
             return std::nullopt;
@@ -100,7 +108,7 @@ std::optional<OTPropertyList> OTBinaryPlistReader::object(std::uint64_t ref, std
             const std::size_t width = std::size_t{1} << info;
             // 16-byte integers carry 64-bit values in their low half.
             auto value = width == 16 ? unsignedAt(at + 8, 8) : unsignedAt(at, width);
-            if (!value || at + width > limit) return std::nullopt;
+            if (!value || at + width > limit || !charge(1 + width)) return std::nullopt;
             // Narrow integers are unsigned; 8-byte ones are two's complement.
             return OTPropertyList(static_cast<std::int64_t>(*value));
         }
@@ -108,14 +116,14 @@ std::optional<OTPropertyList> OTBinaryPlistReader::object(std::uint64_t ref, std
             if (info != 2 && info != 3) return std::nullopt;
             const std::size_t width = std::size_t{1} << info;
             auto raw = unsignedAt(at, width);
-            if (!raw || at + width > limit) return std::nullopt;
+            if (!raw || at + width > limit || !charge(1 + width)) return std::nullopt;
             if (width == 4)
                 return OTPropertyList(static_cast<double>(std::bit_cast<float>(static_cast<std::uint32_t>(*raw))));
             return OTPropertyList(std::bit_cast<double>(*raw));
         }
         case 0x3: {
             auto raw = unsignedAt(at, 8);
-            if (marker != 0x33 || !raw || at + 8 > limit) return std::nullopt;
+            if (marker != 0x33 || !raw || at + 8 > limit || !charge(9)) return std::nullopt;
             const double seconds = std::bit_cast<double>(*raw);
             if (!(seconds > -1e12 && seconds < 1e12)) return std::nullopt;
             const auto micros = std::llround(seconds * 1e6) + kPlistEpochOffset * 1'000'000;
@@ -124,18 +132,18 @@ std::optional<OTPropertyList> OTBinaryPlistReader::object(std::uint64_t ref, std
         }
         case 0x4: {
             auto length = countAfter(info, at);
-            if (!length || *length > limit - at) return std::nullopt;
+            if (!length || *length > limit - at || !charge(at - *offset + *length)) return std::nullopt;
             const auto* begin = reinterpret_cast<const std::uint8_t*>(bytes_.data() + at);
             return OTPropertyList(OTPropertyList::Data(begin, begin + *length));
         }
         case 0x5: {
             auto length = countAfter(info, at);
-            if (!length || *length > limit - at) return std::nullopt;
+            if (!length || *length > limit - at || !charge(at - *offset + *length)) return std::nullopt;
             return OTPropertyList(std::string(bytes_.substr(at, static_cast<std::size_t>(*length))));
         }
         case 0x6: {
             auto units = countAfter(info, at);
-            if (!units || *units > (limit - at) / 2) return std::nullopt;
+            if (!units || *units > (limit - at) / 2 || !charge(at - *offset + *units * 2)) return std::nullopt;
             std::string text;
             text.reserve(static_cast<std::size_t>(*units) * 3);
             for (std::uint64_t i = 0; i < *units; ++i) {
@@ -157,6 +165,7 @@ std::optional<OTPropertyList> OTBinaryPlistReader::object(std::uint64_t ref, std
             auto count = countAfter(info, at);
             const std::uint64_t refs = type == 0xD ? 2 : 1;
             if (!count || *count > (limit - at) / refSize_ / refs) return std::nullopt;
+            if (!charge(at - *offset + *count * refSize_ * refs)) return std::nullopt;
             if (onPath_[static_cast<std::size_t>(ref)]) return std::nullopt;  // a container inside itself
             onPath_[static_cast<std::size_t>(ref)] = true;
             std::optional<OTPropertyList> result;

@@ -2,6 +2,8 @@
 
 #include <bit>
 
+#include "platform/OTSandbox.h"
+
 namespace corvane {
 
 namespace {
@@ -67,9 +69,10 @@ std::vector<std::uint16_t> utf16(const std::string& text) {
 }
 }  // namespace
 
-std::string OTBinaryPlistWriter::write(const OTPropertyList& root) {
+std::optional<std::string> OTBinaryPlistWriter::write(const OTPropertyList& root) {
     OTBinaryPlistWriter writer;
-    const std::size_t count = writer.countObjects(root);
+    std::size_t count = 0;
+    if (!writer.countObjects(root, 0, count)) return std::nullopt;
     writer.refSize_ = count < 0x100 ? 1 : (count < 0x10000 ? 2 : 4);
     writer.objects_.reserve(count);
     writer.add(root);
@@ -90,17 +93,24 @@ std::string OTBinaryPlistWriter::write(const OTPropertyList& root) {
     appendBigEndian(out, writer.objects_.size(), 8);
     appendBigEndian(out, 0, 8);
     appendBigEndian(out, table, 8);
+    if (out.size() > OTSandbox::kMaxReadBytes) return std::nullopt;
     return out;
 }
 
-std::size_t OTBinaryPlistWriter::countObjects(const OTPropertyList& value) const {
-    std::size_t count = 1;
+bool OTBinaryPlistWriter::countObjects(const OTPropertyList& value, std::size_t depth, std::size_t& count) const {
+    // The reader's limits: every object (dictionary keys too) counts, and none may sit deeper
+    // than the depth limit.
+    if (depth > OTPropertyList::kMaxDepth || ++count > OTPropertyList::kMaxNodes) return false;
     if (const auto* array = value.get<OTPropertyList::Array>()) {
-        for (const auto& item : *array) count += countObjects(item);
+        for (const auto& item : *array) {
+            if (!countObjects(item, depth + 1, count)) return false;
+        }
     } else if (const auto* dict = value.get<OTPropertyList::Dictionary>()) {
-        for (const auto& [key, item] : *dict) count += 1 + countObjects(item);
+        for (const auto& [key, item] : *dict) {
+            if (++count > OTPropertyList::kMaxNodes || !countObjects(item, depth + 1, count)) return false;
+        }
     }
-    return count;
+    return true;
 }
 
 void OTBinaryPlistWriter::appendRef(std::string& out, std::size_t ref) const { appendBigEndian(out, ref, refSize_); }

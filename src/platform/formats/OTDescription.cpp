@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "platform/formats/OTJSONLimits.h"
+
 namespace corvane {
 
 namespace {
@@ -61,6 +63,11 @@ std::string OTDescription::describe(const nlohmann::json& value) {
 }
 
 void OTDescription::append(std::string& out, const nlohmann::json& value, int indent, bool nested) {
+    // Each level costs an indent per line, so deeper levels are elided.
+    if (value.is_structured() && indent >= static_cast<int>(OTJSONLimits::kMaxDepth)) {
+        out += value.is_array() ? "(...)" : "{...}";
+        return;
+    }
     const std::string pad(static_cast<std::size_t>(indent) * 4, ' ');
     switch (value.type()) {
         case nlohmann::json::value_t::null: out += nested ? "\"<null>\"" : "<null>"; return;

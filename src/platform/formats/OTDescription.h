@@ -7,7 +7,8 @@ namespace corvane {
 
 // Text descriptions of values in the platform's style, as `%@` prints them: a text is itself,
 // null is "<null>", true and false are 1 and 0, dictionaries and lists take the nested
-// "{\n    key = value;\n}" and "(\n    item\n)" forms.
+// "{\n    key = value;\n}" and "(\n    item\n)" forms. Collections deeper than the JSON depth
+// limit print as "{...}" and "(...)".
 class OTDescription {
 public:
     static std::string describe(const nlohmann::json& value);

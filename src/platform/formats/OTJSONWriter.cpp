@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "platform/formats/OTDescription.h"
+#include "platform/formats/OTJSONLimits.h"
 
 namespace corvane {
 
@@ -81,6 +82,7 @@ bool OTJSONWriter::writeString(std::string& out, const std::string& text) {
 }
 
 bool OTJSONWriter::write(std::string& out, const nlohmann::json& value, int indent) {
+    if (value.is_structured() && indent >= static_cast<int>(OTJSONLimits::kMaxDepth)) return false;
     const std::string inner(static_cast<std::size_t>(indent + 1) * 2, ' ');
     const std::string outer(static_cast<std::size_t>(indent) * 2, ' ');
     switch (value.type()) {

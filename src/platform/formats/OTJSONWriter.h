@@ -8,7 +8,7 @@ namespace corvane {
 
 // JSON text the way the platform's serializer pretty-prints it: two-space indentation, "key" : value,
 // keys in sorted order. Only a list or a dictionary can be written; a value holding invalid UTF-8,
-// a non-finite number or binary data gives nothing.
+// a non-finite number, binary data or nesting deeper than the JSON depth limit gives nothing.
 class OTJSONWriter {
 public:
     static std::optional<std::string> prettyString(const nlohmann::json& value);

@@ -26,7 +26,8 @@ void OTKeyedArchiver::encodeObject(const std::optional<std::string>& value, cons
 
 void OTKeyedArchiver::encodeObject(const nlohmann::json& value, const std::string& key) {
     if (value.is_discarded()) return;
-    fields_.insert_or_assign(key, OTPropertyList::fromJson(value));
+    // A value nested deeper than an archive can hold is left out, as an absent one is.
+    if (auto converted = OTPropertyList::fromJson(value)) fields_.insert_or_assign(key, std::move(*converted));
 }
 
 void OTKeyedArchiver::encodeDate(const std::optional<OTPropertyList::Date>& value, const std::string& key) {

@@ -8,6 +8,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
+#include "platform/OTLogger.h"
 #include "platform/OTSandbox.h"
 #include "platform/formats/OTBinaryPlistReader.h"
 #include "platform/formats/OTBinaryPlistWriter.h"
@@ -45,14 +46,28 @@ const OTPropertyList* OTPropertyList::find(const std::string& key) const {
     return it == dict->end() ? nullptr : &it->second;
 }
 
-std::string OTPropertyList::toBinary() const { return OTBinaryPlistWriter::write(*this); }
+std::optional<std::string> OTPropertyList::toBinary() const { return OTBinaryPlistWriter::write(*this); }
+
+bool OTPropertyList::writeToFile(const std::filesystem::path& path) const {
+    const auto bytes = toBinary();
+    if (!bytes) {
+        OTLog(OTLogger::kLevelError, "数据超出属性列表的层数、数量或大小限制，未写入：%@", path.string());
+        return false;
+    }
+    if (OTSandbox::writeFileAtomically(path, *bytes)) return true;
+    OTLog(OTLogger::kLevelError, "写入文件失败：%@", path.string());
+    return false;
+}
 
 std::optional<OTPropertyList> OTPropertyList::fromBinary(std::string_view bytes) {
     if (bytes.size() > OTSandbox::kMaxReadBytes) return std::nullopt;
     return OTBinaryPlistReader::read(bytes);
 }
 
-OTPropertyList OTPropertyList::fromJson(const nlohmann::json& value) {
+std::optional<OTPropertyList> OTPropertyList::fromJson(const nlohmann::json& value) { return fromJson(value, 0); }
+
+std::optional<OTPropertyList> OTPropertyList::fromJson(const nlohmann::json& value, std::size_t depth) {
+    if (depth > kMaxDepth) return std::nullopt;
     switch (value.type()) {
         case nlohmann::json::value_t::boolean: return OTPropertyList(value.get<bool>());
         case nlohmann::json::value_t::number_integer: return OTPropertyList(value.get<std::int64_t>());
@@ -72,12 +87,20 @@ OTPropertyList OTPropertyList::fromJson(const nlohmann::json& value) {
         case nlohmann::json::value_t::array: {
             Array array;
             array.reserve(value.size());
-            for (const auto& item : value) array.push_back(fromJson(item));
+            for (const auto& item : value) {
+                auto converted = fromJson(item, depth + 1);
+                if (!converted) return std::nullopt;
+                array.push_back(std::move(*converted));
+            }
             return OTPropertyList(std::move(array));
         }
         case nlohmann::json::value_t::object: {
             Dictionary dict;
-            for (const auto& [key, item] : value.items()) dict.emplace(key, fromJson(item));
+            for (const auto& [key, item] : value.items()) {
+                auto converted = fromJson(item, depth + 1);
+                if (!converted) return std::nullopt;
+                dict.emplace(key, std::move(*converted));
+            }
             return OTPropertyList(std::move(dict));
         }
         default: return OTPropertyList(Dictionary{{"$class", OTPropertyList("NSNull")}});

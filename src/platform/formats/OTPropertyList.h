@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <filesystem>
 #include <map>
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
@@ -51,12 +52,18 @@ public:
 
     bool operator==(const OTPropertyList& other) const = default;
 
-    std::string toBinary() const;
+    // The binary form; nothing when the reader would refuse it: nested deeper than kMaxDepth,
+    // more than kMaxNodes objects, or larger than the sandbox's read limit.
+    std::optional<std::string> toBinary() const;
     static std::optional<OTPropertyList> fromBinary(std::string_view bytes);
+    // The binary form written atomically, readable by the user only; false (and logged) when it is
+    // refused or the write fails.
+    bool writeToFile(const std::filesystem::path& path) const;
 
     // JSON null has no property-list form; it is kept as the dictionary {"$class": "NSNull"}, the
-    // way a keyed archive keeps a null object, and read back as null.
-    static OTPropertyList fromJson(const nlohmann::json& value);
+    // way a keyed archive keeps a null object, and read back as null. Nothing for a value nested
+    // deeper than kMaxDepth.
+    static std::optional<OTPropertyList> fromJson(const nlohmann::json& value);
     // Dates become seconds since 1970, data becomes a JSON binary value.
     nlohmann::json toJson() const;
 
@@ -64,6 +71,8 @@ public:
     static constexpr std::size_t kMaxNodes = 500'000;
 
 private:
+    static std::optional<OTPropertyList> fromJson(const nlohmann::json& value, std::size_t depth);
+
     std::variant<bool, std::int64_t, double, std::string, Date, Data, Array, Dictionary> value_;
 };
 

@@ -29,8 +29,9 @@ OTPropertyList sample() {
 TEST(OTPropertyList, BinaryRoundTripKeepsEveryKind) {
     const auto original = sample();
     const auto bytes = original.toBinary();
-    ASSERT_EQ(bytes.substr(0, 8), "bplist00");
-    const auto back = OTPropertyList::fromBinary(bytes);
+    ASSERT_TRUE(bytes.has_value());
+    ASSERT_EQ(bytes->substr(0, 8), "bplist00");
+    const auto back = OTPropertyList::fromBinary(*bytes);
     ASSERT_TRUE(back.has_value());
     EXPECT_EQ(*back, original);
 }
@@ -39,8 +40,9 @@ TEST(OTPropertyList, JsonMappingKeepsNullsAndKinds) {
     const nlohmann::json value = {
         {"a", nullptr}, {"b", {1, -2, 3.5, "x", false, nullptr}}, {"c", nlohmann::json::object()}};
     const auto plist = OTPropertyList::fromJson(value);
-    EXPECT_EQ(plist.find("a")->kind(), OTPropertyList::Kind::Dictionary);  // the null marker
-    const auto back = OTPropertyList::fromBinary(plist.toBinary());
+    ASSERT_TRUE(plist.has_value());
+    EXPECT_EQ(plist->find("a")->kind(), OTPropertyList::Kind::Dictionary);  // the null marker
+    const auto back = OTPropertyList::fromBinary(*plist->toBinary());
     ASSERT_TRUE(back.has_value());
     const auto json = back->toJson();
     EXPECT_EQ(json, value);
@@ -53,7 +55,7 @@ TEST(OTPropertyList, ForeignTruncatedAndHostileInputReadsAsNothing) {
     EXPECT_FALSE(OTPropertyList::fromBinary("").has_value());
     EXPECT_FALSE(OTPropertyList::fromBinary("<?xml version=\"1.0\"?><plist></plist>").has_value());
     EXPECT_FALSE(OTPropertyList::fromBinary("{\"json\": true}").has_value());
-    const auto bytes = sample().toBinary();
+    const auto bytes = *sample().toBinary();
     for (std::size_t cut = 0; cut < bytes.size(); ++cut) {
         (void)OTPropertyList::fromBinary(std::string_view(bytes).substr(0, cut));
     }
@@ -70,13 +72,55 @@ TEST(OTPropertyList, ForeignTruncatedAndHostileInputReadsAsNothing) {
     }
 }
 
-TEST(OTPropertyList, NestingBeyondTheDepthLimitIsRefused) {
-    OTPropertyList deep(OTPropertyList::Array{});
-    for (int i = 0; i < 300; ++i) deep = OTPropertyList(OTPropertyList::Array{deep});
-    EXPECT_FALSE(OTPropertyList::fromBinary(deep.toBinary()).has_value());
-    OTPropertyList fine(OTPropertyList::Array{});
-    for (int i = 0; i < 100; ++i) fine = OTPropertyList(OTPropertyList::Array{fine});
-    EXPECT_TRUE(OTPropertyList::fromBinary(fine.toBinary()).has_value());
+TEST(OTPropertyList, TheWriterRefusesExactlyWhatTheReaderRefuses) {
+    auto nested = [](std::size_t levels) {
+        OTPropertyList value(OTPropertyList::Array{});
+        for (std::size_t i = 0; i < levels; ++i) value = OTPropertyList(OTPropertyList::Array{value});
+        return value;
+    };
+    const auto deepest = nested(OTPropertyList::kMaxDepth);
+    ASSERT_TRUE(deepest.toBinary().has_value());
+    EXPECT_EQ(OTPropertyList::fromBinary(*deepest.toBinary()), deepest);
+    EXPECT_FALSE(nested(OTPropertyList::kMaxDepth + 1).toBinary().has_value());
+    EXPECT_FALSE(nested(300).toBinary().has_value());
+    // The same one level too deep, written by hand: the reader refuses it too.
+    std::string tooDeep = "bplist00";
+    const std::size_t count = OTPropertyList::kMaxDepth + 2;
+    for (std::size_t i = 0; i + 1 < count; ++i) {
+        tooDeep += '\xA1';
+        tooDeep += static_cast<char>((i + 1) >> 8);
+        tooDeep += static_cast<char>((i + 1) & 0xFF);
+    }
+    tooDeep += '\xA0';
+    const std::size_t table = tooDeep.size();
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::size_t offset = 8 + 3 * i;
+        tooDeep += static_cast<char>(offset >> 8);
+        tooDeep += static_cast<char>(offset & 0xFF);
+    }
+    std::string trailer(32, '\0');
+    trailer[6] = 2;
+    trailer[7] = 2;
+    trailer[15] = static_cast<char>(count);
+    trailer[30] = static_cast<char>(table >> 8);
+    trailer[31] = static_cast<char>(table & 0xFF);
+    EXPECT_FALSE(OTPropertyList::fromBinary(tooDeep + trailer).has_value());
+
+    // Objects: dictionary keys count, and one past the budget is refused.
+    OTPropertyList::Array most(OTPropertyList::kMaxNodes - 1, OTPropertyList(1));
+    EXPECT_TRUE(OTPropertyList::fromBinary(*OTPropertyList(most).toBinary()).has_value());
+    most.emplace_back(1);
+    EXPECT_FALSE(OTPropertyList(most).toBinary().has_value());
+    OTPropertyList::Dictionary keyed;
+    for (std::size_t i = 0; i < OTPropertyList::kMaxNodes / 2; ++i) keyed.emplace(std::to_string(i), OTPropertyList(1));
+    EXPECT_FALSE(OTPropertyList(keyed).toBinary().has_value());
+
+    // JSON converts only within the depth limit, so what converts can be written.
+    nlohmann::json json = nlohmann::json::array();
+    for (std::size_t i = 0; i < OTPropertyList::kMaxDepth; ++i) json = nlohmann::json::array({json});
+    ASSERT_TRUE(OTPropertyList::fromJson(json).has_value());
+    EXPECT_TRUE(OTPropertyList::fromJson(json)->toBinary().has_value());
+    EXPECT_FALSE(OTPropertyList::fromJson(nlohmann::json::array({json})).has_value());
 }
 
 namespace {
@@ -132,9 +176,40 @@ TEST(OTPropertyList, WidthsGrowWithTheContent) {
     many.emplace_back(INT64_MAX);
     many.emplace_back(std::int64_t{4294967296});
     const OTPropertyList original((A(many)));
-    const auto back = OTPropertyList::fromBinary(original.toBinary());
+    const auto back = OTPropertyList::fromBinary(*original.toBinary());
     ASSERT_TRUE(back.has_value());
     EXPECT_EQ(*back, original);
+}
+
+TEST(OTPropertyList, RepeatedReferencesCostWhatTheirObjectsCostOnDisk) {
+    // 800 KB of references to a single 1,000-byte text: 400 MB if every reference were
+    // read as a copy. Each reference costs the text's bytes, so the budget ends it.
+    const std::size_t refs = 400'000;
+    std::string bytes = "bplist00";
+    bytes += '\xAF';
+    bytes += '\x12';
+    for (int shift = 24; shift >= 0; shift -= 8) bytes += static_cast<char>((refs >> shift) & 0xFF);
+    for (std::size_t i = 0; i < refs; ++i) bytes += std::string("\x00\x01", 2);
+    const std::size_t textOffset = bytes.size();
+    bytes += '\x5F';
+    bytes += '\x11';
+    bytes += '\x03';
+    bytes += '\xE8';
+    bytes += std::string(1000, 'x');
+    const std::size_t table = bytes.size();
+    auto appendOffset = [&](std::size_t offset) {
+        for (int shift = 24; shift >= 0; shift -= 8) bytes += static_cast<char>((offset >> shift) & 0xFF);
+    };
+    appendOffset(8);
+    appendOffset(textOffset);
+    std::string trailer(32, '\0');
+    trailer[6] = 4;
+    trailer[7] = 2;
+    trailer[15] = 2;
+    for (int i = 0; i < 4; ++i) trailer[28 + i] = static_cast<char>((table >> (24 - 8 * i)) & 0xFF);
+    bytes += trailer;
+    ASSERT_GT(bytes.size(), 800'000u);
+    EXPECT_FALSE(OTPropertyList::fromBinary(bytes).has_value());
 }
 
 }  // namespace corvane

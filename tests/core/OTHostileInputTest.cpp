@@ -1,0 +1,115 @@
+#include <gtest/gtest.h>
+
+#include "core/OTSDKManager.h"
+#include "model/OTWindowData.h"
+#include "platform/OTLogger.h"
+#include "platform/OTSandbox.h"
+#include "server/OTNetwork.h"
+#include "support/OTHeldTransport.h"
+#include "support/OTTestEnvironment.h"
+
+namespace corvane {
+
+using nlohmann::json;
+
+namespace {
+constexpr const char* kInAppPath = "/push/sdk/in_app";
+
+// `levels` lists, one inside the next, built without recursion.
+json nested(std::size_t levels) {
+    json value = json::array();
+    for (std::size_t i = 1; i < levels; ++i) {
+        json outer = json::array();
+        outer.push_back(std::move(value));
+        value = std::move(outer);
+    }
+    return value;
+}
+
+struct Hostile {
+    Hostile() {
+        test.setHTTPTransport(transport);
+        OTNetwork::configEnvironment(OTNetworkConfig::withBaseURL("https://api.example.com"));
+        engine = OTSDKManager::sharedManager()->managerWithGroupIdentifier("group.demo");
+        auto config = std::make_shared<CorvaneOtConfig>();
+        config->setAppKey("app-key");
+        engine->setConfiguration(config);
+        engine->setToken("token-1");
+        engine->onUserProfile(json{{"xwho", "alice"}});
+        test.scheduler().runUntilIdle();
+    }
+    std::vector<std::string> campaignIds() const {
+        std::vector<std::string> ids;
+        for (const auto& campaign : engine->inAppDataArray()) ids.push_back(campaign->windowId().value_or(""));
+        return ids;
+    }
+    std::string log() const {
+        test.scheduler().runUntilIdle();
+        return OTSandbox::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
+    }
+    static std::size_t count(const std::string& text, const std::string& fragment) {
+        std::size_t n = 0;
+        for (auto at = text.find(fragment); at != std::string::npos; at = text.find(fragment, at + 1)) ++n;
+        return n;
+    }
+
+    OTTestEnvironment test;
+    std::shared_ptr<OTHeldTransport> transport = std::make_shared<OTHeldTransport>();
+    std::shared_ptr<OTSDKManager> engine;
+};
+}  // namespace
+
+TEST(OTHostileInput, ACampaignAnswerNestedTooDeepIsMalformedAndTheListStays) {
+    Hostile h;
+    const std::string good =
+        json{{"code", 0}, {"data", {{{"id", "1"}, {"type", 1}, {"event", {{"xwhat", "buy"}}}}}}}.dump();
+    ASSERT_TRUE(h.transport->answer(kInAppPath, "alice", good));
+    h.test.scheduler().runUntilIdle();
+    ASSERT_EQ(h.campaignIds(), std::vector<std::string>{"1"});
+    const auto file = h.test.documents() / "OTInAppWindowData.plist";
+    const auto saved = OTSandbox::readFile(file);
+    ASSERT_TRUE(saved.has_value());
+
+    // 20 KB of brackets: ten thousand levels inside "data".
+    const std::string deep = R"({"code":0,"data":[{"id":"2","type":1,"x":)" + std::string(10'000, '[') +
+                             std::string(10'000, ']') + "}]}";
+    h.engine->getListData(true);
+    h.test.scheduler().runUntilIdle();
+    ASSERT_TRUE(h.transport->answer(kInAppPath, "alice", deep));
+    h.test.scheduler().runUntilIdle();
+    EXPECT_EQ(h.campaignIds(), std::vector<std::string>{"1"});
+    EXPECT_EQ(OTSandbox::readFile(file), saved);
+    const auto log = h.log();
+    EXPECT_EQ(Hostile::count(log, "服务器应答嵌套超过 64 层，按格式错误处理"), 1u);
+    // The answer is logged as the text it was, not as a ten-thousand-level description.
+    EXPECT_LT(log.size(), 200'000u);
+
+    // Exactly at the limit is still an answer.
+    const std::string atLimit = R"({"code":0,"data":[{"id":"3","type":1,"x":)" + std::string(61, '[') +
+                                std::string(61, ']') + "}]}";
+    h.engine->getListData(true);
+    h.test.scheduler().runUntilIdle();
+    ASSERT_TRUE(h.transport->answer(kInAppPath, "alice", atLimit));
+    h.test.scheduler().runUntilIdle();
+    EXPECT_EQ(h.campaignIds(), std::vector<std::string>{"3"});
+}
+
+TEST(OTHostileInput, HostValuesNestedTooDeepAreIgnoredBeforeTheyAreCopied) {
+    Hostile h;
+    json event = {{"source", 0}, {"xwhat", "buy"}};
+    event["xcontext"] = nested(20'000);
+    h.engine->onEventDataReceived(event);
+    h.engine->pushTrack(1, json{{"deep", nested(100)}}, "group.demo");
+    h.engine->onUserProfile(json{{"xwho", "mallory"}, {"deep", nested(100)}});
+    h.test.scheduler().runUntilIdle();
+    event["xcontext"] = nested(60);
+    h.engine->onEventDataReceived(event);
+    const auto log = h.log();
+    EXPECT_EQ(Hostile::count(log, "事件嵌套超过 64 层，已忽略"), 1u);
+    EXPECT_EQ(Hostile::count(log, "推送消息嵌套超过 64 层，已忽略"), 1u);
+    EXPECT_EQ(Hostile::count(log, "收到岚桥 event 回调"), 1u);
+    // The profile was refused whole: the user did not change.
+    EXPECT_EQ(h.log().find("mallory"), std::string::npos);
+}
+
+}  // namespace corvane
