@@ -107,7 +107,8 @@ bool OTDisplayEligibility::matchNewRuleWithData(const std::shared_ptr<const OTWi
 
     const auto pauseTest = [&] {
         const std::int64_t factor = rule->intervalType() == "day" ? 24 : 1;
-        const double pause = static_cast<double>(factor * rule->intervalValue() * 3600);
+        // In floating point: a hostile interval must not overflow the multiplication.
+        const double pause = static_cast<double>(factor) * static_cast<double>(rule->intervalValue()) * 3600.0;
         const auto last = node->lastPopTime().value_or(OTUtils::Date{});
         return std::chrono::duration<double>(environment_.clock().now() - last).count() > pause;
     };

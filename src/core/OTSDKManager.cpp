@@ -194,7 +194,13 @@ void OTSDKManager::handleCalibrationTime(const nlohmann::json& value) {
     if (value.is_null() || value.is_discarded()) return;
     const auto reading = OTJSONValue::doubleValue(value);
     if (!reading) return;
-    setCalibrationTime(static_cast<double>(static_cast<float>(*reading)));
+    // Kept at single precision; what a float cannot hold is no offset at all.
+    const auto offset = OTJSONValue::floatValue(*reading);
+    if (!offset) {
+        OTLog(OTLogger::kLevelError, "calibration_time 超出范围，已忽略：%@", value);
+        return;
+    }
+    setCalibrationTime(static_cast<double>(*offset));
 }
 
 void OTSDKManager::autoPageCollected(const std::shared_ptr<OTViewController>& controller) {
@@ -384,8 +390,7 @@ void OTSDKManager::_showWindowWithData(const std::shared_ptr<const OTWindowData>
     const auto condition = data->event();
     const double delay = (condition ? static_cast<double>(condition->delay()) : 0.0) + 0.2;
     environment_.mainQueue()->after(
-        std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::duration<double>(delay)),
-        [weak = weak_from_this(), data, eventAction] {
+        OTJSONValue::durationOfSeconds(delay), [weak = weak_from_this(), data, eventAction] {
             auto presenter = OTPopWindowManager::sharedManager()->presenter();
             if (!presenter) {
                 OTLog(OTLogger::kLevelError, "没有可用的弹窗展示器，弹窗未展示：%@", data->windowId());

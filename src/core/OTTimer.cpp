@@ -1,13 +1,12 @@
 #include "core/OTTimer.h"
 
 #include "platform/OTEnvironment.h"
+#include "platform/formats/OTJSONValue.h"
 
 namespace corvane {
 
 namespace {
-std::chrono::nanoseconds seconds(double value) {
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::duration<double>(value < 0 ? 0 : value));
-}
+std::chrono::nanoseconds seconds(double value) { return OTJSONValue::durationOfSeconds(value); }
 }  // namespace
 
 OTTimer::OTTimer(double interval, std::weak_ptr<void> target, Action action, bool repeats)

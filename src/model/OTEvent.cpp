@@ -49,7 +49,8 @@ void OTEvent::setModelWithDic(const nlohmann::json& dic) {
     const auto* count = present(dic, "count");
     count_ = count != nullptr ? OTJSONValue::integerValue(*count).value_or(1) : 1;
     const auto* delay = present(dic, "delay");
-    delay_ = delay != nullptr ? static_cast<float>(OTJSONValue::doubleValue(*delay).value_or(0)) : 0.0f;
+    delay_ =
+        delay != nullptr ? OTJSONValue::floatValue(OTJSONValue::doubleValue(*delay).value_or(0)).value_or(0) : 0.0f;
     const auto* relation = present(dic, "relation");
     setRelation(relation != nullptr ? OTJSONValue::text(*relation) : std::optional<std::string>("AND"));
     rules_.clear();

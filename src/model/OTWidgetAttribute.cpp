@@ -38,15 +38,18 @@ void OTWidgetAttribute::setModelWithDic(const nlohmann::json& dic) {
     if (const auto it = dic.find("size"); it != dic.end()) {
         std::optional<std::string> text = OTJSONValue::text(*it);
         if (!text && it->is_number()) text = OTDescription::numberText(*it);
-        if (text && !text->empty())
-            size_ = OTJSONValue::doubleValueOfText(OTText::replacingOccurrences(*text, "pd", "")) / 2.0;
+        // Kept at single precision in archives: a size a float cannot hold is no size.
+        if (text && !text->empty()) {
+            const double size = OTJSONValue::doubleValueOfText(OTText::replacingOccurrences(*text, "pd", "")) / 2.0;
+            if (OTJSONValue::floatValue(size)) size_ = size;
+        }
     }
 }
 
 void OTWidgetAttribute::encodeWithCoder(OTKeyedArchiver& coder) const {
     OTDataModel::encodeWithCoder(coder);
     coder.encodeObject(text_, "text");
-    coder.encodeFloat(static_cast<float>(size_), "size");
+    coder.encodeFloat(OTJSONValue::floatValue(size_).value_or(0), "size");
     coder.encodeObject(archived(color_), "color");
     coder.encodeObject(archived(backgroundColor_), "backgroundColor");
     coder.encodeObject(defaultText_, "defaultText");

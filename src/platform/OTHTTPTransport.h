@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <string>
@@ -10,9 +11,17 @@
 namespace corvane {
 
 // HTTP as the platform provides it: the platform's own stack on Apple, libcurl on Linux. One
-// transport serves the whole library (server requests and media downloads).
+// transport serves the whole library (server requests and media downloads). Every transport keeps
+// the same bounds: only http and https addresses are fetched (anything else fails with
+// kUnsupportedURLCode before a connection is made), and an answer body larger than
+// kMaxAnswerBytes fails with kAnswerTooLargeCode as soon as it is known to be.
 class OTHTTPTransport {
 public:
+    static constexpr std::size_t kMaxAnswerBytes = 16u << 20;
+    // The platform's own codes for these failures.
+    static constexpr long kUnsupportedURLCode = -1002;
+    static constexpr long kAnswerTooLargeCode = -1103;
+
     struct Request {
         std::string url;
         std::string method = "GET";
@@ -33,6 +42,12 @@ public:
     virtual void send(Request request, Completion completion) = 0;
     // Drops the requests under way without calling their completions; later sends do nothing.
     virtual void shutdown() = 0;
+
+protected:
+    // Runs a completion; whatever it throws is logged and goes no further, so that the
+    // transport's thread keeps serving.
+    static void complete(const Completion& completion, long status, const std::string& body,
+                         const std::optional<Failure>& failure) noexcept;
 };
 
 }  // namespace corvane

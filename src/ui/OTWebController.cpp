@@ -6,6 +6,7 @@
 #include "platform/OTLogger.h"
 #include "platform/OTResourceBundle.h"
 #include "platform/formats/OTImage.h"
+#include "platform/formats/OTJSONValue.h"
 #include "platform/view/OTNavigationController.h"
 
 namespace corvane {
@@ -210,7 +211,7 @@ void OTWebController::didFailProvisionalNavigation(const std::string& error) {
 }
 
 void OTWebController::estimatedProgressDidChange(double value) {
-    progressValue_ = static_cast<float>(value);
+    progressValue_ = OTJSONValue::floatValue(std::clamp(value, 0.0, 1.0)).value_or(0);
     layoutProgress();
     if (progressValue_ != 1.0) return;
     OTEnvironment::current()->mainQueue()->after(std::chrono::milliseconds(200), [weak = weakSelf()] {

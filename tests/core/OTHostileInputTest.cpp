@@ -1,7 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "core/OTSDKManager.h"
+#include "model/OTEvent.h"
+#include "model/OTTextAttribute.h"
 #include "model/OTWindowData.h"
+#include "model/OTWindowRule.h"
+#include "platform/OTDataArchiver.h"
 #include "platform/OTLogger.h"
 #include "platform/OTSandbox.h"
 #include "server/OTNetwork.h"
@@ -71,8 +77,8 @@ TEST(OTHostileInput, ACampaignAnswerNestedTooDeepIsMalformedAndTheListStays) {
     ASSERT_TRUE(saved.has_value());
 
     // 20 KB of brackets: ten thousand levels inside "data".
-    const std::string deep = R"({"code":0,"data":[{"id":"2","type":1,"x":)" + std::string(10'000, '[') +
-                             std::string(10'000, ']') + "}]}";
+    const std::string deep =
+        R"({"code":0,"data":[{"id":"2","type":1,"x":)" + std::string(10'000, '[') + std::string(10'000, ']') + "}]}";
     h.engine->getListData(true);
     h.test.scheduler().runUntilIdle();
     ASSERT_TRUE(h.transport->answer(kInAppPath, "alice", deep));
@@ -85,8 +91,8 @@ TEST(OTHostileInput, ACampaignAnswerNestedTooDeepIsMalformedAndTheListStays) {
     EXPECT_LT(log.size(), 200'000u);
 
     // Exactly at the limit is still an answer.
-    const std::string atLimit = R"({"code":0,"data":[{"id":"3","type":1,"x":)" + std::string(61, '[') +
-                                std::string(61, ']') + "}]}";
+    const std::string atLimit =
+        R"({"code":0,"data":[{"id":"3","type":1,"x":)" + std::string(61, '[') + std::string(61, ']') + "}]}";
     h.engine->getListData(true);
     h.test.scheduler().runUntilIdle();
     ASSERT_TRUE(h.transport->answer(kInAppPath, "alice", atLimit));
@@ -110,6 +116,30 @@ TEST(OTHostileInput, HostValuesNestedTooDeepAreIgnoredBeforeTheyAreCopied) {
     EXPECT_EQ(Hostile::count(log, "收到岚桥 event 回调"), 1u);
     // The profile was refused whole: the user did not change.
     EXPECT_EQ(h.log().find("mallory"), std::string::npos);
+}
+
+TEST(OTHostileInput, NumbersBeyondTheirRangeAreTreatedAsAbsent) {
+    Hostile h;
+    h.engine->onUserProfile(json{{"calibration_time", 2.5}});
+    for (const json& value : {json(1e39), json(-1e39), json(std::nan("")), json("1e39"), json(HUGE_VAL)}) {
+        h.engine->onUserProfile(json{{"calibration_time", value}});
+    }
+    EXPECT_EQ(h.engine->calibrationTime(), 2.5);
+    EXPECT_EQ(Hostile::count(h.log(), "calibration_time 超出范围，已忽略"), 5u);
+
+    // A delay and a font size beyond the float range are absent, and the campaign archives.
+    auto campaign = std::make_shared<OTWindowData>();
+    campaign->setModelWithDic(json::parse(R"({"id":"9","type":1,"style":1,"event":{"xwhat":"buy","delay":1e39},
+        "title":{"text":"t","size":"1e39pd"},"dialogRule":[{"eventType":"click"},{"eventType":"close",
+        "intervalType":"day","intervalValue":9223372036854775807,"count":1}]})"));
+    EXPECT_EQ(campaign->event()->delay(), 0.0f);
+    EXPECT_EQ(campaign->title()->size(), 0.0);
+    const auto file = h.test.documents() / "campaign.plist";
+    ASSERT_TRUE(OTDataArchiver::setData(std::vector<std::shared_ptr<const OTWindowData>>{campaign}, file));
+    const auto back = OTDataArchiver::getObjectsForPath<OTWindowData>(file);
+    ASSERT_TRUE(back.has_value());
+    ASSERT_EQ(back->size(), 1u);
+    EXPECT_EQ((*back)[0]->closeRule()->intervalValue(), INT64_MAX);
 }
 
 }  // namespace corvane

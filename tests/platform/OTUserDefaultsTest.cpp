@@ -36,7 +36,8 @@ TEST(OTUserDefaults, AHundredMegabytesOfCachedPicturesLeaveTheOtherKeysReadable)
 
     EXPECT_EQ(OTUserConfig::defaultConfig()->dailyPopWindowCount(), 2u);
     for (int i = 0; i < 7; ++i) {
-        const auto picture = OTImageDiskCache::cache()->imageDataForKey("https://cdn.example.com/p" + std::to_string(i) + ".png");
+        const auto picture =
+            OTImageDiskCache::cache()->imageDataForKey("https://cdn.example.com/p" + std::to_string(i) + ".png");
         ASSERT_TRUE(picture.has_value()) << i;
         EXPECT_EQ(picture->size(), pictureBytes);
         EXPECT_EQ(picture->front(), static_cast<char>('a' + i));
@@ -80,9 +81,10 @@ TEST(OTUserDefaults, LargeDataLivesInAFileOfItsOwnUntilReplacedOrRemoved) {
     defaults.setData(large, "gone");
     for (fs::directory_iterator it(folder), end; it != end; ++it) fs::remove(it->path());
     EXPECT_FALSE(defaults.dataForKey("gone").has_value());
-    defaults.setValue(OTPropertyList(OTPropertyList::Dictionary{{"$class", OTPropertyList("OTUserDefaultsDataFile")},
-                                                                {"file", OTPropertyList("../../Keychain/items.plist")}}),
-                      "escape");
+    defaults.setValue(
+        OTPropertyList(OTPropertyList::Dictionary{{"$class", OTPropertyList("OTUserDefaultsDataFile")},
+                                                  {"file", OTPropertyList("../../Keychain/items.plist")}}),
+        "escape");
     EXPECT_FALSE(defaults.dataForKey("escape").has_value());
     EXPECT_FALSE(defaults.valueForKey("escape").has_value());
 }

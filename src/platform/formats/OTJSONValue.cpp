@@ -1,7 +1,9 @@
 #include "platform/formats/OTJSONValue.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <limits>
 #include <nlohmann/json.hpp>
 
 #include "platform/OTUserDefaults.h"
@@ -75,6 +77,19 @@ double OTJSONValue::doubleValueOfText(std::string_view text) {
     const auto result = std::from_chars(number.data(), number.data() + number.size(), value);
     if (result.ec == std::errc::result_out_of_range) return number.front() == '-' ? -HUGE_VAL : HUGE_VAL;
     return value;
+}
+
+std::optional<float> OTJSONValue::floatValue(double value) {
+    if (!std::isfinite(value) || std::fabs(value) > static_cast<double>(std::numeric_limits<float>::max())) {
+        return std::nullopt;
+    }
+    return static_cast<float>(value);
+}
+
+std::chrono::nanoseconds OTJSONValue::durationOfSeconds(double seconds) {
+    constexpr double kMaxSeconds = 100.0 * 366 * 24 * 3600;
+    if (!(seconds > 0)) return std::chrono::nanoseconds(0);
+    return std::chrono::nanoseconds(static_cast<std::int64_t>(std::min(seconds, kMaxSeconds) * 1e9));
 }
 
 bool OTJSONValue::numbersEqual(const nlohmann::json& a, const nlohmann::json& b) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
@@ -24,6 +25,11 @@ public:
     static std::optional<std::int64_t> integerValue(const nlohmann::json& value);
     // The leading decimal number of a text (blanks skipped, exponent allowed); 0 when there is none.
     static double doubleValueOfText(std::string_view text);
+    // A number as a 32-bit float; nothing when it is not finite or beyond the float range.
+    static std::optional<float> floatValue(double value);
+    // A span of seconds as a duration: not a number or negative is none, and the span is held
+    // within 100 years, so that adding it to a time can never overflow.
+    static std::chrono::nanoseconds durationOfSeconds(double seconds);
     // Two numbers (booleans included) are numerically equal; integers are compared exactly.
     static bool numbersEqual(const nlohmann::json& a, const nlohmann::json& b);
 };

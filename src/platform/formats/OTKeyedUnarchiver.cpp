@@ -3,6 +3,8 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "platform/formats/OTJSONValue.h"
+
 namespace corvane {
 
 namespace {
@@ -72,7 +74,7 @@ double OTKeyedUnarchiver::decodeDoubleForKey(const std::string& key) const {
 }
 
 float OTKeyedUnarchiver::decodeFloatForKey(const std::string& key) const {
-    return static_cast<float>(decodeDoubleForKey(key));
+    return OTJSONValue::floatValue(decodeDoubleForKey(key)).value_or(0);
 }
 
 std::optional<std::string> OTKeyedUnarchiver::decodeStringForKey(const std::string& key) const {

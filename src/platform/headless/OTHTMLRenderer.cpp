@@ -1,5 +1,6 @@
 #include "platform/headless/OTHTMLRenderer.h"
 
+#include <cctype>
 #include <cmath>
 #include <cstdio>
 
@@ -21,13 +22,34 @@ std::string rgba(const OTColor& color) {
            ")";
 }
 
+// Campaign addresses reach a page only as http or https: anything else (javascript:, data:,
+// file:) could run or read something when the page is opened.
+std::string webSource(const std::optional<std::string>& url) {
+    if (!url) return "";
+    std::string scheme;
+    for (char c : url->substr(0, url->find(':')))
+        scheme += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    const bool web = (scheme == "http" || scheme == "https") && url->size() > scheme.size() + 3 &&
+                     url->compare(scheme.size(), 3, "://") == 0;
+    return web ? *url : "";
+}
+
 std::string imageSource(const OTSceneNode& node) {
     if (node.imageResource()) {
         const auto bundle = OTResourceBundle::path();
         const auto bytes = bundle ? OTSandbox::readFile(*bundle / *node.imageResource(), 4u << 20) : std::nullopt;
         if (bytes) return "data:image/png;base64," + OTUtils::base64Encode(*bytes).value_or("");
     }
-    return node.imageURL().value_or("");
+    return webSource(node.imageURL());
+}
+
+// A font name inside a CSS string inside an attribute: only the characters font names use.
+std::string fontFamily(const std::string& name) {
+    std::string safe;
+    for (char c : name) {
+        if (std::isalnum(static_cast<unsigned char>(c)) || c == ' ' || c == '-' || c == '_' || c == '.') safe += c;
+    }
+    return safe;
 }
 
 const char* objectFit(OTSceneNode::ContentMode mode) {
@@ -60,7 +82,7 @@ void renderNode(std::string& out, const OTSceneNode& node, int depth) {
         const char* align = node.textAlignment() == OTSceneNode::TextAlignment::Left    ? "left"
                             : node.textAlignment() == OTSceneNode::TextAlignment::Right ? "right"
                                                                                         : "center";
-        style += ";font-family:'" + node.fontName() +
+        style += ";font-family:'" + fontFamily(node.fontName()) +
                  "','PingFang SC','Noto Sans CJK SC',sans-serif;font-size:" + OTHTMLRenderer::px(node.fontSize()) +
                  "px;line-height:" + OTHTMLRenderer::px(node.fontSize() * 1.4 + node.lineSpacing()) +
                  "px;text-align:" + align;
@@ -75,9 +97,9 @@ void renderNode(std::string& out, const OTSceneNode& node, int depth) {
         out += "<img src=\"" + OTHTMLRenderer::escape(source) +
                "\" style=\"width:100%;height:100%;object-fit:" + objectFit(node.contentMode()) + "\">";
     }
-    if (node.role() == OTSceneNode::Role::Web && node.url()) {
-        out += "<iframe src=\"" + OTHTMLRenderer::escape(*node.url()) +
-               "\" style=\"width:100%;height:100%;border:0\"></iframe>";
+    if (const auto page = webSource(node.url()); node.role() == OTSceneNode::Role::Web && !page.empty()) {
+        out +=
+            "<iframe src=\"" + OTHTMLRenderer::escape(page) + "\" style=\"width:100%;height:100%;border:0\"></iframe>";
     }
     if (node.text()) out += "<span>" + OTHTMLRenderer::escape(*node.text()) + "</span>";
     if (!node.subviews().empty()) {

@@ -10,7 +10,8 @@ namespace corvane {
 
 // Draws a tree as a static HTML page: a screen of the given size with each visible node an
 // absolutely placed box (data-name and data-role name it) in its colours, corner radius, shadow,
-// font and text; pictures from their addresses, the library's own pictures inlined.
+// font and text; pictures from their addresses, the library's own pictures inlined. Only http and
+// https addresses are written into a page, and every text is escaped.
 class OTHTMLRenderer {
 public:
     OTHTMLRenderer() = delete;

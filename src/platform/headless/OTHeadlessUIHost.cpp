@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "platform/OTEnvironment.h"
+#include "platform/OTLogger.h"
 
 namespace corvane {
 
@@ -78,6 +79,7 @@ void OTHeadlessUIHost::setWindows(std::vector<std::shared_ptr<OTWindow>> windows
 }
 
 bool OTHeadlessUIHost::canOpenURL(const std::string& url) {
+    if (OTHeadlessWebView::isLocalFileURL(url)) return false;
     const auto colon = url.find(':');
     if (colon == std::string::npos || colon == 0 || colon + 1 >= url.size()) return false;
     for (std::size_t i = 0; i < colon; ++i) {
@@ -89,7 +91,14 @@ bool OTHeadlessUIHost::canOpenURL(const std::string& url) {
     return url.find_first_of(" \t\n\r") == std::string::npos;
 }
 
-void OTHeadlessUIHost::openURL(const std::string& url) { record("open url: " + url); }
+void OTHeadlessUIHost::openURL(const std::string& url) {
+    if (OTHeadlessWebView::isLocalFileURL(url)) {
+        OTLog(OTLogger::kLevelError, "拒绝打开本地文件地址：%@", url);
+        record("refused url: " + url);
+        return;
+    }
+    record("open url: " + url);
+}
 
 void OTHeadlessUIHost::setNotificationCenterDelegate(const std::shared_ptr<void>&) {
     record("notification delegate set");

@@ -25,7 +25,7 @@ public:
     void terminate(int status) override;
     std::vector<std::shared_ptr<OTWindow>> windows() override;
     void setWindows(std::vector<std::shared_ptr<OTWindow>> windows);
-    // An address opens when it has a scheme, then "://" or ":", and no blank.
+    // An address opens when it has a scheme, then "://" or ":", and no blank; local files never do.
     bool canOpenURL(const std::string& url) override;
     void openURL(const std::string& url) override;
     void setNotificationCenterDelegate(const std::shared_ptr<void>& delegate) override;

@@ -1,10 +1,27 @@
 #include "platform/headless/OTHeadlessWebView.h"
 
+#include <cctype>
 #include <memory>
+
+#include "platform/OTLogger.h"
 
 namespace corvane {
 
+bool OTHeadlessWebView::isLocalFileURL(const std::string& url) {
+    std::size_t start = 0;
+    while (start < url.size() && static_cast<unsigned char>(url[start]) <= ' ') ++start;
+    if (url.size() - start < 5) return false;
+    std::string scheme = url.substr(start, 5);
+    for (auto& c : scheme) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return scheme == "file:";
+}
+
 void OTHeadlessWebView::loadRequest(const std::optional<std::string>& url) {
+    if (url && isLocalFileURL(*url)) {
+        OTLog(OTLogger::kLevelError, "拒绝加载本地文件地址：%@", *url);
+        requests_.push_back("refused " + *url);
+        return;
+    }
     requests_.push_back("load " + url.value_or("(null)"));
     history_.push_back(url);
 }

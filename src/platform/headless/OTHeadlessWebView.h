@@ -29,7 +29,11 @@ public:
     void postMessage(const std::string& name, const nlohmann::json& body);
     void showPanel(const std::string& kind, const std::string& message);
 
-    // What was asked: each load ("load <url>", "reload", "back", "script <source>") in order.
+    // Local files are never loaded or opened from a campaign: the address is refused and logged.
+    static bool isLocalFileURL(const std::string& url);
+
+    // What was asked: each load ("load <url>", "refused <url>", "reload", "back",
+    // "script <source>") in order.
     const std::vector<std::string>& requests() const { return requests_; }
     int stopCount() const { return stopCount_; }
     // Panels shown whose answer never came.

@@ -9,9 +9,36 @@ namespace corvane {
 namespace {
 std::once_flag gCurlInit;
 
+constexpr const char* kAllowedProtocols = "http,https";
+
+struct Received {
+    std::string body;
+    bool tooLarge = false;
+};
+
+// Answers without a length are counted as they come; a refusal ends the transfer.
 size_t collect(char* data, size_t size, size_t count, void* target) {
-    static_cast<std::string*>(target)->append(data, size * count);
-    return size * count;
+    auto* received = static_cast<Received*>(target);
+    const std::size_t bytes = size * count;
+    if (bytes > OTHTTPTransport::kMaxAnswerBytes - received->body.size()) {
+        received->tooLarge = true;
+        return 0;
+    }
+    try {
+        received->body.append(data, bytes);
+    } catch (...) {
+        return 0;  // nothing may be thrown through libcurl
+    }
+    return bytes;
+}
+
+OTHTTPTransport::Failure failureOf(CURLcode result, bool tooLarge) {
+    if (tooLarge || result == CURLE_FILESIZE_EXCEEDED) {
+        return {OTHTTPTransport::kAnswerTooLargeCode,
+                "answer larger than " + std::to_string(OTHTTPTransport::kMaxAnswerBytes) + " bytes"};
+    }
+    if (result == CURLE_UNSUPPORTED_PROTOCOL) return {OTHTTPTransport::kUnsupportedURLCode, "unsupported URL"};
+    return {static_cast<long>(result), curl_easy_strerror(result)};
 }
 }  // namespace
 
@@ -20,7 +47,7 @@ struct OTCurlHTTPTransport::Transfer {
     Completion completion;
     CURL* easy = nullptr;
     curl_slist* headers = nullptr;
-    std::string received;
+    Received received;
 
     ~Transfer() {
         if (headers != nullptr) curl_slist_free_all(headers);
@@ -81,14 +108,16 @@ void OTCurlHTTPTransport::run(const std::shared_ptr<State>& state) {
         for (auto& transfer : added) {
             CURL* easy = curl_easy_init();
             if (easy == nullptr) {
-                if (transfer->completion)
-                    transfer->completion(0, "", Failure{CURLE_FAILED_INIT, "curl_easy_init failed"});
+                complete(transfer->completion, 0, "", Failure{CURLE_FAILED_INIT, "curl_easy_init failed"});
                 continue;
             }
             transfer->easy = easy;
             const auto& request = transfer->request;
             curl_easy_setopt(easy, CURLOPT_URL, request.url.c_str());
             curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+            curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, kAllowedProtocols);
+            curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, kAllowedProtocols);
+            curl_easy_setopt(easy, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(kMaxAnswerBytes));
             curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, static_cast<long>(request.timeout.count()));
             curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, collect);
             curl_easy_setopt(easy, CURLOPT_WRITEDATA, &transfer->received);
@@ -127,11 +156,10 @@ void OTCurlHTTPTransport::run(const std::shared_ptr<State>& state) {
             auto& transfer = node.mapped();
             long status = 0;
             curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
-            if (!transfer->completion) continue;
             if (result != CURLE_OK) {
-                transfer->completion(status, "", Failure{static_cast<long>(result), curl_easy_strerror(result)});
+                complete(transfer->completion, status, "", failureOf(result, transfer->received.tooLarge));
             } else {
-                transfer->completion(status, transfer->received, std::nullopt);
+                complete(transfer->completion, status, transfer->received.body, std::nullopt);
             }
         }
         curl_multi_poll(multi, nullptr, 0, 1000, nullptr);
