@@ -60,6 +60,10 @@ public:
         std::lock_guard lock(mutex_);
         return sent_;
     }
+    void forgetSent() {
+        std::lock_guard lock(mutex_);
+        sent_.clear();
+    }
 
 private:
     mutable std::mutex mutex_;

@@ -111,21 +111,29 @@ TEST(OTSimulator, BadLinesAreReportedWithTheirNumberAndTheRunGoesOn) {
                                "{\"action\":\"start\",\"config\":{\"appKey\":\"k\",\"colour\":\"red\"}}\n"
                                "[1,2]\n"
                                "{\"action\":\"waitFor\",\"type\":\"dialog\",\"timeout\":0.2}\n"
+                               "{\"action\":5}\n"
+                               "{\"action\":\"wait\",\"seconds\":\"x\"}\n"
+                               "{\"action\":\"wait\",\"seconds\":1e300}\n"
+                               "{\"action\":\"fault\",\"path\":\"/push/sdk/login\",\"count\":10000000000}\n"
                                "{\"action\":\"dialogVisible\",\"visible\":false}\n";
     const auto observations = runSimulator(scenario.string());
     std::vector<std::string> errors;
     for (const auto& o : ofType(observations, "error"))
         errors.push_back(o["line"].dump() + " " + o["message"].get<std::string>());
-    ASSERT_EQ(errors.size(), 6u);
+    ASSERT_EQ(errors.size(), 10u);
     EXPECT_EQ(errors[0], "2 not a JSON object: {not json");
     EXPECT_EQ(errors[1], "4 unknown action \"fly\"");
     EXPECT_EQ(errors[2], "5 no dialog on screen");
-    EXPECT_EQ(errors[3], "6 bad action: unknown configuration field \"colour\"");
+    EXPECT_EQ(errors[3], "6 unknown configuration field \"colour\"");
     EXPECT_EQ(errors[4], "7 not a JSON object: [1,2]");
     EXPECT_EQ(errors[5], "8 no \"dialog\" came in time");
+    EXPECT_EQ(errors[6], "9 an action needs a text \"action\"");
+    EXPECT_EQ(errors[7], "10 \"seconds\" of \"wait\" must be a number");
+    EXPECT_EQ(errors[8], "11 \"seconds\" must lie between 0 and 3600 seconds");
+    EXPECT_EQ(errors[9], "12 \"count\" is out of range");
     const auto actions = ofType(observations, "action");
     ASSERT_FALSE(actions.empty());
-    EXPECT_EQ(actions.back()["line"], 9);
+    EXPECT_EQ(actions.back()["line"], 13);
     EXPECT_EQ(observations.back()["type"], "state");
 }
 

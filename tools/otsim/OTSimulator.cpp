@@ -1,5 +1,7 @@
 #include "OTSimulator.h"
 
+#include "OTScenarioAction.h"
+
 #include <unistd.h>
 
 #include <fstream>
@@ -129,15 +131,16 @@ bool OTSimulator::run(const std::string& scenario) {
 
 void OTSimulator::step(std::size_t line, const std::string& textLine) {
     if (textLine.find_first_not_of(" \t\r") == std::string::npos) return;
-    const auto action = json::parse(textLine, nullptr, false);
-    if (action.is_discarded() || !action.is_object()) {
-        error(line, "not a JSON object: " + textLine);
+    auto parsed = OTScenarioAction::parse(textLine);
+    if (const auto* problem = std::get_if<std::string>(&parsed)) {
+        error(line, *problem);
         return;
     }
-    const std::string name = action.value("action", "");
+    const auto& action = std::get<OTScenarioAction>(parsed);
+    const std::string& name = action.name();
     // A wait looks back to the action it waits on: what that action caused may already be here.
     if (name != "wait" && name != "waitFor") lastActionStart_ = observations_.size();
-    observe({{"type", "action"}, {"line", line}, {"action", action}});
+    observe({{"type", "action"}, {"line", line}, {"action", action.json()}});
     try {
         perform(line, action);
     } catch (const std::exception& e) {
@@ -146,30 +149,29 @@ void OTSimulator::step(std::size_t line, const std::string& textLine) {
     pump(kSettle);
 }
 
-void OTSimulator::perform(std::size_t line, const json& action) {
-    const std::string name = action.value("action", "");
+void OTSimulator::perform(std::size_t line, const OTScenarioAction& action) {
+    const std::string& name = action.name();
     if (name == "app") return declareApp(action);
     if (name == "observe") {
-        group_ = action.value("group", std::string());
+        group_ = action.text("group", "");
         observer_ = CorvaneOtManager::getObserverListener(*group_);
         return;
     }
     if (name == "start") return start(action);
-    if (name == "profile") return observer()->onUserProfile(action.at("profile"));
-    if (name == "event") return observer()->onEventDataReceived(action.at("event"));
+    if (name == "profile") return observer()->onUserProfile(action.value("profile"));
+    if (name == "event") return observer()->onEventDataReceived(action.value("event"));
     if (name == "page") return showPage(line, action);
-    if (name == "tap") return tap(line, action.value("element", ""));
-    if (name == "wait") return pump(std::chrono::milliseconds(static_cast<long>(action.value("seconds", 0.0) * 1000)));
+    if (name == "tap") return tap(line, action.text("element", ""));
+    if (name == "wait") return pump(action.duration("seconds", 0));
     if (name == "waitFor") return waitFor(line, action);
-    if (name == "network") return setNetwork(line, action.value("state", ""));
+    if (name == "network") return setNetwork(line, action.text("state", ""));
     if (name == "pushTrack") {
-        return CorvaneOtManager::pushTrack(action.value("type", 0), action.value("msg", json::object()),
-                                           group_.value_or(""));
+        return CorvaneOtManager::pushTrack(
+            action.integer("type", 0), action.has("msg") ? action.value("msg") : json::object(), group_.value_or(""));
     }
-    if (name == "dialogVisible") return CorvaneOtManager::setDialogVisible(action.value("visible", true));
+    if (name == "dialogVisible") return CorvaneOtManager::setDialogVisible(action.flag("visible", true));
     if (name == "fault") return injectFault(line, action);
     if (name == "dismiss") return dismiss(line);
-    error(line, "unknown action \"" + name + "\"");
 }
 
 std::shared_ptr<CorvaneOtObserver> OTSimulator::observer() {
@@ -179,17 +181,16 @@ std::shared_ptr<CorvaneOtObserver> OTSimulator::observer() {
 
 // ---- The host app ----
 
-void OTSimulator::declareApp(const json& action) {
-    if (const auto it = action.find("pages"); it != action.end() && it->is_array()) {
-        for (const auto& page : *it) {
+void OTSimulator::declareApp(const OTScenarioAction& action) {
+    if (const auto& pages = action.value("pages"); pages.is_array()) {
+        for (const auto& page : pages) {
             Page declared{page.at("name").get<std::string>(), page.value("properties", std::vector<std::string>{})};
             std::erase_if(pages_, [&](const Page& p) { return p.name == declared.name; });
             pages_.push_back(std::move(declared));
         }
     }
-    if (const auto it = action.find("tabs"); it != action.end() && it->is_array()) {
-        tabs_ = it->get<std::vector<std::vector<std::string>>>();
-    }
+    if (const auto& tabs = action.value("tabs"); tabs.is_array())
+        tabs_ = tabs.get<std::vector<std::vector<std::string>>>();
     buildApp();
 }
 
@@ -214,9 +215,9 @@ void OTSimulator::buildApp() {
     navigation_ = navigationState();
 }
 
-void OTSimulator::start(const json& action) {
+void OTSimulator::start(const OTScenarioAction& action) {
     config_ = std::make_shared<CorvaneOtConfig>();
-    const json fields = action.value("config", json::object());
+    const json fields = action.has("config") ? action.value("config") : json::object();
     if (!fields.contains("url")) config_->setUrl(serverURL_);
     config_->setLogLevelType(static_cast<std::uint64_t>(options_.logLevel));
     for (const auto& [key, value] : fields.items()) {
@@ -229,7 +230,6 @@ void OTSimulator::start(const json& action) {
         else if (key == "pushClosed") config_->setPushClosed(value.get<bool>());
         else if (key == "bannerClosed") config_->setBannerClosed(value.get<bool>());
         else if (key == "pushProvider") config_->setPushProvider(value.get<std::uint64_t>());
-        else throw std::invalid_argument("unknown configuration field \"" + key + "\"");
     }
     if (!fields.contains("applicationGroupIdentifier") && group_) {
         config_->setApplicationGroupIdentifier(*group_);
@@ -242,8 +242,8 @@ void OTSimulator::start(const json& action) {
     }
 }
 
-void OTSimulator::showPage(std::size_t line, const json& action) {
-    const std::string state = action.value("state", "shown");
+void OTSimulator::showPage(std::size_t line, const OTScenarioAction& action) {
+    const std::string state = action.text("state", "shown");
     if (state == "covered") {
         window_->addSubview(std::string(kCoverName));
         return;
@@ -255,7 +255,7 @@ void OTSimulator::showPage(std::size_t line, const json& action) {
     if (state != "shown") return error(line, "unknown page state \"" + state + "\"");
     auto stack = std::dynamic_pointer_cast<OTNavigationController>(tabBar_->selectedViewController());
     if (!stack) return error(line, "the selected tab has no navigation stack");
-    auto page = std::make_shared<OTViewController>(action.value("page", ""));
+    auto page = std::make_shared<OTViewController>(action.text("page", ""));
     stack->pushViewController(page, true);
     navigation_.stackSizes = navigationState().stackSizes;  // the host's own move, not the library's
     page->viewDidAppear(true);
@@ -285,9 +285,9 @@ void OTSimulator::tap(std::size_t line, const std::string& element) {
     }
 }
 
-void OTSimulator::waitFor(std::size_t line, const json& action) {
-    const std::string type = action.value("type", "");
-    const std::string path = action.value("path", "");
+void OTSimulator::waitFor(std::size_t line, const OTScenarioAction& action) {
+    const std::string type = action.text("type", "");
+    const std::string path = action.text("path", "");
     const auto from = lastActionStart_;
     const auto seen = [&] {
         for (auto i = from; i < observations_.size(); ++i) {
@@ -296,8 +296,7 @@ void OTSimulator::waitFor(std::size_t line, const json& action) {
         }
         return false;
     };
-    const auto timeout = std::chrono::milliseconds(static_cast<long>(action.value("timeout", 5.0) * 1000));
-    pump(timeout, seen);
+    pump(action.duration("timeout", 5.0), seen);
     if (!seen()) error(line, "no \"" + type + "\"" + (path.empty() ? "" : " for " + path) + " came in time");
 }
 
@@ -314,15 +313,15 @@ void OTSimulator::setNetwork(std::size_t line, const std::string& state) {
     }
 }
 
-void OTSimulator::injectFault(std::size_t line, const json& action) {
+void OTSimulator::injectFault(std::size_t line, const OTScenarioAction& action) {
     if (!server_) return error(line, "faults need the embedded server");
     OTDevServer::Fault fault;
-    fault.count = action.value("count", 1);
-    if (action.contains("status")) fault.httpStatus = action["status"].get<int>();
-    if (action.contains("code")) fault.code = action["code"].get<std::int64_t>();
-    fault.delay = std::chrono::milliseconds(static_cast<long>(action.value("delay", 0.0) * 1000));
-    fault.dropConnection = action.value("drop", false);
-    server_->injectFault(action.at("path").get<std::string>(), fault);
+    fault.count = static_cast<int>(action.integer("count", 1));
+    if (action.has("status")) fault.httpStatus = static_cast<int>(action.integer("status", 0));
+    if (action.has("code")) fault.code = action.integer("code", 0);
+    fault.delay = action.duration("delay", 0);
+    fault.dropConnection = action.flag("drop", false);
+    server_->injectFault(action.text("path", ""), fault);
 }
 
 // ---- Watching ----

@@ -13,6 +13,8 @@
 
 namespace corvane {
 
+class OTScenarioAction;
+
 class CorvaneOtConfig;
 class CorvaneOtObserver;
 class OTDevServer;
@@ -62,17 +64,17 @@ private:
     bool setUp();
     void tearDown();
     void step(std::size_t line, const std::string& text);
-    void perform(std::size_t line, const nlohmann::json& action);
-    void declareApp(const nlohmann::json& action);
+    void perform(std::size_t line, const OTScenarioAction& action);
+    void declareApp(const OTScenarioAction& action);
     void buildApp();
-    void start(const nlohmann::json& action);
-    void showPage(std::size_t line, const nlohmann::json& action);
+    void start(const OTScenarioAction& action);
+    void showPage(std::size_t line, const OTScenarioAction& action);
     void tap(std::size_t line, const std::string& element);
     // The user closes what is presented on top (a browser page, say).
     void dismiss(std::size_t line);
-    void waitFor(std::size_t line, const nlohmann::json& action);
+    void waitFor(std::size_t line, const OTScenarioAction& action);
     void setNetwork(std::size_t line, const std::string& state);
-    void injectFault(std::size_t line, const nlohmann::json& action);
+    void injectFault(std::size_t line, const OTScenarioAction& action);
     std::shared_ptr<CorvaneOtObserver> observer();
 
     // Runs the main loop for `duration` of real time, collecting what happened meanwhile.

@@ -34,7 +34,8 @@ Outcome fetch(OTHTTPTransport& transport, const std::string& url) {
                                       const std::optional<OTHTTPTransport::Failure>& failure) {
         promise->set_value(Outcome{status, body.size(), failure});
     });
-    if (future.wait_for(30s) != std::future_status::ready) return Outcome{-1, 0, OTHTTPTransport::Failure{-1, "no answer"}};
+    if (future.wait_for(30s) != std::future_status::ready)
+        return Outcome{-1, 0, OTHTTPTransport::Failure{-1, "no answer"}};
     return future.get();
 }
 
@@ -104,9 +105,9 @@ TEST(OTCurlHTTPTransport, OnlyHttpAndHttpsAreFetched) {
     OTCurlHTTPTransport transport;
     RawServer listener(std::nullopt);
     const auto port = std::to_string(listener.port());
-    for (const std::string& url : {"gopher://127.0.0.1:" + port + "/_raw%20bytes", "dict://127.0.0.1:" + port + "/d:x",
-                                  "ftp://127.0.0.1:" + port + "/x", std::string("file:///etc/passwd"),
-                                  "telnet://127.0.0.1:" + port}) {
+    for (const std::string& url :
+         {"gopher://127.0.0.1:" + port + "/_raw%20bytes", "dict://127.0.0.1:" + port + "/d:x",
+          "ftp://127.0.0.1:" + port + "/x", std::string("file:///etc/passwd"), "telnet://127.0.0.1:" + port}) {
         SCOPED_TRACE(url);
         const auto outcome = fetch(transport, url);
         ASSERT_TRUE(outcome.failure.has_value());
@@ -124,9 +125,9 @@ TEST(OTCurlHTTPTransport, AnswersAboveTheCapFailWithOrWithoutALength) {
         std::string answer;
         bool accepted;
     };
-    for (const auto& [answer, accepted] : {Case{answerWithLength(cap), true}, Case{answerWithLength(cap + 1), false},
-                                           Case{answerWithoutLength(cap), true},
-                                           Case{answerWithoutLength(cap + 1), false}}) {
+    for (const auto& [answer, accepted] :
+         {Case{answerWithLength(cap), true}, Case{answerWithLength(cap + 1), false},
+          Case{answerWithoutLength(cap), true}, Case{answerWithoutLength(cap + 1), false}}) {
         RawServer server(answer);
         const auto outcome = fetch(transport, "http://127.0.0.1:" + std::to_string(server.port()) + "/big");
         if (accepted) {

@@ -1,0 +1,69 @@
+#include <array>
+
+#include "OTFuzzSupport.h"
+#include "OTFuzzTargets.h"
+#include "core/OTSDKManager.h"
+#include "model/OTWindowData.h"
+#include "server/OTNetwork.h"
+#include "support/OTHeldTransport.h"
+#include "support/OTTestEnvironment.h"
+
+namespace corvane {
+
+namespace {
+struct Endpoint {
+    const char* path;
+    const char* goodAnswer;
+};
+constexpr std::array<Endpoint, 5> kEndpoints{{
+    {"/push/sdk/login", R"({"code":0,"token":"token-1","rule":{}})"},
+    {"/push/sdk/in_app", R"({"code":0,"data":[{"id":"1","type":1,"event":{"xwhat":"buy"}}]})"},
+    {"/push/sdk/event/subscribe", R"({"code":0,"data":[]})"},
+    {"/push/sdk/in_app/callback", R"({"code":0})"},
+    {"/push/sdk/event/trigger", R"({"code":0})"},
+}};
+
+// One engine for the whole run, its requests answered as soon as they are sent.
+struct Rig {
+    Rig() {
+        test.setHTTPTransport(transport);
+        OTNetwork::configEnvironment(OTNetworkConfig::withBaseURL("https://api.example.com"));
+        engine = OTSDKManager::sharedManager()->managerWithGroupIdentifier("group.demo");
+        auto config = std::make_shared<CorvaneOtConfig>();
+        config->setAppKey("app-key");
+        engine->setConfiguration(config);
+        campaign->setModelWithDic(nlohmann::json::parse(R"({"id":"1","type":1})"));
+    }
+    OTTestEnvironment test;
+    std::shared_ptr<OTHeldTransport> transport = std::make_shared<OTHeldTransport>();
+    std::shared_ptr<OTSDKManager> engine;
+    std::shared_ptr<OTWindowData> campaign = std::make_shared<OTWindowData>();
+};
+}  // namespace
+
+// The first byte picks the endpoint whose answer is the rest; every other endpoint answers well.
+// Each input logs in, downloads both lists, reports a dialog event and an event a subscription
+// could trigger, then lets retries and timers run.
+int otFuzzAnswers(const std::uint8_t* data, std::size_t size) {
+    if (size == 0) return 0;
+    static Rig rig;
+    const Endpoint& fuzzed = kEndpoints[data[0] % kEndpoints.size()];
+    const std::string body(OTFuzzSupport::text(data + 1, size - 1));
+    rig.transport->setAnswerAtOnce([&fuzzed, body](const OTHeldTransport::Held& held) {
+        if (held.isFor(fuzzed.path)) return body;
+        for (const auto& endpoint : kEndpoints) {
+            if (held.isFor(endpoint.path)) return std::string(endpoint.goodAnswer);
+        }
+        return std::string("{}");
+    });
+    rig.engine->loginWithCompletion([] {});
+    rig.engine->getListData(true);
+    rig.engine->reportWindowEventWithName("$impDialog", 1, rig.campaign);
+    rig.engine->onEventDataReceived(nlohmann::json{{"source", 0}, {"xwhat", "buy"}, {"xcontext", {{"k", 1}}}});
+    rig.test.scheduler().runUntilIdle();
+    rig.test.scheduler().advance(std::chrono::minutes(10));
+    rig.transport->forgetSent();
+    return 0;
+}
+
+}  // namespace corvane

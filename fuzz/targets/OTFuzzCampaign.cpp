@@ -1,0 +1,32 @@
+#include "OTFuzzSupport.h"
+#include "OTFuzzTargets.h"
+#include "model/OTWindowData.h"
+#include "platform/formats/OTKeyedArchiver.h"
+#include "platform/formats/OTKeyedUnarchiver.h"
+
+namespace corvane {
+
+int otFuzzCampaign(const std::uint8_t* data, std::size_t size) {
+    const auto json = OTFuzzSupport::json(data, size);
+    if (json.is_discarded()) return 0;
+    // A campaign, or a list answer's "data" of campaigns.
+    std::vector<std::shared_ptr<OTWindowData>> campaigns;
+    const auto& list = json.is_object() && json.contains("data") ? json["data"] : json;
+    for (const auto& element : list.is_array() ? list : nlohmann::json::array({list})) {
+        auto campaign = std::make_shared<OTWindowData>();
+        campaign->setModelWithDic(element);
+        (void)campaign->description();
+        campaigns.push_back(std::move(campaign));
+    }
+    // Campaigns built from bounded JSON always archive, and read back as many.
+    const auto archived = OTKeyedArchiver::archivedArray(campaigns);
+    const auto bytes = archived.toBinary();
+    OTFuzzSupport::require(bytes.has_value(), "campaigns from bounded JSON archive");
+    const auto read = OTPropertyList::fromBinary(*bytes);
+    OTFuzzSupport::require(read.has_value(), "archived campaigns read");
+    const auto back = OTKeyedUnarchiver::arrayOfObjectsOfClass<OTWindowData>(*read);
+    OTFuzzSupport::require(back.has_value() && back->size() == campaigns.size(), "every campaign reads back");
+    return 0;
+}
+
+}  // namespace corvane

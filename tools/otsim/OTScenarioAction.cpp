@@ -1,0 +1,196 @@
+#include "OTScenarioAction.h"
+
+#include <cmath>
+#include <map>
+#include <vector>
+
+#include "platform/formats/OTJSONLimits.h"
+
+namespace corvane {
+
+namespace {
+enum class Kind { Text, Number, Integer, Boolean, Object, List, Any };
+
+struct Field {
+    const char* name;
+    Kind kind;
+    bool required = false;
+};
+
+const std::map<std::string, std::vector<Field>, std::less<>>& schema() {
+    static const std::map<std::string, std::vector<Field>, std::less<>> kSchema = {
+        {"app", {{"pages", Kind::List}, {"tabs", Kind::List}}},
+        {"observe", {{"group", Kind::Text}}},
+        {"start", {{"config", Kind::Object}}},
+        {"profile", {{"profile", Kind::Any, true}}},
+        {"event", {{"event", Kind::Any, true}}},
+        {"page", {{"page", Kind::Text}, {"state", Kind::Text}}},
+        {"tap", {{"element", Kind::Text}}},
+        {"wait", {{"seconds", Kind::Number}}},
+        {"waitFor", {{"type", Kind::Text}, {"path", Kind::Text}, {"timeout", Kind::Number}}},
+        {"network", {{"state", Kind::Text}}},
+        {"pushTrack", {{"type", Kind::Integer}, {"msg", Kind::Any}}},
+        {"dialogVisible", {{"visible", Kind::Boolean}}},
+        {"fault",
+         {{"path", Kind::Text, true},
+          {"count", Kind::Integer},
+          {"status", Kind::Integer},
+          {"code", Kind::Integer},
+          {"delay", Kind::Number},
+          {"drop", Kind::Boolean}}},
+        {"dismiss", {}},
+    };
+    return kSchema;
+}
+
+// The configuration fields "start" takes, with their kinds.
+const std::map<std::string, Kind, std::less<>>& configuration() {
+    static const std::map<std::string, Kind, std::less<>> kFields = {
+        {"appKey", Kind::Any},
+        {"mainPage", Kind::Any},
+        {"url", Kind::Any},
+        {"applicationGroupIdentifier", Kind::Any},
+        {"envType", Kind::Integer},
+        {"logLevelType", Kind::Integer},
+        {"pushClosed", Kind::Boolean},
+        {"bannerClosed", Kind::Boolean},
+        {"pushProvider", Kind::Integer},
+    };
+    return kFields;
+}
+
+const char* kindName(Kind kind) {
+    switch (kind) {
+        case Kind::Text: return "a text";
+        case Kind::Number: return "a number";
+        case Kind::Integer: return "an integer";
+        case Kind::Boolean: return "true or false";
+        case Kind::Object: return "an object";
+        case Kind::List: return "a list";
+        case Kind::Any: return "a value";
+    }
+    return "a value";
+}
+
+bool hasKind(const nlohmann::json& value, Kind kind) {
+    switch (kind) {
+        case Kind::Text: return value.is_string();
+        case Kind::Number: return value.is_number() && std::isfinite(value.get<double>());
+        case Kind::Integer: return value.is_number_integer() || value.is_number_unsigned();
+        case Kind::Boolean: return value.is_boolean();
+        case Kind::Object: return value.is_object();
+        case Kind::List: return value.is_array();
+        case Kind::Any: return true;
+    }
+    return false;
+}
+
+bool isListOfTexts(const nlohmann::json& value) {
+    if (!value.is_array()) return false;
+    for (const auto& item : value) {
+        if (!item.is_string()) return false;
+    }
+    return true;
+}
+
+// What the fields of an action must hold beyond their kinds; empty when they do.
+std::string checkContents(const std::string& name, const nlohmann::json& action) {
+    if (name == "app") {
+        for (const auto& page : action.value("pages", nlohmann::json::array())) {
+            if (!page.is_object() || !page.contains("name") || !page["name"].is_string() ||
+                (page.contains("properties") && !isListOfTexts(page["properties"]))) {
+                return "each page needs a text \"name\" and a list of texts \"properties\"";
+            }
+        }
+        for (const auto& tab : action.value("tabs", nlohmann::json::array())) {
+            if (!isListOfTexts(tab)) return "each tab must be a list of page names";
+        }
+    }
+    if (name == "start") {
+        const auto config = action.value("config", nlohmann::json::object());
+        for (const auto& [key, value] : config.items()) {
+            const auto it = configuration().find(key);
+            if (it == configuration().end()) return "unknown configuration field \"" + key + "\"";
+            if (it->second == Kind::Integer && !value.is_number_unsigned() &&
+                !(value.is_number_integer() && value.get<std::int64_t>() >= 0)) {
+                return "configuration field \"" + key + "\" must be a whole number not below 0";
+            }
+            if (!hasKind(value, it->second)) {
+                return std::string("configuration field \"") + key + "\" must be " + kindName(it->second);
+            }
+        }
+    }
+    for (const char* key : {"seconds", "timeout", "delay"}) {
+        if (!action.contains(key) || !action[key].is_number()) continue;
+        const double seconds = action[key].get<double>();
+        if (seconds < 0 || seconds * 1000 > static_cast<double>(OTScenarioAction::kMaxDuration.count())) {
+            return std::string("\"") + key + "\" must lie between 0 and 3600 seconds";
+        }
+    }
+    for (const char* key : {"count", "status", "code", "type"}) {
+        if (!action.contains(key) || !action[key].is_number()) continue;
+        const auto& number = action[key];
+        const bool small = number.is_number_unsigned()  ? number.get<std::uint64_t>() <= 1'000'000'000u
+                           : number.is_number_integer() ? number.get<std::int64_t>() >= -1'000'000'000 &&
+                                                              number.get<std::int64_t>() <= 1'000'000'000
+                                                        : false;
+        if (!small) {
+            return std::string("\"") + key + "\" is out of range";
+        }
+    }
+    return {};
+}
+}  // namespace
+
+std::variant<OTScenarioAction, std::string> OTScenarioAction::parse(std::string_view line) {
+    auto json = OTJSONLimits::parse(line);
+    if (json.is_discarded() || !json.is_object()) return "not a JSON object: " + std::string(line);
+    const auto name = json.find("action");
+    if (name == json.end() || !name->is_string()) return std::string("an action needs a text \"action\"");
+    const auto entry = schema().find(name->get<std::string>());
+    if (entry == schema().end()) return "unknown action \"" + name->get<std::string>() + "\"";
+    for (const auto& field : entry->second) {
+        const auto it = json.find(field.name);
+        if (it == json.end()) {
+            if (field.required) return "\"" + entry->first + "\" needs \"" + field.name + "\"";
+            continue;
+        }
+        if (!hasKind(*it, field.kind)) {
+            return "\"" + std::string(field.name) + "\" of \"" + entry->first + "\" must be " + kindName(field.kind);
+        }
+    }
+    if (auto problem = checkContents(entry->first, json); !problem.empty()) return problem;
+    OTScenarioAction action;
+    action.name_ = entry->first;
+    action.json_ = std::move(json);
+    return action;
+}
+
+const nlohmann::json& OTScenarioAction::value(const char* key) const {
+    static const nlohmann::json kNull;
+    const auto it = json_.find(key);
+    return it == json_.end() ? kNull : *it;
+}
+
+std::string OTScenarioAction::text(const char* key, const std::string& fallback) const {
+    const auto& v = value(key);
+    return v.is_string() ? v.get<std::string>() : fallback;
+}
+
+std::int64_t OTScenarioAction::integer(const char* key, std::int64_t fallback) const {
+    const auto& v = value(key);
+    return v.is_number_integer() ? v.get<std::int64_t>() : fallback;
+}
+
+bool OTScenarioAction::flag(const char* key, bool fallback) const {
+    const auto& v = value(key);
+    return v.is_boolean() ? v.get<bool>() : fallback;
+}
+
+std::chrono::milliseconds OTScenarioAction::duration(const char* key, double fallbackSeconds) const {
+    const auto& v = value(key);
+    const double seconds = v.is_number() ? v.get<double>() : fallbackSeconds;
+    return std::chrono::milliseconds(std::llround(seconds * 1000));
+}
+
+}  // namespace corvane
