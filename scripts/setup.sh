@@ -10,7 +10,7 @@ root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 ensure_packages g++ cmake ninja-build pkg-config ccache \
   libcurl4-openssl-dev nlohmann-json3-dev libssl-dev \
   libcpp-httplib-dev libcli11-dev libgtest-dev libgmock-dev libbenchmark-dev
-[ "$preset" != clang ] || ensure_packages clang
+[ "$preset" != clang ] || ensure_packages clang libclang-rt-14-dev
 
 cd "$root"
 cmake --preset "$preset" >/dev/null

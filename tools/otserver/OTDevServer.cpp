@@ -135,6 +135,10 @@ bool OTDevServer::start() {
                 response.set_content("{\"code\": 0, \"data\": [", "application/json");
                 return;
             }
+            if (fault && fault->nonObjectBody) {
+                response.set_content("[0, \"success\"]", "application/json");
+                return;
+            }
             auto reply = answer(endpoint, body.is_discarded() ? nlohmann::json() : body);
             if (fault && fault->code) {
                 reply["code"] = *fault->code;

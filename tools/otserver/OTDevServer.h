@@ -52,6 +52,8 @@ public:
         bool truncatedBody = false;
         // A valid answer padded to at least this many bytes.
         std::size_t paddedBodyBytes = 0;
+        // Valid JSON that is not an object.
+        bool nonObjectBody = false;
     };
 
     static constexpr std::int64_t kInvalidTokenCode = 10001;

@@ -1,0 +1,239 @@
+#include <gtest/gtest.h>
+
+#include <map>
+#include <mutex>
+
+#include "OTDevServer.h"
+#include "core/OTSDKManager.h"
+#include "corvane/CorvaneOtManager.h"
+#include "model/OTEvent.h"
+#include "model/OTWindowData.h"
+#include "platform/OTDataArchiver.h"
+#include "platform/linux/OTCurlHTTPTransport.h"
+#include "server/OTNetwork.h"
+#include "support/OTTestEnvironment.h"
+
+namespace corvane {
+
+using namespace std::chrono_literals;
+using nlohmann::json;
+
+namespace {
+constexpr const char* kLogin = "/push/sdk/login";
+constexpr const char* kInApp = "/push/sdk/in_app";
+constexpr const char* kReport = "/push/sdk/in_app/callback";
+constexpr const char* kTrigger = "/push/sdk/event/trigger";
+
+// libcurl against the dev server, counting what the library sends and what has been handled, per
+// path: a send happens on the caller's thread, so a retry that a timer fires is counted at once.
+class CountingTransport final : public OTHTTPTransport {
+public:
+    void send(Request request, Completion completion) override {
+        const auto path = pathOf(request.url);
+        {
+            std::lock_guard lock(mutex_);
+            ++sent_[path];
+        }
+        inner_.send(std::move(request), [this, path, completion = std::move(completion)](
+                                            long status, const std::string& body, const std::optional<Failure>& f) {
+            completion(status, body, f);
+            std::lock_guard lock(mutex_);
+            ++handled_[path];
+        });
+    }
+    void shutdown() override { inner_.shutdown(); }
+    int sent(const std::string& path) const {
+        std::lock_guard lock(mutex_);
+        const auto it = sent_.find(path);
+        return it == sent_.end() ? 0 : it->second;
+    }
+    int handled(const std::string& path) const {
+        std::lock_guard lock(mutex_);
+        const auto it = handled_.find(path);
+        return it == handled_.end() ? 0 : it->second;
+    }
+    void reset() {
+        std::lock_guard lock(mutex_);
+        sent_.clear();
+        handled_.clear();
+    }
+
+private:
+    static std::string pathOf(const std::string& url) {
+        const auto scheme = url.find("://");
+        const auto slash = url.find('/', scheme == std::string::npos ? 0 : scheme + 3);
+        const auto query = url.find('?');
+        return slash == std::string::npos ? "/" : url.substr(slash, query == std::string::npos ? query : query - slash);
+    }
+
+    OTCurlHTTPTransport inner_;
+    mutable std::mutex mutex_;
+    std::map<std::string, int> sent_;
+    std::map<std::string, int> handled_;
+};
+
+enum class Fault { Status500, ExpiredToken, Garbage, NonObject, CutBody, Dropped, Late, Oversized };
+enum class Outcome { Retried, Queued, LoggedInAgain, Dropped };
+
+const char* faultName(Fault fault) {
+    switch (fault) {
+        case Fault::Status500: return "500";
+        case Fault::ExpiredToken: return "10001";
+        case Fault::Garbage: return "garbage";
+        case Fault::NonObject: return "non-object";
+        case Fault::CutBody: return "cut body";
+        case Fault::Dropped: return "dropped connection";
+        case Fault::Late: return "late answer";
+        case Fault::Oversized: return "oversized body";
+    }
+    return "";
+}
+
+OTDevServer::Fault serverFault(Fault fault) {
+    OTDevServer::Fault f;
+    switch (fault) {
+        case Fault::Status500: f.httpStatus = 500; break;
+        case Fault::ExpiredToken: f.code = OTDevServer::kInvalidTokenCode; break;
+        case Fault::Garbage: f.malformedBody = true; break;
+        case Fault::NonObject: f.nonObjectBody = true; break;
+        case Fault::CutBody:
+            f.truncatedBody = true;
+            f.paddedBodyBytes = 4096;
+            break;
+        case Fault::Dropped: f.dropConnection = true; break;
+        case Fault::Late: f.delay = 600ms; break;
+        case Fault::Oversized: f.paddedBodyBytes = OTHTTPTransport::kMaxAnswerBytes + 1; break;
+    }
+    return f;
+}
+
+// The library started against the dev server: logged in, both lists downloaded, and the start's
+// report answered.
+struct Matrix {
+    Matrix() {
+        test.setHTTPTransport(transport);
+        EXPECT_TRUE(server.start());
+        engine = std::static_pointer_cast<OTSDKManager>(CorvaneOtManager::getObserverListener("group.demo"));
+        engine->setUserId("user-1");
+        auto config = std::make_shared<CorvaneOtConfig>();
+        config->setApplicationGroupIdentifier("group.demo");
+        config->setAppKey("app-key");
+        config->setUrl(server.baseURL() + "/");
+        CorvaneOtManager::startWithConfig(config);
+        // The start's downloads and its "$pullDialog" report are all answered before any fault.
+        EXPECT_TRUE(settled(kInApp, 1));
+        EXPECT_TRUE(settled("/push/sdk/event/subscribe", 1));
+        EXPECT_TRUE(settled(kReport, 1));
+        transport->reset();
+        server.clearRequests();
+    }
+    // Waits (in real time, bounded) until `count` answers to `path` have been handled.
+    bool settled(const char* path, int count) {
+        return test.scheduler().runUntil([&] { return transport->handled(path) >= count; }, 20s);
+    }
+    std::vector<std::shared_ptr<OTEvent>> queued() const {
+        return OTDataArchiver::getObjectsForPath<OTEvent>(test.documents() / OTSDKManager::kOfflineWindowEventsFileName)
+            .value_or(std::vector<std::shared_ptr<OTEvent>>{});
+    }
+
+    OTTestEnvironment test;
+    std::shared_ptr<CountingTransport> transport = std::make_shared<CountingTransport>();
+    OTDevServer server{{OT_SAMPLE_CAMPAIGNS}};
+    std::shared_ptr<OTSDKManager> engine;
+};
+
+struct Family {
+    const char* path;
+    std::function<void(Matrix&)> request;
+    std::map<Fault, Outcome> outcomes;
+};
+
+void runFamily(const Family& family) {
+    for (const auto& [fault, expected] : family.outcomes) {
+        SCOPED_TRACE(std::string(family.path) + " × " + faultName(fault));
+        Matrix m;
+        if (fault == Fault::Late) OTNetwork::network()->setTimeoutInterval(150ms);
+        m.server.injectFault(family.path, serverFault(fault));
+        family.request(m);
+        ASSERT_TRUE(m.settled(family.path, 1));
+        OTNetwork::network()->setTimeoutInterval(OTNetwork::kDefaultTimeout);
+        m.test.scheduler().runUntilIdle();
+        // Every retry waits less than three minutes.
+        m.test.scheduler().advance(200s);
+
+        switch (expected) {
+            case Outcome::Retried:
+                EXPECT_GE(m.transport->sent(family.path), 2);
+                EXPECT_TRUE(m.settled(family.path, 2));
+                break;
+            case Outcome::LoggedInAgain:
+                EXPECT_TRUE(m.settled(kLogin, 1));
+                EXPECT_TRUE(m.settled(family.path, 2));
+                break;
+            case Outcome::Dropped:
+                EXPECT_EQ(m.transport->sent(family.path), 1);
+                if (std::string(family.path) != kLogin) {
+                    EXPECT_EQ(m.transport->sent(kLogin), 0);
+                }
+                EXPECT_TRUE(m.queued().empty());
+                break;
+            case Outcome::Queued: {
+                EXPECT_EQ(m.transport->sent(family.path), 1);
+                const auto queued = m.queued();
+                ASSERT_EQ(queued.size(), 1u);
+                // The network goes and comes back: the queue is sent and emptied.
+                m.test.reachability().setFlags(0);
+                m.test.reachability().setFlags(OTManualReachabilitySource::kWiFiFlags);
+                EXPECT_TRUE(m.settled(family.path, 2));
+                EXPECT_TRUE(m.test.scheduler().runUntil([&] { return m.queued().empty(); }, 20s));
+                const auto received = m.server.requestsTo(family.path);
+                ASSERT_FALSE(received.empty());
+                EXPECT_EQ(received.back().body["events"][0]["xwhat"], queued[0]->xwhat());
+                break;
+            }
+        }
+        // Whatever happened, the main queue still runs.
+        bool ran = false;
+        m.test.environment().mainQueue()->async([&] { ran = true; });
+        m.test.scheduler().runUntilIdle();
+        EXPECT_TRUE(ran);
+    }
+}
+
+std::map<Fault, Outcome> answered(Outcome expired, Outcome transportFailure) {
+    return {{Fault::Status500, Outcome::Dropped}, {Fault::ExpiredToken, expired},
+            {Fault::Garbage, Outcome::Dropped},   {Fault::NonObject, Outcome::Dropped},
+            {Fault::CutBody, transportFailure},   {Fault::Dropped, transportFailure},
+            {Fault::Late, transportFailure},      {Fault::Oversized, transportFailure}};
+}
+}  // namespace
+
+TEST(OTFaultMatrix, LoginRetriesTransportFailuresAndDropsWhatTheServerRefused) {
+    runFamily({kLogin, [](Matrix& m) { m.engine->loginWithCompletion([] {}); },
+               answered(Outcome::Dropped, Outcome::Retried)});
+}
+
+TEST(OTFaultMatrix, ListsRetryTransportFailuresAndLogInAgainForAnExpiredToken) {
+    runFamily({kInApp, [](Matrix& m) { m.engine->getListData(true); },
+               answered(Outcome::LoggedInAgain, Outcome::Retried)});
+}
+
+TEST(OTFaultMatrix, DialogReportsAreQueuedOnTransportFailuresAndSentWhenTheNetworkReturns) {
+    runFamily({kReport,
+               [](Matrix& m) {
+                   auto data = std::make_shared<OTWindowData>();
+                   data->setModelWithDic(json{{"id", "7"}, {"type", 1}});
+                   m.engine->reportWindowEventWithName("$clickDialog", 2, data);
+               },
+               answered(Outcome::LoggedInAgain, Outcome::Queued)});
+}
+
+TEST(OTFaultMatrix, SubscriptionTriggersLogInAgainForAnExpiredTokenAndDropTheRest) {
+    runFamily({kTrigger,
+               [](Matrix& m) {
+                   m.engine->onEventDataReceived(json{{"source", 0}, {"xwhat", "purchase"}, {"xwho", "user-1"}});
+               },
+               answered(Outcome::LoggedInAgain, Outcome::Dropped)});
+}
+
+}  // namespace corvane
