@@ -214,8 +214,8 @@ TEST(OTFaultMatrix, LoginRetriesTransportFailuresAndDropsWhatTheServerRefused) {
 }
 
 TEST(OTFaultMatrix, ListsRetryTransportFailuresAndLogInAgainForAnExpiredToken) {
-    runFamily({kInApp, [](Matrix& m) { m.engine->getListData(true); },
-               answered(Outcome::LoggedInAgain, Outcome::Retried)});
+    runFamily(
+        {kInApp, [](Matrix& m) { m.engine->getListData(true); }, answered(Outcome::LoggedInAgain, Outcome::Retried)});
 }
 
 TEST(OTFaultMatrix, DialogReportsAreQueuedOnTransportFailuresAndSentWhenTheNetworkReturns) {
