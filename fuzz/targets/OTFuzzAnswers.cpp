@@ -2,11 +2,7 @@
 
 #include "OTFuzzSupport.h"
 #include "OTFuzzTargets.h"
-#include "core/OTSDKManager.h"
-#include "model/OTWindowData.h"
-#include "server/OTNetwork.h"
-#include "support/OTHeldTransport.h"
-#include "support/OTTestEnvironment.h"
+#include "support/OTHeldEngine.h"
 
 namespace corvane {
 
@@ -24,19 +20,8 @@ constexpr std::array<Endpoint, 5> kEndpoints{{
 }};
 
 // One engine for the whole run, its requests answered as soon as they are sent.
-struct Rig {
-    Rig() {
-        test.setHTTPTransport(transport);
-        OTNetwork::configEnvironment(OTNetworkConfig::withBaseURL("https://api.example.com"));
-        engine = OTSDKManager::sharedManager()->managerWithGroupIdentifier("group.demo");
-        auto config = std::make_shared<CorvaneOtConfig>();
-        config->setAppKey("app-key");
-        engine->setConfiguration(config);
-        campaign->setModelWithDic(nlohmann::json::parse(R"({"id":"1","type":1})"));
-    }
-    OTTestEnvironment test;
-    std::shared_ptr<OTHeldTransport> transport = std::make_shared<OTHeldTransport>();
-    std::shared_ptr<OTSDKManager> engine;
+struct Rig : OTHeldEngine {
+    Rig() { campaign->setModelWithDic(nlohmann::json::parse(R"({"id":"1","type":1})")); }
     std::shared_ptr<OTWindowData> campaign = std::make_shared<OTWindowData>();
 };
 }  // namespace

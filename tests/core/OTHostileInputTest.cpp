@@ -11,8 +11,7 @@
 #include "platform/OTLogger.h"
 #include "platform/OTSandbox.h"
 #include "server/OTNetwork.h"
-#include "support/OTHeldTransport.h"
-#include "support/OTTestEnvironment.h"
+#include "support/OTHeldEngine.h"
 
 namespace corvane {
 
@@ -32,36 +31,17 @@ json nested(std::size_t levels) {
     return value;
 }
 
-struct Hostile {
+// The engine with held requests, as user "alice" whose list request waits for its answer.
+struct Hostile : OTHeldEngine {
     Hostile() {
-        test.setHTTPTransport(transport);
-        OTNetwork::configEnvironment(OTNetworkConfig::withBaseURL("https://api.example.com"));
-        engine = OTSDKManager::sharedManager()->managerWithGroupIdentifier("group.demo");
-        auto config = std::make_shared<CorvaneOtConfig>();
-        config->setAppKey("app-key");
-        engine->setConfiguration(config);
-        engine->setToken("token-1");
         engine->onUserProfile(json{{"xwho", "alice"}});
         test.scheduler().runUntilIdle();
-    }
-    std::vector<std::string> campaignIds() const {
-        std::vector<std::string> ids;
-        for (const auto& campaign : engine->inAppDataArray()) ids.push_back(campaign->windowId().value_or(""));
-        return ids;
-    }
-    std::string log() const {
-        test.scheduler().runUntilIdle();
-        return OTSandbox::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
     }
     static std::size_t count(const std::string& text, const std::string& fragment) {
         std::size_t n = 0;
         for (auto at = text.find(fragment); at != std::string::npos; at = text.find(fragment, at + 1)) ++n;
         return n;
     }
-
-    OTTestEnvironment test;
-    std::shared_ptr<OTHeldTransport> transport = std::make_shared<OTHeldTransport>();
-    std::shared_ptr<OTSDKManager> engine;
 };
 }  // namespace
 

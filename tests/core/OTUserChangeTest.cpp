@@ -7,8 +7,7 @@
 #include "platform/OTLogger.h"
 #include "platform/OTSandbox.h"
 #include "server/OTNetwork.h"
-#include "support/OTHeldTransport.h"
-#include "support/OTTestEnvironment.h"
+#include "support/OTHeldEngine.h"
 
 namespace corvane {
 
@@ -24,35 +23,13 @@ std::string listAnswer(int id) {
         .dump();
 }
 
-// The engine logged in, its server requests held by the test until it answers them.
-struct UserChange {
-    UserChange() {
-        test.setHTTPTransport(transport);
-        OTNetwork::configEnvironment(OTNetworkConfig::withBaseURL("https://api.example.com"));
-        engine = OTSDKManager::sharedManager()->managerWithGroupIdentifier("group.demo");
-        auto config = std::make_shared<CorvaneOtConfig>();
-        config->setAppKey("app-key");
-        engine->setConfiguration(config);
-        engine->setToken("token-1");
-    }
-    std::vector<std::string> campaignIds() const {
-        std::vector<std::string> ids;
-        for (const auto& campaign : engine->inAppDataArray()) ids.push_back(campaign->windowId().value_or(""));
-        return ids;
-    }
+// The engine with held requests, and the ids of its usage records.
+struct UserChange : OTHeldEngine {
     std::vector<std::int64_t> nodeIds() const {
         std::vector<std::int64_t> ids;
         for (const auto& node : engine->windowRecordTree()->allNodes()) ids.push_back(node->nodeId());
         return ids;
     }
-    std::string log() const {
-        test.scheduler().runUntilIdle();
-        return OTSandbox::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
-    }
-
-    OTTestEnvironment test;
-    std::shared_ptr<OTHeldTransport> transport = std::make_shared<OTHeldTransport>();
-    std::shared_ptr<OTSDKManager> engine;
 };
 }  // namespace
 

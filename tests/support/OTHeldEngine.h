@@ -1,0 +1,46 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/OTSDKManager.h"
+#include "model/OTWindowData.h"
+#include "platform/OTLogger.h"
+#include "platform/OTSandbox.h"
+#include "server/OTNetwork.h"
+#include "support/OTHeldTransport.h"
+#include "support/OTTestEnvironment.h"
+
+namespace corvane {
+
+// The engine configured and holding a token, its server requests held by the test until it
+// answers them (or answered at once, with `transport->setAnswerAtOnce`).
+class OTHeldEngine {
+public:
+    OTHeldEngine() {
+        test.setHTTPTransport(transport);
+        OTNetwork::configEnvironment(OTNetworkConfig::withBaseURL("https://api.example.com"));
+        engine = OTSDKManager::sharedManager()->managerWithGroupIdentifier("group.demo");
+        auto config = std::make_shared<CorvaneOtConfig>();
+        config->setAppKey("app-key");
+        engine->setConfiguration(config);
+        engine->setToken("token-1");
+    }
+    std::vector<std::string> campaignIds() const {
+        std::vector<std::string> ids;
+        for (const auto& campaign : engine->inAppDataArray()) ids.push_back(campaign->windowId().value_or(""));
+        return ids;
+    }
+    // The log file once the queues have run.
+    std::string log() const {
+        test.scheduler().runUntilIdle();
+        return OTSandbox::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
+    }
+
+    OTTestEnvironment test;
+    std::shared_ptr<OTHeldTransport> transport = std::make_shared<OTHeldTransport>();
+    std::shared_ptr<OTSDKManager> engine;
+};
+
+}  // namespace corvane
