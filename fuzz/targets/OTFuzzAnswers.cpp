@@ -31,7 +31,7 @@ struct Rig : OTHeldEngine {
 // could trigger, then lets retries and timers run.
 int otFuzzAnswers(const std::uint8_t* data, std::size_t size) {
     if (size == 0) return 0;
-    static Rig rig;
+    auto& rig = OTFuzzSupport::rig<Rig>();
     const Endpoint& fuzzed = kEndpoints[data[0] % kEndpoints.size()];
     const std::string body(OTFuzzSupport::text(data + 1, size - 1));
     rig.transport->setAnswerAtOnce([&fuzzed, body](const OTHeldTransport::Held& held) {

@@ -3,10 +3,13 @@
 #include "model/OTWindowData.h"
 #include "platform/formats/OTKeyedArchiver.h"
 #include "platform/formats/OTKeyedUnarchiver.h"
+#include "support/OTTestEnvironment.h"
 
 namespace corvane {
 
 int otFuzzCampaign(const std::uint8_t* data, std::size_t size) {
+    auto& test = OTFuzzSupport::rig<OTTestEnvironment>();
+    const OTFuzzSupport::Settle settle(test);
     const auto json = OTFuzzSupport::json(data, size);
     if (json.is_discarded()) return 0;
     // A campaign, or a list answer's "data" of campaigns.

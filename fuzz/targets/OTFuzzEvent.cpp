@@ -3,10 +3,13 @@
 #include "model/OTEvent.h"
 #include "model/OTSAEventAdapter.h"
 #include "platform/formats/OTDescription.h"
+#include "support/OTTestEnvironment.h"
 
 namespace corvane {
 
 int otFuzzEvent(const std::uint8_t* data, std::size_t size) {
+    auto& test = OTFuzzSupport::rig<OTTestEnvironment>();
+    const OTFuzzSupport::Settle settle(test);
     const auto json = OTFuzzSupport::json(data, size);
     if (json.is_discarded()) return 0;
     (void)OTDescription::describe(json);

@@ -28,7 +28,7 @@ struct Screen {
 int otFuzzHTML(const std::uint8_t* data, std::size_t size) {
     const auto json = OTFuzzSupport::json(data, size);
     if (!json.is_object()) return 0;
-    static Screen screen;
+    auto& screen = OTFuzzSupport::rig<Screen>();
     auto campaign = std::make_shared<OTWindowData>();
     campaign->setModelWithDic(json);
     auto dialog = std::make_shared<OTPopWindow>();

@@ -4,12 +4,15 @@
 #include "model/OTEventRule.h"
 #include "model/OTRuleClause.h"
 #include "model/OTWindowData.h"
+#include "support/OTTestEnvironment.h"
 
 namespace corvane {
 
 // {"campaign": a campaign, "events": events from the host}: every event against the campaign's
 // trigger and each of its pre-events, with every predicate its rules name.
 int otFuzzMatching(const std::uint8_t* data, std::size_t size) {
+    auto& test = OTFuzzSupport::rig<OTTestEnvironment>();
+    const OTFuzzSupport::Settle settle(test);
     const auto json = OTFuzzSupport::json(data, size);
     if (!json.is_object()) return 0;
     auto campaign = std::make_shared<OTWindowData>();

@@ -15,6 +15,7 @@
 #include "platform/formats/OTKeyedArchiver.h"
 #include "platform/formats/OTKeyedUnarchiver.h"
 #include "platform/view/OTColor.h"
+#include "support/OTTestEnvironment.h"
 
 namespace corvane {
 
@@ -32,6 +33,8 @@ void decodeAs(const OTPropertyList& value) {
 }  // namespace
 
 int otFuzzPropertyList(const std::uint8_t* data, std::size_t size) {
+    auto& test = OTFuzzSupport::rig<OTTestEnvironment>();
+    const OTFuzzSupport::Settle settle(test);
     const auto plist = OTPropertyList::fromBinary(OTFuzzSupport::text(data, size));
     if (!plist) return 0;
     (void)OTDescription::describe(plist->toJson());

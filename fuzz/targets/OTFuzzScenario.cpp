@@ -3,12 +3,15 @@
 #include "OTFuzzSupport.h"
 #include "OTFuzzTargets.h"
 #include "OTScenarioAction.h"
+#include "support/OTTestEnvironment.h"
 
 namespace corvane {
 
 // Every line of a scenario through the reader; an action it accepts answers every accessor
 // without throwing, with durations inside their bound.
 int otFuzzScenario(const std::uint8_t* data, std::size_t size) {
+    auto& test = OTFuzzSupport::rig<OTTestEnvironment>();
+    const OTFuzzSupport::Settle settle(test);
     std::istringstream lines{std::string(OTFuzzSupport::text(data, size))};
     std::string line;
     while (std::getline(lines, line)) {

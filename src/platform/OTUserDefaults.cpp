@@ -38,12 +38,11 @@ const std::string* dataFileName(const OTPropertyList& stored) {
 }  // namespace
 
 std::optional<OTPropertyList> OTUserDefaults::valueForKey(const std::string& key) const {
-    std::unique_lock lock(mutex_);
+    // Data files are read under the lock too, so a value replaced meanwhile reads old or new.
+    std::lock_guard lock(mutex_);
     const auto it = values_.find(key);
     if (it == values_.end()) return std::nullopt;
-    OTPropertyList stored = it->second;
-    lock.unlock();
-    return resolved(stored);
+    return resolved(it->second);
 }
 
 void OTUserDefaults::setValue(const OTPropertyList& value, const std::string& key) {
@@ -200,11 +199,9 @@ bool OTUserDefaults::synchronize() {
 }
 
 OTPropertyList::Dictionary OTUserDefaults::dictionaryRepresentation() const {
-    std::unique_lock lock(mutex_);
-    const auto stored = values_;
-    lock.unlock();
+    std::lock_guard lock(mutex_);
     OTPropertyList::Dictionary values;
-    for (const auto& [key, value] : stored) {
+    for (const auto& [key, value] : values_) {
         if (auto resolvedValue = resolved(value)) values.emplace(key, std::move(*resolvedValue));
     }
     return values;

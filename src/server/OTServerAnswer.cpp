@@ -30,7 +30,7 @@ nlohmann::json OTServerAnswer::parse(const std::string& data) {
         OTLog(OTLogger::kLevelError, "服务器应答嵌套超过 %@ 层，按格式错误处理", OTJSONLimits::kMaxDepth);
         return nlohmann::json(nlohmann::json::value_t::discarded);
     }
-    return OTJSONLimits::parse(data);
+    return nlohmann::json::parse(data, nullptr, false);
 }
 
 std::int64_t OTServerAnswer::code(const nlohmann::json& answer, std::int64_t missing) {
