@@ -30,6 +30,13 @@ TEST(OTUtils, DateTextsUseTheFixedFormatInTheDeviceZone) {
         EXPECT_FALSE(OTUtils::dateFromString(std::string(bad)).has_value()) << bad;
     }
     EXPECT_TRUE(OTUtils::dateFromString(std::string("2024-02-29 23:59:59")).has_value());
+    // Years a time point cannot hold are no date (found by fuzzing the login answer).
+    for (const char* far :
+         {"1012-04-01 08:00:00", "3722-04-01 08:00:00", "0000-01-01 00:00:00", "1699-12-31 23:59:59"}) {
+        EXPECT_FALSE(OTUtils::dateFromString(std::string(far)).has_value()) << far;
+    }
+    EXPECT_TRUE(OTUtils::dateFromString(std::string("1700-01-01 00:00:00")).has_value());
+    EXPECT_TRUE(OTUtils::dateFromString(std::string("2200-12-31 23:59:59")).has_value());
     EXPECT_EQ(OTUtils::dateFromString(std::string("2024-5-1 8:0:0")), OTVirtualClock::defaultStart());
     EXPECT_EQ(OTUtils::dateFromString(std::string("2024/05/01"), std::string("yyyy/MM/dd")),
               OTVirtualClock::defaultStart() - 8h);  // local midnight

@@ -125,7 +125,9 @@ std::optional<OTPropertyList> OTBinaryPlistReader::object(std::uint64_t ref, std
             auto raw = unsignedAt(at, 8);
             if (marker != 0x33 || !raw || at + 8 > limit || !charge(9)) return std::nullopt;
             const double seconds = std::bit_cast<double>(*raw);
-            if (!(seconds > -1e12 && seconds < 1e12)) return std::nullopt;
+            // Only what a time point of nanoseconds since 1970 can hold (about 1678 to 2262).
+            const double since1970 = seconds + static_cast<double>(kPlistEpochOffset);
+            if (!(since1970 > -9.0e9 && since1970 < 9.0e9)) return std::nullopt;
             const auto micros = std::llround(seconds * 1e6) + kPlistEpochOffset * 1'000'000;
             return OTPropertyList(OTPropertyList::Date(
                 std::chrono::duration_cast<OTPropertyList::Date::duration>(std::chrono::microseconds(micros))));

@@ -108,6 +108,8 @@ std::optional<OTDateFormatter::TimePoint> OTDateFormatter::parseWallTime(std::st
         i += n;
     }
     if (at != text.size() || hour > 23 || minute > 59 || second > 59 || millisecond > 999) return std::nullopt;
+    // A time point holds nanoseconds since 1970: years far outside ours cannot be one.
+    if (year < kFirstYear || year > kLastYear) return std::nullopt;
     const std::chrono::year_month_day ymd{std::chrono::year(static_cast<int>(year)), std::chrono::month(month),
                                           std::chrono::day(day)};
     if (!ymd.ok()) return std::nullopt;

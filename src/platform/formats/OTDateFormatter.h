@@ -14,6 +14,10 @@ class OTDateFormatter {
 public:
     using TimePoint = std::chrono::system_clock::time_point;
     static constexpr const char* kDefaultFormat = "yyyy-MM-dd HH:mm:ss";
+    // Texts with years outside these read as no date: a time point of nanoseconds since 1970
+    // holds about 1678 to 2262.
+    static constexpr long long kFirstYear = 1700;
+    static constexpr long long kLastYear = 2200;
 
     static std::string format(TimePoint when, std::string_view pattern, std::chrono::seconds utcOffset);
     // The local wall time of `text` read with `pattern`, as an instant in the zone of `utcOffsetAt`

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <bit>
+#include <cmath>
 #include <nlohmann/json.hpp>
 #include <random>
 
@@ -161,6 +163,20 @@ TEST(OTPropertyList, CyclesAndReferenceBombsAreRefused) {
     auto read = OTPropertyList::fromBinary(assemble(small, 0));
     ASSERT_TRUE(read.has_value());
     EXPECT_EQ(read->toJson(), nlohmann::json::parse("[[[7,7],[7,7]],[[7,7],[7,7]]]"));
+}
+
+TEST(OTPropertyList, DatesATimePointCannotHoldAreRefused) {
+    auto dateList = [](double secondsSince2001) {
+        std::string date = "\x33";
+        const auto raw = std::bit_cast<std::uint64_t>(secondsSince2001);
+        for (int shift = 56; shift >= 0; shift -= 8) date += static_cast<char>((raw >> shift) & 0xFF);
+        return assemble({date}, 0);
+    };
+    EXPECT_TRUE(OTPropertyList::fromBinary(dateList(0)).has_value());
+    EXPECT_TRUE(OTPropertyList::fromBinary(dateList(7.0e9)).has_value());
+    EXPECT_FALSE(OTPropertyList::fromBinary(dateList(9.0e9)).has_value());
+    EXPECT_FALSE(OTPropertyList::fromBinary(dateList(-1e11)).has_value());
+    EXPECT_FALSE(OTPropertyList::fromBinary(dateList(std::nan(""))).has_value());
 }
 
 TEST(OTPropertyList, WidthsGrowWithTheContent) {
