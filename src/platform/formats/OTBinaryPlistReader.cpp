@@ -141,7 +141,15 @@ std::optional<OTPropertyList> OTBinaryPlistReader::object(std::uint64_t ref, std
         case 0x5: {
             auto length = countAfter(info, at);
             if (!length || *length > limit - at || !charge(at - *offset + *length)) return std::nullopt;
-            return OTPropertyList(std::string(bytes_.substr(at, static_cast<std::size_t>(*length))));
+            // An ASCII text holds no byte above 0x7F; any such byte reads as U+FFFD, so that every
+            // text read is valid UTF-8 (and writes back as it reads).
+            std::string text;
+            text.reserve(static_cast<std::size_t>(*length));
+            for (const char c : bytes_.substr(at, static_cast<std::size_t>(*length))) {
+                if (static_cast<unsigned char>(c) < 0x80) text += c;
+                else appendUtf8(text, 0xFFFD);
+            }
+            return OTPropertyList(std::move(text));
         }
         case 0x6: {
             auto units = countAfter(info, at);
