@@ -109,7 +109,7 @@ void OTUserDefaults::setObject(const nlohmann::json& value, const std::string& k
         removeObjectForKey(key);
         return;
     }
-    if (auto converted = OTPropertyList::fromJson(value)) setValue(std::move(*converted), key);
+    if (const auto converted = OTPropertyList::fromJson(value)) setValue(*converted, key);
     else OTLog(OTLogger::kLevelError, "值嵌套过深，未写入用户设置：%@", key);
 }
 
