@@ -6,19 +6,25 @@
 #include "platform/headless/OTHTMLRenderer.h"
 #include "platform/view/OTNavigationController.h"
 #include "platform/view/OTWindow.h"
+#include "support/OTHeldTransport.h"
 #include "support/OTTestEnvironment.h"
 #include "ui/OTPopWindow.h"
 
 namespace corvane {
 
 namespace {
+// A screen whose picture downloads are answered at once with nothing: a campaign's addresses
+// never leave the process.
 struct Screen {
     Screen() {
+        test.setHTTPTransport(transport);
+        transport->setAnswerAtOnce([](const OTHeldTransport::Held&) { return std::string(); });
         window =
             std::make_shared<OTWindow>(OTNavigationController::withRoot(std::make_shared<OTViewController>("HomeVC")));
         test.uiHost().setWindows({window});
     }
     OTTestEnvironment test;
+    std::shared_ptr<OTHeldTransport> transport = std::make_shared<OTHeldTransport>();
     std::shared_ptr<OTWindow> window;
 };
 }  // namespace
@@ -45,6 +51,7 @@ int otFuzzHTML(const std::uint8_t* data, std::size_t size) {
     }
     dialog->_close();
     screen.test.scheduler().advance(std::chrono::seconds(1));
+    screen.transport->forgetSent();
     return 0;
 }
 
