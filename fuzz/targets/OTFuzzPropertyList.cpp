@@ -30,6 +30,11 @@ void decodeAs(const OTPropertyList& value) {
         (void)OTKeyedArchiver::archivedArray(*objects).toBinary();
     }
 }
+
+template <class... Classes>
+void decodeAsEach(const OTPropertyList& value) {
+    (decodeAs<Classes>(value), ...);
+}
 }  // namespace
 
 int otFuzzPropertyList(const std::uint8_t* data, std::size_t size) {
@@ -46,23 +51,12 @@ int otFuzzPropertyList(const std::uint8_t* data, std::size_t size) {
     OTFuzzSupport::require(again->toBinary() == written, "rewriting is stable");
 
     (void)OTKeyedUnarchiver::plainValue(*plist);
-    decodeAs<OTWindowData>(*plist);
-    decodeAs<OTWindowRecordTreeNode>(*plist);
-    decodeAs<OTBannerRecordTreeNode>(*plist);
-    decodeAs<OTRecordTreeNode>(*plist);
-    decodeAs<OTEvent>(*plist);
-    decodeAs<OTEventRule>(*plist);
-    decodeAs<OTWindowRule>(*plist);
-    decodeAs<OTWidgetAttribute>(*plist);
-    decodeAs<OTTextAttribute>(*plist);
-    decodeAs<OTButtonAttribute>(*plist);
-    decodeAs<OTPicture>(*plist);
-    decodeAs<OTColor>(*plist);
-    if (const auto* root = plist->find("$root")) {
-        decodeAs<OTWindowData>(*root);
-        decodeAs<OTWindowRecordTreeNode>(*root);
-        decodeAs<OTBannerRecordTreeNode>(*root);
-        decodeAs<OTEvent>(*root);
+    // The value itself, and the root of an archive's envelope, as every archived class.
+    for (const auto* value : {&*plist, plist->find("$root")}) {
+        if (value == nullptr) continue;
+        decodeAsEach<OTWindowData, OTWindowRecordTreeNode, OTBannerRecordTreeNode, OTRecordTreeNode, OTEvent,
+                     OTEventRule, OTWindowRule, OTWidgetAttribute, OTTextAttribute, OTButtonAttribute, OTPicture,
+                     OTColor>(*value);
     }
     return 0;
 }

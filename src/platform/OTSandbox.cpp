@@ -57,12 +57,22 @@ bool OTSandbox::writeFileAtomically(const fs::path& path, const std::string& byt
         }
         written += static_cast<std::size_t>(n);
     }
-    // On disk before the rename, so that a crash leaves the old content or the new, never a stub.
+    // The content on disk before the rename, and the rename on disk after it (the folder's entry),
+    // so that even a power cut leaves the old content or the new, never a stub.
     if (ok && ::fsync(fd) != 0) ok = false;
     if (::close(fd) != 0) ok = false;
     if (ok && ::rename(temporary.c_str(), path.c_str()) != 0) ok = false;
-    if (!ok) fs::remove(temporary, ec);
-    return ok;
+    if (!ok) {
+        fs::remove(temporary, ec);
+        return false;
+    }
+    // The new content is in place whatever this says; it only makes the rename durable sooner.
+    const fs::path folder = path.has_parent_path() ? path.parent_path() : fs::path(".");
+    if (const int dir = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); dir >= 0) {
+        (void)::fsync(dir);
+        ::close(dir);
+    }
+    return true;
 }
 
 bool OTSandbox::createPrivateDirectories(const fs::path& directory) {

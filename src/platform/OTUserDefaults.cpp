@@ -195,7 +195,8 @@ void OTUserDefaults::setData(const OTPropertyList::Data& value, const std::strin
 
 bool OTUserDefaults::synchronize() {
     std::lock_guard lock(mutex_);
-    return writeLocked();
+    // Every change was written when it was made; only one whose write failed is written again.
+    return !unsaved_ || writeLocked();
 }
 
 OTPropertyList::Dictionary OTUserDefaults::dictionaryRepresentation() const {
@@ -207,7 +208,10 @@ OTPropertyList::Dictionary OTUserDefaults::dictionaryRepresentation() const {
     return values;
 }
 
-bool OTUserDefaults::writeLocked() const { return OTPropertyList(values_).writeToFile(path_); }
+bool OTUserDefaults::writeLocked() {
+    unsaved_ = !OTPropertyList(values_).writeToFile(path_);
+    return !unsaved_;
+}
 
 std::int64_t OTUserDefaults::integerValue(std::string_view text) {
     std::size_t i = 0;

@@ -40,7 +40,7 @@ public:
     std::optional<OTPropertyList::Data> dataForKey(const std::string& key) const;
     void setData(const OTPropertyList::Data& value, const std::string& key);
 
-    // Writes the store now; false when the write failed.
+    // Writes the store now if a change is not on disk yet; false when that write failed.
     bool synchronize();
     OTPropertyList::Dictionary dictionaryRepresentation() const;
     const std::filesystem::path& path() const { return path_; }
@@ -60,10 +60,12 @@ private:
     std::filesystem::path dataFolder() const;
     std::filesystem::path dataFile(const std::string& key) const;
     void removeDataFileLocked(const std::string& key) const;
-    bool writeLocked() const;
+    // Writes the list; remembers whether it failed, so that `synchronize` retries only then.
+    bool writeLocked();
 
     const std::filesystem::path path_;
     mutable std::mutex mutex_;
+    bool unsaved_ = false;
     OTPropertyList::Dictionary values_;
 };
 
