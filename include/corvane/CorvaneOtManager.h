@@ -1,10 +1,13 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 
+#include "corvane/CorvaneBannerConfig.h"
 #include "corvane/CorvaneOtConfig.h"
 #include "corvane/CorvaneOtObserver.h"
 
@@ -35,6 +38,22 @@ public:
     // one is also followed: its link is opened in the app. Works in a notification extension too:
     // the token and user come from the group's shared settings.
     static void pushTrack(std::int64_t type, const nlohmann::json& msg, const std::string& groupIdentifier);
+
+    // A banner size in points.
+    struct Size {
+        double width = 0;
+        double height = 0;
+    };
+    // Renders the banner of the config's location into its container and returns the banner's
+    // size (its preferred size when there is no container). Before the first banner download the
+    // request waits and the size is zero; the container is filled once banners arrive, and a table
+    // or collection view around it is reloaded. Call on the main thread.
+    static Size loadBanner(const std::shared_ptr<CorvaneBannerConfig>& config);
+    // The server's banner objects for a location, as JSON text (nothing when the location has
+    // none), once banners have been downloaded; never called when no download succeeds within a
+    // minute, and never for an empty location id.
+    static void getBanner(const std::string& locationId,
+                          std::function<void(const std::optional<std::string>& json)> completion);
 };
 
 }  // namespace corvane

@@ -527,11 +527,29 @@ void OTSDKManager::networkStatusDidChange(const std::shared_ptr<OTReachability>&
 
 void OTSDKManager::startReachability() { OTReachabilityManager::sharedManager()->startReachability(); }
 
-// The steps below are completed by the engine layers that own them: banners and identity uploads.
+// The steps below are completed by the engine layers that own them: identity uploads.
 void OTSDKManager::uploadPushToken() {}
 void OTSDKManager::alias(const std::optional<std::string>&) {}
-void OTSDKManager::matchBanners(const std::shared_ptr<OTEvent>&) {}
-void OTSDKManager::loadBanners() {}
+
+void OTSDKManager::setBannerHandlerIfNone(const std::function<std::shared_ptr<OTBannerHandler>()>& make) {
+    if (bannerHandler()) return;
+    auto handler = make();
+    bannerHandler_.modify([&handler](auto& current) {
+        if (!current) current = std::move(handler);
+    });
+}
+
+void OTSDKManager::matchBanners(const std::shared_ptr<OTEvent>& event) {
+    if (auto handler = bannerHandler()) handler->triggerEventMatch(event);
+}
+
+void OTSDKManager::loadBanners() {
+    auto handler = bannerHandler();
+    if (!handler) return;
+    const auto group = groupIdentifier();
+    handler->loadBannerDefault(group);
+    handler->loadBanner(group);
+}
 
 // ---- Server link ----
 

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "core/OTBannerHandler.h"
 #include "core/OTCampaignStore.h"
 #include "core/OTDisplayEligibility.h"
 #include "core/OTFirstPageViewRules.h"
@@ -228,6 +229,16 @@ public:
     // Server link, forwarded to the session's classes. Answers arrive on the HTTP session's thread;
     // retries wait a random delay on the main queue.
     void loginWithCompletion(const std::function<void()>& completion);
+    // An expired token: logs in again, then runs `retry`, while `retries` stays within the limit.
+    void loginAgainWithin(std::atomic<std::uint64_t>& retries, const std::function<void()>& retry) {
+        login_->loginAgainWithin(retries, retry);
+    }
+
+    // The banner campaigns: downloaded after the dialog lists and matched after the dialogs.
+    // Nothing happens with banners while none is set; the facade sets the banner manager.
+    std::shared_ptr<OTBannerHandler> bannerHandler() const { return bannerHandler_.get(); }
+    void setBannerHandler(std::shared_ptr<OTBannerHandler> handler) { bannerHandler_.set(std::move(handler)); }
+    void setBannerHandlerIfNone(const std::function<std::shared_ptr<OTBannerHandler>()>& make);
     void getListData(bool force) { downloader_->getListData(force); }
     void getInAppList() { downloader_->getInAppList(); }
     void getSubscribeList() { downloader_->getSubscribeList(); }
@@ -309,6 +320,7 @@ private:
     OTLocked<std::shared_ptr<OTViewController>> mainPageController_;
     OTLocked<std::shared_ptr<OTEvent>> cachedFirstPVEventOfMainPage_;
     OTLocked<std::shared_ptr<OTEvent>> currentTriggerEvent_;
+    OTLocked<std::shared_ptr<OTBannerHandler>> bannerHandler_;
 };
 
 }  // namespace corvane

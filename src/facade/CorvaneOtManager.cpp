@@ -3,16 +3,19 @@
 #include "core/OTPopWindowManager.h"
 #include "core/OTSDKManager.h"
 #include "platform/OTLogger.h"
+#include "ui/OTBannerManager.h"
 #include "ui/OTPopWindowPresenter.h"
 
 namespace corvane {
 
 namespace {
-// The engine as the host reaches it: dialogs are shown in dialog windows unless something else
-// was set to show them first.
+// The engine as the host reaches it: dialogs are shown in dialog windows and banners come from
+// the banner manager, unless something else was set first.
 std::shared_ptr<OTSDKManager> engine() {
     OTPopWindowManager::sharedManager()->setPresenterIfNone([] { return std::make_shared<OTPopWindowPresenter>(); });
-    return OTSDKManager::sharedManager();
+    auto engine = OTSDKManager::sharedManager();
+    engine->setBannerHandlerIfNone([] { return OTBannerManager::sharedManager(); });
+    return engine;
 }
 }  // namespace
 
@@ -48,6 +51,25 @@ void CorvaneOtManager::setDialogVisible(bool visible) {
 void CorvaneOtManager::pushTrack(std::int64_t type, const nlohmann::json& msg, const std::string& groupIdentifier) {
     try {
         engine()->pushTrack(type, msg, groupIdentifier);
+    } catch (...) {}
+}
+
+CorvaneOtManager::Size CorvaneOtManager::loadBanner(const std::shared_ptr<CorvaneBannerConfig>& config) {
+    try {
+        engine();
+        const auto size = OTBannerManager::sharedManager()->renderBanner(config);
+        return {size.width, size.height};
+    } catch (...) {
+        return {};
+    }
+}
+
+void CorvaneOtManager::getBanner(const std::string& locationId,
+                                 std::function<void(const std::optional<std::string>& json)> completion) {
+    if (locationId.empty()) return;
+    try {
+        engine();
+        OTBannerManager::sharedManager()->getBanner(locationId, std::move(completion));
     } catch (...) {}
 }
 

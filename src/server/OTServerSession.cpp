@@ -18,7 +18,7 @@ std::shared_ptr<OTNetwork> OTServerSession::network() const {
     return OTNetwork::networkWithGroupIdentifier(groupIdentifier().value_or(""));
 }
 
-nlohmann::json OTServerSession::osObject(bool withDevice, bool withPackage) const {
+nlohmann::json OTServerSession::osObject(bool withDevice, bool withPackage) {
     nlohmann::json os = {
         {"brand", "iphone"}, {"channel", "default"}, {"platform", "ios"}, {"version", OTUtils::getOSVersion()}};
     if (withDevice) os["mac"] = OTUtils::getUUID();

@@ -50,7 +50,7 @@ public:
     // The HTTP client for the session's app group.
     std::shared_ptr<OTNetwork> network() const;
     // The "os" object of a request body, with the device id and the bundle id where asked for.
-    nlohmann::json osObject(bool withDevice, bool withPackage) const;
+    static nlohmann::json osObject(bool withDevice, bool withPackage);
     // Milliseconds since 1970 on the server's clock.
     double reportTime() const;
     // Where the library's files live: the documents folder of the sandbox.

@@ -4,6 +4,7 @@
 
 #include "platform/OTEnvironment.h"
 #include "platform/OTLogger.h"
+#include "platform/view/OTSceneNode.h"
 
 namespace corvane {
 
@@ -30,6 +31,35 @@ void OTHeadlessUIHost::presentMailComposer(const MailRequest& request, const std
 void OTHeadlessUIHost::dismissMailComposer() { record("mail dismissed"); }
 
 void OTHeadlessUIHost::showMessage(const std::string& text) { record("message: " + text); }
+
+void OTHeadlessUIHost::reloadData(const std::shared_ptr<OTSceneNode>& listView) {
+    if (!listView) return;
+    record(std::string("reloadData ") + OTSceneNode::roleName(listView->role()));
+    listView->runActions(OTSceneNode::kReloadData);
+}
+
+std::shared_ptr<OTSceneNode> OTHeadlessUIHost::makeView(const OTSize& size) {
+    auto view = std::make_shared<OTSceneNode>(OTSceneNode::Role::View, "container");
+    view->setFrame({{0, 0}, size});
+    return view;
+}
+
+namespace {
+std::shared_ptr<OTSceneNode> listWithCell(OTSceneNode::Role list, OTSceneNode::Role cell, const OTSize& size) {
+    auto view = std::make_shared<OTSceneNode>(list, OTSceneNode::roleName(list));
+    view->setFrame({{0, 0}, size});
+    view->addSubview(OTSceneNode::makeCell(cell, {{0, 0}, size}));
+    return view;
+}
+}  // namespace
+
+std::shared_ptr<OTSceneNode> OTHeadlessUIHost::makeTableViewWithCell(const OTSize& size) {
+    return listWithCell(OTSceneNode::Role::Table, OTSceneNode::Role::TableCell, size);
+}
+
+std::shared_ptr<OTSceneNode> OTHeadlessUIHost::makeCollectionViewWithCell(const OTSize& size) {
+    return listWithCell(OTSceneNode::Role::Collection, OTSceneNode::Role::CollectionCell, size);
+}
 
 void OTHeadlessUIHost::animateKeyWindowBounds(double width, double height, std::chrono::milliseconds duration,
                                               std::function<void()> completion) {

@@ -6,6 +6,7 @@
 
 #include "platform/headless/OTHeadlessWebView.h"
 #include "platform/headless/OTTextMeasurer.h"
+#include "platform/view/OTGeometry.h"
 #include "platform/view/OTUIHost.h"
 
 namespace corvane {
@@ -33,6 +34,13 @@ public:
         std::int64_t options, std::function<void(bool, const std::optional<std::string>&)> completion) override;
     void registerUserNotificationSettings(std::int64_t types) override;
     void registerForRemoteNotifications() override;
+    // Recorded as "reloadData table" or "reloadData collection"; the view's own reload actions run.
+    void reloadData(const std::shared_ptr<OTSceneNode>& listView) override;
+    // Host containers for banners: a plain view, or a table or collection view holding one cell
+    // of the same size as its first subview (the list owns the cell, the cell knows its list).
+    static std::shared_ptr<OTSceneNode> makeView(const OTSize& size);
+    static std::shared_ptr<OTSceneNode> makeTableViewWithCell(const OTSize& size);
+    static std::shared_ptr<OTSceneNode> makeCollectionViewWithCell(const OTSize& size);
     OTTextMeasurer& textMeasurer() override { return *measurer_; }
     std::shared_ptr<OTWebView> makeWebView() override;
     // Every web view made so far, oldest first.

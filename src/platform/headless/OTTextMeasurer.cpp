@@ -69,7 +69,7 @@ double OTTextMeasurer::modelHeight(const std::string& text, double fontSize, dou
         lineWidth += advance;
         if (c == U' ') afterSpace = line.size();
     }
-    return static_cast<double>(lines) * 1.4 * fontSize + static_cast<double>(lines - 1) * lineSpacing;
+    return static_cast<double>(lines) * lineHeight(fontSize) + static_cast<double>(lines - 1) * lineSpacing;
 }
 
 }  // namespace corvane

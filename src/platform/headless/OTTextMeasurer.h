@@ -26,6 +26,9 @@ public:
     // From now on `text` measures `height` whatever the font and width.
     void setHeight(const std::string& text, double height);
 
+    // The height of one line of the model at `fontSize`.
+    static double lineHeight(double fontSize) { return kLineHeightRatio * fontSize; }
+    static constexpr double kLineHeightRatio = 1.4;
     static double modelHeight(const std::string& text, double fontSize, double lineSpacing, double width);
 
 private:

@@ -23,6 +23,9 @@ const char* OTSceneNode::roleName(Role role) {
         case Role::Web: return "web";
         case Role::Video: return "video";
         case Role::Collection: return "collection";
+        case Role::Table: return "table";
+        case Role::TableCell: return "tableCell";
+        case Role::CollectionCell: return "collectionCell";
     }
     return "view";
 }
@@ -55,6 +58,26 @@ void OTSceneNode::addSubview(const std::shared_ptr<OTSceneNode>& child) {
     child->removeFromSuperview();
     child->parent_ = weak_from_this();
     children_.push_back(child);
+}
+
+std::shared_ptr<OTSceneNode> OTSceneNode::makeCell(Role role, const OTRect& frame) {
+    auto cell = std::make_shared<OTSceneNode>(role, role == Role::TableCell ? "tableCell" : "collectionCell");
+    cell->setFrame(frame);
+    if (role == Role::TableCell || role == Role::CollectionCell) {
+        auto content = std::make_shared<OTSceneNode>(Role::View, kContentViewName);
+        content->setFrame({{0, 0}, frame.size});
+        cell->addSubview(content);
+    }
+    return cell;
+}
+
+std::shared_ptr<OTSceneNode> OTSceneNode::contentView() {
+    if (role_ == Role::TableCell || role_ == Role::CollectionCell) {
+        for (const auto& child : children_) {
+            if (child->name_ == kContentViewName) return child;
+        }
+    }
+    return shared_from_this();
 }
 
 void OTSceneNode::removeFromSuperview() {
@@ -102,14 +125,18 @@ bool OTSceneNode::hasAction(const std::string& event) const {
 }
 
 bool OTSceneNode::sendActions(const std::string& event) {
-    if (!userInteractionEnabled_ || !isVisible()) return false;
+    if (!userInteractionEnabled_ || !isVisible() || !hasAction(event)) return false;
+    runActions(event);
+    return true;
+}
+
+void OTSceneNode::runActions(const std::string& event) {
     const auto it = actions_.find(event);
-    if (it == actions_.end()) return false;
+    if (it == actions_.end()) return;
     // A copy: an action may close the view that holds it.
     const auto actions = it->second;
     auto keep = shared_from_this();
     for (const auto& action : actions) action();
-    return true;
 }
 
 void OTSceneNode::animate(std::chrono::milliseconds duration, const std::function<void()>& changes,

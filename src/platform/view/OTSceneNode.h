@@ -20,7 +20,8 @@ namespace corvane {
 // simulator, the HTML one draws it, UIKit maps it to views. Main thread only, as views are.
 class OTSceneNode : public std::enable_shared_from_this<OTSceneNode> {
 public:
-    enum class Role { View, Label, Button, Image, Scroll, Web, Video, Collection };
+    // Table and collection cells hold their content in a child view named "contentView".
+    enum class Role { View, Label, Button, Image, Scroll, Web, Video, Collection, Table, TableCell, CollectionCell };
     enum class TextAlignment { Left, Center, Right };
     enum class ContentMode { ScaleToFill, AspectFit, AspectFill };
     struct Shadow {
@@ -31,6 +32,15 @@ public:
     using Action = std::function<void()>;
     static constexpr const char* kTouchUpInside = "touchUpInside";
     static constexpr const char* kTap = "tap";
+    // What a scroll or collection view tells of a user's drag: it begins, the offset moves, the
+    // finger lifts, the content comes to rest.
+    static constexpr const char* kWillBeginDragging = "willBeginDragging";
+    static constexpr const char* kDidScroll = "didScroll";
+    static constexpr const char* kDidEndDragging = "didEndDragging";
+    static constexpr const char* kDidEndDecelerating = "didEndDecelerating";
+    // A table or collection view asked to load its cells again.
+    static constexpr const char* kReloadData = "reloadData";
+    static constexpr const char* kContentViewName = "contentView";
 
     explicit OTSceneNode(Role role, std::string name = {});
     virtual ~OTSceneNode() = default;
@@ -70,6 +80,15 @@ public:
     void setCornerRadius(double value) { cornerRadius_ = value; }
     bool masksToBounds() const { return masksToBounds_; }
     void setMasksToBounds(bool value) { masksToBounds_ = value; }
+    double borderWidth() const { return borderWidth_; }
+    const std::optional<OTColor>& borderColor() const { return borderColor_; }
+    void setBorder(double width, std::optional<OTColor> color) {
+        borderWidth_ = width;
+        borderColor_ = std::move(color);
+    }
+    // A uniform scale about the centre, drawn on top of the frame.
+    double scale() const { return scale_; }
+    void setScale(double value) { scale_ = value; }
     const std::optional<Shadow>& shadow() const { return shadow_; }
     void setShadow(std::optional<Shadow> value) { shadow_ = std::move(value); }
     bool userInteractionEnabled() const { return userInteractionEnabled_; }
@@ -106,6 +125,10 @@ public:
     // Scrolling content and web address.
     const OTSize& contentSize() const { return contentSize_; }
     void setContentSize(const OTSize& value) { contentSize_ = value; }
+    bool scrollEnabled() const { return scrollEnabled_; }
+    void setScrollEnabled(bool value) { scrollEnabled_ = value; }
+    const OTPoint& contentOffset() const { return contentOffset_; }
+    void setContentOffset(const OTPoint& value) { contentOffset_ = value; }
     const std::optional<std::string>& url() const { return url_; }
     void setUrl(std::optional<std::string> value) { url_ = std::move(value); }
 
@@ -119,6 +142,12 @@ public:
     // when absent. The picture is applied on the main queue, then `completion` runs.
     void ot_setImageWithURL(const std::optional<std::string>& url, std::function<void()> completion = {});
     const std::optional<std::string>& ot_imageURL() const { return ot_imageURL_; }
+
+    // A cell of the given role (table or collection) with its content view; any other role gets a
+    // plain node.
+    static std::shared_ptr<OTSceneNode> makeCell(Role role, const OTRect& frame);
+    // A cell's content view; any other node is its own.
+    std::shared_ptr<OTSceneNode> contentView();
 
     // Tree.
     void addSubview(const std::shared_ptr<OTSceneNode>& child);
@@ -134,8 +163,11 @@ public:
     // Actions ("touchUpInside" for buttons, "tap" for a tap recogniser).
     void addAction(const std::string& event, Action action);
     bool hasAction(const std::string& event) const;
+    void removeActions(const std::string& event) { actions_.erase(event); }
     // Runs the event's actions, as a user's touch would; false when the node ignores touches.
     bool sendActions(const std::string& event);
+    // Runs the event's actions whatever the node's state: for what the system, not a user, does.
+    void runActions(const std::string& event);
 
     // Runs `changes` as an animation of `duration`: the tree takes the final state at once and
     // `completion` runs on the main queue once the duration has passed on the environment's clock.
@@ -151,6 +183,9 @@ private:
     std::optional<OTColor> backgroundColor_;
     double cornerRadius_ = 0;
     bool masksToBounds_ = false;
+    double borderWidth_ = 0;
+    std::optional<OTColor> borderColor_;
+    double scale_ = 1;
     std::optional<Shadow> shadow_;
     bool userInteractionEnabled_ = true;
     std::optional<std::string> text_;
@@ -165,6 +200,8 @@ private:
     std::optional<OTSize> imageSize_;
     ContentMode contentMode_ = ContentMode::ScaleToFill;
     OTSize contentSize_;
+    OTPoint contentOffset_;
+    bool scrollEnabled_ = true;
     std::optional<std::string> url_;
     std::optional<std::string> ot_imageURL_;
     std::weak_ptr<OTSceneNode> parent_;

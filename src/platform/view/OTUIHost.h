@@ -10,6 +10,7 @@
 
 namespace corvane {
 
+class OTSceneNode;
 class OTTextMeasurer;
 class OTViewController;
 class OTWebView;
@@ -62,6 +63,9 @@ public:
         std::function<void(bool granted, const std::optional<std::string>& error)> completion) = 0;
     virtual void registerUserNotificationSettings(std::int64_t types) = 0;
     virtual void registerForRemoteNotifications() = 0;
+
+    // Asks a table or collection view of the host to load its cells again.
+    virtual void reloadData(const std::shared_ptr<OTSceneNode>& listView) = 0;
 
     // Text heights for layout.
     virtual OTTextMeasurer& textMeasurer() = 0;

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace corvane {
+
+class OTEvent;
+
+// What the engine asks of the banner campaigns: download them after the dialog lists and match
+// each incoming event against their trigger conditions. The banner manager answers; the facade
+// installs it, so the engine itself never reaches up to the views.
+class OTBannerHandler {
+public:
+    virtual ~OTBannerHandler() = default;
+    virtual void loadBannerDefault(const std::optional<std::string>& groupIdentifier) = 0;
+    virtual void loadBanner(const std::optional<std::string>& groupIdentifier) = 0;
+    // Called on the event queue.
+    virtual void triggerEventMatch(const std::shared_ptr<OTEvent>& event) = 0;
+};
+
+}  // namespace corvane

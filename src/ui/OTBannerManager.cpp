@@ -1,0 +1,364 @@
+#include "ui/OTBannerManager.h"
+
+#include "core/OTSDKManager.h"
+#include "core/OTTask.h"
+#include "core/OTTaskManager.h"
+#include "model/OTBanner.h"
+#include "model/OTBannerRecordTree.h"
+#include "model/OTBannerRecordTreeNode.h"
+#include "platform/OTDataArchiver.h"
+#include "platform/OTDownloadManager.h"
+#include "platform/OTEnvironment.h"
+#include "platform/OTLogger.h"
+#include "platform/OTUserConfig.h"
+#include "platform/OTUtils.h"
+#include "platform/view/OTUIHost.h"
+#include "server/OTNetwork.h"
+#include "server/OTServerAnswer.h"
+#include "server/OTServerSession.h"
+#include "ui/OTBannerView.h"
+
+namespace corvane {
+
+namespace {
+// Writes one of the files; failures are logged under the sync's name.
+template <class Objects>
+void syncFile(const Objects& objects, const std::string& path, const char* name) {
+    if (!OTDataArchiver::setData(objects, path)) OTLog(OTLogger::kLevelError, "%@ 失败！", name);
+}
+
+bool sameBannerID(const OTBanner& a, const OTBanner& b) { return a.bannerID() && a.bannerID() == b.bannerID(); }
+}  // namespace
+
+OTBannerManager::OTBannerManager() {
+    auto restore = [this](const char* fileName) {
+        auto stored = OTDataArchiver::getObjectsForPath<OTBanner>(pathOf(fileName));
+        return stored ? Banners(stored->begin(), stored->end()) : Banners{};
+    };
+    bannerDefaultArray_.set(restore(kBannerDefaultFileName));
+    // Until a default download succeeds, a campaign download keeps the defaults it finds.
+    tempBannerDefaultArray_.set(bannerDefaultArray_.get());
+    bannerArray_.set(restore(kBannerListFileName));
+    if (auto json = OTDataArchiver::getJsonForPath(pathOf(kBannerJsonDataFileName)); json && json->is_array()) {
+        jsonDataArray_.set(std::move(*json));
+    }
+    auto nodes = OTDataArchiver::getObjectsForPath<OTBannerRecordTreeNode>(pathOf(kBannerRecordTreeFileName));
+    std::vector<OTRecordTree::NodePtr> treeNodes;
+    if (nodes) treeNodes.assign(nodes->begin(), nodes->end());
+    bannerRecordTree_ = OTBannerRecordTree::treeWithNodes(std::move(treeNodes));
+}
+
+std::shared_ptr<OTBannerManager> OTBannerManager::sharedManager() {
+    return OTEnvironment::current()->singleton<OTBannerManager>([] { return std::make_shared<OTBannerManager>(); });
+}
+
+std::string OTBannerManager::pathOf(const char* fileName) const {
+    return (OTEnvironment::current()->sandbox().documentsDirectory() / fileName).string();
+}
+
+// ---- Downloads ----
+
+void OTBannerManager::loadBannerDefault(const std::optional<std::string>& groupIdentifier) {
+    request(kDefaultBannerPath, groupIdentifier, true, bannerDefaultRetryCount_, &OTBannerManager::loadBannerDefault,
+            [](OTBannerManager& manager, const nlohmann::json& answer) { manager.acceptDefaultBanners(answer); });
+}
+
+void OTBannerManager::loadBanner(const std::optional<std::string>& groupIdentifier) {
+    request(kBannerPath, groupIdentifier, false, bannerRetryCount_, &OTBannerManager::loadBanner,
+            [](OTBannerManager& manager, const nlohmann::json& answer) { manager.acceptBanners(answer); });
+}
+
+void OTBannerManager::request(const char* path, const std::optional<std::string>& groupIdentifier, bool withDevice,
+                              std::atomic<std::uint64_t>& retries,
+                              void (OTBannerManager::*again)(const std::optional<std::string>&), Answer answer) {
+    const auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(groupIdentifier);
+    const nlohmann::json body = {{"newUser", 1},
+                                 {"os", OTServerSession::osObject(withDevice, withDevice)},
+                                 {"sdkVersion", OTServerSession::kSDKVersion},
+                                 {"token", settings->token().value_or("")},
+                                 {"userId", settings->userId().value_or("")}};
+    std::weak_ptr<OTBannerManager> weak = weak_from_this();
+    OTNetwork::networkWithGroupIdentifier(groupIdentifier.value_or(""))
+        ->postRequestWithRelativeURLStr(
+            path, nullptr, body,
+            [weak, path, groupIdentifier, &retries, again, answer = std::move(answer)](
+                const OTNetwork::Response& response, const std::string& data) {
+                auto self = weak.lock();
+                if (!self || !OTServerAnswer::acceptedStatus(response.statusCode)) return;
+                const auto parsed = OTServerAnswer::parse(data);
+                if (!parsed.is_object()) {
+                    OTLog(OTLogger::kLevelError, "code:%@\nmessage:%@\n", -1, OTServerAnswer::loggable(parsed, data));
+                    return;
+                }
+                const auto code = OTServerAnswer::code(parsed, -1);
+                if (code != 0) {
+                    OTLog(OTLogger::kLevelError, "code:%@\nmessage:%@\n", code, OTServerAnswer::message(parsed));
+                    if (code != OTServerAnswer::kExpiredTokenCode) return;
+                    // A server that keeps refusing the token is asked again only within the limit.
+                    OTSDKManager::sharedManager()->loginAgainWithin(retries, [weak, again, groupIdentifier] {
+                        if (auto manager = weak.lock()) ((*manager).*again)(groupIdentifier);
+                    });
+                    return;
+                }
+                retries.store(0);
+                OTEnvironment::current()->mainQueue()->async([weak, answer, parsed, path] {
+                    auto manager = weak.lock();
+                    if (!manager) return;
+                    const auto list = parsed.find("data");
+                    if (list == parsed.end() || !list->is_array()) {
+                        OTLog(OTLogger::kLevelError, "%@ 应答的 data 不是列表，保留现有横幅", path);
+                        return;
+                    }
+                    answer(*manager, parsed);
+                });
+            },
+            [](const OTNetwork::Error& error) {
+                OTLog(OTLogger::kLevelError, "code:%@\ndescripton:%@\n", error.code, error.localizedDescription);
+            });
+}
+
+OTBannerManager::Banners OTBannerManager::bannersFrom(const nlohmann::json& list) {
+    Banners banners;
+    for (const auto& element : list) {
+        if (!element.is_object()) continue;
+        auto banner = std::make_shared<OTBanner>();
+        banner->setModelWithDic(element);
+        banners.push_back(std::move(banner));
+    }
+    return banners;
+}
+
+void OTBannerManager::prefetchPictures(const Banners& banners) {
+    auto downloads = OTDownloadManager::sharedManager();
+    for (const auto& banner : banners) {
+        for (const auto& url : banner->pictureURLs()) {
+            if (!url.empty()) downloads->downloadImageWithURL(url, nullptr);
+        }
+    }
+}
+
+void OTBannerManager::acceptDefaultBanners(const nlohmann::json& answer) {
+    auto banners = bannersFrom(answer.at("data"));
+    bannerDefaultArray_.set(banners);
+    tempBannerDefaultArray_.set(banners);
+    prefetchPictures(banners);
+    resumeLastBackup();
+    syncBannerDefault();
+}
+
+void OTBannerManager::acceptBanners(const nlohmann::json& answer) {
+    const auto& data = answer.at("data");
+    jsonDataArray_.set(data);
+    syncBannerJsonData();
+    auto banners = bannersFrom(data);
+    auto fresh = OTBannerRecordTree::defaultTree();
+    fresh->removeAllTreeNodes();
+    for (const auto& banner : banners) {
+        auto node = std::make_shared<OTBannerRecordTreeNode>();
+        node->setNodeId(banner->bannerIDIntegerValue());
+        node->setStartTime(banner->startTime());
+        node->setEndTime(banner->endTime());
+        node->setDataMD5(banner->dataMD5().empty() ? std::string(OTBannerRecordTree::kNoDigest) : banner->dataMD5());
+        fresh->addTreeNode(node);
+    }
+    bannerArray_.set(banners);
+    prefetchPictures(banners);
+    bannerRecordTree_->updateWithTree(*fresh);
+    handleLoadSuccess();
+    saveBackup();
+    resumeLastBackup();
+    bannerDefaultArray_.set(tempBannerDefaultArray_.get());
+    syncBannerRecordTree();
+    syncBannerList();
+    OTLog(OTLogger::kLevelData, "banner data:\n%@", answer);
+}
+
+// ---- Activation and readiness ----
+
+void OTBannerManager::triggerEventMatch(const std::shared_ptr<OTEvent>& event) {
+    if (!event) return;
+    bool armed = false;
+    for (const auto& banner : bannerArray()) {
+        const auto& conditions = banner->events();
+        if (conditions.empty() || !event->matches(conditions.front())) continue;
+        auto node = std::dynamic_pointer_cast<OTBannerRecordTreeNode>(
+            bannerRecordTree_->findTreeNodeById(banner->bannerIDIntegerValue()));
+        if (!node) continue;
+        node->setActivated(true);
+        armed = true;
+    }
+    if (armed) syncBannerRecordTree();
+}
+
+bool OTBannerManager::readyToShow(const std::shared_ptr<OTBannerRecordTreeNode>& node) const {
+    if (!node || !node->activated()) return false;
+    const auto start = OTUtils::dateFromString(node->startTime());
+    const auto end = OTUtils::dateFromString(node->endTime());
+    const auto now = OTEnvironment::current()->clock().now();
+    return start && end && *start <= now && now <= *end;
+}
+
+// ---- Rendering ----
+
+OTBannerManager::Banner OTBannerManager::getBannerWithConfig(const std::shared_ptr<CorvaneBannerConfig>& config,
+                                                             const Banners& sourceArr) {
+    if (!config || !config->locationId()) return nullptr;
+    for (const auto& banner : sourceArr) {
+        if (banner->locationId() == config->locationId()) return banner;
+    }
+    return nullptr;
+}
+
+OTSize OTBannerManager::renderBanner(const std::shared_ptr<CorvaneBannerConfig>& config) {
+    if (!config) return {};
+    const auto configuration = OTSDKManager::sharedManager()->configuration();
+    if (configuration && configuration->bannerClosed()) return {};
+    const auto campaigns = bannerArray();
+    const auto defaults = bannerDefaultArray();
+    if (campaigns.empty() && defaults.empty()) {
+        auto waiting = std::make_shared<CorvaneBannerConfig>();
+        waiting->setLocationId(config->locationId());
+        waiting->setContainer(config->container());
+        waitingBannerConfigs_.modify([&waiting](auto& configs) { configs.push_back(std::move(waiting)); });
+        return {};
+    }
+
+    const auto campaign = getBannerWithConfig(config, campaigns);
+    const auto fallback = config->hidesWhenNotAvailable() ? nullptr : getBannerWithConfig(config, defaults);
+    Banner shown = fallback;
+    if (campaign) {
+        auto node = std::dynamic_pointer_cast<OTBannerRecordTreeNode>(
+            bannerRecordTree_->findTreeNodeById(campaign->bannerIDIntegerValue()));
+        if (readyToShow(node)) shown = campaign;
+    }
+    if (shown && shown->bannerID() && !shown->bannerID()->empty()) {
+        addPresentingBanner(shown);
+        saveBackup();
+    }
+
+    auto view = OTBannerView::initWithBanner(shown);
+    view->render();
+    const auto container = config->container();
+    if (!container) return view->fetchSize();
+    const auto holder = container->contentView();
+    std::vector<std::shared_ptr<OTSceneNode>> previous;
+    for (const auto& subview : holder->subviews()) {
+        if (std::dynamic_pointer_cast<OTBannerView>(subview)) previous.push_back(subview);
+    }
+    for (const auto& subview : previous) subview->removeFromSuperview();
+    holder->addSubview(view);
+    return view->bounds().size;
+}
+
+void OTBannerManager::addPresentingBanner(const Banner& banner) {
+    presentingBanners_.modify([&banner](Banners& banners) {
+        for (const auto& presenting : banners) {
+            if (presenting->isEqual(*banner)) return;
+        }
+        banners.push_back(banner);
+    });
+}
+
+void OTBannerManager::handleLoadSuccess() {
+    // Configs that still find nothing to show go back to waiting for the next download.
+    const auto waiting = waitingBannerConfigs_.modify([](auto& configs) { return std::exchange(configs, {}); });
+    if (waiting.empty()) return;
+    for (const auto& config : waiting) renderBanner(config);
+    reloadWithContainer(waiting.front()->container());
+}
+
+void OTBannerManager::reloadWithContainer(const std::shared_ptr<OTSceneNode>& view) {
+    for (auto node = view; node; node = node->superview()) {
+        const auto role = node->role();
+        if (role != OTSceneNode::Role::TableCell && role != OTSceneNode::Role::CollectionCell) continue;
+        const auto list = role == OTSceneNode::Role::TableCell ? OTSceneNode::Role::Table : OTSceneNode::Role::Collection;
+        for (auto parent = node->superview(); parent; parent = parent->superview()) {
+            if (parent->role() == list) {
+                OTEnvironment::current()->uiHost().reloadData(parent);
+                return;
+            }
+        }
+        return;
+    }
+}
+
+// ---- Raw access ----
+
+nlohmann::json OTBannerManager::filterJsonData(const nlohmann::json& list, const std::string& locationId) {
+    nlohmann::json kept = nlohmann::json::array();
+    if (!list.is_array()) return kept;
+    bool skipNext = false;
+    for (const auto& entry : list) {
+        if (skipNext) {
+            kept.push_back(entry);
+            skipNext = false;
+            continue;
+        }
+        const auto location = entry.is_object() ? entry.find("locationId") : entry.end();
+        const bool same = entry.is_object() && location != entry.end() && location->is_string() &&
+                          location->get_ref<const std::string&>() == locationId;
+        if (same) kept.push_back(entry);
+        else skipNext = true;
+    }
+    return kept;
+}
+
+void OTBannerManager::getBanner(const std::string& locationId, Completion completion) {
+    std::weak_ptr<OTBannerManager> weak = weak_from_this();
+    auto task = OTTask::taskWithCondition(
+        [weak] {
+            auto self = weak.lock();
+            if (!self) return false;
+            const auto data = self->jsonDataArray();
+            return data.is_array() && !data.empty();
+        },
+        [weak, locationId, completion = std::move(completion)] {
+            auto self = weak.lock();
+            if (!self || !completion) return;
+            const auto kept = filterJsonData(self->jsonDataArray(), locationId);
+            completion(kept.empty() ? std::nullopt : OTUtils::arrayOrDicToJsonString(kept));
+        });
+    OTTaskManager::manager()->addTask(task);
+}
+
+// ---- Files ----
+
+void OTBannerManager::saveBackup() {
+    if (OTDataArchiver::setData(presentingBanners(), pathOf(kPresentingBannersFileName))) {
+        OTLog(OTLogger::kLevelLog, "saveBackup 成功！");
+    } else {
+        OTLog(OTLogger::kLevelError, "saveBackup 失败！");
+    }
+}
+
+void OTBannerManager::resumeLastBackup() {
+    const auto stored = OTDataArchiver::getObjectsForPath<OTBanner>(pathOf(kPresentingBannersFileName));
+    if (!stored) return;
+    bannerDefaultArray_.modify([&stored](Banners& defaults) {
+        for (const auto& presented : *stored) {
+            for (auto& banner : defaults) {
+                if (!sameBannerID(*banner, *presented)) continue;
+                banner = presented->copy();
+                break;
+            }
+        }
+    });
+}
+
+void OTBannerManager::syncBannerDefault() {
+    syncFile(bannerDefaultArray(), pathOf(kBannerDefaultFileName), "syncBannerDefault");
+}
+
+void OTBannerManager::syncBannerList() {
+    syncFile(bannerArray(), pathOf(kBannerListFileName), "syncBannerList");
+}
+
+void OTBannerManager::syncBannerJsonData() {
+    syncFile(jsonDataArray(), pathOf(kBannerJsonDataFileName), "syncBannerJsonData");
+}
+
+void OTBannerManager::syncBannerRecordTree() {
+    syncFile(bannerRecordTree_->allNodes(), pathOf(kBannerRecordTreeFileName), "syncBannerRecordTree");
+}
+
+}  // namespace corvane
