@@ -17,12 +17,10 @@ std::string OTBanner::digestOf(const nlohmann::json& dic) {
         const auto it = dic.find(key);
         return it == dic.end() || it->is_null() ? nlohmann::json(missing) : *it;
     };
-    const nlohmann::json digested = {{"content", entry("content", kMissingValue)},
-                                     {"clickEvent", entry("clickEvent", kMissingValue)},
-                                     {"events", entry("events", kMissingValue)},
-                                     {"endTime", entry("endTime", kMissingEndTime)},
-                                     {"startTime", entry("startTime", kMissingValue)},
-                                     {"resource", entry("resource", kMissingValue)}};
+    const nlohmann::json digested = {
+        {"content", entry("content", kMissingValue)},     {"clickEvent", entry("clickEvent", kMissingValue)},
+        {"events", entry("events", kMissingValue)},       {"endTime", entry("endTime", kMissingEndTime)},
+        {"startTime", entry("startTime", kMissingValue)}, {"resource", entry("resource", kMissingValue)}};
     return OTUtils::md5(OTUtils::ot_dictionaryToJson(digested)).value_or("");
 }
 
@@ -75,9 +73,7 @@ void OTBanner::setModelWithDic(const nlohmann::json& dic) {
     }
 }
 
-std::int64_t OTBanner::bannerIDIntegerValue() const {
-    return bannerID_ ? OTUserDefaults::integerValue(*bannerID_) : 0;
-}
+std::int64_t OTBanner::bannerIDIntegerValue() const { return bannerID_ ? OTUserDefaults::integerValue(*bannerID_) : 0; }
 
 std::shared_ptr<OTBanner> OTBanner::copy() const {
     auto banner = std::make_shared<OTBanner>(*this);
@@ -133,8 +129,8 @@ std::shared_ptr<OTBanner> OTBanner::initWithCoder(const OTKeyedUnarchiver& coder
     banner->eventLink_ = coder.decodeStringForKey("eventLink");
     banner->content_ = coder.decodeObjectOfClass<OTTextAttribute>("content");
     if (!banner->content_) banner->content_ = std::make_shared<OTTextAttribute>();
-    banner->pictures_ = coder.decodeArrayOfObjectsOfClass<OTPicture>("pictures").value_or(
-        std::vector<std::shared_ptr<OTPicture>>{});
+    banner->pictures_ =
+        coder.decodeArrayOfObjectsOfClass<OTPicture>("pictures").value_or(std::vector<std::shared_ptr<OTPicture>>{});
     if (const auto videos = coder.decodeJsonForKey("videos"); videos && videos->is_array()) {
         for (const auto& video : *videos) {
             if (video.is_string()) banner->videos_.push_back(video.get<std::string>());

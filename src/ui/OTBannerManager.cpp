@@ -223,14 +223,7 @@ OTSize OTBannerManager::renderBanner(const std::shared_ptr<CorvaneBannerConfig>&
         return {};
     }
 
-    const auto campaign = getBannerWithConfig(config, campaigns);
-    const auto fallback = config->hidesWhenNotAvailable() ? nullptr : getBannerWithConfig(config, defaults);
-    Banner shown = fallback;
-    if (campaign) {
-        auto node = std::dynamic_pointer_cast<OTBannerRecordTreeNode>(
-            bannerRecordTree_->findTreeNodeById(campaign->bannerIDIntegerValue()));
-        if (readyToShow(node)) shown = campaign;
-    }
+    const auto shown = bannerToShow(config);
     if (shown && shown->bannerID() && !shown->bannerID()->empty()) {
         addPresentingBanner(shown);
         saveBackup();
@@ -248,6 +241,16 @@ OTSize OTBannerManager::renderBanner(const std::shared_ptr<CorvaneBannerConfig>&
     for (const auto& subview : previous) subview->removeFromSuperview();
     holder->addSubview(view);
     return view->bounds().size;
+}
+
+OTBannerManager::Banner OTBannerManager::bannerToShow(const std::shared_ptr<CorvaneBannerConfig>& config) const {
+    if (!config) return nullptr;
+    if (const auto campaign = getBannerWithConfig(config, bannerArray())) {
+        auto node = std::dynamic_pointer_cast<OTBannerRecordTreeNode>(
+            bannerRecordTree_->findTreeNodeById(campaign->bannerIDIntegerValue()));
+        if (readyToShow(node)) return campaign;
+    }
+    return config->hidesWhenNotAvailable() ? nullptr : getBannerWithConfig(config, bannerDefaultArray());
 }
 
 void OTBannerManager::addPresentingBanner(const Banner& banner) {
@@ -271,7 +274,8 @@ void OTBannerManager::reloadWithContainer(const std::shared_ptr<OTSceneNode>& vi
     for (auto node = view; node; node = node->superview()) {
         const auto role = node->role();
         if (role != OTSceneNode::Role::TableCell && role != OTSceneNode::Role::CollectionCell) continue;
-        const auto list = role == OTSceneNode::Role::TableCell ? OTSceneNode::Role::Table : OTSceneNode::Role::Collection;
+        const auto list =
+            role == OTSceneNode::Role::TableCell ? OTSceneNode::Role::Table : OTSceneNode::Role::Collection;
         for (auto parent = node->superview(); parent; parent = parent->superview()) {
             if (parent->role() == list) {
                 OTEnvironment::current()->uiHost().reloadData(parent);
@@ -349,9 +353,7 @@ void OTBannerManager::syncBannerDefault() {
     syncFile(bannerDefaultArray(), pathOf(kBannerDefaultFileName), "syncBannerDefault");
 }
 
-void OTBannerManager::syncBannerList() {
-    syncFile(bannerArray(), pathOf(kBannerListFileName), "syncBannerList");
-}
+void OTBannerManager::syncBannerList() { syncFile(bannerArray(), pathOf(kBannerListFileName), "syncBannerList"); }
 
 void OTBannerManager::syncBannerJsonData() {
     syncFile(jsonDataArray(), pathOf(kBannerJsonDataFileName), "syncBannerJsonData");

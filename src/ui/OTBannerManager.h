@@ -58,6 +58,9 @@ public:
     // The raw banner objects of `locationId` as JSON text, once a campaign download has some;
     // `completion` is never called when none arrives within a minute.
     void getBanner(const std::string& locationId, Completion completion);
+    // The banner a render shows for the config: the location's campaign banner when it is ready,
+    // else its default banner unless the config hides it; nothing when neither applies.
+    Banner bannerToShow(const std::shared_ptr<CorvaneBannerConfig>& config) const;
     static Banner getBannerWithConfig(const std::shared_ptr<CorvaneBannerConfig>& config, const Banners& sourceArr);
     // Armed, and now within its start and end times.
     bool readyToShow(const std::shared_ptr<OTBannerRecordTreeNode>& node) const;

@@ -81,7 +81,8 @@ OTBannerView::Layout OTBannerView::layoutFor(std::int64_t style, double W, doubl
 }
 
 double OTBannerView::maxTextHeight(std::int64_t style, double W) {
-    const double lines = kMaxTextLines * OTTextMeasurer::lineHeight(fontSizeFor(W)) + (kMaxTextLines - 1) * kLineSpacing;
+    const double lines =
+        kMaxTextLines * OTTextMeasurer::lineHeight(fontSizeFor(W)) + (kMaxTextLines - 1) * kLineSpacing;
     return style == 1 ? std::min(lines, iconSide(W) * kImageAspect + 10) : lines;
 }
 

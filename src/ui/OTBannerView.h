@@ -57,8 +57,7 @@ public:
     OTSize fetchSize() const;
     void render() { layoutBannerViewWithBanner(banner_); }
     void layoutBannerViewWithBanner(const std::shared_ptr<const OTBanner>& banner);
-    double calculateTextHeightWithAtrribute(const std::shared_ptr<OTTextAttribute>& attribute,
-                                            double textWidth) const;
+    double calculateTextHeightWithAtrribute(const std::shared_ptr<OTTextAttribute>& attribute, double textWidth) const;
     void bannerClicked();
 
     void otCycleScrollViewDidSelectItemAtIndex(OTCycleScrollView& view, std::int64_t index) override;

@@ -27,9 +27,8 @@ void OTCollectionViewCell::setTitle(const std::optional<std::string>& title) {
     if (!titleLabel_->superview()) addSubview(titleLabel_);
 }
 
-void OTCollectionViewCell::setTitleLabelStyle(const OTColor& textColor, double fontSize,
-                                              const OTColor& backgroundColor, double height,
-                                              TextAlignment alignment) {
+void OTCollectionViewCell::setTitleLabelStyle(const OTColor& textColor, double fontSize, const OTColor& backgroundColor,
+                                              double height, TextAlignment alignment) {
     titleLabel_->setTextColor(textColor);
     titleLabel_->setFont("system", fontSize);
     titleLabel_->setBackgroundColor(backgroundColor);

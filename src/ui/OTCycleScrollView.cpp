@@ -41,8 +41,8 @@ OTRect OTCycleScrollView::pageControlFrame(std::int64_t pages, const OTSize& dot
                                            const OTSize& viewSize, bool centred, double rightOffset,
                                            double bottomOffset) {
     OTSize size = OTPageControl::sizeForNumberOfPages(pages, dotSize, OTPageControl::kDefaultSpacing);
-    if (style == PageControlStyle::Classic) size = {static_cast<double>(pages) * dotSize.width * kClassicDotSlot,
-                                                    dotSize.height};
+    if (style == PageControlStyle::Classic)
+        size = {static_cast<double>(pages) * dotSize.width * kClassicDotSlot, dotSize.height};
     double x = centred ? (viewSize.width - size.width) / 2 : viewSize.width - size.width - kPageControlRightMargin;
     double y = viewSize.height - size.height - kPageControlBottomMargin;
     x -= rightOffset;
@@ -93,9 +93,7 @@ std::shared_ptr<OTCycleScrollView> OTCycleScrollView::cycleScrollViewWithFrame(
     return view;
 }
 
-void OTCycleScrollView::initialization() {
-    setBackgroundColor(OTColor(2.0 / 3, 2.0 / 3, 2.0 / 3, 1));
-}
+void OTCycleScrollView::initialization() { setBackgroundColor(OTColor(2.0 / 3, 2.0 / 3, 2.0 / 3, 1)); }
 
 void OTCycleScrollView::connectScrolling() {
     std::weak_ptr<OTSceneNode> weak = weak_from_this();
@@ -236,8 +234,9 @@ void OTCycleScrollView::setupPageControl() {
     if (count == 0 || onlyDisplayText_ || pageControlStyle_ == PageControlStyle::None) return;
     if (count == 1 && hidesForSinglePage_) return;
     pageControl_ = std::make_shared<OTPageControl>();
-    pageControl_->setDotViewClass(pageControlStyle_ == PageControlStyle::Animated ? OTPageControl::DotViewClass::Animated
-                                                                                   : OTPageControl::DotViewClass::Plain);
+    pageControl_->setDotViewClass(pageControlStyle_ == PageControlStyle::Animated
+                                      ? OTPageControl::DotViewClass::Animated
+                                      : OTPageControl::DotViewClass::Plain);
     pageControl_->setDotSize(pageControlDotSize_);
     pageControl_->setDotColor(currentPageDotColor_);
     pageControl_->setDotImage(pageDotImage_);
@@ -261,10 +260,9 @@ void OTCycleScrollView::layoutSubviews() {
         setContentOffsetX(static_cast<double>(startItemIndex(totalItemsCount_, infiniteLoop_)) * size.width);
     }
     if (pageControl_) {
-        pageControl_->setFrame(pageControlFrame(static_cast<std::int64_t>(imagePathsGroup_.size()),
-                                                pageControlDotSize_, pageControlStyle_, size,
-                                                pageControlAliment_ != 0, pageControlRightOffset_,
-                                                pageControlBottomOffset_));
+        pageControl_->setFrame(pageControlFrame(static_cast<std::int64_t>(imagePathsGroup_.size()), pageControlDotSize_,
+                                                pageControlStyle_, size, pageControlAliment_ != 0,
+                                                pageControlRightOffset_, pageControlBottomOffset_));
         pageControl_->layoutDots();
     }
     reloadVisibleCells();
@@ -303,8 +301,7 @@ void OTCycleScrollView::scrollToIndex(std::int64_t target) {
 void OTCycleScrollView::makeScrollViewScrollToIndex(std::int64_t page) {
     if (autoScroll_) invalidateTimer();
     if (totalItemsCount_ == 0) return;
-    setContentOffsetX(std::trunc(static_cast<double>(totalItemsCount_) * 0.5 + static_cast<double>(page)) *
-                      ot_width());
+    setContentOffsetX(std::trunc(static_cast<double>(totalItemsCount_) * 0.5 + static_cast<double>(page)) * ot_width());
     if (autoScroll_) setupTimer();
 }
 
@@ -350,8 +347,8 @@ void OTCycleScrollView::reloadVisibleCells() {
                                  titleLabelHeight_, titleLabelTextAlignment_);
         cell->setOnlyDisplayText(onlyDisplayText_);
         const auto& path = imagePathsGroup_[static_cast<std::size_t>(page)];
-        if (!onlyDisplayText_) cell->setImagePath(path.empty() ? placeholderImage_.value_or("") : path,
-                                                  bannerImageViewContentMode_);
+        if (!onlyDisplayText_)
+            cell->setImagePath(path.empty() ? placeholderImage_.value_or("") : path, bannerImageViewContentMode_);
         if (static_cast<std::size_t>(page) < titlesGroup_.size()) {
             cell->setTitle(titlesGroup_[static_cast<std::size_t>(page)]);
         }

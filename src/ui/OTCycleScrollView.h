@@ -53,8 +53,7 @@ public:
     static std::int64_t currentIndexFor(double offset, double itemWidth, const OTSize& viewSize);
     static std::int64_t pageControlIndexWithCurrentCellIndex(std::int64_t index, std::int64_t count);
     // Past the end: back to the middle without animation when looping, else nowhere.
-    static std::optional<ScrollStep> scrollStepTo(std::int64_t target, std::int64_t totalItemsCount,
-                                                  bool infiniteLoop);
+    static std::optional<ScrollStep> scrollStepTo(std::int64_t target, std::int64_t totalItemsCount, bool infiniteLoop);
     // Where the first layout starts: the middle when looping, else the first item.
     static std::int64_t startItemIndex(std::int64_t totalItemsCount, bool infiniteLoop);
     // The page control's frame in a view of `viewSize`.

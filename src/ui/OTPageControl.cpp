@@ -79,8 +79,8 @@ void OTPageControl::sizeToFit() {
 
 void OTPageControl::layoutDots() {
     for (std::size_t i = 0; i < dots_.size(); ++i) {
-        dots_[i]->setFrame(dotFrame(static_cast<std::int64_t>(i), numberOfPages_, dotSize_, spacingBetweenDots_,
-                                    frame().size));
+        dots_[i]->setFrame(
+            dotFrame(static_cast<std::int64_t>(i), numberOfPages_, dotSize_, spacingBetweenDots_, frame().size));
         if (!dotImage_ || !currentDotImage_) dots_[i]->setCornerRadius(dotSize_.width / 2);
     }
 }

@@ -39,6 +39,10 @@ const std::map<std::string, std::vector<Field>, std::less<>>& schema() {
           {"delay", Kind::Number},
           {"drop", Kind::Boolean}}},
         {"dismiss", {}},
+        {"banner",
+         {{"locationId", Kind::Text, true}, {"container", Kind::Text}, {"hidesWhenNotAvailable", Kind::Boolean}}},
+        {"tapBanner", {{"locationId", Kind::Text, true}, {"item", Kind::Integer}}},
+        {"getBanner", {{"locationId", Kind::Text, true}}},
     };
     return kSchema;
 }

@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "OTDevServer.h"
+#include "OTSimulatorBanners.h"
 #include "OTSimulatorPresenter.h"
 #include "core/OTSDKManager.h"
 #include "corvane/CorvaneOtManager.h"
@@ -93,6 +94,9 @@ bool OTSimulator::setUp() {
     parts.reachability = reachability_;
     environment_ = std::make_shared<OTEnvironment>(std::move(parts));
     OTEnvironment::install(environment_);
+    banners_ = std::make_unique<OTSimulatorBanners>(
+        [this](json observation) { observe(std::move(observation)); }, options_.htmlDirectory,
+        OTSize{environment_->device().screenWidth, environment_->device().screenHeight});
     OTLogger::configLogLevel(options_.logLevel);
     OTPopWindowManager::sharedManager()->setPresenter(
         std::make_shared<OTSimulatorPresenter>([this](const auto& data) { dialogShown(data); },
@@ -172,6 +176,10 @@ void OTSimulator::perform(std::size_t line, const OTScenarioAction& action) {
     if (name == "dialogVisible") return CorvaneOtManager::setDialogVisible(action.flag("visible", true));
     if (name == "fault") return injectFault(line, action);
     if (name == "dismiss") return dismiss(line);
+    const auto failed = [this, line](const std::string& message) { error(line, message); };
+    if (name == "banner") return banners_->load(action, failed);
+    if (name == "tapBanner") return banners_->tap(action, failed);
+    if (name == "getBanner") return banners_->getBanner(action, failed);
 }
 
 std::shared_ptr<CorvaneOtObserver> OTSimulator::observer() {
@@ -344,6 +352,7 @@ void OTSimulator::collect() {
         }
     }
     collectNavigation();
+    banners_->collect();
 }
 
 OTSimulator::NavigationState OTSimulator::navigationState() const {
@@ -450,11 +459,13 @@ json OTSimulator::finalState() {
                              {"forbidden", record->forbidden()}});
         }
     }
-    return {{"type", "state"},
-            {"dailyPopWindowCount", OTUserConfig::defaultConfig()->dailyPopWindowCount()},
-            {"nodes", nodes},
-            {"offlineWindowEvents", engine->cachedOfflineWindowEvents().size()},
-            {"offlinePushEvents", engine->cachedOfflinePushEvents().size()}};
+    json state = {{"type", "state"},
+                  {"dailyPopWindowCount", OTUserConfig::defaultConfig()->dailyPopWindowCount()},
+                  {"nodes", nodes},
+                  {"offlineWindowEvents", engine->cachedOfflineWindowEvents().size()},
+                  {"offlinePushEvents", engine->cachedOfflinePushEvents().size()}};
+    banners_->addState(state);
+    return state;
 }
 
 // ---- Output ----
@@ -476,6 +487,10 @@ void OTSimulator::print(const json& o) {
     }
     const std::string type = o["type"];
     const std::string at = timeText(o["t"].get<double>());
+    if (OTSimulatorBanners::print(out_, at, o)) {
+        out_.flush();
+        return;
+    }
     if (type == "action") {
         out_ << "\n" << at << "  line " << o["line"] << ": " << o["action"].dump() << "\n";
     } else if (type == "dialog") {
@@ -533,6 +548,12 @@ void OTSimulator::print(const json& o) {
                  << ", clicks " << node["clickCount"] << ", closes " << node["closeCount"]
                  << (node["forbidden"].get<bool>() ? ", no longer shown" : "") << "\n";
         }
+        for (const auto& node : o.value("bannerNodes", json::array())) {
+            out_ << "           banner " << node["id"] << ": "
+                 << (node["activated"].get<bool>() ? "armed" : "not armed") << "\n";
+        }
+        if (!o.value("presentingBanners", json::array()).empty())
+            out_ << "           banners on screen: " << o["presentingBanners"].dump() << "\n";
     }
     out_.flush();
 }

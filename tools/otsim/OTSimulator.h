@@ -14,6 +14,7 @@
 namespace corvane {
 
 class OTScenarioAction;
+class OTSimulatorBanners;
 
 class CorvaneOtConfig;
 class CorvaneOtObserver;
@@ -113,6 +114,7 @@ private:
     std::size_t lastActionStart_ = 0;
     NavigationState navigation_;
     std::size_t snapshots_ = 0;
+    std::unique_ptr<OTSimulatorBanners> banners_;
 };
 
 }  // namespace corvane
