@@ -57,8 +57,12 @@ TEST(OTBanner, FieldsFollowTheirReadingRules) {
     EXPECT_EQ(banner({{"id", "abc"}})->bannerIDIntegerValue(), 0);
     EXPECT_FALSE(banner({{"id", ""}})->bannerID());
     EXPECT_FALSE(banner({{"id", nullptr}})->bannerID());
-    const auto wrong = banner({{"id", json::array()}, {"locationId", 7}, {"startTime", true},
-                               {"clickEvent", json::object()}, {"content", "text"}, {"resource", "none"},
+    const auto wrong = banner({{"id", json::array()},
+                               {"locationId", 7},
+                               {"startTime", true},
+                               {"clickEvent", json::object()},
+                               {"content", "text"},
+                               {"resource", "none"},
                                {"events", json::object()}});
     EXPECT_FALSE(wrong->bannerID());
     EXPECT_FALSE(wrong->locationId());
@@ -97,8 +101,9 @@ TEST(OTBanner, TheDigestCoversTheShownContentOnly) {
 
     // Missing values digest as fixed texts: "1997-01-01 00:00:00" for the end, "Nan" for the rest.
     const json withoutTimes = {{"id", "1"}};
-    const json digested = {{"content", "Nan"},   {"clickEvent", "Nan"}, {"events", "Nan"},
-                           {"endTime", "1997-01-01 00:00:00"}, {"startTime", "Nan"}, {"resource", "Nan"}};
+    const json digested = {{"content", "Nan"},   {"clickEvent", "Nan"},
+                           {"events", "Nan"},    {"endTime", "1997-01-01 00:00:00"},
+                           {"startTime", "Nan"}, {"resource", "Nan"}};
     EXPECT_EQ(banner(withoutTimes)->dataMD5(), OTUtils::md5(OTUtils::ot_dictionaryToJson(digested)).value());
     EXPECT_EQ(banner({{"id", "1"}, {"endTime", nullptr}, {"startTime", nullptr}})->dataMD5(),
               banner(withoutTimes)->dataMD5());

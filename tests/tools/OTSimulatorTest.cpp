@@ -70,7 +70,27 @@ TEST(OTSimulator, TheDemoShowsDialogsFollowsLinksQueuesOfflineAndHitsTheDailyCap
     std::vector<std::string> navigation;
     for (const auto& o : ofType(observations, "navigation"))
         navigation.push_back(o["kind"].get<std::string>() + " " + o["target"].get<std::string>());
-    EXPECT_EQ(navigation, (std::vector<std::string>{"url-inapp https://shop.example.com/new", "tab MineVC"}));
+    EXPECT_EQ(navigation, (std::vector<std::string>{"url-inapp https://shop.example.com/new", "tab MineVC",
+                                                    "push DetailVC", "push DetailVC"}));
+
+    // Banners: the default banner of home_top until its campaign banner's trigger event, then the
+    // campaign banner; a carousel; the raw list as the walk leaves it.
+    const auto banners = ofType(observations, "banner");
+    ASSERT_EQ(banners.size(), 3u);
+    EXPECT_EQ(banners[0]["banner"], "300");
+    EXPECT_EQ(banners[0]["container"], "tableCell");
+    EXPECT_EQ(banners[0]["style"], 1);
+    EXPECT_EQ(banners[0]["width"], 390);
+    EXPECT_EQ(banners[1]["banner"], "305");
+    EXPECT_EQ(banners[1]["pictures"].size(), 3u);
+    EXPECT_NEAR(banners[1]["height"].get<double>(), 370 * 0.65625 + 20, 1e-9);
+    EXPECT_EQ(banners[2]["banner"], "301");
+    EXPECT_EQ(banners[2]["text"], "领券成功！新人专享 50 元礼包已到账");
+    const auto data = ofType(observations, "bannerData");
+    ASSERT_EQ(data.size(), 1u);
+    std::vector<std::string> kept;
+    for (const auto& banner : data[0]["data"]) kept.push_back(banner["id"]);
+    EXPECT_EQ(kept, (std::vector<std::string>{"302", "304", "305"}));
 
     // The close report went out only after the network came back.
     std::size_t upAt = 0, reportAt = 0;
@@ -96,8 +116,14 @@ TEST(OTSimulator, TheDemoShowsDialogsFollowsLinksQueuesOfflineAndHitsTheDailyCap
     ASSERT_EQ(state["nodes"].size(), 4u);
     EXPECT_EQ(state["nodes"][3]["id"], 104);
     EXPECT_EQ(state["nodes"][3]["usedCount"], 0);  // the survey came after the daily cap
-    EXPECT_EQ(ofType(observations, "snapshot").size(), 3u);
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(html), std::filesystem::directory_iterator()), 3);
+    EXPECT_EQ(ofType(observations, "snapshot").size(), 6u);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(html), std::filesystem::directory_iterator()), 6);
+    std::vector<std::string> armed;
+    for (const auto& node : state["bannerNodes"]) {
+        if (node["activated"].get<bool>()) armed.push_back(node["id"].dump());
+    }
+    EXPECT_EQ(armed, (std::vector<std::string>{"301", "302", "303", "304", "305"}));
+    EXPECT_EQ(state["presentingBanners"], (json{"300", "305", "301"}));
 }
 
 TEST(OTSimulator, BadLinesAreReportedWithTheirNumberAndTheRunGoesOn) {
@@ -115,12 +141,15 @@ TEST(OTSimulator, BadLinesAreReportedWithTheirNumberAndTheRunGoesOn) {
                                "{\"action\":\"wait\",\"seconds\":\"x\"}\n"
                                "{\"action\":\"wait\",\"seconds\":1e300}\n"
                                "{\"action\":\"fault\",\"path\":\"/push/sdk/login\",\"count\":10000000000}\n"
-                               "{\"action\":\"dialogVisible\",\"visible\":false}\n";
+                               "{\"action\":\"dialogVisible\",\"visible\":false}\n"
+                               "{\"action\":\"banner\",\"locationId\":\"x\",\"container\":\"drawer\"}\n"
+                               "{\"action\":\"tapBanner\",\"locationId\":\"nowhere\",\"item\":2}\n"
+                               "{\"action\":\"banner\",\"container\":\"view\"}\n";
     const auto observations = runSimulator(scenario.string());
     std::vector<std::string> errors;
     for (const auto& o : ofType(observations, "error"))
         errors.push_back(o["line"].dump() + " " + o["message"].get<std::string>());
-    ASSERT_EQ(errors.size(), 10u);
+    ASSERT_EQ(errors.size(), 13u);
     EXPECT_EQ(errors[0], "2 not a JSON object: {not json");
     EXPECT_EQ(errors[1], "4 unknown action \"fly\"");
     EXPECT_EQ(errors[2], "5 no dialog on screen");
@@ -131,9 +160,12 @@ TEST(OTSimulator, BadLinesAreReportedWithTheirNumberAndTheRunGoesOn) {
     EXPECT_EQ(errors[7], "10 \"seconds\" of \"wait\" must be a number");
     EXPECT_EQ(errors[8], "11 \"seconds\" must lie between 0 and 3600 seconds");
     EXPECT_EQ(errors[9], "12 \"count\" is out of range");
+    EXPECT_EQ(errors[10], "14 unknown container \"drawer\"");
+    EXPECT_EQ(errors[11], "15 no banner shown at \"nowhere\"");
+    EXPECT_EQ(errors[12].substr(0, 3), "16 ");
     const auto actions = ofType(observations, "action");
     ASSERT_FALSE(actions.empty());
-    EXPECT_EQ(actions.back()["line"], 13);
+    EXPECT_EQ(actions.back()["line"], 15);
     EXPECT_EQ(observations.back()["type"], "state");
 }
 

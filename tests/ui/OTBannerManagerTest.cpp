@@ -258,7 +258,7 @@ TEST(OTBannerManager, HostileAnswersAndFilesLeaveThePreviousListsInPlace) {
     ASSERT_TRUE(before);
 
     for (const std::string& body : {std::string(R"({"code":0,"data":{"id":"1"}})"), std::string(R"({"code":0})"),
-                                   std::string("[1,2]"), std::string("{not json"), std::string(R"({"code":"7"})")}) {
+                                    std::string("[1,2]"), std::string("{not json"), std::string(R"({"code":"7"})")}) {
         r.transport->setAnswerAtOnce([body](const OTHeldTransport::Held&) { return body; });
         r.manager->loadBanner(std::string("group.demo"));
         r.manager->loadBannerDefault(std::string("group.demo"));
@@ -276,8 +276,7 @@ TEST(OTBannerManager, HostileAnswersAndFilesLeaveThePreviousListsInPlace) {
     ASSERT_EQ(r.manager->bannerArray().size(), 1u);
     EXPECT_NE(r.node(0), nullptr);
     r.event("$pageview");
-    EXPECT_EQ(r.manager->renderBanner(r.config("home_top", nullptr)).height,
-              OTBannerView::fetchSize(1, 390, 0).height);
+    EXPECT_EQ(r.manager->renderBanner(r.config("home_top", nullptr)).height, OTBannerView::fetchSize(1, 390, 0).height);
 
     // An expired token logs in again and repeats the request, within the retry limit.
     r.transport->forgetSent();

@@ -17,7 +17,10 @@ using nlohmann::json;
 namespace {
 std::shared_ptr<OTBanner> banner(std::int64_t style, const json& resource, const json& content = nullptr) {
     auto made = std::make_shared<OTBanner>();
-    json dic = {{"id", "7"}, {"style", style}, {"locationId", "home_top"}, {"clickEvent", "DetailVC?id=7"},
+    json dic = {{"id", "7"},
+                {"style", style},
+                {"locationId", "home_top"},
+                {"clickEvent", "DetailVC?id=7"},
                 {"resource", resource}};
     if (!content.is_null()) dic["content"] = content;
     made->setModelWithDic(dic);

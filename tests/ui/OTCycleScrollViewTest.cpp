@@ -21,7 +21,7 @@ TEST(OTCycleScrollView, LoopIndexAndDotArithmetic) {
 
     const OTSize view{355, 233};
     EXPECT_EQ(OTCycleScrollView::currentIndexFor(0, 355, view), 0);
-    EXPECT_EQ(OTCycleScrollView::currentIndexFor(177, 355, view), 0);   // just short of half an item
+    EXPECT_EQ(OTCycleScrollView::currentIndexFor(177, 355, view), 0);    // just short of half an item
     EXPECT_EQ(OTCycleScrollView::currentIndexFor(177.5, 355, view), 1);  // half an item turns the page
     EXPECT_EQ(OTCycleScrollView::currentIndexFor(150 * 355.0, 355, view), 150);
     EXPECT_EQ(OTCycleScrollView::currentIndexFor(-1000, 355, view), 0);
@@ -100,14 +100,12 @@ TEST(OTCycleScrollView, ThreePicturesLoopTickAndJumpBackToTheMiddle) {
 
     // A drag stops the timer until the finger lifts; resting reports the page.
     auto main = view->mainView();
-    main->runActions(OTSceneNode::kWillBeginDragging);
-    EXPECT_FALSE(view->isTimerRunning());
-    main->setContentOffset({152 * 355.0, 0});
-    main->runActions(OTSceneNode::kDidScroll);
+    bool timerDuringDrag = true;
+    main->addAction(OTSceneNode::kDidScroll, [&] { timerDuringDrag = view->isTimerRunning(); });
+    ASSERT_TRUE(OTHeadlessRenderer::scroll(main, {152 * 355.0, 0}));
+    EXPECT_FALSE(timerDuringDrag);
     EXPECT_EQ(view->pageControl()->currentPage(), 2);
-    main->runActions(OTSceneNode::kDidEndDragging);
     EXPECT_TRUE(view->isTimerRunning());
-    main->runActions(OTSceneNode::kDidEndDecelerating);
     EXPECT_EQ(scrolled, (std::vector<std::int64_t>{1, 2}));
 
     // A view nobody holds stops its timer.
@@ -135,6 +133,7 @@ TEST(OTCycleScrollView, WithoutLoopingItStopsAtTheLastPictureAndOnePictureNeverM
     single->layoutSubviews();
     EXPECT_FALSE(single->isTimerRunning());
     EXPECT_FALSE(single->mainView()->scrollEnabled());
+    EXPECT_FALSE(OTHeadlessRenderer::scroll(single->mainView(), {300, 0}));
     EXPECT_EQ(single->pageControl(), nullptr);
     EXPECT_EQ(single->totalItemsCount(), 100);
     EXPECT_EQ(single->currentPage(), 0);

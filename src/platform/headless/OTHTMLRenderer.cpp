@@ -71,7 +71,13 @@ void renderNode(std::string& out, const OTSceneNode& node, int depth) {
     if (node.alpha() < 1) style += ";opacity:" + OTHTMLRenderer::px(node.alpha());
     if (node.backgroundColor()) style += ";background:" + rgba(*node.backgroundColor());
     if (node.cornerRadius() > 0) style += ";border-radius:" + OTHTMLRenderer::px(node.cornerRadius()) + "px";
-    if (node.masksToBounds() || node.role() == OTSceneNode::Role::Scroll) style += ";overflow:hidden";
+    const auto role = node.role();
+    if (node.masksToBounds() || role == OTSceneNode::Role::Scroll || role == OTSceneNode::Role::Collection ||
+        role == OTSceneNode::Role::Table)
+        style += ";overflow:hidden";
+    if (node.borderWidth() > 0 && node.borderColor())
+        style += ";border:" + OTHTMLRenderer::px(node.borderWidth()) + "px solid " + rgba(*node.borderColor());
+    if (node.scale() != 1) style += ";transform:scale(" + OTHTMLRenderer::px(node.scale()) + ")";
     if (const auto& s = node.shadow()) {
         OTColor shadow(s->color.red(), s->color.green(), s->color.blue(), s->color.alpha() * s->opacity);
         // A layer shadow follows the drawn shape (a round close button), not the box.
@@ -97,9 +103,13 @@ void renderNode(std::string& out, const OTSceneNode& node, int depth) {
         out += "<img src=\"" + OTHTMLRenderer::escape(source) +
                "\" style=\"width:100%;height:100%;object-fit:" + objectFit(node.contentMode()) + "\">";
     }
-    if (const auto page = webSource(node.url()); node.role() == OTSceneNode::Role::Web && !page.empty()) {
+    if (const auto page = webSource(node.url()); role == OTSceneNode::Role::Web && !page.empty()) {
         out +=
             "<iframe src=\"" + OTHTMLRenderer::escape(page) + "\" style=\"width:100%;height:100%;border:0\"></iframe>";
+    }
+    if (const auto video = webSource(node.url()); role == OTSceneNode::Role::Video && !video.empty()) {
+        out += "<video src=\"" + OTHTMLRenderer::escape(video) +
+               "\" controls muted playsinline style=\"width:100%;height:100%\"></video>";
     }
     if (node.text()) out += "<span>" + OTHTMLRenderer::escape(*node.text()) + "</span>";
     if (!node.subviews().empty()) {

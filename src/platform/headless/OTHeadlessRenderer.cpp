@@ -14,6 +14,19 @@ bool OTHeadlessRenderer::tap(const std::shared_ptr<OTSceneNode>& node) {
     return node->sendActions(OTSceneNode::kTap);
 }
 
+bool OTHeadlessRenderer::scroll(const std::shared_ptr<OTSceneNode>& node, const OTPoint& offset) {
+    if (!node || !node->scrollEnabled() || !node->userInteractionEnabled() || !node->isVisible()) return false;
+    const auto role = node->role();
+    if (role != OTSceneNode::Role::Scroll && role != OTSceneNode::Role::Collection && role != OTSceneNode::Role::Table)
+        return false;
+    node->runActions(OTSceneNode::kWillBeginDragging);
+    node->setContentOffset(offset);
+    node->runActions(OTSceneNode::kDidScroll);
+    node->runActions(OTSceneNode::kDidEndDragging);
+    node->runActions(OTSceneNode::kDidEndDecelerating);
+    return true;
+}
+
 nlohmann::json OTHeadlessRenderer::colorJSON(const OTColor& color) {
     return nlohmann::json::array({color.red(), color.green(), color.blue(), color.alpha()});
 }

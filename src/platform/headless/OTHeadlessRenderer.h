@@ -17,6 +17,10 @@ public:
     // A touch on the node: its button action, else its tap recogniser. False when the node is
     // hidden, transparent, ignores touches or has nothing to run.
     static bool tap(const std::shared_ptr<OTSceneNode>& node);
+    // A drag of a scroll, table or collection view that comes to rest at `offset`: the view hears
+    // the drag begin, the offset move, the finger lift and the content rest. False when the view
+    // does not scroll.
+    static bool scroll(const std::shared_ptr<OTSceneNode>& node, const OTPoint& offset);
     // The visible tree as JSON: role, name, frame in root coordinates, and the text, image,
     // colours and actions that a node has.
     static nlohmann::json snapshot(const std::shared_ptr<OTSceneNode>& root);
