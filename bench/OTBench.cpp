@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "core/OTSDKManager.h"
+#include "model/OTBanner.h"
 #include "model/OTEvent.h"
 #include "model/OTWindowData.h"
 #include "platform/OTDataArchiver.h"
@@ -19,6 +20,9 @@
 #include "platform/headless/OTTextMeasurer.h"
 #include "platform/view/OTNavigationController.h"
 #include "platform/view/OTWindow.h"
+#include "ui/OTBannerManager.h"
+#include "ui/OTBannerView.h"
+#include "ui/OTCycleScrollView.h"
 #include "ui/OTPopWindow.h"
 
 namespace corvane {
@@ -176,6 +180,86 @@ static void BM_ReportBody(benchmark::State& state) {
     }
 }
 BENCHMARK(BM_ReportBody);
+
+// ---- Banners ----
+
+namespace {
+json bannerJSON(int id) {
+    json pictures = json::array();
+    for (int i = 0; i < 3; ++i) {
+        pictures.push_back({{"url", "https://img.example.com/" + std::to_string(id) + "-" + std::to_string(i) + ".png"},
+                            {"clickEvent", "DetailVC?id=" + std::to_string(i)}});
+    }
+    return {{"id", std::to_string(id)},
+            {"style", 1 + id % 5},
+            {"locationId", "location-" + std::to_string(id % 10)},
+            {"startTime", "2024-01-01 00:00:00"},
+            {"endTime", "2030-12-31 23:59:59"},
+            {"clickEvent", "DetailVC?id=" + std::to_string(id)},
+            {"content", {{"text", "春季上新，满 300 减 50"}}},
+            {"resource", {{"picture", pictures}, {"video", {{{"url", "https://v.example.com/a.mp4"}}}}}},
+            {"events", {{{"xwhat", "$pageview"}}}}};
+}
+}  // namespace
+
+// A banner list as the server sends it: 100 banners parsed and digested.
+static void BM_BannerListFromJSON(benchmark::State& state) {
+    Scratch scratch;
+    json list = json::array();
+    for (int id = 0; id < 100; ++id) list.push_back(bannerJSON(id));
+    for (auto _ : state) {
+        for (const auto& element : list) {
+            auto banner = std::make_shared<OTBanner>();
+            banner->setModelWithDic(element);
+            benchmark::DoNotOptimize(banner);
+        }
+    }
+}
+BENCHMARK(BM_BannerListFromJSON)->Unit(benchmark::kMicrosecond);
+
+// The size and the layout of each style, as pure arithmetic.
+static void BM_BannerFetchSizeAndLayout(benchmark::State& state) {
+    double width = 320;
+    for (auto _ : state) {
+        for (std::int64_t style = 1; style <= 5; ++style) {
+            benchmark::DoNotOptimize(OTBannerView::fetchSize(style, width, 40));
+            benchmark::DoNotOptimize(OTBannerView::layoutFor(style, width, 40));
+        }
+        width = width >= 430 ? 320 : width + 1;
+    }
+}
+BENCHMARK(BM_BannerFetchSizeAndLayout);
+
+// The carousel's index, page and step arithmetic for one tick.
+static void BM_CarouselArithmetic(benchmark::State& state) {
+    double offset = 0;
+    for (auto _ : state) {
+        const auto index = OTCycleScrollView::currentIndexFor(offset, 355, {355, 233});
+        benchmark::DoNotOptimize(OTCycleScrollView::pageControlIndexWithCurrentCellIndex(index, 3));
+        benchmark::DoNotOptimize(OTCycleScrollView::scrollStepTo(index + 1, 300, true));
+        offset = offset > 300 * 355 ? 0 : offset + 355;
+    }
+}
+BENCHMARK(BM_CarouselArithmetic);
+
+// One banner rendered into a table cell, the previous banner view replaced.
+static void BM_BannerRenderIntoTableCell(benchmark::State& state) {
+    Scratch scratch;
+    auto manager = OTBannerManager::sharedManager();
+    OTBannerManager::Banners banners;
+    for (int id = 0; id < 100; ++id) {
+        auto banner = std::make_shared<OTBanner>();
+        banner->setModelWithDic(bannerJSON(id));
+        banners.push_back(banner);
+    }
+    manager->setBannerDefaultArray(banners);
+    auto table = OTHeadlessUIHost::makeTableViewWithCell({390, 600});
+    auto config = std::make_shared<CorvaneBannerConfig>();
+    config->setLocationId("location-1");
+    config->setContainer(table->subviews().front());
+    for (auto _ : state) benchmark::DoNotOptimize(manager->renderBanner(config));
+}
+BENCHMARK(BM_BannerRenderIntoTableCell)->Unit(benchmark::kMicrosecond);
 
 }  // namespace corvane
 

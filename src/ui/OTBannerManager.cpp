@@ -245,7 +245,7 @@ OTSize OTBannerManager::renderBanner(const std::shared_ptr<CorvaneBannerConfig>&
 
 OTBannerManager::Banner OTBannerManager::bannerToShow(const std::shared_ptr<CorvaneBannerConfig>& config) const {
     if (!config) return nullptr;
-    if (const auto campaign = getBannerWithConfig(config, bannerArray())) {
+    if (auto campaign = getBannerWithConfig(config, bannerArray())) {
         auto node = std::dynamic_pointer_cast<OTBannerRecordTreeNode>(
             bannerRecordTree_->findTreeNodeById(campaign->bannerIDIntegerValue()));
         if (readyToShow(node)) return campaign;
