@@ -221,33 +221,26 @@ void OTBannerView::finishLayout(double contentHeight) {
     setFrame({frame().origin, content->frame().size});
 }
 
+bool OTBannerView::placeFirstPicture(const std::shared_ptr<OTSceneNode>& image, const OTRect& frame) {
+    const auto& pictures = banner_->pictures();
+    if (pictures.empty()) return false;
+    image->setFrame(frame);
+    image->ot_setImageWithURL(pictures.front()->url());
+    contentView()->addSubview(image);
+    return true;
+}
+
 void OTBannerView::layoutTitle_Icon() {
     const auto layout = layoutFor(1, screenWidth_, 0);
     _layoutTextWithTextWidth(layout.textWidth);
-    const auto& pictures = banner_->pictures();
-    if (pictures.empty()) {
-        OTLog(OTLogger::kLevelError, "小图标缺失");
-    } else {
-        auto image = icon();
-        image->setFrame(layout.media);
-        image->ot_setImageWithURL(pictures.front()->url());
-        contentView()->addSubview(image);
-    }
+    if (!placeFirstPicture(icon(), layout.media)) OTLog(OTLogger::kLevelError, "小图标缺失");
     finishLayout(layout.contentHeight);
 }
 
 void OTBannerView::layoutTitle_Image() {
     const double T = _layoutTextWithTextWidth(textWidthFor(2, screenWidth_));
     const auto layout = layoutFor(2, screenWidth_, T);
-    const auto& pictures = banner_->pictures();
-    if (pictures.empty()) {
-        OTLog(OTLogger::kLevelError, "大图缺失");
-    } else {
-        auto image = imgView();
-        image->setFrame(layout.media);
-        image->ot_setImageWithURL(pictures.front()->url());
-        contentView()->addSubview(image);
-    }
+    if (!placeFirstPicture(imgView(), layout.media)) OTLog(OTLogger::kLevelError, "大图缺失");
     finishLayout(layout.contentHeight);
 }
 

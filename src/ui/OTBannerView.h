@@ -85,6 +85,8 @@ private:
     double _layoutTextWithTextWidth(double textWidth);
     double textHeight() const;
     std::shared_ptr<OTSceneNode> imageNode(std::shared_ptr<OTSceneNode>& slot, const char* name);
+    // Shows the first picture in `image` at `frame`; false when the banner has no picture.
+    bool placeFirstPicture(const std::shared_ptr<OTSceneNode>& image, const OTRect& frame);
     // The content view becomes the banner view's only content and sets its size.
     void finishLayout(double contentHeight);
 
