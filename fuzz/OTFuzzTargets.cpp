@@ -5,7 +5,7 @@
 namespace corvane {
 
 std::span<const OTFuzzTarget> otFuzzTargets() {
-    static constexpr std::array<OTFuzzTarget, 7> kTargets{{
+    static constexpr std::array<OTFuzzTarget, 8> kTargets{{
         {"property_list", otFuzzPropertyList},
         {"campaign", otFuzzCampaign},
         {"event", otFuzzEvent},
@@ -13,6 +13,7 @@ std::span<const OTFuzzTarget> otFuzzTargets() {
         {"answers", otFuzzAnswers},
         {"scenario", otFuzzScenario},
         {"html", otFuzzHTML},
+        {"banner", otFuzzBanner},
     }};
     return kTargets;
 }

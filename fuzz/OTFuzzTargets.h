@@ -16,6 +16,7 @@ int otFuzzMatching(const std::uint8_t* data, std::size_t size);
 int otFuzzAnswers(const std::uint8_t* data, std::size_t size);
 int otFuzzScenario(const std::uint8_t* data, std::size_t size);
 int otFuzzHTML(const std::uint8_t* data, std::size_t size);
+int otFuzzBanner(const std::uint8_t* data, std::size_t size);
 
 struct OTFuzzTarget {
     const char* name;

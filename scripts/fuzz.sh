@@ -9,7 +9,7 @@ root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 runs="${1:-1000000}"
 shift || true
 targets=("$@")
-[ "${#targets[@]}" -gt 0 ] || targets=(property_list campaign event matching answers scenario html)
+[ "${#targets[@]}" -gt 0 ] || targets=(property_list campaign event matching answers scenario html banner)
 
 "$root/scripts/setup.sh" clang
 build="$root/build/clang"
