@@ -24,7 +24,7 @@ int main(int argc, char** argv) {
     app.add_option("--campaigns", campaigns, "campaign folder for the embedded dev server")->capture_default_str();
     app.add_option("--server", server, "use this server instead of the embedded one");
     app.add_flag("--json", json, "print observations as JSON lines");
-    app.add_option("--html", html, "write an HTML snapshot of each dialog shown into this folder");
+    app.add_option("--html", html, "write an HTML snapshot of each dialog and banner shown into this folder");
     app.add_option("--log-level", logLevel, "library console level: 0 none, 1 all but data, 3/4/5 one level, 6 all")
         ->capture_default_str();
     CLI11_PARSE(app, argc, argv);
