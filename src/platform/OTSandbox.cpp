@@ -58,7 +58,7 @@ bool OTSandbox::writeFileAtomically(const fs::path& path, const std::string& byt
         written += static_cast<std::size_t>(n);
     }
     // The content on disk before the rename, and the rename on disk after it (the folder's entry),
-    // so that even a power cut leaves the old content or the new, never a stub.
+    // so that even a power cut leaves the old content or the new, never a part-written file.
     if (ok && ::fsync(fd) != 0) ok = false;
     if (::close(fd) != 0) ok = false;
     if (ok && ::rename(temporary.c_str(), path.c_str()) != 0) ok = false;

@@ -213,9 +213,8 @@ OTSize OTBannerManager::renderBanner(const std::shared_ptr<CorvaneBannerConfig>&
     if (!config) return {};
     const auto configuration = OTSDKManager::sharedManager()->configuration();
     if (configuration && configuration->bannerClosed()) return {};
-    const auto campaigns = bannerArray();
-    const auto defaults = bannerDefaultArray();
-    if (campaigns.empty() && defaults.empty()) {
+    const auto isEmpty = [](const Banners& banners) { return banners.empty(); };
+    if (bannerArray_.modify(isEmpty) && bannerDefaultArray_.modify(isEmpty)) {
         auto waiting = std::make_shared<CorvaneBannerConfig>();
         waiting->setLocationId(config->locationId());
         waiting->setContainer(config->container());

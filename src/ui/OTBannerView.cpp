@@ -159,7 +159,6 @@ std::shared_ptr<OTLabel> OTBannerView::textLbl() {
     if (!textLbl_) {
         textLbl_ = std::make_shared<OTLabel>("textLbl");
         textLbl_->setNumberOfLines(0);
-        textLbl_->setTextAlignment(TextAlignment::Center);
         textLbl_->setTextColor(kTextColor);
         textLbl_->setBackgroundColor(OTColor(0, 0, 0, 0));
         textLbl_->setFont(kCampaignFontName, fontSizeFor(screenWidth_));

@@ -329,7 +329,6 @@ void OTCycleScrollView::invalidateTimer() {
 bool OTCycleScrollView::isTimerRunning() const { return timer_ && timer_->isValid(); }
 
 void OTCycleScrollView::reloadVisibleCells() {
-    for (const auto& cell : mainView_->subviews()) cell->removeActions(kTap);
     while (!mainView_->subviews().empty()) mainView_->subviews().back()->removeFromSuperview();
     const double width = ot_width();
     const auto count = static_cast<std::int64_t>(imagePathsGroup_.size());

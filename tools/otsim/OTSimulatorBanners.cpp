@@ -20,8 +20,6 @@ using nlohmann::json;
 namespace {
 // Containers are as wide as the screen and tall enough for any banner.
 constexpr double kContainerHeight = 600;
-
-json texts(const std::vector<std::string>& list) { return list; }
 }  // namespace
 
 OTSimulatorBanners::OTSimulatorBanners(Observe observe, std::optional<std::filesystem::path> htmlDirectory,
@@ -98,8 +96,8 @@ void OTSimulatorBanners::observeBanner(const std::string& locationId, const std:
               {"width", size.width},
               {"height", size.height},
               {"text", text},
-              {"pictures", banner ? texts(banner->pictureURLs()) : json::array()},
-              {"videos", banner ? texts(banner->videos()) : json::array()}});
+              {"pictures", banner ? json(banner->pictureURLs()) : json::array()},
+              {"videos", banner ? json(banner->videos()) : json::array()}});
     const auto& location = locations_[locationId];
     writeSnapshot(locationId, location.list ? location.list : location.container ? location.container : view);
 }
