@@ -10,6 +10,7 @@
 #include "corvane/CorvaneBannerConfig.h"
 #include "corvane/CorvaneOtConfig.h"
 #include "corvane/CorvaneOtObserver.h"
+#include "corvane/CorvanePushToken.h"
 
 namespace corvane {
 
@@ -38,6 +39,17 @@ public:
     // one is also followed: its link is opened in the app. Works in a notification extension too:
     // the token and user come from the group's shared settings.
     static void pushTrack(std::int64_t type, const nlohmann::json& msg, const std::string& groupIdentifier);
+
+    // The app's push address, uploaded at most once a day per provider, address, group and user.
+    // Apple push (provider 0) takes the device-token bytes as the system hands them; JPush
+    // (provider 1) takes the registration id text. A token of the other kind is refused.
+    static void pushToken(const CorvanePushToken& token, const std::string& groupIdentifier);
+    static void pushToken(const CorvanePushToken& token, std::uint64_t provider, const std::string& groupIdentifier);
+    // The user's WeChat identity; nothing is sent without an app id and an open id.
+    static void setWeChatId(const std::optional<std::string>& weChatId, const std::optional<std::string>& appId,
+                            const std::optional<std::string>& openId);
+    // Opens the mail composer over the visible screen with the library's log files attached.
+    static void sendLogToEmail(const std::string& address);
 
     // A banner size in points.
     struct Size {

@@ -1,5 +1,6 @@
 #include "core/OTSDKManager.h"
 
+#include "core/OTDispatchQueueManager.h"
 #include "core/OTFirstPageViewRules.h"
 #include "core/OTNavigation.h"
 #include "core/OTPageCollection.h"
@@ -14,6 +15,7 @@
 #include "platform/OTLogger.h"
 #include "platform/OTReachability.h"
 #include "platform/OTReachabilityManager.h"
+#include "platform/OTSandbox.h"
 #include "platform/OTUserConfig.h"
 #include "platform/OTUtils.h"
 #include "platform/formats/OTDescription.h"
@@ -40,9 +42,11 @@ OTSDKManager::OTSDKManager(OTEnvironment& environment)
       login_(std::make_shared<OTLoginClient>(session_)),
       downloader_(std::make_shared<OTCampaignDownloader>(session_, login_)),
       reporter_(std::make_shared<OTEventReporter>(session_, login_)),
+      identity_(std::make_shared<OTIdentityUploader>(session_, login_, reporter_)),
       campaigns_(std::make_unique<OTCampaignStore>(session_)),
       eligibility_(std::make_unique<OTDisplayEligibility>(
-          environment, session_, [this] { return windowRecordTree(); }, [this] { syncRecordTree(); })) {
+          environment, session_, [this] { return windowRecordTree(); }, [this] { syncRecordTree(); })),
+      dialogs_(std::make_unique<OTDialogFlow>(*this)) {
     campaigns_->restore(environment.clock().now());
     startReachability();
     registerNotifications();
@@ -175,8 +179,9 @@ void OTSDKManager::handleXwho(const std::optional<std::string>& newUserId) {
         if (auto self = weak.lock()) self->uploadPushToken();
     });
     uploadToken->setTaskId("uploadPushToken");
-    auto uploadAlias = OTTask::taskWithCondition(condition, [weak = weak_from_this(), newUserId] {
-        if (auto self = weak.lock()) self->alias(newUserId);
+    // The alias links the previous identity to the one just stored.
+    auto uploadAlias = OTTask::taskWithCondition(condition, [weak = weak_from_this(), previous = stored] {
+        if (auto self = weak.lock()) self->alias(previous);
     });
     auto tasks = OTTaskManager::manager();
     tasks->addTask(uploadToken);
@@ -353,111 +358,6 @@ void OTSDKManager::followFirstPageView(OTFirstPageViewRules::Outcome outcome, co
     }
 }
 
-void OTSDKManager::prepareForPopWindowWithData(const std::shared_ptr<const OTWindowData>& data,
-                                               const std::shared_ptr<OTEvent>& event) {
-    const bool autoPop = OTPopWindowManager::sharedManager()->autoPopWindow();
-    OTLog(OTLogger::kLevelLog, "corvane-->prepareForPopWindowWithData");
-    OTLog(OTLogger::kLevelLog, "corvane-->prepareForPopWindowWithData,autoPopWindow:%d", autoPop);
-    if (!autoPop) return;
-    const auto showing = data->filledWithProperties(event ? event->xcontext() : nlohmann::json());
-    OTLog(OTLogger::kLevelLog, "corvane-->prepareForPopWindowWithData->needContinue");
-    std::weak_ptr<OTSDKManager> weak = weak_from_this();
-    auto goNext = [weak, event] {
-        if (auto self = weak.lock()) self->triggerEventMatchInApp(event, self->currentMatchEventIndex() + 1);
-    };
-    _showWindowWithData(
-        showing,
-        [weak, goNext](std::int64_t type, const std::optional<std::string>& link) {
-            auto self = weak.lock();
-            if (self && self->_handleWindowClickCallback(type, link)) goNext();
-        },
-        [goNext](bool shown) {
-            if (!shown) goNext();
-        });
-}
-
-void OTSDKManager::_showWindowWithData(const std::shared_ptr<const OTWindowData>& data, const EventAction& eventAction,
-                                       const std::function<void(bool shown)>& callback) {
-    OTLog(OTLogger::kLevelLog, "corvane->_showWindowWithData,windowData:%@,eventAction:%@", data,
-          eventAction ? "(block)" : nullptr);
-    if (!readyToShowWithData(data)) {
-        if (callback) callback(false);
-        return;
-    }
-    OTLog(OTLogger::kLevelLog, "corvane->_showWindowWithData->yes");
-    if (callback) callback(true);
-    OTLog(OTLogger::kLevelLog, "corvane->_showWindowWithData,windowData:->yes->yes");
-    const auto condition = data->event();
-    const double delay = (condition ? static_cast<double>(condition->delay()) : 0.0) + 0.2;
-    environment_.mainQueue()->after(
-        OTJSONValue::durationOfSeconds(delay), [weak = weak_from_this(), data, eventAction] {
-            auto presenter = OTPopWindowManager::sharedManager()->presenter();
-            if (!presenter) {
-                OTLog(OTLogger::kLevelError, "没有可用的弹窗展示器，弹窗未展示：%@", data->windowId());
-                return;
-            }
-            presenter->popWithData(
-                data, [weak, data, eventAction](std::int64_t type, const std::optional<std::string>& link) {
-                    auto self = weak.lock();
-                    if (!self) return;
-                    self->reactToDialogEvent(data, type, link);
-                    if (eventAction) eventAction(type, link);
-                });
-        });
-}
-
-void OTSDKManager::reactToDialogEvent(const std::shared_ptr<const OTWindowData>& data, std::int64_t type,
-                                      const std::optional<std::string>& link) {
-    const auto tree = windowRecordTree();
-    const auto node = tree ? tree->findWindowNodeById(data->windowIdIntegerValue()) : nullptr;
-    OTLog(OTLogger::kLevelLog, "corvane->_showWindowWithData,eventType:%d", type);
-    switch (type) {
-        case 1:
-            OTLog(OTLogger::kLevelLog, "showDialog->显示弹窗，弹窗类型：%@", OTWindowData::styleLabel(data->style()));
-            syncTreeNode(node, type);
-            reportWindowEventWithName("$impDialog", type, data);
-            return;
-        case 2: OTLog(OTLogger::kLevelLog, "clickkDialog-pic->点击了弹窗图片"); break;
-        case 3: OTLog(OTLogger::kLevelLog, "clickDialog->点击了弹窗关闭按钮"); break;
-        case 4: OTLog(OTLogger::kLevelLog, "点击了弹窗 left button"); break;
-        case 5: OTLog(OTLogger::kLevelLog, "点击了弹窗 right button"); break;
-        case 6: OTLog(OTLogger::kLevelLog, "点击了弹窗 middle button"); break;
-        default: return;
-    }
-    syncTreeNode(node, type);
-    handleNodeForbiddenState(data);
-    if (type != 3) handlePushLink(link);
-    reportWindowEventWithName(type == 3 ? "$closeDialog" : "$clickDialog", type, data);
-}
-
-bool OTSDKManager::_handleWindowClickCallback(std::int64_t type, const std::optional<std::string>& link) {
-    switch (type) {
-        case 2:
-        case 4:
-        case 5:
-        case 6: return !OTUtils::isUniversalLink(link);
-        case 3: return true;
-        default: return false;
-    }
-}
-
-void OTSDKManager::syncTreeNode(const std::shared_ptr<OTWindowRecordTreeNode>& node, std::int64_t eventType) {
-    if (node) {
-        if (eventType == 1) {
-            node->setLastPopTime(environment_.clock().now());
-        } else if (eventType == 3) {
-            node->setCloseCount(node->closeCount() + 1);
-            const auto rule = node->closeRule();
-            node->setLastEventType(rule ? rule->eventType() : std::nullopt);
-        } else {
-            node->setClickCount(node->clickCount() + 1);
-            const auto rule = node->clickRule();
-            node->setLastEventType(rule ? rule->eventType() : std::nullopt);
-        }
-    }
-    syncRecordTree();
-}
-
 void OTSDKManager::addWaitingEvent(const std::shared_ptr<OTEvent>& event) {
     if (!event) return;
     const auto waiting = waitingEvents();
@@ -515,10 +415,6 @@ void OTSDKManager::registerForRemoteNotifications(const CorvaneOtConfig& configu
         configuration.notificationCenterDelegate());
 }
 
-void OTSDKManager::handlePushLink(const std::optional<std::string>& link) {
-    OTPushManager::sharedManager()->handlePush(link);
-}
-
 void OTSDKManager::networkStatusDidChange(const std::shared_ptr<OTReachability>& reachability) {
     OTLog(OTLogger::kLevelLog, "网络状态发生变化，当前网络：%@",
           OTReachabilityManager::sharedManager()->telephonyNetworkDescrition());
@@ -526,10 +422,6 @@ void OTSDKManager::networkStatusDidChange(const std::shared_ptr<OTReachability>&
 }
 
 void OTSDKManager::startReachability() { OTReachabilityManager::sharedManager()->startReachability(); }
-
-// The steps below are completed by the engine layers that own them: identity uploads.
-void OTSDKManager::uploadPushToken() {}
-void OTSDKManager::alias(const std::optional<std::string>&) {}
 
 void OTSDKManager::setBannerHandlerIfNone(const std::function<std::shared_ptr<OTBannerHandler>()>& make) {
     if (bannerHandler()) return;
@@ -608,6 +500,45 @@ void OTSDKManager::acceptInAppList(std::vector<std::shared_ptr<const OTWindowDat
 void OTSDKManager::acceptSubscribeList(std::vector<std::shared_ptr<const OTWindowData>> campaigns) {
     setSubscribeDataArray(std::move(campaigns));
     syncSubscribeData();
+}
+
+// ---- Push identity and mailed logs ----
+
+void OTSDKManager::pushToken(const CorvanePushToken& token, std::uint64_t provider,
+                             const std::optional<std::string>& groupIdentifier) {
+    const auto acceptance = identity_->acceptPushToken(token, provider, groupIdentifier);
+    if (acceptance != OTIdentityUploader::Acceptance::Due && acceptance != OTIdentityUploader::Acceptance::Blocked) {
+        return;
+    }
+    // Decided now, on purpose: a task made before the user and the address were both known waits
+    // out its time and keeps its place, and later uploads come from a change of user.
+    const bool ready = acceptance == OTIdentityUploader::Acceptance::Due;
+    auto upload = OTTask::taskWithCondition([ready] { return ready; },
+                                            [weak = weak_from_this()] {
+                                                if (auto self = weak.lock()) self->uploadPushToken();
+                                            });
+    upload->setTaskId("uploadPushToken");
+    OTTaskManager::manager()->addTask(upload);
+}
+
+void OTSDKManager::sendLogToEmail(const std::string& address, const std::shared_ptr<OTViewController>& controller) {
+    std::vector<std::vector<std::uint8_t>> attachments;
+    std::vector<std::string> names;
+    for (const auto& path :
+         OTLogger::logFilesOfDirectory(environment_.sandbox().documentsDirectory() / OTLogger::kFolderName)) {
+        const auto bytes = OTSandbox::readFile(path);
+        if (!bytes) continue;
+        attachments.emplace_back(bytes->begin(), bytes->end());
+        names.push_back(path.filename().string());
+    }
+    const OTLogArgument version[] = {kSDKVersion};
+    const auto subject = OTLogFormatter::format("CorvaneOstrel v%@ 用户行为日志", version);
+    OTDispatchQueueManager::dispatchInMainThread(
+        [address, subject, attachments = std::move(attachments), names = std::move(names), controller] {
+            OTUtils::sendEmailTo(address, subject, attachments, names,
+                                 controller ? controller : OTNavigation::currentViewController());
+        },
+        true);
 }
 
 // ---- Usage reports and offline queues ----

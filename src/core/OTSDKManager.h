@@ -12,6 +12,7 @@
 
 #include "core/OTBannerHandler.h"
 #include "core/OTCampaignStore.h"
+#include "core/OTDialogFlow.h"
 #include "core/OTDisplayEligibility.h"
 #include "core/OTFirstPageViewRules.h"
 #include "corvane/CorvaneOtConfig.h"
@@ -21,6 +22,7 @@
 #include "platform/OTLocked.h"
 #include "server/OTCampaignDownloader.h"
 #include "server/OTEventReporter.h"
+#include "server/OTIdentityUploader.h"
 #include "server/OTLoginClient.h"
 #include "server/OTServerSession.h"
 
@@ -59,6 +61,7 @@ public:
     std::shared_ptr<OTSDKManager> managerWithGroupIdentifier(const std::optional<std::string>& groupIdentifier);
     void startWithConfiguration(const std::shared_ptr<CorvaneOtConfig>& configuration);
     static std::string SDKVersion() { return kSDKVersion; }
+    OTEnvironment& environment() const { return environment_; }
     bool autoCollectPage() const { return autoCollectPageInfo(); }
 
     // Observer of the host's analytics SDK.
@@ -116,14 +119,23 @@ public:
 
     // The dialog flow: a matched campaign is shown after its delay and each reaction is recorded,
     // reported, followed and may let matching go on.
-    using EventAction = std::function<void(std::int64_t type, const std::optional<std::string>& link)>;
+    using EventAction = OTDialogFlow::EventAction;
     void prepareForPopWindowWithData(const std::shared_ptr<const OTWindowData>& data,
-                                     const std::shared_ptr<OTEvent>& event);
+                                     const std::shared_ptr<OTEvent>& event) {
+        dialogs_->prepareForPopWindowWithData(data, event);
+    }
     void _showWindowWithData(const std::shared_ptr<const OTWindowData>& data, const EventAction& eventAction,
-                             const std::function<void(bool shown)>& callback);
+                             const std::function<void(bool shown)>& callback) {
+        dialogs_->_showWindowWithData(data, eventAction, callback);
+    }
     // Whether matching goes on after a reaction.
-    bool _handleWindowClickCallback(std::int64_t type, const std::optional<std::string>& link);
-    void syncTreeNode(const std::shared_ptr<OTWindowRecordTreeNode>& node, std::int64_t eventType);
+    static bool _handleWindowClickCallback(std::int64_t type, const std::optional<std::string>& link) {
+        return OTDialogFlow::_handleWindowClickCallback(type, link);
+    }
+    void syncTreeNode(const std::shared_ptr<OTWindowRecordTreeNode>& node, std::int64_t eventType) {
+        dialogs_->syncTreeNode(node, eventType);
+    }
+    OTDialogFlow& dialogFlow() const { return *dialogs_; }
     void handleNodeForbiddenState(const std::shared_ptr<const OTWindowData>& data) {
         campaigns_->handleNodeForbiddenState(*data, environment_.clock().now());
     }
@@ -150,10 +162,10 @@ public:
     void setConfiguration(std::shared_ptr<CorvaneOtConfig> value) { session_->setConfiguration(std::move(value)); }
     std::optional<std::string> groupIdentifier() const { return session_->groupIdentifier(); }
     void setGroupIdentifier(std::optional<std::string> value) { session_->setGroupIdentifier(std::move(value)); }
-    std::optional<std::string> deviceToken() const { return deviceToken_.get(); }
-    void setDeviceToken(std::optional<std::string> value) { deviceToken_.set(std::move(value)); }
-    std::optional<std::string> deviceId() const { return deviceId_.get(); }
-    void setDeviceId(std::optional<std::string> value) { deviceId_.set(std::move(value)); }
+    std::optional<std::string> deviceToken() const { return identity_->deviceToken(); }
+    void setDeviceToken(std::optional<std::string> value) { identity_->setDeviceToken(std::move(value)); }
+    std::optional<std::string> deviceId() const { return identity_->deviceId(); }
+    void setDeviceId(std::optional<std::string> value) { identity_->setDeviceId(std::move(value)); }
     std::optional<std::string> token() const { return session_->token(); }
     void setToken(std::optional<std::string> value) { session_->setToken(std::move(value)); }
     std::optional<std::string> userId() const { return session_->userId(); }
@@ -205,10 +217,10 @@ public:
     void setReportEventRetryCount(std::uint64_t value) { reporter_->setReportEventRetryCount(value); }
     std::uint64_t triggerRetryCount() const { return downloader_->triggerRetryCount(); }
     void setTriggerRetryCount(std::uint64_t value) { downloader_->setTriggerRetryCount(value); }
-    std::uint64_t uploadPushTokenRetryCount() const { return uploadPushTokenRetryCount_.load(); }
-    void setUploadPushTokenRetryCount(std::uint64_t value) { uploadPushTokenRetryCount_.store(value); }
-    std::uint64_t aliasRetryCount() const { return aliasRetryCount_.load(); }
-    void setAliasRetryCount(std::uint64_t value) { aliasRetryCount_.store(value); }
+    std::uint64_t uploadPushTokenRetryCount() const { return identity_->uploadPushTokenRetryCount(); }
+    void setUploadPushTokenRetryCount(std::uint64_t value) { identity_->setUploadPushTokenRetryCount(value); }
+    std::uint64_t aliasRetryCount() const { return identity_->aliasRetryCount(); }
+    void setAliasRetryCount(std::uint64_t value) { identity_->setAliasRetryCount(value); }
     std::uint64_t maxRetryCount() const { return session_->maxRetryCount(); }
     void setMaxRetryCount(std::uint64_t value) { session_->setMaxRetryCount(value); }
     std::int64_t pvCount() const { return pvCount_.load(); }
@@ -267,6 +279,28 @@ public:
     void reportCachedOfflineWindowEvents() { reporter_->reportCachedOfflineWindowEvents(); }
     void reportCachedOfflinePushEvents() { reporter_->reportCachedOfflinePushEvents(); }
 
+    // The push address: Apple push takes the raw device-token bytes, JPush (provider 1) the
+    // registration id text. An upload is queued unless today's upload already sent the same
+    // provider, address, group and user.
+    void pushToken(const CorvanePushToken& token, const std::optional<std::string>& groupIdentifier) {
+        pushToken(token, OTIdentityUploader::kProviderApple, groupIdentifier);
+    }
+    void pushToken(const CorvanePushToken& token, std::uint64_t provider,
+                   const std::optional<std::string>& groupIdentifier);
+    static std::optional<std::string> deviceToken2String(const CorvanePushToken& token) {
+        return OTIdentityUploader::deviceToken2String(token);
+    }
+    void uploadPushToken() { identity_->uploadPushToken(); }
+    // Links the previous user id to the one now stored for the group.
+    void alias(const std::optional<std::string>& userId) { identity_->alias(userId); }
+    void setWeChatId(const std::optional<std::string>& weChatId, const std::optional<std::string>& appId,
+                     const std::optional<std::string>& openId) {
+        identity_->setWeChatId(weChatId, appId, openId);
+    }
+    // Hands the log files to the mail composer, on the main queue, presented over `controller` or,
+    // without one, over the visible screen.
+    void sendLogToEmail(const std::string& address, const std::shared_ptr<OTViewController>& controller);
+
     // Where the engine's files live: the documents folder of the sandbox.
     std::string documentsPath(const std::string& fileName) const { return session_->documentsPath(fileName); }
 
@@ -278,17 +312,12 @@ private:
     void configureCustomServer(const std::string& url);
     void connectServerLink();
     void loginThenDownload();
-    void uploadPushToken();
-    void alias(const std::optional<std::string>& userId);
     void loadBanners();
     // The in-app list answered: record nodes merged, "$pullDialog" reported, the first waiting
     // page view replayed.
     void acceptInAppList(std::vector<std::shared_ptr<const OTWindowData>> campaigns);
     void acceptSubscribeList(std::vector<std::shared_ptr<const OTWindowData>> campaigns);
     void matchBanners(const std::shared_ptr<OTEvent>& event);
-    void handlePushLink(const std::optional<std::string>& link);
-    void reactToDialogEvent(const std::shared_ptr<const OTWindowData>& data, std::int64_t type,
-                            const std::optional<std::string>& link);
     // The properties of the event being matched, which every report carries.
     nlohmann::json triggerContext() const;
     // The visible page's class name and whether `controller` is on top, read on the main queue.
@@ -303,18 +332,16 @@ private:
     std::shared_ptr<OTLoginClient> login_;
     std::shared_ptr<OTCampaignDownloader> downloader_;
     std::shared_ptr<OTEventReporter> reporter_;
+    std::shared_ptr<OTIdentityUploader> identity_;
     std::unique_ptr<OTCampaignStore> campaigns_;
     std::unique_ptr<OTDisplayEligibility> eligibility_;
+    std::unique_ptr<OTDialogFlow> dialogs_;
 
     std::atomic<std::int64_t> currentMatchEventIndex_{0};
     std::atomic<bool> autoCollectPageInfo_{true};
-    OTLocked<std::optional<std::string>> deviceToken_;
-    OTLocked<std::optional<std::string>> deviceId_;
     OTLocked<std::shared_ptr<OTPageCollection>> pageCollection_;
     OTLocked<std::vector<std::shared_ptr<OTEvent>>> waitingEvents_;
     std::atomic<std::uint64_t> maxWaitingEventsCount_{5};
-    std::atomic<std::uint64_t> uploadPushTokenRetryCount_{0};
-    std::atomic<std::uint64_t> aliasRetryCount_{0};
     std::atomic<std::int64_t> pvCount_{0};
     std::atomic<std::int64_t> mainPagePVCount_{0};
     OTLocked<std::shared_ptr<OTViewController>> mainPageController_;

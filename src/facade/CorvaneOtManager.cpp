@@ -54,6 +54,32 @@ void CorvaneOtManager::pushTrack(std::int64_t type, const nlohmann::json& msg, c
     } catch (...) {}
 }
 
+void CorvaneOtManager::pushToken(const CorvanePushToken& token, const std::string& groupIdentifier) {
+    try {
+        engine()->pushToken(token, groupIdentifier);
+    } catch (...) {}
+}
+
+void CorvaneOtManager::pushToken(const CorvanePushToken& token, std::uint64_t provider,
+                                 const std::string& groupIdentifier) {
+    try {
+        engine()->pushToken(token, provider, groupIdentifier);
+    } catch (...) {}
+}
+
+void CorvaneOtManager::setWeChatId(const std::optional<std::string>& weChatId, const std::optional<std::string>& appId,
+                                   const std::optional<std::string>& openId) {
+    try {
+        engine()->setWeChatId(weChatId, appId, openId);
+    } catch (...) {}
+}
+
+void CorvaneOtManager::sendLogToEmail(const std::string& address) {
+    try {
+        engine()->sendLogToEmail(address, nullptr);
+    } catch (...) {}
+}
+
 CorvaneOtManager::Size CorvaneOtManager::loadBanner(const std::shared_ptr<CorvaneBannerConfig>& config) {
     try {
         engine();

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <system_error>
 #include <vector>
@@ -73,6 +74,7 @@ void OTLogger::logWithArguments(std::int64_t level, const char* function, const 
         const std::string message = capped(OTLogFormatter::format(format != nullptr ? format : "", arguments));
         if (shouldPrint(logger->logLevel(), level)) logger->log(message, level, function);
         logger->_log(message);
+        if (const auto listener = logger->listener_.get()) (*listener)(level, message);
     } catch (...) {}
 }
 
@@ -136,14 +138,42 @@ std::string OTLogger::descriptionForLevel(std::int64_t level) const {
 }
 
 void OTLogger::handleFilesOfDirectory(const fs::path& directory) {
-    std::vector<fs::path> logs;
-    std::error_code ec;
-    for (fs::recursive_directory_iterator it(directory, fs::directory_options::skip_permission_denied, ec), end;
-         !ec && it != end; it.increment(ec)) {
-        if (it->path().extension() == ".log") logs.push_back(it->path());
-    }
+    const auto logs = logFilesOfDirectory(directory);
     // One deletion per start, on purpose: with the new file this keeps about three.
+    std::error_code ec;
     if (logs.size() >= 3) fs::remove(logs.front(), ec);
+}
+
+namespace {
+void collectLogFiles(const fs::path& directory, std::size_t depth, std::vector<fs::path>& logs) {
+    // The folder is the library's own; the bound only keeps a planted link loop finite.
+    static constexpr std::size_t kMaxDepth = 16;
+    std::vector<fs::directory_entry> entries;
+    std::error_code ec;
+    for (fs::directory_iterator it(directory, fs::directory_options::skip_permission_denied, ec), end; !ec && it != end;
+         it.increment(ec)) {
+        entries.push_back(*it);
+    }
+    std::sort(entries.begin(), entries.end(),
+              [](const auto& a, const auto& b) { return a.path().filename() < b.path().filename(); });
+    for (const auto& entry : entries) {
+        if (entry.is_directory(ec) && !entry.is_symlink(ec)) {
+            if (depth < kMaxDepth) collectLogFiles(entry.path(), depth + 1, logs);
+        } else if (entry.path().extension() == ".log" && entry.is_regular_file(ec)) {
+            logs.push_back(entry.path());
+        }
+    }
+}
+}  // namespace
+
+std::vector<fs::path> OTLogger::logFilesOfDirectory(const fs::path& directory) {
+    std::vector<fs::path> logs;
+    collectLogFiles(directory, 0, logs);
+    return logs;
+}
+
+void OTLogger::setListener(Listener listener) {
+    listener_.set(listener ? std::make_shared<const Listener>(std::move(listener)) : nullptr);
 }
 
 namespace {

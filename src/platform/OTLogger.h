@@ -3,9 +3,12 @@
 #include <atomic>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "platform/OTLocked.h"
 #include "platform/formats/OTLogFormatter.h"
 
 namespace corvane {
@@ -53,6 +56,14 @@ public:
     std::string descriptionForLevel(std::int64_t level) const;
     // Deletes the first of the ".log" files under `directory` when there are three or more.
     void handleFilesOfDirectory(const std::filesystem::path& directory);
+    // The ".log" files under `directory`, walked depth first with each folder's entries sorted by
+    // name: the dated file names put the oldest first.
+    static std::vector<std::filesystem::path> logFilesOfDirectory(const std::filesystem::path& directory);
+
+    // Hears every message, whatever the console level, on the thread that logs it. For tools that
+    // show the library's reasoning; one listener at a time, none to stop.
+    using Listener = std::function<void(std::int64_t level, const std::string& message)>;
+    void setListener(Listener listener);
 
     std::int64_t logLevel() const { return logLevel_.load(); }
     void setLogLevel(std::int64_t level) { logLevel_.store(level); }
@@ -75,6 +86,7 @@ private:
     std::shared_ptr<FileSink> _fileHandler;
     std::filesystem::path _logFilePath;
     std::atomic<std::int64_t> logLevel_{0};
+    OTLocked<std::shared_ptr<const Listener>> listener_;
 };
 
 // Logs with the calling function's name: OTLog(OTLogger::kLevelError, "下载失败: %@", error).

@@ -56,6 +56,8 @@ public:
     }
     std::uint64_t reportEventRetryCount() const { return reportEventRetryCount_.load(); }
     void setReportEventRetryCount(std::uint64_t value) { reportEventRetryCount_.store(value); }
+    // The counter itself: the WeChat upload spends the same retries on purpose.
+    std::atomic<std::uint64_t>& reportEventRetries() { return reportEventRetryCount_; }
 
 private:
     void sendReport(const std::shared_ptr<OTEvent>& event, bool isWindowEvent,

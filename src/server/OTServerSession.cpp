@@ -58,6 +58,10 @@ void OTServerSession::scheduleRetry(std::uint32_t seconds, std::function<void()>
 void OTServerSession::retryAfterTransportFailure(std::atomic<std::uint64_t>& counter, long code,
                                                  const std::string& description, std::function<void()> retry) {
     OTLog(OTLogger::kLevelError, "code:%@\ndescripton:%@\n", code, description);
+    retryWithin(counter, std::move(retry));
+}
+
+void OTServerSession::retryWithin(std::atomic<std::uint64_t>& counter, std::function<void()> retry) {
     const auto attempt = ++counter;
     if (attempt > maxRetryCount()) return;
     scheduleRetry(getRandomRetryDurationWithRetryCount(attempt, 1.0), std::move(retry));

@@ -59,6 +59,8 @@ public:
     // Seconds to wait before retry `count`: below 60 × ratio, 120 or 180 for the first three.
     std::uint32_t getRandomRetryDurationWithRetryCount(std::uint64_t count, double ratio);
     void scheduleRetry(std::uint32_t seconds, std::function<void()> retry);
+    // Counts a retry and, within the limit, repeats `retry` after a random delay.
+    void retryWithin(std::atomic<std::uint64_t>& counter, std::function<void()> retry);
     // Logs a transport failure and, within the retry limit, repeats `retry` after a random delay.
     void retryAfterTransportFailure(std::atomic<std::uint64_t>& counter, long code, const std::string& description,
                                     std::function<void()> retry);

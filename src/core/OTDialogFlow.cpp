@@ -1,0 +1,120 @@
+#include "core/OTDialogFlow.h"
+
+#include "core/OTPopWindowManager.h"
+#include "core/OTPushManager.h"
+#include "core/OTSDKManager.h"
+#include "model/OTEvent.h"
+#include "model/OTWindowData.h"
+#include "model/OTWindowRecordTree.h"
+#include "platform/OTLogger.h"
+#include "platform/OTUtils.h"
+#include "platform/formats/OTJSONValue.h"
+
+namespace corvane {
+
+void OTDialogFlow::prepareForPopWindowWithData(const std::shared_ptr<const OTWindowData>& data,
+                                               const std::shared_ptr<OTEvent>& event) {
+    const bool autoPop = OTPopWindowManager::sharedManager()->autoPopWindow();
+    OTLog(OTLogger::kLevelLog, "corvane-->prepareForPopWindowWithData");
+    OTLog(OTLogger::kLevelLog, "corvane-->prepareForPopWindowWithData,autoPopWindow:%d", autoPop);
+    if (!autoPop) return;
+    const auto showing = data->filledWithProperties(event ? event->xcontext() : nlohmann::json());
+    OTLog(OTLogger::kLevelLog, "corvane-->prepareForPopWindowWithData->needContinue");
+    std::weak_ptr<OTSDKManager> weak = engine_.weak_from_this();
+    auto goNext = [weak, event] {
+        if (auto self = weak.lock()) self->triggerEventMatchInApp(event, self->currentMatchEventIndex() + 1);
+    };
+    _showWindowWithData(
+        showing,
+        [weak, goNext](std::int64_t type, const std::optional<std::string>& link) {
+            auto self = weak.lock();
+            if (self && _handleWindowClickCallback(type, link)) goNext();
+        },
+        [goNext](bool shown) {
+            if (!shown) goNext();
+        });
+}
+
+void OTDialogFlow::_showWindowWithData(const std::shared_ptr<const OTWindowData>& data, const EventAction& eventAction,
+                                       const std::function<void(bool shown)>& callback) {
+    OTLog(OTLogger::kLevelLog, "corvane->_showWindowWithData,windowData:%@,eventAction:%@", data,
+          eventAction ? "(block)" : nullptr);
+    if (!engine_.readyToShowWithData(data)) {
+        if (callback) callback(false);
+        return;
+    }
+    OTLog(OTLogger::kLevelLog, "corvane->_showWindowWithData->yes");
+    if (callback) callback(true);
+    OTLog(OTLogger::kLevelLog, "corvane->_showWindowWithData,windowData:->yes->yes");
+    const auto condition = data->event();
+    const double delay = (condition ? static_cast<double>(condition->delay()) : 0.0) + 0.2;
+    engine_.environment().mainQueue()->after(
+        OTJSONValue::durationOfSeconds(delay), [weak = engine_.weak_from_this(), data, eventAction] {
+            auto presenter = OTPopWindowManager::sharedManager()->presenter();
+            if (!presenter) {
+                OTLog(OTLogger::kLevelError, "没有可用的弹窗展示器，弹窗未展示：%@", data->windowId());
+                return;
+            }
+            presenter->popWithData(
+                data, [weak, data, eventAction](std::int64_t type, const std::optional<std::string>& link) {
+                    auto self = weak.lock();
+                    if (!self) return;
+                    self->dialogFlow().reactToDialogEvent(data, type, link);
+                    if (eventAction) eventAction(type, link);
+                });
+        });
+}
+
+void OTDialogFlow::reactToDialogEvent(const std::shared_ptr<const OTWindowData>& data, std::int64_t type,
+                                      const std::optional<std::string>& link) {
+    const auto tree = engine_.windowRecordTree();
+    const auto node = tree ? tree->findWindowNodeById(data->windowIdIntegerValue()) : nullptr;
+    OTLog(OTLogger::kLevelLog, "corvane->_showWindowWithData,eventType:%d", type);
+    switch (type) {
+        case 1:
+            OTLog(OTLogger::kLevelLog, "showDialog->显示弹窗，弹窗类型：%@", OTWindowData::styleLabel(data->style()));
+            syncTreeNode(node, type);
+            engine_.reportWindowEventWithName("$impDialog", type, data);
+            return;
+        case 2: OTLog(OTLogger::kLevelLog, "clickkDialog-pic->点击了弹窗图片"); break;
+        case 3: OTLog(OTLogger::kLevelLog, "clickDialog->点击了弹窗关闭按钮"); break;
+        case 4: OTLog(OTLogger::kLevelLog, "点击了弹窗 left button"); break;
+        case 5: OTLog(OTLogger::kLevelLog, "点击了弹窗 right button"); break;
+        case 6: OTLog(OTLogger::kLevelLog, "点击了弹窗 middle button"); break;
+        default: return;
+    }
+    syncTreeNode(node, type);
+    engine_.handleNodeForbiddenState(data);
+    if (type != 3) OTPushManager::sharedManager()->handlePush(link);
+    engine_.reportWindowEventWithName(type == 3 ? "$closeDialog" : "$clickDialog", type, data);
+}
+
+bool OTDialogFlow::_handleWindowClickCallback(std::int64_t type, const std::optional<std::string>& link) {
+    switch (type) {
+        case 2:
+        case 4:
+        case 5:
+        case 6: return !OTUtils::isUniversalLink(link);
+        case 3: return true;
+        default: return false;
+    }
+}
+
+void OTDialogFlow::syncTreeNode(const std::shared_ptr<OTWindowRecordTreeNode>& node, std::int64_t eventType) {
+    if (node) {
+        if (eventType == 1) {
+            node->setLastPopTime(engine_.environment().clock().now());
+        } else if (eventType == 3) {
+            node->setCloseCount(node->closeCount() + 1);
+            const auto rule = node->closeRule();
+            node->setLastEventType(rule ? rule->eventType() : std::nullopt);
+        } else {
+            node->setClickCount(node->clickCount() + 1);
+            const auto rule = node->clickRule();
+            node->setLastEventType(rule ? rule->eventType() : std::nullopt);
+        }
+    }
+    engine_.syncRecordTree();
+}
+
+}  // namespace corvane

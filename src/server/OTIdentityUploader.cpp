@@ -1,0 +1,252 @@
+#include "server/OTIdentityUploader.h"
+
+#include <nlohmann/json.hpp>
+
+#include "platform/OTDataArchiver.h"
+#include "platform/OTEnvironment.h"
+#include "platform/OTLogger.h"
+#include "platform/OTUserConfig.h"
+#include "platform/OTUtils.h"
+#include "server/OTEventReporter.h"
+#include "server/OTLoginClient.h"
+#include "server/OTNetwork.h"
+#include "server/OTServerAnswer.h"
+#include "server/OTServerSession.h"
+
+namespace corvane {
+
+namespace {
+constexpr const char* kParameterMessage = "请检查 pushToken:provider:groupIdentifier: 接口传参";
+
+bool present(const std::optional<std::string>& text) { return text && !text->empty(); }
+}  // namespace
+
+OTIdentityUploader::OTIdentityUploader(std::shared_ptr<OTServerSession> session, std::shared_ptr<OTLoginClient> login,
+                                       std::shared_ptr<OTEventReporter> reporter)
+    : session_(std::move(session)), login_(std::move(login)), reporter_(std::move(reporter)) {}
+
+// ---- The push address ----
+
+std::optional<std::string> OTIdentityUploader::deviceToken2String(const CorvanePushToken& token) {
+    if (!token.isBytes()) {
+        OTLog(OTLogger::kLevelError, "请传入系统直接返回的 NSData 类型的 deviceToken");
+        return std::nullopt;
+    }
+    const auto& bytes = token.bytes();
+    if (bytes.size() < kDeviceTokenLength) return std::nullopt;
+    static constexpr char kDigits[] = "0123456789abcdef";
+    std::string text;
+    text.reserve(kDeviceTokenLength * 2);
+    // Eight big-endian words printed with "%08x" are the bytes in order, two digits each.
+    for (std::size_t i = 0; i < kDeviceTokenLength; ++i) {
+        text += kDigits[bytes[i] >> 4];
+        text += kDigits[bytes[i] & 0x0f];
+    }
+    return text;
+}
+
+OTIdentityUploader::Acceptance OTIdentityUploader::acceptPushToken(const CorvanePushToken& token,
+                                                                   std::uint64_t provider,
+                                                                   const std::optional<std::string>& groupIdentifier) {
+    // A token of the wrong kind, or for a provider the library does not know, changes nothing:
+    // not even the provider, which would otherwise pick the wrong "push" object for the next upload.
+    const bool wrongKind = provider == kProviderJPush ? token.isBytes() : provider == kProviderApple && token.isText();
+    if (wrongKind || (provider != kProviderJPush && provider != kProviderApple)) {
+        OTLog(OTLogger::kLevelError, kParameterMessage);
+        return Acceptance::Refused;
+    }
+    if (provider == kProviderJPush) {
+        if (token.text().empty()) {
+            OTLog(OTLogger::kLevelError, "获取 registrationId 失败");
+            return Acceptance::Refused;
+        }
+        setDeviceId(token.text());
+        OTLog(OTLogger::kLevelLog, "获取到 registrationId ：%@", token.text());
+    } else {
+        const auto hex = deviceToken2String(token);
+        if (!hex) {
+            OTLog(OTLogger::kLevelError, "获取 deviceToken 失败");
+            return Acceptance::Refused;
+        }
+        setDeviceToken(hex);
+        OTLog(OTLogger::kLevelLog, "获取到 deviceToken ：%@", *hex);
+    }
+    acceptedProvider_.store(provider);
+    if (auto configuration = session_->configuration()) configuration->setPushProvider(provider);
+    if (present(groupIdentifier)) session_->setGroupIdentifier(groupIdentifier);
+
+    const auto record = currentTokenInfo();
+    const auto now = session_->environment().clock().now();
+    if (OTUtils::isSameDay(OTDataArchiver::getTokenDate(), now) && OTDataArchiver::getTokenInfo() == record) {
+        OTLog(OTLogger::kLevelLog, "今日已上报 deviceToken，无需重复上报：%@", record);
+        return Acceptance::Uploaded;
+    }
+    const auto user = OTUserConfig::defaultConfig()->configWithGroupIdentifier(session_->groupIdentifier())->userId();
+    return present(user) && present(deviceToken()) ? Acceptance::Due : Acceptance::Blocked;
+}
+
+std::uint64_t OTIdentityUploader::pushProvider() const {
+    const auto configuration = session_->configuration();
+    return configuration ? configuration->pushProvider() : acceptedProvider_.load();
+}
+
+std::string OTIdentityUploader::currentTokenInfo() const {
+    const auto user = OTUserConfig::defaultConfig()->configWithGroupIdentifier(session_->groupIdentifier())->userId();
+    const OTLogArgument arguments[] = {pushProvider(), deviceToken(), session_->groupIdentifier(), user};
+    return OTLogFormatter::format("%lu-%@-%@-%@", arguments);
+}
+
+std::optional<nlohmann::json> OTIdentityUploader::pushObject() const {
+    const auto idfa = OTUtils::getIDFA().value_or("");
+    switch (pushProvider()) {
+        case kProviderApple:
+            return nlohmann::json{
+                {"apns", deviceToken().value_or("")},
+                {"apns_updatetime", OTUtils::stringFromDate(session_->environment().clock().now()).value_or("")},
+                {"idfa", idfa}};
+        case kProviderJPush: return nlohmann::json{{"jpush", deviceId().value_or("")}, {"idfa", idfa}};
+        default: return std::nullopt;
+    }
+}
+
+nlohmann::json OTIdentityUploader::identityBody() const {
+    const auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(session_->groupIdentifier());
+    nlohmann::json body = {{"os", OTServerSession::osObject(true, true)},
+                           {"sdkVersion", OTServerSession::kSDKVersion},
+                           {"token", settings->token().value_or("")}};
+    if (auto push = pushObject()) body["push"] = std::move(*push);
+    return body;
+}
+
+// ---- Uploads ----
+
+void OTIdentityUploader::uploadPushToken() {
+    if (!present(deviceToken()) && !present(deviceId())) return;
+    auto body = identityBody();
+    body["userId"] =
+        OTUserConfig::defaultConfig()->configWithGroupIdentifier(session_->groupIdentifier())->userId().value_or("");
+    std::weak_ptr<OTIdentityUploader> weak = weak_from_this();
+    const auto again = [weak] {
+        if (auto self = weak.lock()) self->uploadPushToken();
+    };
+    session_->network()->postRequestWithRelativeURLStr(
+        kTokenPath, nullptr, body,
+        [weak, again](const OTNetwork::Response& response, const std::string& data) {
+            auto self = weak.lock();
+            if (!self) return;
+            if (response.statusCode != 200) {
+                OTLog(OTLogger::kLevelError, "上报 deviceToken 失败！\nstatusCode:%@\ndescripton:%@\n",
+                      response.statusCode, OTServerAnswer::statusText(response.statusCode));
+                self->session_->retryWithin(self->uploadPushTokenRetryCount_, again);
+                return;
+            }
+            const auto answer = OTServerAnswer::parse(data);
+            OTLog(OTLogger::kLevelLog, "上报 deviceToken : \n%@", OTServerAnswer::loggable(answer, data));
+            const auto code = OTServerAnswer::code(answer, -1);
+            if (code == 0) {
+                OTLog(OTLogger::kLevelLog, "上报 deviceToken 成功! deviceToken：%@", self->deviceToken());
+                const auto record = self->currentTokenInfo();
+                OTLog(OTLogger::kLevelLog, "上报 deviceToken 成功! currentTokenInfo：%@", record);
+                OTDataArchiver::setTokenInfo(record);
+                return;
+            }
+            OTLog(OTLogger::kLevelError, "上报 deviceToken 失败！\ncode:%@\nmessage:%@\n", code,
+                  OTServerAnswer::message(answer));
+            if (code != OTServerAnswer::kExpiredTokenCode) return;
+            OTLog(OTLogger::kLevelError, "token 失效，重新 login");
+            self->login_->loginAgainWithin(self->uploadPushTokenRetryCount_, again);
+        },
+        [weak, again](const OTNetwork::Error& error) {
+            OTLog(OTLogger::kLevelError, "上报 deviceToken 失败！\ncode:%@\ndescripton:%@\n", error.code,
+                  error.localizedDescription);
+            if (auto self = weak.lock()) self->session_->retryWithin(self->uploadPushTokenRetryCount_, again);
+        });
+}
+
+void OTIdentityUploader::alias(const std::optional<std::string>& userId) {
+    auto body = identityBody();
+    body["userId"] = userId.value_or("");
+    body["newUserId"] =
+        OTUserConfig::defaultConfig()->configWithGroupIdentifier(session_->groupIdentifier())->userId().value_or("");
+    std::weak_ptr<OTIdentityUploader> weak = weak_from_this();
+    const auto again = [weak, userId] {
+        if (auto self = weak.lock()) self->alias(userId);
+    };
+    session_->network()->postRequestWithRelativeURLStr(
+        kAliasPath, nullptr, body,
+        [weak, again](const OTNetwork::Response& response, const std::string& data) {
+            auto self = weak.lock();
+            if (!self) return;
+            if (response.statusCode != 200) {
+                OTLog(OTLogger::kLevelError, "alias 失败！\nstatusCode:%@\ndescripton:%@\n", response.statusCode,
+                      OTServerAnswer::statusText(response.statusCode));
+                self->session_->retryWithin(self->aliasRetryCount_, again);
+                return;
+            }
+            const auto answer = OTServerAnswer::parse(data);
+            OTLog(OTLogger::kLevelLog, "alias : \n%@", OTServerAnswer::loggable(answer, data));
+            const auto code = OTServerAnswer::code(answer, -1);
+            if (code == 0) {
+                OTLog(OTLogger::kLevelLog, "alias 成功!");
+                return;
+            }
+            OTLog(OTLogger::kLevelError, "alias 失败！\ncode:%@\nmessage:%@\n", code, OTServerAnswer::message(answer));
+            if (code != OTServerAnswer::kExpiredTokenCode) return;
+            OTLog(OTLogger::kLevelError, "token 失效，重新 login");
+            self->login_->loginAgainWithin(self->aliasRetryCount_, again);
+        },
+        [weak, again](const OTNetwork::Error& error) {
+            OTLog(OTLogger::kLevelError, "alias 失败！\ncode:%@\ndescripton:%@\n", error.code,
+                  error.localizedDescription);
+            if (auto self = weak.lock()) self->session_->retryWithin(self->aliasRetryCount_, again);
+        });
+}
+
+void OTIdentityUploader::setWeChatId(const std::optional<std::string>& weChatId,
+                                     const std::optional<std::string>& appId,
+                                     const std::optional<std::string>& openId) {
+    OTLog(OTLogger::kLevelData, "上报（setWeChatId）:unionId=%@,appid=%@,openId=%@", weChatId, appId, openId);
+    if (!present(appId) || !present(openId)) {
+        OTLog(OTLogger::kLevelError, "上报（setWeChatId）:appid is null or openId is null");
+        return;
+    }
+    const auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(session_->groupIdentifier());
+    const nlohmann::json body = {{"os", OTServerSession::osObject(false, true)},
+                                 {"sdkVersion", OTServerSession::kSDKVersion},
+                                 {"token", settings->token().value_or("")},
+                                 {"xwho", settings->userId().value_or("")},
+                                 {"unionId", weChatId.value_or("")},
+                                 {"appId", *appId},
+                                 {"openId", *openId}};
+    std::weak_ptr<OTIdentityUploader> weak = weak_from_this();
+    session_->network()->postRequestWithRelativeURLStr(
+        kWeChatPath, nullptr, body,
+        [weak, weChatId, appId, openId](const OTNetwork::Response& response, const std::string& data) {
+            if (response.statusCode != 200) {
+                OTLog(OTLogger::kLevelError, "上报setWeChatId事件失败！statusCode:%@\ndescripton:%@\n",
+                      response.statusCode, OTServerAnswer::statusText(response.statusCode));
+                return;
+            }
+            const auto answer = OTServerAnswer::parse(data);
+            OTLog(OTLogger::kLevelLog, "上报事件 setWeChatId:\n%@", OTServerAnswer::loggable(answer, data));
+            const auto code = OTServerAnswer::code(answer, -1);
+            if (code == 0) {
+                OTLog(OTLogger::kLevelLog, "上报setWeChatId事件成功");
+                return;
+            }
+            OTLog(OTLogger::kLevelError, "上报setWeChatId事件失败");
+            if (code != OTServerAnswer::kExpiredTokenCode) return;
+            OTLog(OTLogger::kLevelError, "token 失效，重新 login");
+            auto self = weak.lock();
+            if (!self) return;
+            self->login_->loginAgainWithin(self->reporter_->reportEventRetries(), [weak, weChatId, appId, openId] {
+                if (auto again = weak.lock()) again->setWeChatId(weChatId, appId, openId);
+            });
+        },
+        [](const OTNetwork::Error& error) {
+            OTLog(OTLogger::kLevelError, "上报setWeChatId事件失败！code:%@\ndescripton:%@\n", error.code,
+                  error.localizedDescription);
+        });
+}
+
+}  // namespace corvane
