@@ -35,10 +35,10 @@ public:
 
     // What accepting a push address leaves to do.
     enum class Acceptance {
-        Refused,    // the token was refused; nothing stored
-        Uploaded,   // the same record was uploaded today already
-        Due,        // an upload is due, and the user and address are known
-        Blocked,    // an upload is due, but the user or the Apple address is still missing
+        Refused,   // the token was refused; nothing stored
+        Uploaded,  // the same record was uploaded today already
+        Due,       // an upload is due, and the user and address are known
+        Blocked,   // an upload is due, but the user or the Apple address is still missing
     };
     // Checks the token against its provider, keeps it and the group, and says whether an upload is
     // due. A refused token leaves every stored value as it was.

@@ -115,6 +115,7 @@ TEST(OTLogger, EachStartDeletesOneOldFileWhenThreeOrMoreArePresent) {
     OTLogger::getInstance();
     std::size_t remaining = logFiles(folder).size() + (fs::exists(folder / "nested" / "d.log") ? 1 : 0);
     EXPECT_EQ(remaining, 3u);
+    EXPECT_FALSE(fs::exists(folder / "a.log"));  // the first by name
     EXPECT_TRUE(fs::exists(folder / "c.txt"));
 
     // Each later start removes one and adds one, never a sweep.
@@ -156,6 +157,23 @@ TEST(OTLogger, LoggingNeverThrowsWhateverItIsGiven) {
     EXPECT_NO_THROW(OTLogger::log(OTLogger::kLevelLog, "-[X y]", "%@", std::string("\xFF\xFE invalid utf-8")));
     test.scheduler().runUntilIdle();
     EXPECT_EQ(test.console().lines().size(), 4u);
+}
+
+TEST(OTLogger, AListenerHearsEveryMessageWhateverTheConsoleLevel) {
+    OTTestEnvironment test;
+    std::vector<std::pair<std::int64_t, std::string>> heard;
+    OTLogger::getInstance()->setListener(
+        [&heard](std::int64_t level, const std::string& message) { heard.emplace_back(level, message); });
+    OTLogger::configLogLevel(0);
+    OTLog(OTLogger::kLevelData, "数据 %@", 1);
+    OTLog(OTLogger::kLevelError, "失败：%@", std::string(300 * 1024, 'x'));
+    OTLogger::getInstance()->setListener(nullptr);
+    OTLog(OTLogger::kLevelLog, "not heard");
+    ASSERT_EQ(heard.size(), 2u);
+    EXPECT_EQ(heard[0], std::make_pair(OTLogger::kLevelData, std::string("数据 1")));
+    EXPECT_EQ(heard[1].first, OTLogger::kLevelError);
+    EXPECT_EQ(heard[1].second.size(), OTLogger::kMaxMessageBytes + std::string("…(45065 more bytes)").size());
+    EXPECT_TRUE(test.console().lines().empty());
 }
 
 }  // namespace corvane

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <algorithm>
 #include <functional>
 #include <mutex>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -55,6 +57,30 @@ public:
         }
         held.completion(200, body, std::nullopt);
         return true;
+    }
+    // Completes the first held request to `path` with any status, body or transport failure;
+    // false when none is held.
+    bool complete(const std::string& path, long status, const std::string& body,
+                  const std::optional<Failure>& failure = std::nullopt) {
+        Held held;
+        {
+            std::lock_guard lock(mutex_);
+            auto it = std::find_if(pending_.begin(), pending_.end(), [&](const Held& h) { return h.isFor(path); });
+            if (it == pending_.end()) return false;
+            held = *it;
+            pending_.erase(it);
+        }
+        held.completion(status, body, failure);
+        return true;
+    }
+    // The bodies of the requests sent to `path` so far, in order.
+    std::vector<nlohmann::json> bodiesTo(const std::string& path) const {
+        std::lock_guard lock(mutex_);
+        std::vector<nlohmann::json> bodies;
+        for (const auto& held : sent_) {
+            if (held.isFor(path)) bodies.push_back(held.body());
+        }
+        return bodies;
     }
     std::vector<Held> sent() const {
         std::lock_guard lock(mutex_);
