@@ -108,9 +108,31 @@ TEST(OTSimulator, TheDemoShowsDialogsFollowsLinksQueuesOfflineAndHitsTheDailyCap
     for (const auto& o : ofType(observations, "request")) triggered |= o["path"] == "/push/sdk/event/trigger";
     EXPECT_TRUE(triggered);
 
+    // The push address goes up once on the first day, not again that day, once more the next day;
+    // then the WeChat identity, and the logs mailed.
+    std::vector<json> tokens, weChats;
+    for (const auto& o : ofType(observations, "request")) {
+        if (o["path"] == "/push/sdk/token") tokens.push_back(o["body"]);
+        if (o["path"] == "/push/wechat/user/profile") weChats.push_back(o["body"]);
+    }
+    ASSERT_EQ(tokens.size(), 2u);
+    EXPECT_EQ(tokens[1]["push"]["apns"], "000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f");
+    EXPECT_EQ(tokens[1]["userId"], "u1");
+    ASSERT_EQ(weChats.size(), 1u);
+    EXPECT_EQ(weChats[0]["unionId"], "union-1");
+    const auto clocks = ofType(observations, "clock");
+    ASSERT_EQ(clocks.size(), 1u);
+    EXPECT_EQ(clocks[0]["now"].get<std::string>().size(), 19u);
+    const auto mails = ofType(observations, "mail");
+    ASSERT_EQ(mails.size(), 1u);
+    EXPECT_EQ(mails[0]["to"], "dev@example.com");
+    EXPECT_EQ(mails[0]["subject"], "CorvaneOstrel v2.2.2 用户行为日志");
+    ASSERT_EQ(mails[0]["attachments"].size(), 1u);
+    EXPECT_EQ(mails[0]["attachments"][0].get<std::string>().rfind("otsdk_", 0), 0u);
+
     const auto state = observations.back();
     ASSERT_EQ(state["type"], "state");
-    EXPECT_EQ(state["dailyPopWindowCount"], 5);
+    EXPECT_EQ(state["dailyPopWindowCount"], 0);  // the clock has moved on to the next day
     EXPECT_EQ(state["offlineWindowEvents"], 1);  // kept in memory after the flush, as designed
     EXPECT_EQ(state["offlinePushEvents"], 0);
     ASSERT_EQ(state["nodes"].size(), 4u);
@@ -167,6 +189,43 @@ TEST(OTSimulator, BadLinesAreReportedWithTheirNumberAndTheRunGoesOn) {
     ASSERT_FALSE(actions.empty());
     EXPECT_EQ(actions.back()["line"], 15);
     EXPECT_EQ(observations.back()["type"], "state");
+}
+
+TEST(OTSimulator, TheLogOptionShowsWhyAndIdentityLinesAreChecked) {
+    OTTestEnvironment test;
+    const auto scenario = test.root() / "identity.jsonl";
+    std::ofstream(scenario) << "{\"action\":\"observe\",\"group\":\"group.demo\"}\n"
+                               "{\"action\":\"pushToken\",\"text\":\"190e35f7e0\"}\n"
+                               "{\"action\":\"pushToken\",\"hex\":\"0g\"}\n"
+                               "{\"action\":\"pushToken\",\"hex\":\"00\",\"provider\":-1}\n"
+                               "{\"action\":\"pushToken\",\"hex\":\"0001\",\"provider\":1}\n"
+                               "{\"action\":\"weChat\",\"unionId\":\"u\",\"appId\":\"wx\"}\n"
+                               "{\"action\":\"clock\",\"advance\":1e12}\n"
+                               "{\"action\":\"clock\"}\n"
+                               "{\"action\":\"mailLogs\"}\n"
+                               "{\"action\":\"clock\",\"advance\":-3600}\n";
+    const auto observations = runSimulator("--log " + scenario.string());
+    std::vector<std::string> errors;
+    for (const auto& o : ofType(observations, "error"))
+        errors.push_back(o["line"].dump() + " " + o["message"].get<std::string>());
+    EXPECT_EQ(errors, (std::vector<std::string>{"3 \"hex\" must be pairs of hexadecimal digits",
+                                                "4 \"provider\" must be a whole number not below 0",
+                                                "7 \"advance\" must lie within 100 years either way",
+                                                "8 \"clock\" needs \"advance\"", "9 \"mailLogs\" needs \"to\""}));
+    // The library's reasons, whatever the console level: a text for Apple push, bytes for JPush,
+    // a WeChat identity without an open id.
+    std::vector<std::string> logged;
+    for (const auto& o : ofType(observations, "log")) {
+        if (o["level"] == 5) logged.push_back(o["text"]);
+    }
+    EXPECT_EQ(logged, (std::vector<std::string>{"请检查 pushToken:provider:groupIdentifier: 接口传参",
+                                                "请检查 pushToken:provider:groupIdentifier: 接口传参",
+                                                "上报（setWeChatId）:appid is null or openId is null"}));
+    EXPECT_EQ(ofType(observations, "clock").size(), 1u);
+    for (const auto& o : ofType(observations, "request")) {
+        EXPECT_NE(o["path"], "/push/sdk/token");
+        EXPECT_NE(o["path"], "/push/wechat/user/profile");
+    }
 }
 
 }  // namespace corvane

@@ -43,6 +43,10 @@ const std::map<std::string, std::vector<Field>, std::less<>>& schema() {
          {{"locationId", Kind::Text, true}, {"container", Kind::Text}, {"hidesWhenNotAvailable", Kind::Boolean}}},
         {"tapBanner", {{"locationId", Kind::Text, true}, {"item", Kind::Integer}}},
         {"getBanner", {{"locationId", Kind::Text, true}}},
+        {"pushToken", {{"hex", Kind::Text}, {"text", Kind::Text}, {"provider", Kind::Integer}, {"group", Kind::Text}}},
+        {"weChat", {{"unionId", Kind::Text}, {"appId", Kind::Text}, {"openId", Kind::Text}}},
+        {"mailLogs", {{"to", Kind::Text, true}}},
+        {"clock", {{"advance", Kind::Number, true}}},
     };
     return kSchema;
 }
@@ -131,7 +135,15 @@ std::string checkContents(const std::string& name, const nlohmann::json& action)
             return std::string("\"") + key + "\" must lie between 0 and 3600 seconds";
         }
     }
-    for (const char* key : {"count", "status", "code", "type"}) {
+    if (action.contains("advance") && action["advance"].is_number() &&
+        std::fabs(action["advance"].get<double>()) > OTScenarioAction::kMaxClockAdvance) {
+        return "\"advance\" must lie within 100 years either way";
+    }
+    if (action.contains("provider") && action["provider"].is_number_integer() && !action["provider"].is_number_unsigned() &&
+        action["provider"].get<std::int64_t>() < 0) {
+        return "\"provider\" must be a whole number not below 0";
+    }
+    for (const char* key : {"count", "status", "code", "type", "provider"}) {
         if (!action.contains(key) || !action[key].is_number()) continue;
         const auto& number = action[key];
         const bool small = number.is_number_unsigned()  ? number.get<std::uint64_t>() <= 1'000'000'000u

@@ -16,6 +16,8 @@ namespace corvane {
 class OTScenarioAction {
 public:
     static constexpr std::chrono::milliseconds kMaxDuration = std::chrono::hours(1);
+    // Seconds the clock may be moved by at once.
+    static constexpr double kMaxClockAdvance = 100.0 * 365 * 24 * 3600;
 
     static std::variant<OTScenarioAction, std::string> parse(std::string_view line);
 

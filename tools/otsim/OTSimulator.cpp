@@ -9,6 +9,8 @@
 
 #include "OTDevServer.h"
 #include "OTSimulatorBanners.h"
+#include "OTSimulatorClock.h"
+#include "OTSimulatorIdentity.h"
 #include "OTSimulatorPresenter.h"
 #include "core/OTSDKManager.h"
 #include "corvane/CorvaneOtManager.h"
@@ -18,12 +20,12 @@
 #include "platform/OTLogger.h"
 #include "platform/OTRandomSource.h"
 #include "platform/OTUserConfig.h"
+#include "platform/OTUtils.h"
 #include "platform/deterministic/OTManualReachabilitySource.h"
 #include "platform/headless/OTHTMLRenderer.h"
 #include "platform/headless/OTHeadlessRenderer.h"
 #include "platform/headless/OTHeadlessUIHost.h"
 #include "platform/linux/OTStandardErrorConsole.h"
-#include "platform/linux/OTSystemClock.h"
 #include "platform/linux/OTThreadScheduler.h"
 #include "platform/view/OTNavigationController.h"
 #include "platform/view/OTPageClassRegistry.h"
@@ -83,7 +85,8 @@ bool OTSimulator::setUp() {
         serverURL_ = server_->baseURL();
     }
     OTEnvironment::Parts parts;
-    parts.clock = std::make_shared<OTSystemClock>();
+    clock_ = std::make_shared<OTSimulatorClock>();
+    parts.clock = clock_;
     scheduler_ = std::make_shared<OTThreadScheduler>();
     parts.scheduler = scheduler_;
     parts.sandboxRoot = sandbox_;
@@ -97,7 +100,14 @@ bool OTSimulator::setUp() {
     banners_ = std::make_unique<OTSimulatorBanners>(
         [this](json observation) { observe(std::move(observation)); }, options_.htmlDirectory,
         OTSize{environment_->device().screenWidth, environment_->device().screenHeight});
+    identity_ = std::make_unique<OTSimulatorIdentity>([this](json observation) { observe(std::move(observation)); });
     OTLogger::configLogLevel(options_.logLevel);
+    if (options_.log) {
+        OTLogger::getInstance()->setListener([inbox = logs_](std::int64_t level, const std::string& message) {
+            const std::lock_guard lock(inbox->mutex);
+            inbox->messages.push_back({{"type", "log"}, {"level", level}, {"text", message}});
+        });
+    }
     OTPopWindowManager::sharedManager()->setPresenter(
         std::make_shared<OTSimulatorPresenter>([this](const auto& data) { dialogShown(data); },
                                                [this](const auto& data, auto type) { dialogReacted(data, type); }));
@@ -180,6 +190,10 @@ void OTSimulator::perform(std::size_t line, const OTScenarioAction& action) {
     if (name == "banner") return banners_->load(action, failed);
     if (name == "tapBanner") return banners_->tap(action, failed);
     if (name == "getBanner") return banners_->getBanner(action, failed);
+    if (name == "pushToken") return identity_->pushToken(action, group_.value_or(""), failed);
+    if (name == "weChat") return identity_->weChat(action);
+    if (name == "mailLogs") return identity_->mailLogs(action);
+    if (name == "clock") return moveClock(action);
 }
 
 std::shared_ptr<CorvaneOtObserver> OTSimulator::observer() {
@@ -332,6 +346,13 @@ void OTSimulator::injectFault(std::size_t line, const OTScenarioAction& action) 
     server_->injectFault(action.text("path", ""), fault);
 }
 
+void OTSimulator::moveClock(const OTScenarioAction& action) {
+    const double seconds = action.value("advance").get<double>();
+    clock_->advance(std::chrono::duration_cast<OTClock::Duration>(std::chrono::duration<double>(seconds)));
+    const auto now = clock_->now();
+    observe({{"type", "clock"}, {"now", OTUtils::stringFromDate(now).value_or("")}});
+}
+
 // ---- Watching ----
 
 void OTSimulator::pump(std::chrono::milliseconds duration, const std::function<bool()>& done) {
@@ -353,6 +374,13 @@ void OTSimulator::collect() {
     }
     collectNavigation();
     banners_->collect();
+    identity_->collect(static_cast<OTHeadlessUIHost&>(environment_->uiHost()));
+    std::vector<json> messages;
+    {
+        const std::lock_guard lock(logs_->mutex);
+        messages.swap(logs_->messages);
+    }
+    for (auto& message : messages) observe(std::move(message));
 }
 
 OTSimulator::NavigationState OTSimulator::navigationState() const {
@@ -487,7 +515,7 @@ void OTSimulator::print(const json& o) {
     }
     const std::string type = o["type"];
     const std::string at = timeText(o["t"].get<double>());
-    if (OTSimulatorBanners::print(out_, at, o)) {
+    if (OTSimulatorBanners::print(out_, at, o) || OTSimulatorIdentity::print(out_, at, o)) {
         out_.flush();
         return;
     }
@@ -520,7 +548,7 @@ void OTSimulator::print(const json& o) {
         const auto& body = o["body"];
         std::string fields;
         if (body.is_object()) {
-            for (const char* key : {"appKey", "userId", "token"}) {
+            for (const char* key : {"appKey", "userId", "newUserId", "xwho", "token"}) {
                 if (body.contains(key) && !body[key].is_null())
                     fields += std::string(" ") + key + "=" + text(body[key]);
             }
@@ -535,6 +563,10 @@ void OTSimulator::print(const json& o) {
             }
         }
         out_ << at << "  server <- " << text(o["path"]) << fields << "\n";
+    } else if (type == "log") {
+        out_ << at << "  log " << o["level"] << ": " << text(o["text"]) << "\n";
+    } else if (type == "clock") {
+        out_ << at << "  clock now " << text(o["now"]) << "\n";
     } else if (type == "error") {
         out_ << at << "  !! line " << o["line"] << ": " << text(o["message"]) << "\n";
     } else if (type == "snapshot") {

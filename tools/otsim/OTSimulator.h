@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <ostream>
@@ -15,6 +16,8 @@ namespace corvane {
 
 class OTScenarioAction;
 class OTSimulatorBanners;
+class OTSimulatorClock;
+class OTSimulatorIdentity;
 
 class CorvaneOtConfig;
 class CorvaneOtObserver;
@@ -38,6 +41,8 @@ public:
         bool json = false;
         std::optional<std::filesystem::path> htmlDirectory;
         std::int64_t logLevel = 0;
+        // Every message of the library's logger, whatever the console level, is observed.
+        bool log = false;
     };
 
     OTSimulator(Options options, std::ostream& out);
@@ -76,6 +81,7 @@ private:
     void waitFor(std::size_t line, const OTScenarioAction& action);
     void setNetwork(std::size_t line, const std::string& state);
     void injectFault(std::size_t line, const OTScenarioAction& action);
+    void moveClock(const OTScenarioAction& action);
     std::shared_ptr<CorvaneOtObserver> observer();
 
     // Runs the main loop for `duration` of real time, collecting what happened meanwhile.
@@ -115,6 +121,14 @@ private:
     NavigationState navigation_;
     std::size_t snapshots_ = 0;
     std::unique_ptr<OTSimulatorBanners> banners_;
+    std::unique_ptr<OTSimulatorIdentity> identity_;
+    std::shared_ptr<OTSimulatorClock> clock_;
+    // The logger's messages, from whatever thread logs them, until the main loop observes them.
+    struct LogInbox {
+        std::mutex mutex;
+        std::vector<nlohmann::json> messages;
+    };
+    std::shared_ptr<LogInbox> logs_ = std::make_shared<LogInbox>();
 };
 
 }  // namespace corvane

@@ -18,12 +18,14 @@ int main(int argc, char** argv) {
     std::string server;
     std::string html;
     bool json = false;
+    bool log = false;
     std::int64_t logLevel = 0;
     app.add_option("scenario", scenario, "scenario file (JSON lines)");
     app.add_option("--sandbox", sandbox, "keep the app's files in this folder (default: a fresh temporary one)");
     app.add_option("--campaigns", campaigns, "campaign folder for the embedded dev server")->capture_default_str();
     app.add_option("--server", server, "use this server instead of the embedded one");
     app.add_flag("--json", json, "print observations as JSON lines");
+    app.add_flag("--log", log, "also print every message of the library's logger, whatever the console level");
     app.add_option("--html", html, "write an HTML snapshot of each dialog and banner shown into this folder");
     app.add_option("--log-level", logLevel, "library console level: 0 none, 1 all but data, 3/4/5 one level, 6 all")
         ->capture_default_str();
@@ -47,6 +49,7 @@ int main(int argc, char** argv) {
     options.campaigns = campaigns;
     if (!server.empty()) options.serverURL = server;
     options.json = json;
+    options.log = log;
     if (!html.empty()) options.htmlDirectory = html;
     options.logLevel = logLevel;
     corvane::OTSimulator simulator(options, std::cout);
