@@ -11,24 +11,31 @@ struct Endpoint {
     const char* path;
     const char* goodAnswer;
 };
-constexpr std::array<Endpoint, 5> kEndpoints{{
+constexpr std::array<Endpoint, 8> kEndpoints{{
     {"/push/sdk/login", R"({"code":0,"token":"token-1","rule":{}})"},
     {"/push/sdk/in_app", R"({"code":0,"data":[{"id":"1","type":1,"event":{"xwhat":"buy"}}]})"},
     {"/push/sdk/event/subscribe", R"({"code":0,"data":[]})"},
     {"/push/sdk/in_app/callback", R"({"code":0})"},
     {"/push/sdk/event/trigger", R"({"code":0})"},
+    {"/push/sdk/token", R"({"code":0})"},
+    {"/push/sdk/alias", R"({"code":0})"},
+    {"/push/wechat/user/profile", R"({"code":0})"},
 }};
 
 // One engine for the whole run, its requests answered as soon as they are sent.
 struct Rig : OTHeldEngine {
-    Rig() { campaign->setModelWithDic(nlohmann::json::parse(R"({"id":"1","type":1})")); }
+    Rig() {
+        campaign->setModelWithDic(nlohmann::json::parse(R"({"id":"1","type":1})"));
+        engine->setDeviceToken("000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f");
+    }
     std::shared_ptr<OTWindowData> campaign = std::make_shared<OTWindowData>();
 };
 }  // namespace
 
 // The first byte picks the endpoint whose answer is the rest; every other endpoint answers well.
 // Each input logs in, downloads both lists, reports a dialog event and an event a subscription
-// could trigger, then lets retries and timers run.
+// could trigger, uploads the push token, an alias and a WeChat identity, then lets retries and
+// timers run.
 int otFuzzAnswers(const std::uint8_t* data, std::size_t size) {
     if (size == 0) return 0;
     auto& rig = OTFuzzSupport::rig<Rig>();
@@ -45,6 +52,9 @@ int otFuzzAnswers(const std::uint8_t* data, std::size_t size) {
     rig.engine->getListData(true);
     rig.engine->reportWindowEventWithName("$impDialog", 1, rig.campaign);
     rig.engine->onEventDataReceived(nlohmann::json{{"source", 0}, {"xwhat", "buy"}, {"xcontext", {{"k", 1}}}});
+    rig.engine->uploadPushToken();
+    rig.engine->alias(std::string("previous-user"));
+    rig.engine->setWeChatId(std::string("union"), std::string("app"), std::string("open"));
     rig.test.scheduler().runUntilIdle();
     rig.test.scheduler().advance(std::chrono::minutes(10));
     rig.transport->forgetSent();

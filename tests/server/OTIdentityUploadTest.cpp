@@ -58,9 +58,9 @@ TEST(OTIdentityUpload, TheHexFormAndTheTokensEachProviderRefuses) {
     EXPECT_EQ(OTSDKManager::deviceToken2String(CorvanePushToken(kHex)), std::nullopt);
     EXPECT_EQ(c.count("请传入系统直接返回的 NSData 类型的 deviceToken"), 1u);
 
-    c.engine->pushToken(CorvanePushToken(kHex), 0, std::string("group.other"));           // text for Apple push
-    c.engine->pushToken(countingBytes(32), 1, std::string("group.other"));                // bytes for JPush
-    c.engine->pushToken(countingBytes(32), 7, std::string("group.other"));                // no such provider
+    c.engine->pushToken(CorvanePushToken(kHex), 0, std::string("group.other"));                 // text for Apple push
+    c.engine->pushToken(countingBytes(32), 1, std::string("group.other"));                      // bytes for JPush
+    c.engine->pushToken(countingBytes(32), 7, std::string("group.other"));                      // no such provider
     c.engine->pushToken(CorvanePushToken(static_cast<const char*>(nullptr)), 1, std::nullopt);  // nothing
     c.engine->pushToken(std::string(), 1, std::nullopt);
     c.engine->pushToken(countingBytes(31), std::string("group.other"));

@@ -139,8 +139,8 @@ std::string checkContents(const std::string& name, const nlohmann::json& action)
         std::fabs(action["advance"].get<double>()) > OTScenarioAction::kMaxClockAdvance) {
         return "\"advance\" must lie within 100 years either way";
     }
-    if (action.contains("provider") && action["provider"].is_number_integer() && !action["provider"].is_number_unsigned() &&
-        action["provider"].get<std::int64_t>() < 0) {
+    if (action.contains("provider") && action["provider"].is_number_integer() &&
+        !action["provider"].is_number_unsigned() && action["provider"].get<std::int64_t>() < 0) {
         return "\"provider\" must be a whole number not below 0";
     }
     for (const char* key : {"count", "status", "code", "type", "provider"}) {
