@@ -125,41 +125,22 @@ void OTIdentityUploader::uploadPushToken() {
     auto body = identityBody();
     body["userId"] =
         OTUserConfig::defaultConfig()->configWithGroupIdentifier(session_->groupIdentifier())->userId().value_or("");
+    static constexpr Texts kTexts{"上报 deviceToken 失败！\nstatusCode:%@\ndescripton:%@\n", "上报 deviceToken : \n%@",
+                                  "上报 deviceToken 失败！\ncode:%@\nmessage:%@\n",
+                                  "上报 deviceToken 失败！\ncode:%@\ndescripton:%@\n"};
     std::weak_ptr<OTIdentityUploader> weak = weak_from_this();
-    const auto again = [weak] {
-        if (auto self = weak.lock()) self->uploadPushToken();
-    };
-    session_->network()->postRequestWithRelativeURLStr(
-        kTokenPath, nullptr, body,
-        [weak, again](const OTNetwork::Response& response, const std::string& data) {
+    post(
+        kTokenPath, body, kTexts, &OTIdentityUploader::uploadPushTokenRetryCount_,
+        [weak] {
+            if (auto self = weak.lock()) self->uploadPushToken();
+        },
+        [weak] {
             auto self = weak.lock();
             if (!self) return;
-            if (response.statusCode != 200) {
-                OTLog(OTLogger::kLevelError, "上报 deviceToken 失败！\nstatusCode:%@\ndescripton:%@\n",
-                      response.statusCode, OTServerAnswer::statusText(response.statusCode));
-                self->session_->retryWithin(self->uploadPushTokenRetryCount_, again);
-                return;
-            }
-            const auto answer = OTServerAnswer::parse(data);
-            OTLog(OTLogger::kLevelLog, "上报 deviceToken : \n%@", OTServerAnswer::loggable(answer, data));
-            const auto code = OTServerAnswer::code(answer, -1);
-            if (code == 0) {
-                OTLog(OTLogger::kLevelLog, "上报 deviceToken 成功! deviceToken：%@", self->deviceToken());
-                const auto record = self->currentTokenInfo();
-                OTLog(OTLogger::kLevelLog, "上报 deviceToken 成功! currentTokenInfo：%@", record);
-                OTDataArchiver::setTokenInfo(record);
-                return;
-            }
-            OTLog(OTLogger::kLevelError, "上报 deviceToken 失败！\ncode:%@\nmessage:%@\n", code,
-                  OTServerAnswer::message(answer));
-            if (code != OTServerAnswer::kExpiredTokenCode) return;
-            OTLog(OTLogger::kLevelError, "token 失效，重新 login");
-            self->login_->loginAgainWithin(self->uploadPushTokenRetryCount_, again);
-        },
-        [weak, again](const OTNetwork::Error& error) {
-            OTLog(OTLogger::kLevelError, "上报 deviceToken 失败！\ncode:%@\ndescripton:%@\n", error.code,
-                  error.localizedDescription);
-            if (auto self = weak.lock()) self->session_->retryWithin(self->uploadPushTokenRetryCount_, again);
+            OTLog(OTLogger::kLevelLog, "上报 deviceToken 成功! deviceToken：%@", self->deviceToken());
+            const auto record = self->currentTokenInfo();
+            OTLog(OTLogger::kLevelLog, "上报 deviceToken 成功! currentTokenInfo：%@", record);
+            OTDataArchiver::setTokenInfo(record);
         });
 }
 
@@ -168,37 +149,48 @@ void OTIdentityUploader::alias(const std::optional<std::string>& userId) {
     body["userId"] = userId.value_or("");
     body["newUserId"] =
         OTUserConfig::defaultConfig()->configWithGroupIdentifier(session_->groupIdentifier())->userId().value_or("");
+    static constexpr Texts kTexts{"alias 失败！\nstatusCode:%@\ndescripton:%@\n", "alias : \n%@",
+                                  "alias 失败！\ncode:%@\nmessage:%@\n", "alias 失败！\ncode:%@\ndescripton:%@\n"};
     std::weak_ptr<OTIdentityUploader> weak = weak_from_this();
-    const auto again = [weak, userId] {
-        if (auto self = weak.lock()) self->alias(userId);
-    };
+    post(
+        kAliasPath, body, kTexts, &OTIdentityUploader::aliasRetryCount_,
+        [weak, userId] {
+            if (auto self = weak.lock()) self->alias(userId);
+        },
+        [] { OTLog(OTLogger::kLevelLog, "alias 成功!"); });
+}
+
+void OTIdentityUploader::post(const char* path, const nlohmann::json& body, const Texts& texts,
+                              std::atomic<std::uint64_t> OTIdentityUploader::*retries, std::function<void()> again,
+                              std::function<void()> succeeded) {
+    std::weak_ptr<OTIdentityUploader> weak = weak_from_this();
     session_->network()->postRequestWithRelativeURLStr(
-        kAliasPath, nullptr, body,
-        [weak, again](const OTNetwork::Response& response, const std::string& data) {
+        path, nullptr, body,
+        [weak, texts, retries, again, succeeded](const OTNetwork::Response& response, const std::string& data) {
             auto self = weak.lock();
             if (!self) return;
+            // Unlike the list downloads, a bad status is retried like a lost connection.
             if (response.statusCode != 200) {
-                OTLog(OTLogger::kLevelError, "alias 失败！\nstatusCode:%@\ndescripton:%@\n", response.statusCode,
+                OTLog(OTLogger::kLevelError, texts.failedStatus, response.statusCode,
                       OTServerAnswer::statusText(response.statusCode));
-                self->session_->retryWithin(self->aliasRetryCount_, again);
+                self->session_->retryWithin((*self).*retries, again);
                 return;
             }
             const auto answer = OTServerAnswer::parse(data);
-            OTLog(OTLogger::kLevelLog, "alias : \n%@", OTServerAnswer::loggable(answer, data));
+            OTLog(OTLogger::kLevelLog, texts.answered, OTServerAnswer::loggable(answer, data));
             const auto code = OTServerAnswer::code(answer, -1);
             if (code == 0) {
-                OTLog(OTLogger::kLevelLog, "alias 成功!");
+                succeeded();
                 return;
             }
-            OTLog(OTLogger::kLevelError, "alias 失败！\ncode:%@\nmessage:%@\n", code, OTServerAnswer::message(answer));
+            OTLog(OTLogger::kLevelError, texts.failedCode, code, OTServerAnswer::message(answer));
             if (code != OTServerAnswer::kExpiredTokenCode) return;
             OTLog(OTLogger::kLevelError, "token 失效，重新 login");
-            self->login_->loginAgainWithin(self->aliasRetryCount_, again);
+            self->login_->loginAgainWithin((*self).*retries, again);
         },
-        [weak, again](const OTNetwork::Error& error) {
-            OTLog(OTLogger::kLevelError, "alias 失败！\ncode:%@\ndescripton:%@\n", error.code,
-                  error.localizedDescription);
-            if (auto self = weak.lock()) self->session_->retryWithin(self->aliasRetryCount_, again);
+        [weak, texts, retries, again](const OTNetwork::Error& error) {
+            OTLog(OTLogger::kLevelError, texts.failedTransport, error.code, error.localizedDescription);
+            if (auto self = weak.lock()) self->session_->retryWithin((*self).*retries, again);
         });
 }
 

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
@@ -73,6 +74,18 @@ private:
     std::optional<nlohmann::json> pushObject() const;
     // What token and alias requests share: "os", "sdkVersion", the group's "token" and "push".
     nlohmann::json identityBody() const;
+    // The log formats of one kind of upload.
+    struct Texts {
+        const char* failedStatus;     // status code, reason
+        const char* answered;         // the answer
+        const char* failedCode;       // code, message
+        const char* failedTransport;  // error code, description
+    };
+    // Sends a token or alias request: a bad status or a lost connection repeats `again` after a
+    // random delay and an expired token logs in first, both counted by `retries`.
+    void post(const char* path, const nlohmann::json& body, const Texts& texts,
+              std::atomic<std::uint64_t> OTIdentityUploader::*retries, std::function<void()> again,
+              std::function<void()> succeeded);
 
     std::shared_ptr<OTServerSession> session_;
     std::shared_ptr<OTLoginClient> login_;
