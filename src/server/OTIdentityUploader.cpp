@@ -161,8 +161,8 @@ void OTIdentityUploader::alias(const std::optional<std::string>& userId) {
 }
 
 void OTIdentityUploader::post(const char* path, const nlohmann::json& body, const Texts& texts,
-                              std::atomic<std::uint64_t> OTIdentityUploader::*retries, std::function<void()> again,
-                              std::function<void()> succeeded) {
+                              std::atomic<std::uint64_t> OTIdentityUploader::*retries,
+                              const std::function<void()>& again, const std::function<void()>& succeeded) {
     std::weak_ptr<OTIdentityUploader> weak = weak_from_this();
     session_->network()->postRequestWithRelativeURLStr(
         path, nullptr, body,

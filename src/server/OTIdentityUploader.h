@@ -84,8 +84,8 @@ private:
     // Sends a token or alias request: a bad status or a lost connection repeats `again` after a
     // random delay and an expired token logs in first, both counted by `retries`.
     void post(const char* path, const nlohmann::json& body, const Texts& texts,
-              std::atomic<std::uint64_t> OTIdentityUploader::*retries, std::function<void()> again,
-              std::function<void()> succeeded);
+              std::atomic<std::uint64_t> OTIdentityUploader::*retries, const std::function<void()>& again,
+              const std::function<void()>& succeeded);
 
     std::shared_ptr<OTServerSession> session_;
     std::shared_ptr<OTLoginClient> login_;
