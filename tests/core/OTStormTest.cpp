@@ -106,7 +106,17 @@ TEST(OTStorm, EveryQueueAtOnceWithCampaignsLoaded) {
                             break;
                         case 5: reachability->setFlags(i % 2 == 0 ? 0 : OTManualReachabilitySource::kWiFiFlags); break;
                         case 6: engine->getListData(true); break;
-                        default: (void)engine->inAppDataArray(); break;
+                        default:
+                            // Identity uploads race the user changes above.
+                            if (i % 2 == 0) {
+                                engine->pushToken(std::vector<std::uint8_t>(32, static_cast<std::uint8_t>(t)),
+                                                  std::string("group.storm"));
+                            } else {
+                                engine->setWeChatId(std::string("union"), std::string("app"),
+                                                    "open-" + std::to_string(t));
+                            }
+                            (void)engine->inAppDataArray();
+                            break;
                     }
                 }
                 finished.fetch_add(1);
