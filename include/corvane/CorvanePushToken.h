@@ -27,7 +27,6 @@ public:
 
     bool isBytes() const { return std::holds_alternative<std::vector<std::uint8_t>>(value_); }
     bool isText() const { return std::holds_alternative<std::string>(value_); }
-    bool isEmpty() const { return std::holds_alternative<std::monostate>(value_); }
     // The bytes or the text; empty when the token is of the other kind.
     const std::vector<std::uint8_t>& bytes() const;
     const std::string& text() const;

@@ -81,9 +81,15 @@ OTIdentityUploader::Acceptance OTIdentityUploader::acceptPushToken(const Corvane
         OTLog(OTLogger::kLevelLog, "今日已上报 deviceToken，无需重复上报：%@", record);
         return Acceptance::Uploaded;
     }
-    const auto user = OTUserConfig::defaultConfig()->configWithGroupIdentifier(session_->groupIdentifier())->userId();
+    const auto user = groupUser();
     return present(user) && present(deviceToken()) ? Acceptance::Due : Acceptance::Blocked;
 }
+
+std::shared_ptr<OTUserConfig> OTIdentityUploader::groupSettings() const {
+    return OTUserConfig::defaultConfig()->configWithGroupIdentifier(session_->groupIdentifier());
+}
+
+std::optional<std::string> OTIdentityUploader::groupUser() const { return groupSettings()->userId(); }
 
 std::uint64_t OTIdentityUploader::pushProvider() const {
     const auto configuration = session_->configuration();
@@ -91,7 +97,7 @@ std::uint64_t OTIdentityUploader::pushProvider() const {
 }
 
 std::string OTIdentityUploader::currentTokenInfo() const {
-    const auto user = OTUserConfig::defaultConfig()->configWithGroupIdentifier(session_->groupIdentifier())->userId();
+    const auto user = groupUser();
     const OTLogArgument arguments[] = {pushProvider(), deviceToken(), session_->groupIdentifier(), user};
     return OTLogFormatter::format("%lu-%@-%@-%@", arguments);
 }
@@ -110,7 +116,7 @@ std::optional<nlohmann::json> OTIdentityUploader::pushObject() const {
 }
 
 nlohmann::json OTIdentityUploader::identityBody() const {
-    const auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(session_->groupIdentifier());
+    const auto settings = groupSettings();
     nlohmann::json body = {{"os", OTServerSession::osObject(true, true)},
                            {"sdkVersion", OTServerSession::kSDKVersion},
                            {"token", settings->token().value_or("")}};
@@ -123,8 +129,7 @@ nlohmann::json OTIdentityUploader::identityBody() const {
 void OTIdentityUploader::uploadPushToken() {
     if (!present(deviceToken()) && !present(deviceId())) return;
     auto body = identityBody();
-    body["userId"] =
-        OTUserConfig::defaultConfig()->configWithGroupIdentifier(session_->groupIdentifier())->userId().value_or("");
+    body["userId"] = groupUser().value_or("");
     static constexpr Texts kTexts{"上报 deviceToken 失败！\nstatusCode:%@\ndescripton:%@\n", "上报 deviceToken : \n%@",
                                   "上报 deviceToken 失败！\ncode:%@\nmessage:%@\n",
                                   "上报 deviceToken 失败！\ncode:%@\ndescripton:%@\n"};
@@ -147,8 +152,7 @@ void OTIdentityUploader::uploadPushToken() {
 void OTIdentityUploader::alias(const std::optional<std::string>& userId) {
     auto body = identityBody();
     body["userId"] = userId.value_or("");
-    body["newUserId"] =
-        OTUserConfig::defaultConfig()->configWithGroupIdentifier(session_->groupIdentifier())->userId().value_or("");
+    body["newUserId"] = groupUser().value_or("");
     static constexpr Texts kTexts{"alias 失败！\nstatusCode:%@\ndescripton:%@\n", "alias : \n%@",
                                   "alias 失败！\ncode:%@\nmessage:%@\n", "alias 失败！\ncode:%@\ndescripton:%@\n"};
     std::weak_ptr<OTIdentityUploader> weak = weak_from_this();
@@ -202,7 +206,7 @@ void OTIdentityUploader::setWeChatId(const std::optional<std::string>& weChatId,
         OTLog(OTLogger::kLevelError, "上报（setWeChatId）:appid is null or openId is null");
         return;
     }
-    const auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(session_->groupIdentifier());
+    const auto settings = groupSettings();
     const nlohmann::json body = {{"os", OTServerSession::osObject(false, true)},
                                  {"sdkVersion", OTServerSession::kSDKVersion},
                                  {"token", settings->token().value_or("")},

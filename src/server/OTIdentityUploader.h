@@ -16,6 +16,7 @@ namespace corvane {
 class OTEventReporter;
 class OTLoginClient;
 class OTServerSession;
+class OTUserConfig;
 
 // Who the user is to the push services: the push address (uploaded once a day per distinct
 // combination of provider, address, group and user), the link from a previous user id to the
@@ -70,6 +71,9 @@ public:
     void setAliasRetryCount(std::uint64_t value) { aliasRetryCount_.store(value); }
 
 private:
+    // The app group's shared settings, and the user stored there: what every upload sends.
+    std::shared_ptr<OTUserConfig> groupSettings() const;
+    std::optional<std::string> groupUser() const;
     // The "push" object of token and alias requests; nothing for an unknown provider.
     std::optional<nlohmann::json> pushObject() const;
     // What token and alias requests share: "os", "sdkVersion", the group's "token" and "push".

@@ -265,7 +265,7 @@ TEST(OTIdentityUpload, TheWeChatIdentityNeedsAnAppAndAnOpenIdAndSharesTheReports
     c.test.scheduler().runUntilIdle();
     ASSERT_TRUE(c.transport->complete(kWeChatPath, 200, R"({"code":10001})"));
     c.test.scheduler().runUntilIdle();
-    EXPECT_TRUE(c.transport->bodiesTo(kLoginPath).size() == 1u);
+    EXPECT_EQ(c.transport->bodiesTo(kLoginPath).size(), 1u);
     EXPECT_EQ(c.engine->reportEventRetryCount(), 4u);
     EXPECT_EQ(c.count("上报setWeChatId事件失败"), 4u);
     EXPECT_EQ(c.count("上报事件 setWeChatId:\n"), 2u);

@@ -32,12 +32,28 @@ std::vector<json> runSimulator(const std::string& arguments) {
     return observations;
 }
 
+// Writes `lines` as a scenario file in the test's folder and runs it with `options`.
+std::vector<json> runScenario(const OTTestEnvironment& test, const std::string& lines,
+                              const std::string& options = "") {
+    const auto scenario = test.root() / "scenario.jsonl";
+    std::ofstream(scenario) << lines;
+    return runSimulator(options + " " + scenario.string());
+}
+
 std::vector<json> ofType(const std::vector<json>& observations, const std::string& type) {
     std::vector<json> found;
     for (const auto& o : observations) {
         if (o.value("type", "") == type) found.push_back(o);
     }
     return found;
+}
+
+// Each "error" observation as its line number and message.
+std::vector<std::string> errorLines(const std::vector<json>& observations) {
+    std::vector<std::string> errors;
+    for (const auto& o : ofType(observations, "error"))
+        errors.push_back(o["line"].dump() + " " + o["message"].get<std::string>());
+    return errors;
 }
 }  // namespace
 
@@ -150,27 +166,24 @@ TEST(OTSimulator, TheDemoShowsDialogsFollowsLinksQueuesOfflineAndHitsTheDailyCap
 
 TEST(OTSimulator, BadLinesAreReportedWithTheirNumberAndTheRunGoesOn) {
     OTTestEnvironment test;
-    const auto scenario = test.root() / "bad.jsonl";
-    std::ofstream(scenario) << "{\"action\":\"observe\",\"group\":\"group.demo\"}\n"
-                               "{not json\n"
-                               "\n"
-                               "{\"action\":\"fly\"}\n"
-                               "{\"action\":\"tap\",\"element\":\"close\"}\n"
-                               "{\"action\":\"start\",\"config\":{\"appKey\":\"k\",\"colour\":\"red\"}}\n"
-                               "[1,2]\n"
-                               "{\"action\":\"waitFor\",\"type\":\"dialog\",\"timeout\":0.2}\n"
-                               "{\"action\":5}\n"
-                               "{\"action\":\"wait\",\"seconds\":\"x\"}\n"
-                               "{\"action\":\"wait\",\"seconds\":1e300}\n"
-                               "{\"action\":\"fault\",\"path\":\"/push/sdk/login\",\"count\":10000000000}\n"
-                               "{\"action\":\"dialogVisible\",\"visible\":false}\n"
-                               "{\"action\":\"banner\",\"locationId\":\"x\",\"container\":\"drawer\"}\n"
-                               "{\"action\":\"tapBanner\",\"locationId\":\"nowhere\",\"item\":2}\n"
-                               "{\"action\":\"banner\",\"container\":\"view\"}\n";
-    const auto observations = runSimulator(scenario.string());
-    std::vector<std::string> errors;
-    for (const auto& o : ofType(observations, "error"))
-        errors.push_back(o["line"].dump() + " " + o["message"].get<std::string>());
+    const auto observations = runScenario(test,
+                                          "{\"action\":\"observe\",\"group\":\"group.demo\"}\n"
+                                          "{not json\n"
+                                          "\n"
+                                          "{\"action\":\"fly\"}\n"
+                                          "{\"action\":\"tap\",\"element\":\"close\"}\n"
+                                          "{\"action\":\"start\",\"config\":{\"appKey\":\"k\",\"colour\":\"red\"}}\n"
+                                          "[1,2]\n"
+                                          "{\"action\":\"waitFor\",\"type\":\"dialog\",\"timeout\":0.2}\n"
+                                          "{\"action\":5}\n"
+                                          "{\"action\":\"wait\",\"seconds\":\"x\"}\n"
+                                          "{\"action\":\"wait\",\"seconds\":1e300}\n"
+                                          "{\"action\":\"fault\",\"path\":\"/push/sdk/login\",\"count\":10000000000}\n"
+                                          "{\"action\":\"dialogVisible\",\"visible\":false}\n"
+                                          "{\"action\":\"banner\",\"locationId\":\"x\",\"container\":\"drawer\"}\n"
+                                          "{\"action\":\"tapBanner\",\"locationId\":\"nowhere\",\"item\":2}\n"
+                                          "{\"action\":\"banner\",\"container\":\"view\"}\n");
+    const auto errors = errorLines(observations);
     ASSERT_EQ(errors.size(), 13u);
     EXPECT_EQ(errors[0], "2 not a JSON object: {not json");
     EXPECT_EQ(errors[1], "4 unknown action \"fly\"");
@@ -193,25 +206,23 @@ TEST(OTSimulator, BadLinesAreReportedWithTheirNumberAndTheRunGoesOn) {
 
 TEST(OTSimulator, TheLogOptionShowsWhyAndIdentityLinesAreChecked) {
     OTTestEnvironment test;
-    const auto scenario = test.root() / "identity.jsonl";
-    std::ofstream(scenario) << "{\"action\":\"observe\",\"group\":\"group.demo\"}\n"
-                               "{\"action\":\"pushToken\",\"text\":\"190e35f7e0\"}\n"
-                               "{\"action\":\"pushToken\",\"hex\":\"0g\"}\n"
-                               "{\"action\":\"pushToken\",\"hex\":\"00\",\"provider\":-1}\n"
-                               "{\"action\":\"pushToken\",\"hex\":\"0001\",\"provider\":1}\n"
-                               "{\"action\":\"weChat\",\"unionId\":\"u\",\"appId\":\"wx\"}\n"
-                               "{\"action\":\"clock\",\"advance\":1e12}\n"
-                               "{\"action\":\"clock\"}\n"
-                               "{\"action\":\"mailLogs\"}\n"
-                               "{\"action\":\"clock\",\"advance\":-3600}\n";
-    const auto observations = runSimulator("--log " + scenario.string());
-    std::vector<std::string> errors;
-    for (const auto& o : ofType(observations, "error"))
-        errors.push_back(o["line"].dump() + " " + o["message"].get<std::string>());
-    EXPECT_EQ(errors, (std::vector<std::string>{"3 \"hex\" must be pairs of hexadecimal digits",
-                                                "4 \"provider\" must be a whole number not below 0",
-                                                "7 \"advance\" must lie within 100 years either way",
-                                                "8 \"clock\" needs \"advance\"", "9 \"mailLogs\" needs \"to\""}));
+    const auto observations = runScenario(test,
+                                          "{\"action\":\"observe\",\"group\":\"group.demo\"}\n"
+                                          "{\"action\":\"pushToken\",\"text\":\"190e35f7e0\"}\n"
+                                          "{\"action\":\"pushToken\",\"hex\":\"0g\"}\n"
+                                          "{\"action\":\"pushToken\",\"hex\":\"00\",\"provider\":-1}\n"
+                                          "{\"action\":\"pushToken\",\"hex\":\"0001\",\"provider\":1}\n"
+                                          "{\"action\":\"weChat\",\"unionId\":\"u\",\"appId\":\"wx\"}\n"
+                                          "{\"action\":\"clock\",\"advance\":1e12}\n"
+                                          "{\"action\":\"clock\"}\n"
+                                          "{\"action\":\"mailLogs\"}\n"
+                                          "{\"action\":\"clock\",\"advance\":-3600}\n",
+                                          "--log");
+    EXPECT_EQ(errorLines(observations),
+              (std::vector<std::string>{"3 \"hex\" must be pairs of hexadecimal digits",
+                                        "4 \"provider\" must be a whole number not below 0",
+                                        "7 \"advance\" must lie within 100 years either way",
+                                        "8 \"clock\" needs \"advance\"", "9 \"mailLogs\" needs \"to\""}));
     // The library's reasons, whatever the console level: a text for Apple push, bytes for JPush,
     // a WeChat identity without an open id.
     std::vector<std::string> logged;
