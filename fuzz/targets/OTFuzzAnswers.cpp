@@ -3,6 +3,7 @@
 #include "OTFuzzSupport.h"
 #include "OTFuzzTargets.h"
 #include "support/OTHeldEngine.h"
+#include "tagging/OTTagManager.h"
 
 namespace corvane {
 
@@ -11,7 +12,7 @@ struct Endpoint {
     const char* path;
     const char* goodAnswer;
 };
-constexpr std::array<Endpoint, 8> kEndpoints{{
+constexpr std::array<Endpoint, 9> kEndpoints{{
     {"/push/sdk/login", R"({"code":0,"token":"token-1","rule":{}})"},
     {"/push/sdk/in_app", R"({"code":0,"data":[{"id":"1","type":1,"event":{"xwhat":"buy"}}]})"},
     {"/push/sdk/event/subscribe", R"({"code":0,"data":[]})"},
@@ -20,6 +21,7 @@ constexpr std::array<Endpoint, 8> kEndpoints{{
     {"/push/sdk/token", R"({"code":0})"},
     {"/push/sdk/alias", R"({"code":0})"},
     {"/push/wechat/user/profile", R"({"code":0})"},
+    {"/push/sdk/pageview/upload", R"({"code":0,"data":{}})"},
 }};
 
 // One engine for the whole run, its requests answered as soon as they are sent.
@@ -34,7 +36,7 @@ struct Rig : OTHeldEngine {
 
 // The first byte picks the endpoint whose answer is the rest; every other endpoint answers well.
 // Each input logs in, downloads both lists, reports a dialog event and an event a subscription
-// could trigger, uploads the push token, an alias and a WeChat identity, then lets retries and
+// could trigger, uploads the push token, an alias, a WeChat identity and a page's tag name, then lets retries and
 // timers run.
 int otFuzzAnswers(const std::uint8_t* data, std::size_t size) {
     if (size == 0) return 0;
@@ -55,6 +57,7 @@ int otFuzzAnswers(const std::uint8_t* data, std::size_t size) {
     rig.engine->uploadPushToken();
     rig.engine->alias(std::string("previous-user"));
     rig.engine->setWeChatId(std::string("union"), std::string("app"), std::string("open"));
+    OTTagManager::manager()->uploadAlias("home", "HomeVC", "https://shop.example.com/", [](bool) {});
     rig.test.scheduler().runUntilIdle();
     rig.test.scheduler().advance(std::chrono::minutes(10));
     rig.transport->forgetSent();

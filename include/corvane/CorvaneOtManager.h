@@ -50,6 +50,9 @@ public:
                             const std::optional<std::string>& openId);
     // Opens the mail composer over the visible screen with the library's log files attached.
     static void sendLogToEmail(const std::string& address);
+    // The page tagging tool for developers: true shows a floating tag ball over the app, which opens
+    // a screen to name the page on show and upload that name; false hides the ball.
+    static void setPageTagState(bool on);
 
     // A banner size in points.
     struct Size {

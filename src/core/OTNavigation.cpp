@@ -68,6 +68,12 @@ std::optional<std::string> OTNavigation::currentWebview() {
     return web->name;
 }
 
+std::optional<std::string> OTNavigation::currentWebviewURL() {
+    const auto window = keyWindow();
+    const auto web = window ? window->topWebView() : std::nullopt;
+    return web ? web->url : std::nullopt;
+}
+
 bool OTNavigation::isControllerOnTopOfKeyWindow(const std::shared_ptr<OTViewController>& controller,
                                                 const std::optional<std::string>& exceptFor) {
     const auto window = keyWindow();

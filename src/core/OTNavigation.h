@@ -25,6 +25,8 @@ public:
     static std::shared_ptr<OTViewController> currentViewController();
     // The web view the user sees: the topmost one laid over the key window's pages.
     static std::optional<std::string> currentWebview();
+    // The address that web view shows; nothing without one or when it has none.
+    static std::optional<std::string> currentWebviewURL();
     // Whether `controller` is the page the user sees: the current page of the key window, its view
     // shown, and no view laid over it other than `exceptFor` (a view being removed).
     static bool isControllerOnTopOfKeyWindow(const std::shared_ptr<OTViewController>& controller,

@@ -2,7 +2,9 @@
 
 #include "core/OTPopWindowManager.h"
 #include "core/OTSDKManager.h"
+#include "platform/OTEnvironment.h"
 #include "platform/OTLogger.h"
+#include "tagging/OTTagManager.h"
 #include "ui/OTBannerManager.h"
 #include "ui/OTPopWindowPresenter.h"
 
@@ -77,6 +79,19 @@ void CorvaneOtManager::setWeChatId(const std::optional<std::string>& weChatId, c
 void CorvaneOtManager::sendLogToEmail(const std::string& address) {
     try {
         engine()->sendLogToEmail(address, nullptr);
+    } catch (...) {}
+}
+
+void CorvaneOtManager::setPageTagState(bool on) {
+    try {
+        auto apply = [on] {
+            try {
+                OTTagManager::manager()->setPageTagState(on);
+            } catch (...) {}
+        };
+        const auto main = OTEnvironment::current()->mainQueue();
+        if (main->isCurrent()) apply();
+        else main->async(std::move(apply));
     } catch (...) {}
 }
 

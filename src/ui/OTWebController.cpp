@@ -4,7 +4,6 @@
 
 #include "platform/OTEnvironment.h"
 #include "platform/OTLogger.h"
-#include "platform/OTResourceBundle.h"
 #include "platform/formats/OTImage.h"
 #include "platform/formats/OTJSONValue.h"
 #include "platform/view/OTNavigationController.h"
@@ -131,8 +130,7 @@ std::shared_ptr<OTSceneNode> OTWebController::backBarButtonItem() {
     const auto barButton = [&](const char* name, double x, const std::function<void(OTWebController&)>& action) {
         auto button = std::make_shared<OTSceneNode>(OTSceneNode::Role::Button, name);
         button->setFrame({{x, 0}, {36, 36}});
-        const auto fileName = OTResourceBundle::fileNameFor(name);
-        if (OTResourceBundle::imageWithFileName(fileName)) button->setImageResource(fileName);
+        button->setImageNamed(name);
         button->addAction(OTSceneNode::kTouchUpInside, [weak = weakSelf(), action] {
             if (auto self = weak.lock()) action(*self);
         });

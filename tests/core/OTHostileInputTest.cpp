@@ -37,11 +37,6 @@ struct Hostile : OTHeldEngine {
         engine->onUserProfile(json{{"xwho", "alice"}});
         test.scheduler().runUntilIdle();
     }
-    static std::size_t count(const std::string& text, const std::string& fragment) {
-        std::size_t n = 0;
-        for (auto at = text.find(fragment); at != std::string::npos; at = text.find(fragment, at + 1)) ++n;
-        return n;
-    }
 };
 }  // namespace
 
@@ -66,7 +61,7 @@ TEST(OTHostileInput, ACampaignAnswerNestedTooDeepIsMalformedAndTheListStays) {
     EXPECT_EQ(h.campaignIds(), std::vector<std::string>{"1"});
     EXPECT_EQ(OTSandbox::readFile(file), saved);
     const auto log = h.log();
-    EXPECT_EQ(Hostile::count(log, "服务器应答嵌套超过 64 层，按格式错误处理"), 1u);
+    EXPECT_EQ(OTTestEnvironment::occurrences(log, "服务器应答嵌套超过 64 层，按格式错误处理"), 1u);
     // The answer is logged as the text it was, not as a ten-thousand-level description.
     EXPECT_LT(log.size(), 200'000u);
 
@@ -91,9 +86,9 @@ TEST(OTHostileInput, HostValuesNestedTooDeepAreIgnoredBeforeTheyAreCopied) {
     event["xcontext"] = nested(60);
     h.engine->onEventDataReceived(event);
     const auto log = h.log();
-    EXPECT_EQ(Hostile::count(log, "事件嵌套超过 64 层，已忽略"), 1u);
-    EXPECT_EQ(Hostile::count(log, "推送消息嵌套超过 64 层，已忽略"), 1u);
-    EXPECT_EQ(Hostile::count(log, "收到岚桥 event 回调"), 1u);
+    EXPECT_EQ(OTTestEnvironment::occurrences(log, "事件嵌套超过 64 层，已忽略"), 1u);
+    EXPECT_EQ(OTTestEnvironment::occurrences(log, "推送消息嵌套超过 64 层，已忽略"), 1u);
+    EXPECT_EQ(OTTestEnvironment::occurrences(log, "收到岚桥 event 回调"), 1u);
     // The profile was refused whole: the user did not change.
     EXPECT_EQ(h.log().find("mallory"), std::string::npos);
 }
@@ -105,7 +100,7 @@ TEST(OTHostileInput, NumbersBeyondTheirRangeAreTreatedAsAbsent) {
         h.engine->onUserProfile(json{{"calibration_time", value}});
     }
     EXPECT_EQ(h.engine->calibrationTime(), 2.5);
-    EXPECT_EQ(Hostile::count(h.log(), "calibration_time 超出范围，已忽略"), 5u);
+    EXPECT_EQ(OTTestEnvironment::occurrences(h.log(), "calibration_time 超出范围，已忽略"), 5u);
 
     // A delay and a font size beyond the float range are absent, and the campaign archives.
     auto campaign = std::make_shared<OTWindowData>();

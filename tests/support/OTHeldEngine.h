@@ -32,6 +32,8 @@ public:
         for (const auto& campaign : engine->inAppDataArray()) ids.push_back(campaign->windowId().value_or(""));
         return ids;
     }
+    // How often the log file holds `fragment` once the queues have run.
+    std::size_t logCount(const std::string& fragment) const { return OTTestEnvironment::occurrences(log(), fragment); }
     // The log file once the queues have run.
     std::string log() const {
         test.scheduler().runUntilIdle();

@@ -36,14 +36,7 @@ std::string OTServerHarness::log() {
 
 bool OTServerHarness::waitForLog(const std::string& fragment, std::size_t occurrences,
                                  std::chrono::milliseconds limit) {
-    return waitFor(
-        [&] {
-            const auto text = log();
-            std::size_t count = 0;
-            for (auto at = text.find(fragment); at != std::string::npos; at = text.find(fragment, at + 1)) ++count;
-            return count >= occurrences;
-        },
-        limit);
+    return waitFor([&] { return OTTestEnvironment::occurrences(log(), fragment) >= occurrences; }, limit);
 }
 
 }  // namespace corvane

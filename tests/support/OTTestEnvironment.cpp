@@ -29,6 +29,13 @@ OTTestEnvironment::~OTTestEnvironment() {
     fs::remove_all(root_, ec);
 }
 
+std::size_t OTTestEnvironment::occurrences(const std::string& text, const std::string& fragment) {
+    std::size_t found = 0;
+    if (fragment.empty()) return found;
+    for (auto at = text.find(fragment); at != std::string::npos; at = text.find(fragment, at + 1)) ++found;
+    return found;
+}
+
 OTDeviceInfo OTTestEnvironment::fixedDevice() {
     OTDeviceInfo device;
     device.systemVersion = "17.5";

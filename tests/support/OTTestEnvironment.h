@@ -46,6 +46,8 @@ public:
     std::filesystem::path documents() const { return root_ / "Documents"; }
 
     static OTDeviceInfo fixedDevice();
+    // How often `fragment` stands in `text`, overlapping runs counted.
+    static std::size_t occurrences(const std::string& text, const std::string& fragment);
 
     // The host app most tests want: a key window over one tab holding HomeVC in a navigation
     // stack, and the page class DetailVC (properties id and name) declared.

@@ -87,7 +87,7 @@ TEST(OTSimulator, TheDemoShowsDialogsFollowsLinksQueuesOfflineAndHitsTheDailyCap
     for (const auto& o : ofType(observations, "navigation"))
         navigation.push_back(o["kind"].get<std::string>() + " " + o["target"].get<std::string>());
     EXPECT_EQ(navigation, (std::vector<std::string>{"url-inapp https://shop.example.com/new", "tab MineVC",
-                                                    "push DetailVC", "push DetailVC"}));
+                                                    "push DetailVC", "push DetailVC", "push OTTagDetailController"}));
 
     // Banners: the default banner of home_top until its campaign banner's trigger event, then the
     // campaign banner; a carousel; the raw list as the walk leaves it.
@@ -146,6 +146,22 @@ TEST(OTSimulator, TheDemoShowsDialogsFollowsLinksQueuesOfflineAndHitsTheDailyCap
     ASSERT_EQ(mails[0]["attachments"].size(), 1u);
     EXPECT_EQ(mails[0]["attachments"][0].get<std::string>().rfind("otsdk_", 0), 0u);
 
+    // Last, the page on top is named with the tag ball, which then goes away.
+    std::vector<json> aliases;
+    for (const auto& o : ofType(observations, "request")) {
+        if (o["path"] == "/push/sdk/pageview/upload") aliases.push_back(o["body"]["events"][0]);
+    }
+    ASSERT_EQ(aliases.size(), 1u);
+    EXPECT_EQ(aliases[0]["alias"], "商品详情");
+    EXPECT_EQ(aliases[0]["xcontext"], (json{{"$title", "title"}, {"$url", "DetailVC"}}));
+    const auto toasts = ofType(observations, "toast");
+    ASSERT_EQ(toasts.size(), 1u);
+    EXPECT_EQ(toasts[0]["text"], "提交成功");
+    const auto balls = ofType(observations, "tagBall");
+    ASSERT_EQ(balls.size(), 3u);
+    EXPECT_EQ(balls[1]["x"], 0.0);
+    EXPECT_EQ(balls[2]["shown"], false);
+
     const auto state = observations.back();
     ASSERT_EQ(state["type"], "state");
     EXPECT_EQ(state["dailyPopWindowCount"], 0);  // the clock has moved on to the next day
@@ -154,8 +170,8 @@ TEST(OTSimulator, TheDemoShowsDialogsFollowsLinksQueuesOfflineAndHitsTheDailyCap
     ASSERT_EQ(state["nodes"].size(), 4u);
     EXPECT_EQ(state["nodes"][3]["id"], 104);
     EXPECT_EQ(state["nodes"][3]["usedCount"], 0);  // the survey came after the daily cap
-    EXPECT_EQ(ofType(observations, "snapshot").size(), 6u);
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(html), std::filesystem::directory_iterator()), 6);
+    EXPECT_EQ(ofType(observations, "snapshot").size(), 8u);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(html), std::filesystem::directory_iterator()), 8);
     std::vector<std::string> armed;
     for (const auto& node : state["bannerNodes"]) {
         if (node["activated"].get<bool>()) armed.push_back(node["id"].dump());
@@ -237,6 +253,69 @@ TEST(OTSimulator, TheLogOptionShowsWhyAndIdentityLinesAreChecked) {
         EXPECT_NE(o["path"], "/push/sdk/token");
         EXPECT_NE(o["path"], "/push/wechat/user/profile");
     }
+}
+
+TEST(OTSimulator, TheTagBallIsDraggedTappedAndTheNamingScreenSubmitsOnce) {
+    OTTestEnvironment test;
+    const auto html = test.root() / "html";
+    const auto observations = runScenario(test,
+                                          "{\"action\":\"tapTagBall\"}\n"
+                                          "{\"action\":\"app\",\"tabs\":[[\"HomeVC\"]]}\n"
+                                          "{\"action\":\"observe\",\"group\":\"group.demo\"}\n"
+                                          "{\"action\":\"start\",\"config\":{\"appKey\":\"demo-key\"}}\n"
+                                          "{\"action\":\"pageTag\",\"on\":true}\n"
+                                          "{\"action\":\"dragTagBall\",\"to\":[100,500]}\n"
+                                          "{\"action\":\"dragTagBall\",\"to\":[1e9,5]}\n"
+                                          "{\"action\":\"dragTagBall\",\"to\":[300]}\n"
+                                          "{\"action\":\"tagAlias\",\"alias\":\"home\",\"native\":true}\n"
+                                          "{\"action\":\"tapTagBall\"}\n"
+                                          "{\"action\":\"tagAlias\",\"alias\":\" \",\"native\":true}\n"
+                                          "{\"action\":\"tagAlias\",\"alias\":\"home\",\"native\":false,\"web\":true}\n"
+                                          "{\"action\":\"tagAlias\",\"alias\":\"home\",\"native\":true,\"web\":false}\n"
+                                          "{\"action\":\"pageTag\",\"on\":false}\n"
+                                          "{\"action\":\"pageTag\"}\n",
+                                          "--html " + html.string());
+    EXPECT_EQ(errorLines(observations),
+              (std::vector<std::string>{
+                  "1 the tag ball is not shown", "7 \"to\" must be two numbers [x, y] within 100000 points",
+                  "8 \"to\" must be two numbers [x, y] within 100000 points",
+                  "9 the naming screen is not shown; tap the tag ball first",
+                  "11 the submit button is disabled: it needs an alias that is not blank and a chosen row",
+                  "12 the \"web\" row cannot be chosen",
+                  "12 the submit button is disabled: it needs an alias that is not blank and a chosen row",
+                  "15 \"pageTag\" needs \"on\""}));
+    // The ball's origin: at the right edge, then snapped to the left edge where it was let go.
+    const auto balls = ofType(observations, "tagBall");
+    ASSERT_EQ(balls.size(), 3u);
+    EXPECT_EQ(balls[0], (json{{"type", "tagBall"}, {"shown", true}, {"x", 330.0}, {"y", 300.0}, {"t", balls[0]["t"]}}));
+    EXPECT_EQ(balls[1]["x"], 0.0);
+    EXPECT_EQ(balls[1]["y"], 470.0);
+    EXPECT_EQ(balls[2]["shown"], false);
+    // The naming screen is pushed once; the upload goes once, the toast tells of it.
+    std::vector<json> pushes;
+    for (const auto& o : ofType(observations, "navigation"))
+        pushes.push_back(o["kind"].get<std::string>() + " " + o["target"].get<std::string>());
+    EXPECT_EQ(pushes, std::vector<json>{"push OTTagDetailController"});
+    std::size_t uploads = 0;
+    for (const auto& o : ofType(observations, "request")) {
+        if (o["path"] != "/push/sdk/pageview/upload") continue;
+        ++uploads;
+        EXPECT_EQ(o["body"]["events"][0]["alias"], "home");
+        EXPECT_EQ(o["body"]["events"][0]["xcontext"], (json{{"$title", "title"}, {"$url", "HomeVC"}}));
+    }
+    EXPECT_EQ(uploads, 1u);
+    const auto toasts = ofType(observations, "toast");
+    ASSERT_EQ(toasts.size(), 1u);
+    EXPECT_EQ(toasts[0]["text"], "提交成功");
+    // The screen and the toast are written as pages.
+    std::vector<std::string> files;
+    for (const auto& o : ofType(observations, "snapshot")) files.push_back(o["tag"].get<std::string>());
+    EXPECT_EQ(files, (std::vector<std::string>{"screen", "toast"}));
+    std::ifstream page(html / "tag-2-toast.html");
+    const std::string text((std::istreambuf_iterator<char>(page)), std::istreambuf_iterator<char>());
+    EXPECT_NE(text.find("提交成功"), std::string::npos);
+    EXPECT_NE(text.find("添加别名"), std::string::npos);
+    EXPECT_NE(text.find("data:image/png;base64,"), std::string::npos);
 }
 
 }  // namespace corvane

@@ -11,6 +11,9 @@ namespace corvane {
 namespace {
 enum class Kind { Text, Number, Integer, Boolean, Object, List, Any };
 
+// How far from the screen a point of a drag may lie.
+constexpr double kMaxPoint = 100000;
+
 struct Field {
     const char* name;
     Kind kind;
@@ -47,6 +50,10 @@ const std::map<std::string, std::vector<Field>, std::less<>>& schema() {
         {"weChat", {{"unionId", Kind::Text}, {"appId", Kind::Text}, {"openId", Kind::Text}}},
         {"mailLogs", {{"to", Kind::Text, true}}},
         {"clock", {{"advance", Kind::Number, true}}},
+        {"pageTag", {{"on", Kind::Boolean, true}}},
+        {"dragTagBall", {{"to", Kind::List, true}}},
+        {"tapTagBall", {}},
+        {"tagAlias", {{"alias", Kind::Text}, {"native", Kind::Boolean}, {"web", Kind::Boolean}}},
     };
     return kSchema;
 }
@@ -133,6 +140,13 @@ std::string checkContents(const std::string& name, const nlohmann::json& action)
         const double seconds = action[key].get<double>();
         if (seconds < 0 || seconds * 1000 > static_cast<double>(OTScenarioAction::kMaxDuration.count())) {
             return std::string("\"") + key + "\" must lie between 0 and 3600 seconds";
+        }
+    }
+    if (name == "dragTagBall") {
+        const auto& to = action["to"];
+        if (to.size() != 2 || !hasKind(to[0], Kind::Number) || !hasKind(to[1], Kind::Number) ||
+            std::fabs(to[0].get<double>()) > kMaxPoint || std::fabs(to[1].get<double>()) > kMaxPoint) {
+            return "\"to\" must be two numbers [x, y] within 100000 points";
         }
     }
     if (action.contains("advance") && action["advance"].is_number() &&

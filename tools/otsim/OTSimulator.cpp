@@ -12,6 +12,8 @@
 #include "OTSimulatorClock.h"
 #include "OTSimulatorIdentity.h"
 #include "OTSimulatorPresenter.h"
+#include "OTSimulatorTagging.h"
+#include "OTSimulatorTranscript.h"
 #include "core/OTSDKManager.h"
 #include "corvane/CorvaneOtManager.h"
 #include "model/OTWindowData.h"
@@ -49,12 +51,6 @@ std::string text(const json& value) { return value.is_string() ? value.get<std::
 
 json optionalText(const std::shared_ptr<OTWidgetAttribute>& attribute) {
     return attribute && attribute->text() ? json(*attribute->text()) : json();
-}
-
-std::string timeText(double t) {
-    char buffer[32];
-    std::snprintf(buffer, sizeof buffer, "%7.2fs", t);
-    return buffer;
 }
 }  // namespace
 
@@ -101,6 +97,10 @@ bool OTSimulator::setUp() {
         [this](json observation) { observe(std::move(observation)); }, options_.htmlDirectory,
         OTSize{environment_->device().screenWidth, environment_->device().screenHeight});
     identity_ = std::make_unique<OTSimulatorIdentity>([this](json observation) { observe(std::move(observation)); });
+    tagging_ = std::make_unique<OTSimulatorTagging>(
+        [this](json observation) { observe(std::move(observation)); },
+        [this](std::chrono::milliseconds limit, const std::function<bool()>& done) { pump(limit, done); },
+        options_.htmlDirectory, OTSize{environment_->device().screenWidth, environment_->device().screenHeight});
     OTLogger::configLogLevel(options_.logLevel);
     if (options_.log) {
         OTLogger::getInstance()->setListener([inbox = logs_](std::int64_t level, const std::string& message) {
@@ -194,6 +194,10 @@ void OTSimulator::perform(std::size_t line, const OTScenarioAction& action) {
     if (name == "weChat") return identity_->weChat(action);
     if (name == "mailLogs") return identity_->mailLogs(action);
     if (name == "clock") return moveClock(action);
+    if (name == "pageTag") return tagging_->pageTag(action);
+    if (name == "dragTagBall") return tagging_->dragTagBall(action, failed);
+    if (name == "tapTagBall") return tagging_->tapTagBall(failed);
+    if (name == "tagAlias") return tagging_->tagAlias(action, failed);
 }
 
 std::shared_ptr<CorvaneOtObserver> OTSimulator::observer() {
@@ -375,6 +379,7 @@ void OTSimulator::collect() {
     collectNavigation();
     banners_->collect();
     identity_->collect(static_cast<OTHeadlessUIHost&>(environment_->uiHost()));
+    tagging_->collect();
     std::vector<json> messages;
     {
         const std::lock_guard lock(logs_->mutex);
@@ -509,85 +514,8 @@ void OTSimulator::observe(json observation) {
 }
 
 void OTSimulator::print(const json& o) {
-    if (options_.json) {
-        out_ << o.dump() << std::endl;
-        return;
-    }
-    const std::string type = o["type"];
-    const std::string at = timeText(o["t"].get<double>());
-    if (OTSimulatorBanners::print(out_, at, o) || OTSimulatorIdentity::print(out_, at, o)) {
-        out_.flush();
-        return;
-    }
-    if (type == "action") {
-        out_ << "\n" << at << "  line " << o["line"] << ": " << o["action"].dump() << "\n";
-    } else if (type == "dialog") {
-        const std::string rule(56, '-');
-        out_ << at << "  +" << rule << "\n";
-        out_ << "           | dialog " << text(o["campaign"]) << " (style " << o["style"] << ", "
-             << OTWindowData::styleLabel(o["style"].get<std::int64_t>()) << ")\n";
-        if (!o["title"].is_null()) out_ << "           | " << text(o["title"]) << "\n";
-        if (!o["content"].is_null()) out_ << "           | " << text(o["content"]) << "\n";
-        if (!o["picture"].is_null()) out_ << "           | picture " << text(o["picture"]) << "\n";
-        if (!o["url"].is_null()) out_ << "           | page " << text(o["url"]) << "\n";
-        std::string buttons;
-        for (const char* key : {"left", "middle", "right"}) {
-            if (!o["buttons"][key].is_null()) buttons += "[ " + text(o["buttons"][key]) + " ]  ";
-        }
-        if (!buttons.empty()) out_ << "           | " << buttons << "\n";
-        out_ << "           +" << rule << "\n";
-    } else if (type == "closed") {
-        static const std::map<std::int64_t, std::string> kCodes = {
-            {2, "picture tapped"}, {3, "closed"}, {4, "left button"}, {5, "right button"}, {6, "middle button"}};
-        const auto code = o["code"].get<std::int64_t>();
-        out_ << at << "  dialog " << text(o["campaign"]) << " closed: " << code << " ("
-             << (kCodes.count(code) ? kCodes.at(code) : "?") << ")\n";
-    } else if (type == "navigation") {
-        out_ << at << "  navigation " << text(o["kind"]) << " -> " << text(o["target"]) << "\n";
-    } else if (type == "request") {
-        const auto& body = o["body"];
-        std::string fields;
-        if (body.is_object()) {
-            for (const char* key : {"appKey", "userId", "newUserId", "xwho", "token"}) {
-                if (body.contains(key) && !body[key].is_null())
-                    fields += std::string(" ") + key + "=" + text(body[key]);
-            }
-            if (body.contains("events") && body["events"].is_array() && !body["events"].empty()) {
-                const auto& event = body["events"][0];
-                fields += " xwhat=" + text(event.value("xwhat", json("")));
-                const auto context = event.value("xcontext", json::object());
-                for (const char* key : {"activityId", "$dialog_type", "$push_channel"}) {
-                    if (context.is_object() && context.contains(key))
-                        fields += std::string(" ") + key + "=" + text(context[key]);
-                }
-            }
-        }
-        out_ << at << "  server <- " << text(o["path"]) << fields << "\n";
-    } else if (type == "log") {
-        out_ << at << "  log " << o["level"] << ": " << text(o["text"]) << "\n";
-    } else if (type == "clock") {
-        out_ << at << "  clock now " << text(o["now"]) << "\n";
-    } else if (type == "error") {
-        out_ << at << "  !! line " << o["line"] << ": " << text(o["message"]) << "\n";
-    } else if (type == "snapshot") {
-        out_ << at << "  snapshot " << text(o["file"]) << "\n";
-    } else if (type == "state") {
-        out_ << "\n"
-             << at << "  state: daily dialogs " << o["dailyPopWindowCount"] << ", offline queues "
-             << o["offlineWindowEvents"] << " dialog / " << o["offlinePushEvents"] << " push\n";
-        for (const auto& node : o["nodes"]) {
-            out_ << "           campaign " << node["id"] << ": shown " << node["usedCount"] << "/" << node["count"]
-                 << ", clicks " << node["clickCount"] << ", closes " << node["closeCount"]
-                 << (node["forbidden"].get<bool>() ? ", no longer shown" : "") << "\n";
-        }
-        for (const auto& node : o.value("bannerNodes", json::array())) {
-            out_ << "           banner " << node["id"] << ": "
-                 << (node["activated"].get<bool>() ? "armed" : "not armed") << "\n";
-        }
-        if (!o.value("presentingBanners", json::array()).empty())
-            out_ << "           banners on screen: " << o["presentingBanners"].dump() << "\n";
-    }
-    out_.flush();
+    if (options_.json) out_ << o.dump() << std::endl;
+    else OTSimulatorTranscript::print(out_, o);
 }
 
 }  // namespace corvane

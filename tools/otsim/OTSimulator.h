@@ -18,6 +18,7 @@ class OTScenarioAction;
 class OTSimulatorBanners;
 class OTSimulatorClock;
 class OTSimulatorIdentity;
+class OTSimulatorTagging;
 
 class CorvaneOtConfig;
 class CorvaneOtObserver;
@@ -122,6 +123,7 @@ private:
     std::size_t snapshots_ = 0;
     std::unique_ptr<OTSimulatorBanners> banners_;
     std::unique_ptr<OTSimulatorIdentity> identity_;
+    std::unique_ptr<OTSimulatorTagging> tagging_;
     std::shared_ptr<OTSimulatorClock> clock_;
     // The logger's messages, from whatever thread logs them, until the main loop observes them.
     struct LogInbox {

@@ -1,5 +1,6 @@
 #include "platform/headless/OTHTMLRenderer.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cmath>
 #include <cstdio>
@@ -84,7 +85,7 @@ void renderNode(std::string& out, const OTSceneNode& node, int depth) {
         style += ";filter:drop-shadow(" + OTHTMLRenderer::px(s->offset.width) + "px " +
                  OTHTMLRenderer::px(s->offset.height) + "px 3px " + rgba(shadow) + ")";
     }
-    if (node.text()) {
+    if (node.text() || node.placeholder()) {
         const char* align = node.textAlignment() == OTSceneNode::TextAlignment::Left    ? "left"
                             : node.textAlignment() == OTSceneNode::TextAlignment::Right ? "right"
                                                                                         : "center";
@@ -112,9 +113,16 @@ void renderNode(std::string& out, const OTSceneNode& node, int depth) {
                "\" controls muted playsinline style=\"width:100%;height:100%\"></video>";
     }
     if (node.text()) out += "<span>" + OTHTMLRenderer::escape(*node.text()) + "</span>";
+    if (role == OTSceneNode::Role::TextField && node.text().value_or("").empty() && node.placeholder()) {
+        out += "<span style=\"color:#c7c7cd\">" + OTHTMLRenderer::escape(*node.placeholder()) + "</span>";
+    }
     if (!node.subviews().empty()) {
         out += "\n";
-        for (const auto& child : node.subviews()) renderNode(out, *child, depth + 1);
+        // Later siblings cover earlier ones; a higher z position covers both.
+        auto children = node.subviews();
+        std::stable_sort(children.begin(), children.end(),
+                         [](const auto& a, const auto& b) { return a->zPosition() < b->zPosition(); });
+        for (const auto& child : children) renderNode(out, *child, depth + 1);
         out += indent;
     }
     out += "</div>\n";

@@ -14,6 +14,14 @@ bool OTHeadlessRenderer::tap(const std::shared_ptr<OTSceneNode>& node) {
     return node->sendActions(OTSceneNode::kTap);
 }
 
+bool OTHeadlessRenderer::type(const std::shared_ptr<OTSceneNode>& node, const std::string& text) {
+    if (!node || node->role() != OTSceneNode::Role::TextField || !node->userInteractionEnabled() || !node->isVisible())
+        return false;
+    node->setText(text);
+    node->runActions(OTSceneNode::kEditingChanged);
+    return true;
+}
+
 bool OTHeadlessRenderer::scroll(const std::shared_ptr<OTSceneNode>& node, const OTPoint& offset) {
     if (!node || !node->scrollEnabled() || !node->userInteractionEnabled() || !node->isVisible()) return false;
     const auto role = node->role();
@@ -43,6 +51,8 @@ nlohmann::json OTHeadlessRenderer::snapshot(const std::shared_ptr<OTSceneNode>& 
         node["font"] = {{"name", root->fontName()}, {"size", root->fontSize()}};
         if (root->textColor()) node["textColor"] = colorJSON(*root->textColor());
     }
+    if (root->placeholder()) node["placeholder"] = *root->placeholder();
+    if (root->zPosition() != 0) node["zPosition"] = root->zPosition();
     if (root->imageURL()) node["image"] = *root->imageURL();
     if (root->imageResource()) node["image"] = *root->imageResource();
     if (root->url()) node["url"] = *root->url();

@@ -17,6 +17,9 @@ public:
     // A touch on the node: its button action, else its tap recogniser. False when the node is
     // hidden, transparent, ignores touches or has nothing to run.
     static bool tap(const std::shared_ptr<OTSceneNode>& node);
+    // Typing into a text field: its text becomes `text` and it tells of the change. False when the
+    // node is not a visible text field that takes touches.
+    static bool type(const std::shared_ptr<OTSceneNode>& node, const std::string& text);
     // A drag of a scroll, table or collection view that comes to rest at `offset`: the view hears
     // the drag begin, the offset move, the finger lift and the content rest. False when the view
     // does not scroll.

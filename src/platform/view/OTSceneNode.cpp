@@ -4,6 +4,7 @@
 
 #include "platform/OTDownloadManager.h"
 #include "platform/OTEnvironment.h"
+#include "platform/OTResourceBundle.h"
 #include "platform/formats/OTImage.h"
 
 namespace corvane {
@@ -26,6 +27,7 @@ const char* OTSceneNode::roleName(Role role) {
         case Role::Table: return "table";
         case Role::TableCell: return "tableCell";
         case Role::CollectionCell: return "collectionCell";
+        case Role::TextField: return "textField";
     }
     return "view";
 }
@@ -144,6 +146,15 @@ void OTSceneNode::animate(std::chrono::milliseconds duration, const std::functio
     if (changes) changes();
     if (!completion) return;
     OTEnvironment::current()->mainQueue()->after(duration, std::move(completion));
+}
+
+bool OTSceneNode::setImageNamed(const std::string& name) {
+    const auto fileName = OTResourceBundle::fileNameFor(name);
+    const auto image = OTResourceBundle::imageWithFileName(fileName);
+    if (!image) return false;
+    imageResource_ = fileName;
+    imageSize_ = image->size();
+    return true;
 }
 
 void OTSceneNode::applyCampaignStyle(const std::optional<std::string>& text, const std::optional<OTColor>& color,

@@ -21,7 +21,20 @@ namespace corvane {
 class OTSceneNode : public std::enable_shared_from_this<OTSceneNode> {
 public:
     // Table and collection cells hold their content in a child view named "contentView".
-    enum class Role { View, Label, Button, Image, Scroll, Web, Video, Collection, Table, TableCell, CollectionCell };
+    enum class Role {
+        View,
+        Label,
+        Button,
+        Image,
+        Scroll,
+        Web,
+        Video,
+        Collection,
+        Table,
+        TableCell,
+        CollectionCell,
+        TextField
+    };
     enum class TextAlignment { Left, Center, Right };
     enum class ContentMode { ScaleToFill, AspectFit, AspectFill };
     struct Shadow {
@@ -38,6 +51,8 @@ public:
     static constexpr const char* kDidScroll = "didScroll";
     static constexpr const char* kDidEndDragging = "didEndDragging";
     static constexpr const char* kDidEndDecelerating = "didEndDecelerating";
+    // The text of a text field changed as the user typed.
+    static constexpr const char* kEditingChanged = "editingChanged";
     // A table or collection view asked to load its cells again.
     static constexpr const char* kReloadData = "reloadData";
     static constexpr const char* kContentViewName = "contentView";
@@ -91,6 +106,9 @@ public:
     void setScale(double value) { scale_ = value; }
     const std::optional<Shadow>& shadow() const { return shadow_; }
     void setShadow(std::optional<Shadow> value) { shadow_ = std::move(value); }
+    // Siblings are drawn in order of their z position, then in the order they were added.
+    double zPosition() const { return zPosition_; }
+    void setZPosition(double value) { zPosition_ = value; }
     bool userInteractionEnabled() const { return userInteractionEnabled_; }
     void setUserInteractionEnabled(bool value) { userInteractionEnabled_ = value; }
 
@@ -111,6 +129,9 @@ public:
     void setLineSpacing(double value) { lineSpacing_ = value; }
     std::int64_t numberOfLines() const { return numberOfLines_; }
     void setNumberOfLines(std::int64_t value) { numberOfLines_ = value; }
+    // What a text field shows while its text is empty.
+    const std::optional<std::string>& placeholder() const { return placeholder_; }
+    void setPlaceholder(std::optional<std::string> value) { placeholder_ = std::move(value); }
 
     // Image: a remote address or a resource file, its natural size, how it fills the frame.
     const std::optional<std::string>& imageURL() const { return imageURL_; }
@@ -121,6 +142,9 @@ public:
     void setImageSize(std::optional<OTSize> value) { imageSize_ = value; }
     ContentMode contentMode() const { return contentMode_; }
     void setContentMode(ContentMode value) { contentMode_ = value; }
+    // Shows the resource bundle's picture of that name at the screen's scale, with its size; false,
+    // and nothing changed, when the bundle has no such picture.
+    bool setImageNamed(const std::string& name);
 
     // Scrolling content and web address.
     const OTSize& contentSize() const { return contentSize_; }
@@ -187,6 +211,7 @@ private:
     std::optional<OTColor> borderColor_;
     double scale_ = 1;
     std::optional<Shadow> shadow_;
+    double zPosition_ = 0;
     bool userInteractionEnabled_ = true;
     std::optional<std::string> text_;
     std::optional<OTColor> textColor_;
@@ -195,6 +220,7 @@ private:
     TextAlignment textAlignment_ = TextAlignment::Left;
     double lineSpacing_ = 0;
     std::int64_t numberOfLines_ = 1;
+    std::optional<std::string> placeholder_;
     std::optional<std::string> imageURL_;
     std::optional<std::string> imageResource_;
     std::optional<OTSize> imageSize_;
