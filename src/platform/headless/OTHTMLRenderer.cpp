@@ -85,7 +85,10 @@ void renderNode(std::string& out, const OTSceneNode& node, int depth) {
         style += ";filter:drop-shadow(" + OTHTMLRenderer::px(s->offset.width) + "px " +
                  OTHTMLRenderer::px(s->offset.height) + "px 3px " + rgba(shadow) + ")";
     }
-    if (node.text() || node.placeholder()) {
+    // An empty text field shows its placeholder in the system's placeholder grey instead.
+    const bool showsPlaceholder =
+        role == OTSceneNode::Role::TextField && node.text().value_or("").empty() && node.placeholder();
+    if (node.text() || showsPlaceholder) {
         const char* align = node.textAlignment() == OTSceneNode::TextAlignment::Left    ? "left"
                             : node.textAlignment() == OTSceneNode::TextAlignment::Right ? "right"
                                                                                         : "center";
@@ -112,9 +115,10 @@ void renderNode(std::string& out, const OTSceneNode& node, int depth) {
         out += "<video src=\"" + OTHTMLRenderer::escape(video) +
                "\" controls muted playsinline style=\"width:100%;height:100%\"></video>";
     }
-    if (node.text()) out += "<span>" + OTHTMLRenderer::escape(*node.text()) + "</span>";
-    if (role == OTSceneNode::Role::TextField && node.text().value_or("").empty() && node.placeholder()) {
+    if (showsPlaceholder) {
         out += "<span style=\"color:#c7c7cd\">" + OTHTMLRenderer::escape(*node.placeholder()) + "</span>";
+    } else if (node.text()) {
+        out += "<span>" + OTHTMLRenderer::escape(*node.text()) + "</span>";
     }
     if (!node.subviews().empty()) {
         out += "\n";

@@ -3,6 +3,7 @@
 #include "platform/OTLogger.h"
 #include "platform/OTSandbox.h"
 #include "platform/headless/OTHTMLRenderer.h"
+#include "platform/headless/OTHeadlessRenderer.h"
 #include "platform/headless/OTHeadlessUIHost.h"
 #include "platform/headless/OTHeadlessWebView.h"
 #include "support/OTTestEnvironment.h"
@@ -39,6 +40,35 @@ TEST(OTHTMLRenderer, OnlyWebAddressesReachThePageAndEveryTextIsEscaped) {
     EXPECT_NE(html.find("font-family:'xscriptalert5script'"), std::string::npos);
     EXPECT_NE(html.find("<title>&lt;title&gt;</title>"), std::string::npos);
     EXPECT_EQ(std::count(html.begin(), html.end(), '<'), std::count(html.begin(), html.end(), '>'));
+}
+
+TEST(OTHTMLRenderer, AnEmptyTextFieldShowsItsPlaceholderAndTypedTextReplacesIt) {
+    auto root = std::make_shared<OTSceneNode>(OTSceneNode::Role::View, "root");
+    root->setFrame({{0, 0}, {200, 100}});
+    auto field = std::make_shared<OTSceneNode>(OTSceneNode::Role::TextField, "field");
+    field->setFrame({{0, 0}, {200, 40}});
+    field->setPlaceholder(std::string("请填写<别名>"));
+    field->setUserInteractionEnabled(true);
+    root->addSubview(field);
+    // A label's placeholder is no text field's: nothing of it is drawn.
+    auto label = std::make_shared<OTSceneNode>(OTSceneNode::Role::Label, "label");
+    label->setPlaceholder(std::string("never shown"));
+    root->addSubview(label);
+    const std::string grey = "<span style=\"color:#c7c7cd\">请填写&lt;别名&gt;</span>";
+
+    auto html = OTHTMLRenderer::render(root, {200, 100});
+    EXPECT_NE(html.find(grey), std::string::npos);
+    EXPECT_EQ(html.find("never shown"), std::string::npos);
+    EXPECT_EQ(OTHeadlessRenderer::snapshot(root)["children"][0]["placeholder"], "请填写<别名>");
+
+    field->setText(std::string(""));
+    EXPECT_NE(OTHTMLRenderer::render(root, {200, 100}).find(grey), std::string::npos);
+    EXPECT_EQ(OTHTMLRenderer::render(root, {200, 100}).find("<span></span>"), std::string::npos);
+
+    ASSERT_TRUE(OTHeadlessRenderer::type(field, "home"));
+    html = OTHTMLRenderer::render(root, {200, 100});
+    EXPECT_NE(html.find("<span>home</span>"), std::string::npos);
+    EXPECT_EQ(html.find("请填写"), std::string::npos);
 }
 
 TEST(OTHeadlessUIHost, LocalFileAddressesAreRefusedWithALogLine) {
