@@ -2,9 +2,7 @@
 // environment (virtual clock, manual scheduler, a temporary sandbox) of its own.
 #include <benchmark/benchmark.h>
 
-#include <unistd.h>
-
-#include <filesystem>
+#include "OTBenchScratch.h"
 
 #include "core/OTSDKManager.h"
 #include "model/OTBanner.h"
@@ -13,8 +11,6 @@
 #include "platform/OTDataArchiver.h"
 #include "platform/OTEnvironment.h"
 #include "platform/deterministic/OTManualScheduler.h"
-#include "platform/deterministic/OTRecordingConsole.h"
-#include "platform/deterministic/OTVirtualClock.h"
 #include "platform/formats/OTJSONWriter.h"
 #include "platform/headless/OTHeadlessUIHost.h"
 #include "platform/headless/OTTextMeasurer.h"
@@ -28,97 +24,21 @@
 namespace corvane {
 
 using nlohmann::json;
-namespace fs = std::filesystem;
-
-namespace {
-// A scratch environment for one benchmark run.
-class Scratch {
-public:
-    Scratch() {
-        std::string pattern = (fs::temp_directory_path() / "otbench-XXXXXX").string();
-        root_ = ::mkdtemp(pattern.data()) != nullptr ? fs::path(pattern) : fs::temp_directory_path() / "otbench";
-        auto clock = std::make_shared<OTVirtualClock>(OTVirtualClock::defaultStart(), std::chrono::hours(8));
-        scheduler_ = std::make_shared<OTManualScheduler>(clock);
-        OTEnvironment::Parts parts;
-        parts.clock = clock;
-        parts.scheduler = scheduler_;
-        parts.sandboxRoot = root_;
-        parts.console = std::make_shared<OTRecordingConsole>();
-        host_ = std::make_shared<OTHeadlessUIHost>();
-        parts.uiHost = host_;
-        environment_ = std::make_shared<OTEnvironment>(std::move(parts));
-        OTEnvironment::install(environment_);
-    }
-    ~Scratch() {
-        environment_->shutdown();
-        OTEnvironment::install(nullptr);
-        std::error_code ec;
-        fs::remove_all(root_, ec);
-    }
-    OTManualScheduler& scheduler() { return *scheduler_; }
-    OTHeadlessUIHost& host() { return *host_; }
-
-private:
-    fs::path root_;
-    std::shared_ptr<OTManualScheduler> scheduler_;
-    std::shared_ptr<OTHeadlessUIHost> host_;
-    std::shared_ptr<OTEnvironment> environment_;
-};
-
-json campaign(int id, const char* what) {
-    return {{"id", std::to_string(id)},
-            {"type", 1},
-            {"style", 3},
-            {"count", 3},
-            {"startTime", "2024-01-01 00:00:00"},
-            {"endTime", "2030-12-31 23:59:59"},
-            {"preEvents", {{{"xwhat", what}}}},
-            {"event",
-             {{"xwhat", what},
-              {"rule", {{{"field", "price"}, {"dataType", "number"}, {"function", "GT"}, {"value", {"100"}}}}}}},
-            {"title", {{"text", "Hello ${event.name}"}, {"size", "36pd"}}},
-            {"buttonRight", {{"text", "Go"}, {"clickEvent", "DetailVC?id=1"}}}};
-}
-
-std::vector<std::shared_ptr<const OTWindowData>> campaigns(int count, const char* what) {
-    std::vector<std::shared_ptr<const OTWindowData>> list;
-    for (int i = 0; i < count; ++i) {
-        auto data = std::make_shared<OTWindowData>();
-        data->setModelWithDic(campaign(i + 1, what));
-        list.push_back(data);
-    }
-    return list;
-}
-}  // namespace
-
-// One analytics event walked past every in-app campaign (none matches).
-static void BM_MatchWalk(benchmark::State& state) {
-    Scratch scratch;
-    auto engine = OTSDKManager::sharedManager();
-    engine->setInAppDataArray(campaigns(static_cast<int>(state.range(0)), "other"));
-    const json event = {{"xwhat", "buy"}, {"xcontext", {{"price", 150}}}};
-    for (auto _ : state) {
-        engine->triggerEventMatchWithData(event);
-        scratch.scheduler().runUntilIdle();
-    }
-    state.SetItemsProcessed(state.iterations() * state.range(0));
-}
-BENCHMARK(BM_MatchWalk)->Arg(100)->Arg(1000)->Arg(10000)->Unit(benchmark::kMicrosecond);
 
 // An incoming event against one condition with a number predicate.
 static void BM_EventMatchesCondition(benchmark::State& state) {
-    Scratch scratch;
+    OTBenchScratch scratch;
     OTEvent incoming, condition;
     incoming.setModelWithDic({{"xwhat", "buy"}, {"xcontext", {{"price", 150}, {"name", "Ann"}}}});
-    condition.setModelWithDic(campaign(1, "buy")["event"]);
+    condition.setModelWithDic(OTBenchScratch::campaignJSON(1, "buy")["event"]);
     for (auto _ : state) benchmark::DoNotOptimize(incoming.matches(&condition));
 }
 BENCHMARK(BM_EventMatchesCondition);
 
 // A campaign object from the server into its record.
 static void BM_CampaignFromJSON(benchmark::State& state) {
-    Scratch scratch;
-    const json dic = campaign(1, "buy");
+    OTBenchScratch scratch;
+    const json dic = OTBenchScratch::campaignJSON(1, "buy");
     for (auto _ : state) {
         OTWindowData data;
         data.setModelWithDic(dic);
@@ -129,8 +49,8 @@ BENCHMARK(BM_CampaignFromJSON);
 
 // The campaign list file written and read back (keyed archive, binary property list).
 static void BM_CampaignArchiveRoundTrip(benchmark::State& state) {
-    Scratch scratch;
-    const auto list = campaigns(static_cast<int>(state.range(0)), "buy");
+    OTBenchScratch scratch;
+    const auto list = OTBenchScratch::campaigns(static_cast<int>(state.range(0)), "buy");
     const auto path = OTEnvironment::current()->sandbox().documentsDirectory() / "OTInAppWindowData.plist";
     for (auto _ : state) {
         OTDataArchiver::setData(list, path);
@@ -142,12 +62,12 @@ BENCHMARK(BM_CampaignArchiveRoundTrip)->Arg(10)->Arg(1000)->Unit(benchmark::kMil
 
 // A text dialog measured, laid out, shown and closed on a headless screen.
 static void BM_TextDialogLayout(benchmark::State& state) {
-    Scratch scratch;
+    OTBenchScratch scratch;
     auto window =
         std::make_shared<OTWindow>(OTNavigationController::withRoot(std::make_shared<OTViewController>("HomeVC")));
     scratch.host().setWindows({window});
     auto data = std::make_shared<OTWindowData>();
-    data->setModelWithDic(campaign(1, "buy"));
+    data->setModelWithDic(OTBenchScratch::campaignJSON(1, "buy"));
     for (auto _ : state) {
         auto dialog = std::make_shared<OTPopWindow>();
         dialog->popWithData(data, nullptr);
@@ -168,7 +88,7 @@ BENCHMARK(BM_TextModelHeight)->Arg(1024)->Arg(100 * 1024)->Unit(benchmark::kMicr
 
 // The pretty JSON body of one usage report.
 static void BM_ReportBody(benchmark::State& state) {
-    Scratch scratch;
+    OTBenchScratch scratch;
     OTEvent event;
     event.setModelWithDic({{"xwhat", "$impDialog"},
                            {"xwhen", 1714521600000.0},
@@ -183,30 +103,11 @@ BENCHMARK(BM_ReportBody);
 
 // ---- Banners ----
 
-namespace {
-json bannerJSON(int id) {
-    json pictures = json::array();
-    for (int i = 0; i < 3; ++i) {
-        pictures.push_back({{"url", "https://img.example.com/" + std::to_string(id) + "-" + std::to_string(i) + ".png"},
-                            {"clickEvent", "DetailVC?id=" + std::to_string(i)}});
-    }
-    return {{"id", std::to_string(id)},
-            {"style", 1 + id % 5},
-            {"locationId", "location-" + std::to_string(id % 10)},
-            {"startTime", "2024-01-01 00:00:00"},
-            {"endTime", "2030-12-31 23:59:59"},
-            {"clickEvent", "DetailVC?id=" + std::to_string(id)},
-            {"content", {{"text", "春季上新，满 300 减 50"}}},
-            {"resource", {{"picture", pictures}, {"video", {{{"url", "https://v.example.com/a.mp4"}}}}}},
-            {"events", {{{"xwhat", "$pageview"}}}}};
-}
-}  // namespace
-
 // A banner list as the server sends it: 100 banners parsed and digested.
 static void BM_BannerListFromJSON(benchmark::State& state) {
-    Scratch scratch;
+    OTBenchScratch scratch;
     json list = json::array();
-    for (int id = 0; id < 100; ++id) list.push_back(bannerJSON(id));
+    for (int id = 0; id < 100; ++id) list.push_back(OTBenchScratch::bannerJSON(id));
     for (auto _ : state) {
         for (const auto& element : list) {
             auto banner = std::make_shared<OTBanner>();
@@ -244,12 +145,12 @@ BENCHMARK(BM_CarouselArithmetic);
 
 // One banner rendered into a table cell, the previous banner view replaced.
 static void BM_BannerRenderIntoTableCell(benchmark::State& state) {
-    Scratch scratch;
+    OTBenchScratch scratch;
     auto manager = OTBannerManager::sharedManager();
     OTBannerManager::Banners banners;
     for (int id = 0; id < 100; ++id) {
         auto banner = std::make_shared<OTBanner>();
-        banner->setModelWithDic(bannerJSON(id));
+        banner->setModelWithDic(OTBenchScratch::bannerJSON(id));
         banners.push_back(banner);
     }
     manager->setBannerDefaultArray(banners);

@@ -34,6 +34,7 @@ bool sameProperty(const nlohmann::json& value, const nlohmann::json* other) {
 
 void OTEvent::setModelWithDic(const nlohmann::json& dic) {
     OTDataModel::setModelWithDic(dic);
+    changed();
     if (!dic.is_object()) {
         available_ = false;
         return;
@@ -63,17 +64,25 @@ void OTEvent::setModelWithDic(const nlohmann::json& dic) {
     }
 }
 
+void OTEvent::changed() {
+    description_.reset();
+    rulesDescription_.reset();
+}
+
 void OTEvent::setRelation(std::optional<std::string> value) {
+    changed();
     relation_ = std::move(value);
     if (relation_ == "AND") relationKind_ = Relation::And;
     else if (relation_ == "OR") relationKind_ = Relation::Or;
     else relationKind_ = Relation::Neither;
 }
 
-std::string OTEvent::rulesDescription() const {
-    nlohmann::json list = nlohmann::json::array();
-    for (const auto& rule : rules_) list.push_back(rule ? rule->description() : std::string("(null)"));
-    return OTDescription::describe(list);
+std::shared_ptr<const std::string> OTEvent::rulesDescription() const {
+    return rulesDescription_.get([this] {
+        nlohmann::json list = nlohmann::json::array();
+        for (const auto& rule : rules_) list.push_back(rule ? rule->description() : std::string("(null)"));
+        return OTDescription::describe(list);
+    });
 }
 
 bool OTEvent::matches(const OTEvent* condition) const {
@@ -81,7 +90,7 @@ bool OTEvent::matches(const OTEvent* condition) const {
     console("matches:%d,event->available:%d", available_, conditionAvailable);
     console("matches->xwhat:%@,event->xwhat:%@", xwhat_, condition != nullptr ? condition->xwhat_ : std::nullopt);
     console("matches->rules:%@",
-            condition != nullptr ? std::optional<std::string>(condition->rulesDescription()) : std::nullopt);
+            condition != nullptr ? OTLogArgument(condition->rulesDescription()) : OTLogArgument(nullptr));
     if (!available_ || !conditionAvailable || xwhat_ != condition->xwhat_) return false;
     if (!condition->rules_.empty()) {
         console("matches->OT_ArrayNotEmpty");
@@ -151,7 +160,11 @@ nlohmann::json OTEvent::toDictionary() const {
     };
 }
 
-std::string OTEvent::description() const {
+std::shared_ptr<const std::string> OTEvent::keptDescription() const {
+    return description_.get([this] { return makeDescription(); });
+}
+
+std::string OTEvent::makeDescription() const {
     const OTLogArgument arguments[] = {appid_,
                                        xwhat_,
                                        xwhen_,
@@ -160,7 +173,7 @@ std::string OTEvent::description() const {
                                        count_,
                                        static_cast<double>(delay_),
                                        relation_,
-                                       rulesDescription(),
+                                       OTLogArgument(rulesDescription()),
                                        available_};
     return OTLogFormatter::format(
         "appid:%@,xwhat:%@,xwhen:%f,xwho:%@,xcontext:%@,count:%lf,delay:%f,relation:%@,rules:%@,available:%d",

@@ -9,6 +9,7 @@
 
 #include "model/OTDataModel.h"
 #include "model/OTEventRule.h"
+#include "platform/formats/OTCachedText.h"
 #include "platform/formats/OTKeyedUnarchiver.h"
 
 namespace corvane {
@@ -33,32 +34,63 @@ public:
     bool matchXcontext(const OTEvent* condition) const;
     bool matchRules(const OTEvent* condition) const;
     nlohmann::json toDictionary() const;
-    std::string description() const;
+    std::string description() const { return *keptDescription(); }
+    // Worked out once: an event is logged for every campaign it is walked past.
+    std::shared_ptr<const std::string> keptDescription() const;
 
     const std::optional<std::string>& appid() const { return appid_; }
-    void setAppid(std::optional<std::string> value) { appid_ = std::move(value); }
+    void setAppid(std::optional<std::string> value) {
+        appid_ = std::move(value);
+        changed();
+    }
     const std::optional<std::string>& xwhat() const { return xwhat_; }
-    void setXwhat(std::optional<std::string> value) { xwhat_ = std::move(value); }
+    void setXwhat(std::optional<std::string> value) {
+        xwhat_ = std::move(value);
+        changed();
+    }
     double xwhen() const { return xwhen_; }
-    void setXwhen(double value) { xwhen_ = value; }
+    void setXwhen(double value) {
+        xwhen_ = value;
+        changed();
+    }
     const std::optional<std::string>& xwho() const { return xwho_; }
-    void setXwho(std::optional<std::string> value) { xwho_ = std::move(value); }
+    void setXwho(std::optional<std::string> value) {
+        xwho_ = std::move(value);
+        changed();
+    }
     // The properties as they came (normally a dictionary); null when there are none.
     const nlohmann::json& xcontext() const { return xcontext_; }
-    void setXcontext(nlohmann::json value) { xcontext_ = std::move(value); }
+    void setXcontext(nlohmann::json value) {
+        xcontext_ = std::move(value);
+        changed();
+    }
     std::int64_t count() const { return count_; }
-    void setCount(std::int64_t value) { count_ = value; }
+    void setCount(std::int64_t value) {
+        count_ = value;
+        changed();
+    }
     float delay() const { return delay_; }
-    void setDelay(float value) { delay_ = value; }
+    void setDelay(float value) {
+        delay_ = value;
+        changed();
+    }
     const std::optional<std::string>& relation() const { return relation_; }
     void setRelation(std::optional<std::string> value);
     const std::vector<std::shared_ptr<OTEventRule>>& rules() const { return rules_; }
-    void setRules(std::vector<std::shared_ptr<OTEventRule>> value) { rules_ = std::move(value); }
+    void setRules(std::vector<std::shared_ptr<OTEventRule>> value) {
+        rules_ = std::move(value);
+        changed();
+    }
     bool available() const { return available_; }
-    void setAvailable(bool value) { available_ = value; }
+    void setAvailable(bool value) {
+        available_ = value;
+        changed();
+    }
 
 private:
-    std::string rulesDescription() const;
+    std::string makeDescription() const;
+    std::shared_ptr<const std::string> rulesDescription() const;
+    void changed();
 
     std::optional<std::string> appid_;
     std::optional<std::string> xwhat_;
@@ -71,6 +103,8 @@ private:
     Relation relationKind_ = Relation::Neither;
     std::vector<std::shared_ptr<OTEventRule>> rules_;
     bool available_ = false;
+    OTCachedText description_;
+    OTCachedText rulesDescription_;
 };
 
 }  // namespace corvane

@@ -41,6 +41,7 @@ std::string describe(const std::shared_ptr<T>& object) {
 void OTWindowData::setModelWithDic(const nlohmann::json& dic) {
     OTDataModel::setModelWithDic(dic);
     if (!dic.is_object()) return;
+    changed();
     // Ids are texts on the wire; a numeric id is taken by its decimal text.
     if (const auto it = dic.find("id"); it != dic.end()) {
         windowId_ =
@@ -94,6 +95,7 @@ std::shared_ptr<OTEvent> OTWindowData::event() const {
 
 void OTWindowData::replacePropertiesWithDic(const nlohmann::json& properties) {
     if (!properties.is_object()) return;
+    changed();
     const std::shared_ptr<OTWidgetAttribute> items[] = {title_, content_, leftBtnAttribute_, middleBtnAttribute_,
                                                         rightBtnAttribute_};
     for (const auto& item : items) {
@@ -147,7 +149,11 @@ void OTWindowData::_replacePropertiesWithItemAttribute(OTWidgetAttribute& item, 
     }
 }
 
-std::string OTWindowData::description() const {
+std::shared_ptr<const std::string> OTWindowData::keptDescription() const {
+    return description_.get([this] { return makeDescription(); });
+}
+
+std::string OTWindowData::makeDescription() const {
     nlohmann::json preEvents = nlohmann::json::array();
     for (const auto& event : preEvents_) preEvents.push_back(describe(event));
     const OTLogArgument arguments[] = {windowId_,

@@ -12,6 +12,7 @@
 #include "model/OTEvent.h"
 #include "model/OTTextAttribute.h"
 #include "model/OTWindowRule.h"
+#include "platform/formats/OTCachedText.h"
 #include "platform/formats/OTKeyedUnarchiver.h"
 
 namespace corvane {
@@ -31,7 +32,9 @@ public:
     static std::shared_ptr<OTWindowData> initWithCoder(const OTKeyedUnarchiver& coder);
     // The name a dialog style is logged under; empty for an unknown style.
     static const char* styleLabel(std::int64_t style);
-    std::string description() const;
+    std::string description() const { return *keptDescription(); }
+    // Worked out once per record: every event walked past the campaign logs it.
+    std::shared_ptr<const std::string> keptDescription() const;
 
     // The trigger condition: the campaign's own, else the last pre-event, else nothing.
     std::shared_ptr<OTEvent> event() const;
@@ -47,43 +50,85 @@ public:
 
     // The campaign id; its integer value keys the record tree node.
     const std::optional<std::string>& windowId() const { return windowId_; }
-    void setWindowId(std::optional<std::string> value) { windowId_ = std::move(value); }
+    void setWindowId(std::optional<std::string> value) {
+        windowId_ = std::move(value);
+        changed();
+    }
     std::int64_t windowIdIntegerValue() const;
     std::int64_t count() const { return count_; }
-    void setCount(std::int64_t value) { count_ = value; }
+    void setCount(std::int64_t value) {
+        count_ = value;
+        changed();
+    }
     std::int64_t style() const { return style_; }
-    void setStyle(std::int64_t value) { style_ = value; }
+    void setStyle(std::int64_t value) {
+        style_ = value;
+        changed();
+    }
     std::int64_t type() const { return type_; }
-    void setType(std::int64_t value) { type_ = value; }
+    void setType(std::int64_t value) {
+        type_ = value;
+        changed();
+    }
     const std::optional<std::string>& createTime() const { return createTime_; }
     const std::optional<std::string>& changeTime() const { return changeTime_; }
     const std::optional<std::string>& startTime() const { return startTime_; }
-    void setStartTime(std::optional<std::string> value) { startTime_ = std::move(value); }
+    void setStartTime(std::optional<std::string> value) {
+        startTime_ = std::move(value);
+        changed();
+    }
     const std::optional<std::string>& endTime() const { return endTime_; }
-    void setEndTime(std::optional<std::string> value) { endTime_ = std::move(value); }
+    void setEndTime(std::optional<std::string> value) {
+        endTime_ = std::move(value);
+        changed();
+    }
     const std::optional<std::string>& eventLink() const { return eventLink_; }
-    void setEventLink(std::optional<std::string> value) { eventLink_ = std::move(value); }
+    void setEventLink(std::optional<std::string> value) {
+        eventLink_ = std::move(value);
+        changed();
+    }
     const std::shared_ptr<OTEvent>& storedEvent() const { return event_; }
-    void setEvent(std::shared_ptr<OTEvent> value) { event_ = std::move(value); }
+    void setEvent(std::shared_ptr<OTEvent> value) {
+        event_ = std::move(value);
+        changed();
+    }
     const std::shared_ptr<OTEvent>& preEvent() const { return preEvent_; }
     const std::vector<std::shared_ptr<OTEvent>>& preEvents() const { return preEvents_; }
     std::int64_t closeDialogType() const { return closeDialogType_; }
-    void setCloseDialogType(std::int64_t value) { closeDialogType_ = value; }
+    void setCloseDialogType(std::int64_t value) {
+        closeDialogType_ = value;
+        changed();
+    }
     const std::optional<std::string>& h5Url() const { return h5Url_; }
-    void setH5Url(std::optional<std::string> value) { h5Url_ = std::move(value); }
+    void setH5Url(std::optional<std::string> value) {
+        h5Url_ = std::move(value);
+        changed();
+    }
     const std::optional<std::string>& picture() const { return picture_; }
-    void setPicture(std::optional<std::string> value) { picture_ = std::move(value); }
+    void setPicture(std::optional<std::string> value) {
+        picture_ = std::move(value);
+        changed();
+    }
     const std::shared_ptr<OTTextAttribute>& title() const { return title_; }
     const std::shared_ptr<OTTextAttribute>& content() const { return content_; }
     const std::shared_ptr<OTButtonAttribute>& leftBtnAttribute() const { return leftBtnAttribute_; }
     const std::shared_ptr<OTButtonAttribute>& middleBtnAttribute() const { return middleBtnAttribute_; }
     const std::shared_ptr<OTButtonAttribute>& rightBtnAttribute() const { return rightBtnAttribute_; }
     const std::shared_ptr<OTWindowRule>& clickRule() const { return clickRule_; }
-    void setClickRule(std::shared_ptr<OTWindowRule> value) { clickRule_ = std::move(value); }
+    void setClickRule(std::shared_ptr<OTWindowRule> value) {
+        clickRule_ = std::move(value);
+        changed();
+    }
     const std::shared_ptr<OTWindowRule>& closeRule() const { return closeRule_; }
-    void setCloseRule(std::shared_ptr<OTWindowRule> value) { closeRule_ = std::move(value); }
+    void setCloseRule(std::shared_ptr<OTWindowRule> value) {
+        closeRule_ = std::move(value);
+        changed();
+    }
 
 private:
+    std::string makeDescription() const;
+    void changed() { description_.reset(); }
+
     std::optional<std::string> windowId_;
     std::int64_t count_ = 0;
     std::int64_t style_ = 0;
@@ -106,6 +151,7 @@ private:
     std::shared_ptr<OTButtonAttribute> rightBtnAttribute_;
     std::shared_ptr<OTWindowRule> clickRule_;
     std::shared_ptr<OTWindowRule> closeRule_;
+    OTCachedText description_;
 };
 
 }  // namespace corvane

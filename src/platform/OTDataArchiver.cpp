@@ -43,9 +43,11 @@ std::optional<OTPropertyList> OTDataArchiver::getDataForPath(const std::filesyst
     if (!envelope) return std::nullopt;
     const auto* archiver = envelope->find(kArchiverKey);
     const auto* name = archiver != nullptr ? archiver->get<std::string>() : nullptr;
-    const auto* root = envelope->find(kRootKey);
-    if (name == nullptr || *name != kArchiverName || root == nullptr) return std::nullopt;
-    return *root;
+    auto* entries = envelope->get<OTPropertyList::Dictionary>();
+    const auto root = entries != nullptr ? entries->find(kRootKey) : OTPropertyList::Dictionary::iterator();
+    if (name == nullptr || *name != kArchiverName || entries == nullptr || root == entries->end()) return std::nullopt;
+    // Taken out of the envelope, not copied: the list of a thousand campaigns is most of the file.
+    return std::move(root->second);
 }
 
 std::optional<nlohmann::json> OTDataArchiver::getJsonForPath(const std::filesystem::path& path) {

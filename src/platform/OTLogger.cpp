@@ -4,7 +4,9 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
+#include <cerrno>
+#include <initializer_list>
+#include <mutex>
 #include <system_error>
 #include <vector>
 
@@ -16,31 +18,62 @@ namespace corvane {
 
 namespace fs = std::filesystem;
 
-// The open log file; shared with queued writes so they finish even after the logger goes.
+// The open log file and the lines waiting for it; shared with the queued write so that it
+// finishes even after the logger goes. Lines gather while a write is pending and go to the file
+// together, in the order they were logged, one system call per 64 KiB.
 class OTLogger::FileSink {
 public:
     // Readable by the user only: lines may carry tokens and user ids.
-    explicit FileSink(const fs::path& path) {
-        const int fd =
-            ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, OTSandbox::kFileMode);
-        if (fd < 0) return;
-        file_ = ::fdopen(fd, "wb");
-        if (file_ == nullptr) ::close(fd);
-    }
+    explicit FileSink(const fs::path& path)
+        : fd_(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, OTSandbox::kFileMode)) {}
     ~FileSink() {
-        if (file_ != nullptr) std::fclose(file_);
+        if (fd_ >= 0) ::close(fd_);
     }
     FileSink(const FileSink&) = delete;
     FileSink& operator=(const FileSink&) = delete;
 
-    void write(const std::string& bytes) {
-        if (file_ == nullptr) return;
-        std::fwrite(bytes.data(), 1, bytes.size(), file_);
-        std::fflush(file_);
+    // Whether the bytes started a new batch, which then needs a write queued.
+    bool append(std::initializer_list<std::string_view> pieces) {
+        std::lock_guard lock(mutex_);
+        const bool first = chunks_.empty();
+        std::size_t size = 0;
+        for (const auto piece : pieces) size += piece.size();
+        // Fixed-size chunks: a long batch never moves what it already holds.
+        if (first || chunks_.back().size() + size > chunks_.back().capacity()) {
+            chunks_.emplace_back().reserve(std::max(size, kChunkBytes));
+        }
+        for (const auto piece : pieces) chunks_.back().append(piece);
+        return first;
+    }
+
+    void flush() {
+        std::vector<std::string> batch;
+        {
+            std::lock_guard lock(mutex_);
+            batch.swap(chunks_);
+        }
+        for (const auto& chunk : batch) {
+            if (!writeAll(chunk)) return;
+        }
     }
 
 private:
-    std::FILE* file_ = nullptr;
+    static constexpr std::size_t kChunkBytes = std::size_t{64} * 1024;
+
+    // A full disk or a closed file loses the batch: logging never blocks or throws.
+    bool writeAll(std::string_view bytes) const {
+        while (fd_ >= 0 && !bytes.empty()) {
+            const auto n = ::write(fd_, bytes.data(), bytes.size());
+            if (n < 0 && errno == EINTR) continue;
+            if (n <= 0) return false;
+            bytes.remove_prefix(static_cast<std::size_t>(n));
+        }
+        return fd_ >= 0;
+    }
+
+    int fd_;
+    std::mutex mutex_;
+    std::vector<std::string> chunks_;
 };
 
 OTLogger::OTLogger(OTEnvironment& environment) : environment_(environment), queue_(environment.queue(kQueueLabel)) {
@@ -55,7 +88,7 @@ OTLogger::OTLogger(OTEnvironment& environment) : environment_(environment), queu
 
     const auto& device = environment.device();
     const OTLogArgument header[] = {device.machine, device.systemVersion, device.bundleShortVersion};
-    write(OTLogFormatter::format("设备名称:%@\n手机系统版本:%@\n应用版本号:%@\n\n", header));
+    write({OTLogFormatter::format("设备名称:%@\n手机系统版本:%@\n应用版本号:%@\n\n", header)});
 }
 
 OTLogger::~OTLogger() = default;
@@ -115,15 +148,12 @@ void OTLogger::log(const std::string& message, std::int64_t level, const char* f
 
 void OTLogger::_log(const std::string& message) {
     const auto now = environment_.clock().now();
-    std::string line = OTDateFormatter::dateTimeWithMilliseconds(now, environment_.clock().utcOffset(now));
-    line += "  ";
-    line += message;
-    line += '\n';
-    write(std::move(line));
+    const std::string stamp = OTDateFormatter::dateTimeWithMilliseconds(now, environment_.clock().utcOffset(now));
+    write({stamp, "  ", message, "\n"});
 }
 
-void OTLogger::write(std::string bytes) {
-    queue_->async([sink = _fileHandler, bytes = std::move(bytes)] { sink->write(bytes); });
+void OTLogger::write(std::initializer_list<std::string_view> pieces) {
+    if (_fileHandler->append(pieces)) queue_->async([sink = _fileHandler] { sink->flush(); });
 }
 
 std::string OTLogger::descriptionForLevel(std::int64_t level) const {

@@ -4,8 +4,10 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/OTLocked.h"
@@ -79,7 +81,7 @@ public:
 
 private:
     class FileSink;
-    void write(std::string bytes);
+    void write(std::initializer_list<std::string_view> pieces);
 
     OTEnvironment& environment_;
     std::shared_ptr<OTDispatchQueue> queue_;

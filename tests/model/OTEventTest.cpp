@@ -127,6 +127,22 @@ TEST(OTEvent, DictionaryDescriptionAndArchive) {
               "appid:a,xwhat:w,xwhen:12.000000,xwho:u,xcontext:{\n    k = v;\n},count:2.000000,delay:0.500000,"
               "relation:AND,rules:(\n    \"field:f,dataType:string,function:EQ,value:(\\n    x\\n)\"\n),available:1");
 
+    // The description is kept, and every change of a field makes it anew.
+    EXPECT_EQ(e->keptDescription(), e->keptDescription());
+    e->setXwhat("other");
+    e->setXcontext(nullptr);
+    e->setRelation("OR");
+    e->setAvailable(false);
+    EXPECT_EQ(e->description(),
+              "appid:a,xwhat:other,xwhen:12.000000,xwho:u,xcontext:(null),count:2.000000,delay:0.500000,"
+              "relation:OR,rules:(\n    \"field:f,dataType:string,function:EQ,value:(\\n    x\\n)\"\n),available:0");
+    e->setModelWithDic(nlohmann::json{{"xwhat", "w"}, {"xcontext", {{"k", "v"}}}});
+    EXPECT_EQ(e->description(),
+              "appid:(null),xwhat:w,xwhen:0.000000,xwho:(null),xcontext:{\n    k = v;\n},count:1.000000,"
+              "delay:0.000000,relation:AND,rules:(\n),available:1");
+    e->setModelWithDic(nlohmann::json::parse(R"({"appid":"a","xwhat":"w","xwho":"u","xwhen":12,"xcontext":{"k":"v"},
+        "count":2,"delay":0.5,"rule":[{"field":"f","dataType":"string","function":"EQ","value":["x"]}]})"));
+
     e->setCount(0);
     const auto path = test.documents() / "events.plist";
     ASSERT_TRUE(OTDataArchiver::setData(std::vector<std::shared_ptr<OTEvent>>{e}, path));

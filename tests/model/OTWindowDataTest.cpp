@@ -106,10 +106,18 @@ TEST(OTWindowData, DefaultsAndTheTriggerConditionFallback) {
 TEST(OTWindowData, PlaceholdersTakeEventPropertiesOrTheDefaultText) {
     OTTestEnvironment test;
     auto d = campaign(kCampaign);
+    EXPECT_NE(d->description().find("Hi ${event.name}!"), std::string::npos);
     d->replacePropertiesWithDic(json{{"name", "Ann"}, {"city", 5}});
     EXPECT_EQ(d->title()->text(), "Hi Ann!");
     EXPECT_EQ(d->content()->text(), "5 ${user.name} ${}");
     EXPECT_EQ(d->rightBtnAttribute()->text(), "Go 5");
+
+    // Filling in place and every setter change what the record says of itself.
+    EXPECT_NE(d->description().find("Hi Ann!"), std::string::npos);
+    d->setWindowId(std::string("777"));
+    d->setStyle(4);
+    EXPECT_EQ(d->description().rfind("windowId:777,", 0), 0u);
+    EXPECT_NE(d->description().find(",style:4,"), std::string::npos);
 
     auto fallback = campaign(kCampaign);
     fallback->replacePropertiesWithDic(json::object());
@@ -120,7 +128,13 @@ TEST(OTWindowData, PlaceholdersTakeEventPropertiesOrTheDefaultText) {
 
     // A published campaign is filled through a copy, so each showing starts from the placeholders.
     const std::shared_ptr<const OTWindowData> published = campaign(kCampaign);
+    const auto before = published->keptDescription();
     const auto forAnn = published->filledWithProperties(json{{"name", "Ann"}, {"city", "Rome"}});
+    // The kept description of the campaign is its own; each filled copy describes its own texts.
+    EXPECT_EQ(published->keptDescription(), before);
+    EXPECT_NE(forAnn->description().find("Hi Ann!"), std::string::npos);
+    EXPECT_EQ(forAnn->description().find("${event.name}"), std::string::npos);
+    EXPECT_NE(before->find("Hi ${event.name}!"), std::string::npos);
     const auto forBob = published->filledWithProperties(json{{"name", "Bob"}});
     EXPECT_EQ(forAnn->title()->text(), "Hi Ann!");
     EXPECT_EQ(forAnn->rightBtnAttribute()->text(), "Go Rome");

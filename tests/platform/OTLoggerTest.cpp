@@ -40,7 +40,8 @@ TEST(OTLogger, WritesHeaderAndTimestampedLinesToTheRunFileOnTheLogQueue) {
     OTLogger::log(OTLogger::kLevelLog, "-[T t]", "hello %@, %d", "world", 7);
     test.clock().advance(1h);
     OTLogger::log(OTLogger::kLevelDebug, "-[T t]", "second");
-    EXPECT_EQ(test.scheduler().pendingCount(), 3u);
+    // The header and both lines wait together for one queued write.
+    EXPECT_EQ(test.scheduler().pendingCount(), 1u);
     test.scheduler().runUntilIdle();
     EXPECT_EQ(readAll(expected),
               "设备名称:iPhone15,2\n手机系统版本:17.5\n应用版本号:3.1.4\n\n"
@@ -48,6 +49,29 @@ TEST(OTLogger, WritesHeaderAndTimestampedLinesToTheRunFileOnTheLogQueue) {
               "2024-05-01 09:00:01.234  second\n");
     // At the default level 0 none of it reached the console.
     EXPECT_TRUE(test.console().lines().empty());
+}
+
+TEST(OTLogger, LinesLoggedBeforeTheQueueRunsReachTheFileWholeAndInOrder) {
+    OTTestEnvironment test;
+    auto logger = OTLogger::getInstance();
+    test.scheduler().runUntilIdle();
+    const auto header = readAll(logger->logFilePath());
+    // Several 64 KiB chunks' worth, with lines that straddle the chunk ends and one larger than a chunk.
+    std::string expected;
+    const std::string wide(100 * 1024, 'w');
+    for (int i = 0; i < 3000; ++i) {
+        const std::string message = i == 1500 ? wide : "line " + std::to_string(i) + std::string(i % 97, '.');
+        OTLogger::log(OTLogger::kLevelLog, "-[T t]", "%@", message);
+        expected += "2024-05-01 08:00:00.000  " + message + "\n";
+    }
+    EXPECT_EQ(test.scheduler().pendingCount(), 1u);
+    test.scheduler().runUntilIdle();
+    EXPECT_EQ(readAll(logger->logFilePath()), header + expected);
+    // A line after the batch went starts the next one.
+    OTLogger::log(OTLogger::kLevelLog, "-[T t]", "after");
+    EXPECT_EQ(test.scheduler().pendingCount(), 1u);
+    test.scheduler().runUntilIdle();
+    EXPECT_EQ(readAll(logger->logFilePath()), header + expected + "2024-05-01 08:00:00.000  after\n");
 }
 
 TEST(OTLogger, ConsoleFilterFollowsItsTableExactly) {

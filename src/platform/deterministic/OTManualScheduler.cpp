@@ -38,6 +38,8 @@ public:
     }
 
     bool isMain() const { return isMain_; }
+    // Written and read by the driving thread only: it alone runs work.
+    LaneUse use;
 
 private:
     const std::weak_ptr<OTManualScheduler> owner_;
@@ -135,10 +137,27 @@ std::optional<std::pair<OTManualScheduler::Key, OTManualScheduler::Item>> OTManu
 void OTManualScheduler::run(Item& item) {
     const void* previous = tCurrentLane;
     tCurrentLane = item.lane;
+    const auto started = std::chrono::steady_clock::now();
     try {
         item.work();
     } catch (...) {}
+    item.lane->use.runs += 1;
+    item.lane->use.busy += std::chrono::steady_clock::now() - started;
     tCurrentLane = previous;
+}
+
+std::map<std::string, OTManualScheduler::LaneUse> OTManualScheduler::laneUse() const {
+    std::lock_guard lock(mutex_);
+    std::map<std::string, LaneUse> use;
+    if (main_) use[main_->label()] = main_->use;
+    for (const auto& [label, lane] : lanes_) use[label] = lane->use;
+    return use;
+}
+
+void OTManualScheduler::resetLaneUse() {
+    std::lock_guard lock(mutex_);
+    if (main_) main_->use = {};
+    for (const auto& entry : lanes_) entry.second->use = {};
 }
 
 std::size_t OTManualScheduler::advance(OTClock::Duration by) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
@@ -7,6 +8,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <thread>
 #include <utility>
 
@@ -38,6 +40,15 @@ public:
     // `done` holds, testing it after each piece of work and every 10 ms. Virtual time does not
     // move. Returns whether `done` held.
     bool runUntil(const std::function<bool()>& done, std::chrono::milliseconds realTimeout);
+
+    // How often a queue ran work and for how long in real time, work it waited on included.
+    struct LaneUse {
+        std::size_t runs = 0;
+        std::chrono::nanoseconds busy{0};
+    };
+    // By queue label; for the driving thread.
+    std::map<std::string, LaneUse> laneUse() const;
+    void resetLaneUse();
 
     std::size_t pendingCount() const;
     std::optional<OTClock::TimePoint> nextDueTime() const;

@@ -1,7 +1,7 @@
 #include "platform/formats/OTDateFormatter.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <charconv>
 
 namespace corvane {
 
@@ -35,10 +35,19 @@ std::size_t runLength(std::string_view pattern, std::size_t at) {
 
 bool isField(char c) { return c == 'y' || c == 'M' || c == 'd' || c == 'H' || c == 'm' || c == 's' || c == 'S'; }
 
+// The value zero-padded to `width` digits, as "%0*lld" writes it; every log line stamps its time,
+// so this stays clear of printf.
 void appendNumber(std::string& out, long long value, std::size_t width) {
-    char buffer[32];
-    std::snprintf(buffer, sizeof buffer, "%0*lld", static_cast<int>(width), value);
-    out += buffer;
+    char digits[24];
+    const auto end = std::to_chars(digits, digits + sizeof digits, value).ptr;
+    const auto length = static_cast<std::size_t>(end - digits);
+    std::size_t at = 0;
+    if (value < 0) {
+        out += '-';
+        at = 1;
+    }
+    if (width > length) out.append(width - length, '0');
+    out.append(digits + at, end);
 }
 }  // namespace
 
@@ -122,7 +131,22 @@ std::string OTDateFormatter::dateTime(TimePoint when, std::chrono::seconds utcOf
 }
 
 std::string OTDateFormatter::dateTimeWithMilliseconds(TimePoint when, std::chrono::seconds utcOffset) {
-    return format(when, "yyyy-MM-dd HH:mm:ss.SSS", utcOffset);
+    const Civil c = toCivil(when, utcOffset);
+    // Every log line is stamped with this: written straight into place instead of read from a
+    // pattern. Four-digit years only; the others take the general path.
+    if (c.year < 1000 || c.year > 9999) return format(when, "yyyy-MM-dd HH:mm:ss.SSS", utcOffset);
+    char text[] = "0000-00-00 00:00:00.000";
+    const auto put = [&text](std::size_t at, unsigned value, std::size_t width) {
+        for (std::size_t i = width; i-- > 0; value /= 10) text[at + i] = static_cast<char>('0' + value % 10);
+    };
+    put(0, static_cast<unsigned>(c.year), 4);
+    put(5, c.month, 2);
+    put(8, c.day, 2);
+    put(11, c.hour, 2);
+    put(14, c.minute, 2);
+    put(17, c.second, 2);
+    put(20, c.millisecond, 3);
+    return std::string(text, sizeof text - 1);
 }
 
 std::string OTDateFormatter::description(TimePoint when) { return dateTime(when, std::chrono::seconds(0)) + " +0000"; }

@@ -1,6 +1,7 @@
 #include "platform/formats/OTLogFormatter.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -24,6 +25,7 @@ std::string OTLogArgument::description() const {
             else if constexpr (std::is_same_v<V, std::int64_t> || std::is_same_v<V, std::uint64_t>)
                 return std::to_string(v);
             else if constexpr (std::is_same_v<V, double>) return nlohmann::json(v).dump();
+            else if constexpr (std::is_same_v<V, std::shared_ptr<const std::string>>) return *v;
             else return std::string(v);
         },
         value_);
@@ -49,6 +51,7 @@ std::optional<double> OTLogArgument::asReal() const {
 std::optional<std::string_view> OTLogArgument::asText() const {
     if (const auto* s = std::get_if<std::string_view>(&value_)) return *s;
     if (const auto* s = std::get_if<std::string>(&value_)) return std::string_view(*s);
+    if (const auto* s = std::get_if<std::shared_ptr<const std::string>>(&value_)) return std::string_view(**s);
     return std::nullopt;
 }
 
@@ -78,7 +81,10 @@ void appendPrintf(std::string& out, const std::string& pattern, T value) {
 std::string printfPattern(const Conversion& conversion, const char* length, char letter) {
     std::string pattern = "%" + conversion.flags;
     if (conversion.width >= 0) pattern += std::to_string(conversion.width);
-    if (conversion.precision >= 0) pattern += "." + std::to_string(conversion.precision);
+    if (conversion.precision >= 0) {
+        pattern += '.';
+        pattern += std::to_string(conversion.precision);
+    }
     pattern += length;
     pattern += letter;
     return pattern;
@@ -97,6 +103,18 @@ void appendPadded(std::string& out, std::string_view text, const Conversion& con
     if (left) out.append(pad, ' ');
 }
 
+// No flags, width or precision: what printf writes is the plain decimal digits.
+bool plain(const Conversion& conversion) {
+    return conversion.flags.empty() && conversion.width < 0 && conversion.precision < 0;
+}
+
+template <class T>
+void appendDecimal(std::string& out, T value) {
+    char digits[24];
+    const auto end = std::to_chars(digits, digits + sizeof digits, value).ptr;
+    out.append(digits, end);
+}
+
 void appendInteger(std::string& out, const Conversion& conversion, const OTLogArgument& arg) {
     const auto value = arg.asSigned();
     if (!value) {
@@ -112,12 +130,14 @@ void appendInteger(std::string& out, const Conversion& conversion, const OTLogAr
         if (len == "hh") v = (v & 0xFF) >= 0x80 ? (v & 0xFF) - 0x100 : (v & 0xFF);
         else if (len == "h") v = static_cast<short>(v);
         else if (!wide) v = static_cast<int>(v);
+        if (plain(conversion)) return appendDecimal(out, v);
         appendPrintf(out, printfPattern(conversion, "ll", conversion.letter), v);
     } else {
         unsigned long long v = static_cast<std::uint64_t>(*value);
         if (len == "hh") v = static_cast<unsigned char>(v);
         else if (len == "h") v = static_cast<unsigned short>(v);
         else if (!wide) v = static_cast<unsigned int>(v);
+        if (conversion.letter == 'u' && plain(conversion)) return appendDecimal(out, v);
         appendPrintf(out, printfPattern(conversion, "ll", conversion.letter), v);
     }
 }
@@ -133,8 +153,9 @@ void appendReal(std::string& out, const Conversion& conversion, const OTLogArgum
 
 void appendOne(std::string& out, const Conversion& conversion, const OTLogArgument& arg) {
     switch (conversion.letter) {
-        case '@': appendPadded(out, arg.description(), conversion); return;
+        case '@':
         case 's': {
+            // A text is its own description: appended where it is, without a copy.
             if (auto text = arg.asText()) appendPadded(out, *text, conversion);
             else appendPadded(out, arg.description(), conversion);
             return;

@@ -18,6 +18,11 @@ template <class T>
 concept OTDescribable = requires(const T& value) {
     { value.description() } -> std::convertible_to<std::string>;
 };
+// An object that keeps its description: a log line shares the kept text instead of copying it.
+template <class T>
+concept OTKeptDescribable = OTDescribable<T> && requires(const T& value) {
+    { value.keptDescription() } -> std::convertible_to<std::shared_ptr<const std::string>>;
+};
 
 // One argument of a log format. Whatever the caller passes is captured by kind, so a format and
 // its arguments can never disagree in a way that crashes: a mismatch prints something readable.
@@ -44,6 +49,10 @@ public:
     OTLogArgument(std::optional<std::string>&& value) {
         if (value) value_ = std::move(*value);
     }
+    // A kept text, shared rather than copied.
+    OTLogArgument(std::shared_ptr<const std::string> value) {
+        if (value) value_ = std::move(value);
+    }
     OTLogArgument(const nlohmann::json& value);
     // An absent value prints as nil does; a present JSON null as the platform's null object.
     OTLogArgument(const std::optional<nlohmann::json>& value) : OTLogArgument(nullptr) {
@@ -51,10 +60,13 @@ public:
     }
     OTLogArgument(std::chrono::system_clock::time_point value);
     template <OTDescribable T>
-    OTLogArgument(const T& value) : value_(std::string(value.description())) {}
+    OTLogArgument(const T& value) {
+        if constexpr (OTKeptDescribable<T>) value_ = value.keptDescription();
+        else value_ = std::string(value.description());
+    }
     template <OTDescribable T>
     OTLogArgument(const std::shared_ptr<T>& value) {
-        if (value) value_ = std::string(value->description());
+        if (value) *this = OTLogArgument(*value);
     }
 
     bool isNull() const { return std::holds_alternative<std::monostate>(value_); }
@@ -66,7 +78,9 @@ public:
     std::optional<std::string_view> asText() const;
 
 private:
-    std::variant<std::monostate, std::int64_t, std::uint64_t, double, std::string_view, std::string> value_;
+    std::variant<std::monostate, std::int64_t, std::uint64_t, double, std::string_view, std::string,
+                 std::shared_ptr<const std::string>>
+        value_;
 };
 
 // The logger's printf-like formatter: %@ (description), %d %i %u %x %X %o %c with the h, hh, l,

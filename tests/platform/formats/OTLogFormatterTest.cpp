@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <nlohmann/json.hpp>
 
 #include "platform/formats/OTDescription.h"
@@ -16,6 +17,17 @@ std::string fmt(const char* format, const Args&... args) {
 
 struct Describable {
     std::string description() const { return "<Describable>"; }
+};
+
+// Hands out one kept text; counts how often a copy was asked for instead.
+struct KeptDescribable {
+    std::shared_ptr<const std::string> text = std::make_shared<const std::string>("<Kept>");
+    mutable int copies = 0;
+    std::string description() const {
+        ++copies;
+        return *text;
+    }
+    std::shared_ptr<const std::string> keptDescription() const { return text; }
 };
 }  // namespace
 
@@ -37,6 +49,12 @@ TEST(OTLogFormatter, ObjectsAndMismatchesPrintSomethingReadable) {
     EXPECT_EQ(fmt("%@ %@", Describable{}, std::make_shared<Describable>()), "<Describable> <Describable>");
     EXPECT_EQ(fmt("%@", std::shared_ptr<Describable>()), "(null)");
     EXPECT_EQ(fmt("%@", true), "1");
+    auto kept = std::make_shared<KeptDescribable>();
+    EXPECT_EQ(fmt("%@|%10@|%-7s|%.3@", kept, *kept, kept, kept), "<Kept>|    <Kept>|<Kept> |<Ke");
+    EXPECT_EQ(kept->copies, 0);
+    EXPECT_EQ(fmt("%@|%d", std::shared_ptr<const std::string>(), std::numeric_limits<long long>::min()), "(null)|0");
+    EXPECT_EQ(fmt("%lld|%llu", std::numeric_limits<long long>::min(), std::numeric_limits<unsigned long long>::max()),
+              "-9223372036854775808|18446744073709551615");
     // Too few arguments, wrong kinds, unknown conversions, a trailing percent.
     EXPECT_EQ(fmt("%@ and %d and %f"), "(null) and (null) and (null)");
     EXPECT_EQ(fmt("%d", "text"), "text");
