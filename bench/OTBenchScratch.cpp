@@ -21,9 +21,13 @@ public:
 };
 }  // namespace
 
-OTBenchScratch::OTBenchScratch() : OTBenchScratch(temporaryFolder()) { ownsRoot_ = true; }
+OTBenchScratch::OTBenchScratch(std::shared_ptr<OTHTTPTransport> http)
+    : OTBenchScratch(temporaryFolder(), std::move(http)) {
+    ownsRoot_ = true;
+}
 
-OTBenchScratch::OTBenchScratch(const fs::path& keptSandbox) : root_(keptSandbox), ownsRoot_(false) {
+OTBenchScratch::OTBenchScratch(const fs::path& keptSandbox, std::shared_ptr<OTHTTPTransport> http)
+    : root_(keptSandbox), ownsRoot_(false) {
     auto clock = std::make_shared<OTVirtualClock>(OTVirtualClock::defaultStart(), std::chrono::hours(8));
     scheduler_ = std::make_shared<OTManualScheduler>(clock);
     OTEnvironment::Parts parts;
@@ -33,6 +37,7 @@ OTBenchScratch::OTBenchScratch(const fs::path& keptSandbox) : root_(keptSandbox)
     parts.console = std::make_shared<DroppingConsole>();
     host_ = std::make_shared<OTHeadlessUIHost>();
     parts.uiHost = host_;
+    parts.http = std::move(http);
     environment_ = std::make_shared<OTEnvironment>(std::move(parts));
     OTEnvironment::install(environment_);
 }

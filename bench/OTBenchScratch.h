@@ -10,6 +10,7 @@ namespace corvane {
 
 class OTEnvironment;
 class OTHeadlessUIHost;
+class OTHTTPTransport;
 class OTManualScheduler;
 class OTWindowData;
 
@@ -18,8 +19,9 @@ class OTWindowData;
 // sandbox, or a sandbox that outlives it when a run starts again from what an earlier one stored.
 class OTBenchScratch {
 public:
-    OTBenchScratch();
-    explicit OTBenchScratch(const std::filesystem::path& keptSandbox);
+    // `http` answers every request when given; otherwise the system transport does, as in an app.
+    explicit OTBenchScratch(std::shared_ptr<OTHTTPTransport> http = nullptr);
+    explicit OTBenchScratch(const std::filesystem::path& keptSandbox, std::shared_ptr<OTHTTPTransport> http = nullptr);
     ~OTBenchScratch();
     OTBenchScratch(const OTBenchScratch&) = delete;
     OTBenchScratch& operator=(const OTBenchScratch&) = delete;

@@ -45,11 +45,10 @@ int otFuzzBanner(const std::uint8_t* data, std::size_t size) {
         OTFuzzSupport::require(html.find("<script") == std::string::npos, "no script element");
         banners.push_back(std::move(banner));
     }
-    const auto bytes = OTKeyedArchiver::archivedArray(banners).toBinary();
+    const auto bytes = OTKeyedArchiver::archivedData(banners);
     OTFuzzSupport::require(bytes.has_value(), "banners from bounded JSON archive");
-    const auto read = OTPropertyList::fromBinary(*bytes);
-    OTFuzzSupport::require(read.has_value(), "archived banners read");
-    const auto back = OTKeyedUnarchiver::arrayOfObjectsOfClass<OTBanner>(*read);
+    OTFuzzSupport::require(OTPropertyList::fromBinary(*bytes).has_value(), "archived banners read");
+    const auto back = OTKeyedUnarchiver::unarchivedArrayOfObjectsOfClass<OTBanner>(*bytes);
     OTFuzzSupport::require(back.has_value() && back->size() == banners.size(), "every banner reads back");
     for (std::size_t i = 0; i < banners.size(); ++i) {
         OTFuzzSupport::require((*back)[i]->dataMD5() == banners[i]->dataMD5(), "the digest survives the archive");

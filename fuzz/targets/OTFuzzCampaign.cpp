@@ -22,13 +22,14 @@ int otFuzzCampaign(const std::uint8_t* data, std::size_t size) {
         campaigns.push_back(std::move(campaign));
     }
     // Campaigns built from bounded JSON always archive, and read back as many.
-    const auto archived = OTKeyedArchiver::archivedArray(campaigns);
-    const auto bytes = archived.toBinary();
+    const auto bytes = OTKeyedArchiver::archivedData(campaigns);
     OTFuzzSupport::require(bytes.has_value(), "campaigns from bounded JSON archive");
-    const auto read = OTPropertyList::fromBinary(*bytes);
-    OTFuzzSupport::require(read.has_value(), "archived campaigns read");
-    const auto back = OTKeyedUnarchiver::arrayOfObjectsOfClass<OTWindowData>(*read);
+    OTFuzzSupport::require(OTPropertyList::fromBinary(*bytes).has_value(), "archived campaigns read");
+    const auto back = OTKeyedUnarchiver::unarchivedArrayOfObjectsOfClass<OTWindowData>(*bytes);
     OTFuzzSupport::require(back.has_value() && back->size() == campaigns.size(), "every campaign reads back");
+    for (std::size_t i = 0; i < campaigns.size(); ++i) {
+        OTFuzzSupport::require((*back)[i]->description() == campaigns[i]->description(), "a campaign reads back whole");
+    }
     return 0;
 }
 

@@ -20,27 +20,31 @@
 namespace corvane {
 
 namespace {
-// Decodes the value (and a list of it) as class T; whatever decodes archives again.
+// Decodes the top object (and a list of it) as class T; whatever decodes archives again.
 template <class T>
-void decodeAs(const OTPropertyList& value) {
-    if (auto object = OTKeyedUnarchiver::objectOfClass<T>(value)) {
-        (void)OTKeyedArchiver::archivedObject(*object).toBinary();
+void decodeAs(std::string_view bytes) {
+    if (auto object = OTKeyedUnarchiver::unarchivedObjectOfClass<T>(bytes)) {
+        (void)OTKeyedArchiver::archivedData(*object);
     }
-    if (auto objects = OTKeyedUnarchiver::arrayOfObjectsOfClass<T>(value)) {
-        (void)OTKeyedArchiver::archivedArray(*objects).toBinary();
+    if (auto objects = OTKeyedUnarchiver::unarchivedArrayOfObjectsOfClass<T>(bytes)) {
+        (void)OTKeyedArchiver::archivedData(*objects);
     }
 }
 
 template <class... Classes>
-void decodeAsEach(const OTPropertyList& value) {
-    (decodeAs<Classes>(value), ...);
+void decodeAsEach(std::string_view bytes) {
+    (decodeAs<Classes>(bytes), ...);
 }
 }  // namespace
 
 int otFuzzPropertyList(const std::uint8_t* data, std::size_t size) {
     auto& test = OTFuzzSupport::rig<OTTestEnvironment>();
     const OTFuzzSupport::Settle settle(test);
-    const auto plist = OTPropertyList::fromBinary(OTFuzzSupport::text(data, size));
+    const auto bytes = OTFuzzSupport::text(data, size);
+    // Archived objects are read object by object, straight from the bytes, whole or not.
+    decodeAsEach<OTWindowData, OTWindowRecordTreeNode, OTBannerRecordTreeNode, OTRecordTreeNode, OTEvent, OTEventRule,
+                 OTWindowRule, OTWidgetAttribute, OTTextAttribute, OTButtonAttribute, OTPicture, OTColor>(bytes);
+    const auto plist = OTPropertyList::fromBinary(bytes);
     if (!plist) return 0;
     (void)OTDescription::describe(plist->toJson());
     // What the reader accepts the writer writes, and writing what that reads gives the same bytes.
@@ -51,12 +55,13 @@ int otFuzzPropertyList(const std::uint8_t* data, std::size_t size) {
     OTFuzzSupport::require(again->toBinary() == written, "rewriting is stable");
 
     (void)OTKeyedUnarchiver::plainValue(*plist);
-    // The value itself, and the root of an archive's envelope, as every archived class.
-    for (const auto* value : {&*plist, plist->find("$root")}) {
-        if (value == nullptr) continue;
-        decodeAsEach<OTWindowData, OTWindowRecordTreeNode, OTBannerRecordTreeNode, OTRecordTreeNode, OTEvent,
-                     OTEventRule, OTWindowRule, OTWidgetAttribute, OTTextAttribute, OTButtonAttribute, OTPicture,
-                     OTColor>(*value);
+    // The root of an archive's envelope, as every archived class.
+    if (const auto* root = plist->find("$root")) {
+        if (const auto rootBytes = root->toBinary()) {
+            decodeAsEach<OTWindowData, OTWindowRecordTreeNode, OTBannerRecordTreeNode, OTRecordTreeNode, OTEvent,
+                         OTEventRule, OTWindowRule, OTWidgetAttribute, OTTextAttribute, OTButtonAttribute, OTPicture,
+                         OTColor>(*rootBytes);
+        }
     }
     return 0;
 }

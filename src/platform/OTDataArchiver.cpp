@@ -14,19 +14,27 @@ constexpr const char* kRootKey = "$root";
 constexpr std::int64_t kVersion = 1;
 }  // namespace
 
+bool OTDataArchiver::writeEnvelope(OTBinaryPlistWriter& writer, OTBinaryPlistWriter::Ref root,
+                                   const std::filesystem::path& path) {
+    const OTBinaryPlistWriter::Ref keys[] = {writer.addString(kArchiverKey), writer.addString(kVersionKey),
+                                             writer.addString(kRootKey)};
+    const OTBinaryPlistWriter::Ref values[] = {writer.addString(kArchiverName), writer.addInteger(kVersion), root};
+    const auto envelope = writer.addDictionary(keys, values, 0);
+    return OTBinaryPlistWriter::writeToFile(writer.finish(envelope), path);
+}
+
 bool OTDataArchiver::setData(const OTPropertyList& root, const std::filesystem::path& path) {
     if (path.empty()) return false;
-    const OTPropertyList envelope(OTPropertyList::Dictionary{
-        {kArchiverKey, OTPropertyList(kArchiverName)},
-        {kVersionKey, OTPropertyList(kVersion)},
-        {kRootKey, root},
-    });
-    return envelope.writeToFile(path);
+    OTBinaryPlistWriter writer;
+    const auto ref = writer.add(root, kRootDepth);
+    return writeEnvelope(writer, ref, path);
 }
 
 bool OTDataArchiver::setData(const std::shared_ptr<const OTCoding>& object, const std::filesystem::path& path) {
-    if (!object) return false;
-    return setData(OTKeyedArchiver::archivedObject(*object), path);
+    if (!object || path.empty()) return false;
+    OTBinaryPlistWriter writer;
+    const auto root = OTKeyedArchiver::encodeRoot(writer, *object, kRootDepth);
+    return writeEnvelope(writer, root, path);
 }
 
 bool OTDataArchiver::setData(const nlohmann::json& object, const std::filesystem::path& path) {
@@ -35,19 +43,32 @@ bool OTDataArchiver::setData(const nlohmann::json& object, const std::filesystem
     return root && setData(*root, path);
 }
 
-std::optional<OTPropertyList> OTDataArchiver::getDataForPath(const std::filesystem::path& path) {
+std::optional<std::string> OTDataArchiver::readArchive(const std::filesystem::path& path) {
     if (path.empty()) return std::nullopt;
-    auto bytes = OTSandbox::readFile(path);
-    if (!bytes) return std::nullopt;
-    auto envelope = OTPropertyList::fromBinary(*bytes);
-    if (!envelope) return std::nullopt;
-    const auto* archiver = envelope->find(kArchiverKey);
-    const auto* name = archiver != nullptr ? archiver->get<std::string>() : nullptr;
-    auto* entries = envelope->get<OTPropertyList::Dictionary>();
-    const auto root = entries != nullptr ? entries->find(kRootKey) : OTPropertyList::Dictionary::iterator();
-    if (name == nullptr || *name != kArchiverName || entries == nullptr || root == entries->end()) return std::nullopt;
-    // Taken out of the envelope, not copied: the list of a thousand campaigns is most of the file.
-    return std::move(root->second);
+    return OTSandbox::readFile(path);
+}
+
+std::optional<OTBinaryPlistReader::Ref> OTDataArchiver::rootOf(OTBinaryPlistReader& reader) {
+    const auto entries = reader.dictionaryAt(reader.top(), 0);
+    if (!entries) return std::nullopt;
+    std::optional<OTBinaryPlistReader::Ref> archiver;
+    std::optional<OTBinaryPlistReader::Ref> root;
+    for (const auto& [key, ref] : *entries) {
+        if (key == kArchiverKey) archiver = ref;
+        else if (key == kRootKey) root = ref;
+    }
+    const auto name = archiver ? reader.value(*archiver, kRootDepth) : std::nullopt;
+    const auto* text = name ? name->get<std::string>() : nullptr;
+    if (text == nullptr || *text != kArchiverName) return std::nullopt;
+    return root;
+}
+
+std::optional<OTPropertyList> OTDataArchiver::getDataForPath(const std::filesystem::path& path) {
+    const auto bytes = readArchive(path);
+    auto reader = bytes ? OTBinaryPlistReader::open(*bytes) : std::nullopt;
+    const auto root = reader ? rootOf(*reader) : std::nullopt;
+    if (!root) return std::nullopt;
+    return reader->value(*root, kRootDepth);
 }
 
 std::optional<nlohmann::json> OTDataArchiver::getJsonForPath(const std::filesystem::path& path) {

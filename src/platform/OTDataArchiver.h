@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/formats/OTBinaryPlistReader.h"
+#include "platform/formats/OTBinaryPlistWriter.h"
 #include "platform/formats/OTKeyedArchiver.h"
 #include "platform/formats/OTKeyedUnarchiver.h"
 #include "platform/formats/OTPropertyList.h"
@@ -23,10 +25,13 @@ public:
 
     // Archives an already encoded root value. False when the write fails.
     static bool setData(const OTPropertyList& root, const std::filesystem::path& path);
-    // A list of model objects.
+    // A list of model objects, encoded straight into the file's bytes.
     template <class T>
     static bool setData(const std::vector<std::shared_ptr<T>>& objects, const std::filesystem::path& path) {
-        return setData(OTKeyedArchiver::archivedArray(objects), path);
+        if (path.empty()) return false;
+        OTBinaryPlistWriter writer;
+        const auto root = OTKeyedArchiver::encodeArray(writer, objects, kRootDepth);
+        return writeEnvelope(writer, root, path);
     }
     // One model object; false when absent.
     static bool setData(const std::shared_ptr<const OTCoding>& object, const std::filesystem::path& path);
@@ -35,17 +40,29 @@ public:
 
     // The archived root, or nothing for a missing, empty, truncated, foreign or hostile file.
     static std::optional<OTPropertyList> getDataForPath(const std::filesystem::path& path);
+    // A list of model objects, decoded straight from the file's bytes.
     template <class T>
     static std::optional<std::vector<std::shared_ptr<T>>> getObjectsForPath(const std::filesystem::path& path) {
-        auto root = getDataForPath(path);
+        const auto bytes = readArchive(path);
+        auto reader = bytes ? OTBinaryPlistReader::open(*bytes) : std::nullopt;
+        const auto root = reader ? rootOf(*reader) : std::nullopt;
         if (!root) return std::nullopt;
-        return OTKeyedUnarchiver::arrayOfObjectsOfClass<T>(*root);
+        return OTKeyedUnarchiver::arrayOfObjectsOfClass<T>(*reader, *root, kRootDepth);
     }
     static std::optional<nlohmann::json> getJsonForPath(const std::filesystem::path& path);
 
     static void setTokenInfo(const std::string& text);
     static std::optional<std::string> getTokenInfo();
     static std::optional<OTPropertyList::Date> getTokenDate();
+
+private:
+    // The root sits in the envelope dictionary, one level below the top.
+    static constexpr std::size_t kRootDepth = 1;
+    static bool writeEnvelope(OTBinaryPlistWriter& writer, OTBinaryPlistWriter::Ref root,
+                              const std::filesystem::path& path);
+    static std::optional<std::string> readArchive(const std::filesystem::path& path);
+    // The archived root inside the envelope; nothing when the envelope is not this archiver's.
+    static std::optional<OTBinaryPlistReader::Ref> rootOf(OTBinaryPlistReader& reader);
 };
 
 }  // namespace corvane

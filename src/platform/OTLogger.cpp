@@ -103,12 +103,25 @@ void OTLogger::configLogLevel(std::int64_t level) { getInstance()->setLogLevel(l
 void OTLogger::logWithArguments(std::int64_t level, const char* function, const char* format,
                                 std::span<const OTLogArgument> arguments) noexcept {
     try {
-        auto logger = getInstance();
-        const std::string message = capped(OTLogFormatter::format(format != nullptr ? format : "", arguments));
-        if (shouldPrint(logger->logLevel(), level)) logger->log(message, level, function);
-        logger->_log(message);
-        if (const auto listener = logger->listener_.get()) (*listener)(level, message);
+        emit(level, function, formatted(format, arguments));
     } catch (...) {}
+}
+
+void OTLogger::log(const Prepared& prepared) noexcept {
+    try {
+        if (prepared.message) emit(prepared.level, prepared.function, *prepared.message);
+    } catch (...) {}
+}
+
+std::string OTLogger::formatted(const char* format, std::span<const OTLogArgument> arguments) {
+    return capped(OTLogFormatter::format(format != nullptr ? format : "", arguments));
+}
+
+void OTLogger::emit(std::int64_t level, const char* function, const std::string& message) {
+    auto logger = getInstance();
+    if (shouldPrint(logger->logLevel(), level)) logger->log(message, level, function);
+    logger->_log(message);
+    if (const auto listener = logger->listener_.get()) (*listener)(level, message);
 }
 
 std::string OTLogger::capped(std::string message) {

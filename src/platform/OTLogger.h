@@ -6,6 +6,8 @@
 #include <functional>
 #include <initializer_list>
 #include <memory>
+#include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -51,6 +53,26 @@ public:
     static void logWithArguments(std::int64_t level, const char* function, const char* format,
                                  std::span<const OTLogArgument> arguments) noexcept;
 
+    // A message formatted now and logged later, when what it describes may be gone: a list answer
+    // is described before its records are taken out of it, and logged after they are handled.
+    struct Prepared {
+        std::int64_t level = kLevelDebug;
+        const char* function = "";
+        std::optional<std::string> message;  // nothing when formatting failed
+    };
+    template <class... Args>
+    static Prepared prepare(std::int64_t level, const char* function, const char* format,
+                            const Args&... args) noexcept {
+        Prepared prepared{level, function, std::nullopt};
+        try {
+            const OTLogArgument arguments[] = {OTLogArgument(args)..., OTLogArgument(nullptr)};
+            prepared.message = formatted(format, std::span<const OTLogArgument>(arguments, sizeof...(Args)));
+        } catch (...) {}
+        return prepared;
+    }
+    // Logs a prepared message exactly as the call that prepared it would have.
+    static void log(const Prepared& prepared) noexcept;
+
     // Prints the console banner of one message.
     void log(const std::string& message, std::int64_t level, const char* function);
     // Appends one timestamped line to the log file.
@@ -82,6 +104,8 @@ public:
 private:
     class FileSink;
     void write(std::initializer_list<std::string_view> pieces);
+    static std::string formatted(const char* format, std::span<const OTLogArgument> arguments);
+    static void emit(std::int64_t level, const char* function, const std::string& message);
 
     OTEnvironment& environment_;
     std::shared_ptr<OTDispatchQueue> queue_;
@@ -99,5 +123,15 @@ private:
                                  return otFunctionName.c_str();                                                       \
                              }(__PRETTY_FUNCTION__),                                                                  \
                              __VA_ARGS__)
+
+// Formats now, with the calling function's name, for OTLogger::log(const Prepared&) to log later.
+#define OTPrepareLog(level, ...)                                                    \
+    ::corvane::OTLogger::prepare((level),                                           \
+                                 [](const char* pretty) {                           \
+                                     static const std::string otFunctionName =      \
+                                         ::corvane::OTLogger::functionName(pretty); \
+                                     return otFunctionName.c_str();                 \
+                                 }(__PRETTY_FUNCTION__),                            \
+                                 __VA_ARGS__)
 
 }  // namespace corvane

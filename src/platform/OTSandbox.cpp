@@ -38,6 +38,10 @@ std::optional<fs::path> OTSandbox::containerForApplicationGroup(const std::strin
 fs::path OTSandbox::keychainPath() const { return root_ / "Keychain" / "items.plist"; }
 
 bool OTSandbox::writeFileAtomically(const fs::path& path, const std::string& bytes) {
+    return writeFileAtomically(path, std::span<const std::string>(&bytes, 1));
+}
+
+bool OTSandbox::writeFileAtomically(const fs::path& path, std::span<const std::string> pieces) {
     static std::atomic<unsigned> counter{0};
     std::error_code ec;
     if (path.has_parent_path()) createPrivateDirectories(path.parent_path());
@@ -46,16 +50,18 @@ bool OTSandbox::writeFileAtomically(const fs::path& path, const std::string& byt
     // Opened exclusively, so a leftover or planted file of that name is never written through.
     const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, kFileMode);
     if (fd < 0) return false;
-    std::size_t written = 0;
     bool ok = true;
-    while (written < bytes.size()) {
-        const ssize_t n = ::write(fd, bytes.data() + written, bytes.size() - written);
-        if (n < 0) {
-            if (errno == EINTR) continue;
-            ok = false;
-            break;
+    for (const auto& bytes : pieces) {
+        std::size_t written = 0;
+        while (ok && written < bytes.size()) {
+            const ssize_t n = ::write(fd, bytes.data() + written, bytes.size() - written);
+            if (n < 0) {
+                if (errno == EINTR) continue;
+                ok = false;
+                break;
+            }
+            written += static_cast<std::size_t>(n);
         }
-        written += static_cast<std::size_t>(n);
     }
     // The content on disk before the rename, and the rename on disk after it (the folder's entry),
     // so that even a power cut leaves the old content or the new, never a part-written file.

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <optional>
+#include <span>
 #include <string>
 
 namespace corvane {
@@ -29,6 +30,8 @@ public:
     // Writes through a temporary file and a rename, so readers see the old or the new content.
     // Files are readable by the user only; missing folders are made the same way.
     static bool writeFileAtomically(const std::filesystem::path& path, const std::string& bytes);
+    // The file made of `pieces` one after another, so that a large file need not be one string.
+    static bool writeFileAtomically(const std::filesystem::path& path, std::span<const std::string> pieces);
     // Makes a folder and its missing parents, each readable by the user only.
     static bool createPrivateDirectories(const std::filesystem::path& directory);
     // Nothing when the file is missing, unreadable or larger than `maxBytes`.

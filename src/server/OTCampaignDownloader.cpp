@@ -96,11 +96,14 @@ void OTCampaignDownloader::downloadList(const char* path, const char* dataFormat
                 OTLog(OTLogger::kLevelLog, "用户已切换，丢弃用户 %@ 的列表：%@", user, path);
                 return;
             }
-            const auto answer = OTServerAnswer::parse(data);
+            auto answer = OTServerAnswer::parse(data);
             const auto code = OTServerAnswer::code(answer, -1);
             if (code != 0) OTLog(OTLogger::kLevelError, "code:%@\nmessage:%@\n", code, OTServerAnswer::message(answer));
-            handle(*self, code, answer);
-            OTLog(OTLogger::kLevelData, dataFormat, OTServerAnswer::loggable(answer, data));
+            // Described before the handler takes the records out of it.
+            const auto logged = answer.is_discarded() ? OTPrepareLog(OTLogger::kLevelData, dataFormat, data)
+                                                      : OTPrepareLog(OTLogger::kLevelData, dataFormat, answer);
+            handle(*self, code, std::move(answer));
+            OTLogger::log(logged);
         },
         [weak, retries, again](const OTNetwork::Error& error) {
             auto self = weak.lock();
@@ -113,22 +116,27 @@ void OTCampaignDownloader::downloadList(const char* path, const char* dataFormat
         });
 }
 
-OTCampaignDownloader::Campaigns OTCampaignDownloader::campaignsFrom(const nlohmann::json& list) {
+OTCampaignDownloader::Campaigns OTCampaignDownloader::takeCampaigns(nlohmann::json& answer) {
     Campaigns campaigns;
-    if (!list.is_array()) return campaigns;
-    for (const auto& element : list) {
+    if (!answer.is_object()) return campaigns;
+    const auto list = answer.find("data");
+    if (list == answer.end() || !list->is_array()) return campaigns;
+    campaigns.reserve(list->size());
+    for (auto& element : *list) {
         auto campaign = std::make_shared<OTWindowData>();
         campaign->setModelWithDic(element);
+        element = nullptr;
         campaigns.push_back(std::move(campaign));
     }
+    answer.erase(list);
     return campaigns;
 }
 
 void OTCampaignDownloader::getInAppList() {
     downloadList("/push/sdk/in_app", "in_app data:\n%@", &OTCampaignDownloader::inAppRetryCount_,
                  &OTCampaignDownloader::getInAppList,
-                 [](OTCampaignDownloader& downloader, std::int64_t code, const nlohmann::json& answer) {
-                     if (code == 0) return downloader.acceptInAppList(answer);
+                 [](OTCampaignDownloader& downloader, std::int64_t code, nlohmann::json answer) {
+                     if (code == 0) return downloader.acceptInAppList(std::move(answer));
                      if (code != OTServerAnswer::kExpiredTokenCode) return;
                      OTLog(OTLogger::kLevelError, "token 失效，重新 login");
                      downloader.login_->loginAgainWithin(downloader.inAppRetryCount_,
@@ -138,11 +146,12 @@ void OTCampaignDownloader::getInAppList() {
                  });
 }
 
-void OTCampaignDownloader::acceptInAppList(const nlohmann::json& answer) {
+void OTCampaignDownloader::acceptInAppList(nlohmann::json answer) {
     auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(session_->groupIdentifier());
     settings->setLastBackgroundUpdateTime(session_->lastBackgroundUpdateTime());
     settings->setLastIPhoneUpdateTime(session_->environment().clock().now());
-    auto campaigns = campaignsFrom(answer.value("data", nlohmann::json()));
+    auto campaigns = takeCampaigns(answer);
+    answer = nullptr;
     // Pictures are fetched as the campaigns arrive, so that their dialogs can show at once.
     for (const auto& campaign : campaigns) {
         if ((campaign->style() == 1 || campaign->style() == 2) && campaign->picture() &&
@@ -156,7 +165,7 @@ void OTCampaignDownloader::acceptInAppList(const nlohmann::json& answer) {
 void OTCampaignDownloader::getSubscribeList() {
     downloadList("/push/sdk/event/subscribe", "subscribe data:\n%@", &OTCampaignDownloader::subscribeRetryCount_,
                  &OTCampaignDownloader::getSubscribeList,
-                 [](OTCampaignDownloader& downloader, std::int64_t code, const nlohmann::json& answer) {
+                 [](OTCampaignDownloader& downloader, std::int64_t code, nlohmann::json answer) {
                      if (code != 0) {
                          // Every refusal reads as an expired token here; only 10001 logs in again.
                          OTLog(OTLogger::kLevelError, "token 失效，重新 login");
@@ -168,9 +177,10 @@ void OTCampaignDownloader::getSubscribeList() {
                                                              });
                          return;
                      }
-                     const auto list = answer.value("data", nlohmann::json());
-                     if (!list.is_array() || list.empty()) return;
-                     if (auto handler = downloader.subscribeHandler()) handler(campaignsFrom(list));
+                     auto campaigns = takeCampaigns(answer);
+                     answer = nullptr;
+                     if (campaigns.empty()) return;
+                     if (auto handler = downloader.subscribeHandler()) handler(std::move(campaigns));
                  });
 }
 

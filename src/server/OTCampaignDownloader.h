@@ -51,17 +51,19 @@ public:
 
 private:
     // One list download for the current user: `handle` gets every answered code (non-zero codes
-    // already logged) unless the user has changed since; transport failures repeat `again` after a
-    // random delay, counted by `retries`.
-    using ListAnswer =
-        std::function<void(OTCampaignDownloader& downloader, std::int64_t code, const nlohmann::json& answer)>;
+    // already logged) and the answer to take apart, unless the user has changed since; the answer
+    // is logged after it, as it came. Transport failures repeat `again` after a random delay,
+    // counted by `retries`.
+    using ListAnswer = std::function<void(OTCampaignDownloader& downloader, std::int64_t code, nlohmann::json answer)>;
     void downloadList(const char* path, const char* dataFormat,
                       std::atomic<std::uint64_t> OTCampaignDownloader::*retries, void (OTCampaignDownloader::*again)(),
                       ListAnswer handle);
     nlohmann::json listRequestBody(const std::optional<std::string>& user) const;
     // The in-app list answered: settings stamped, campaigns parsed, their pictures prefetched.
-    void acceptInAppList(const nlohmann::json& answer);
-    static Campaigns campaignsFrom(const nlohmann::json& list);
+    void acceptInAppList(nlohmann::json answer);
+    // The answer's "data" list as records; each element's JSON is freed as its record is made, so
+    // a long list is never held twice.
+    static Campaigns takeCampaigns(nlohmann::json& answer);
     // The handlers, read and replaced under one lock: answers arrive on the HTTP thread.
     ListHandler inAppHandler() const;
     ListHandler subscribeHandler() const;

@@ -3,6 +3,8 @@
 #include <bit>
 #include <cmath>
 
+#include "platform/OTSandbox.h"
+
 namespace corvane {
 
 namespace {
@@ -30,12 +32,63 @@ void appendUtf8(std::string& out, std::uint32_t code) {
 }  // namespace
 
 std::optional<OTPropertyList> OTBinaryPlistReader::read(std::string_view bytes) {
+    auto reader = open(bytes);
+    if (!reader) return std::nullopt;
+    return reader->object(reader->topObject_, 0);
+}
+
+std::optional<OTBinaryPlistReader> OTBinaryPlistReader::open(std::string_view bytes) {
+    if (bytes.size() > OTSandbox::kMaxReadBytes) return std::nullopt;
     if (bytes.size() < kHeaderSize + kTrailerSize || bytes.substr(0, 8) != "bplist00") return std::nullopt;
     OTBinaryPlistReader reader(bytes);
     if (!reader.readTrailer()) return std::nullopt;
     reader.byteBudget_ = bytes.size();
     reader.onPath_.assign(static_cast<std::size_t>(reader.objectCount_), false);
-    return reader.object(reader.topObject_, 0);
+    return reader;
+}
+
+std::optional<OTPropertyList> OTBinaryPlistReader::value(Ref ref, std::size_t depth) { return object(ref, depth); }
+
+std::optional<std::pair<std::uint64_t, std::size_t>> OTBinaryPlistReader::container(Ref ref, std::uint8_t type,
+                                                                                    std::size_t depth) {
+    if (depth > OTPropertyList::kMaxDepth || budget_ == 0) return std::nullopt;
+    auto offset = objectOffset(ref);
+    if (!offset) return std::nullopt;
+    std::size_t at = static_cast<std::size_t>(*offset);
+    const auto marker = static_cast<std::uint8_t>(bytes_[at++]);
+    if ((marker >> 4) != type) return std::nullopt;
+    --budget_;
+    auto count = countAfter(marker & 0x0F, at);
+    const std::uint64_t refs = type == 0xD ? 2 : 1;
+    const std::size_t limit = static_cast<std::size_t>(offsetTable_);
+    if (!count || *count > (limit - at) / refSize_ / refs) return std::nullopt;
+    if (!charge(at - *offset + *count * refSize_ * refs)) return std::nullopt;
+    return std::make_pair(*count, at);
+}
+
+std::optional<std::vector<OTBinaryPlistReader::Ref>> OTBinaryPlistReader::arrayAt(Ref ref, std::size_t depth) {
+    const auto found = container(ref, 0xA, depth);
+    if (!found) return std::nullopt;
+    const auto [count, at] = *found;
+    std::vector<Ref> refs;
+    refs.reserve(static_cast<std::size_t>(count));
+    for (std::uint64_t i = 0; i < count; ++i) refs.push_back(*refAt(at + i * refSize_));
+    return refs;
+}
+
+std::optional<OTBinaryPlistReader::Entries> OTBinaryPlistReader::dictionaryAt(Ref ref, std::size_t depth) {
+    const auto found = container(ref, 0xD, depth);
+    if (!found) return std::nullopt;
+    const auto [count, at] = *found;
+    Entries entries;
+    entries.reserve(static_cast<std::size_t>(count));
+    for (std::uint64_t i = 0; i < count; ++i) {
+        auto key = object(*refAt(at + i * refSize_), depth + 1);
+        auto* name = key ? key->get<std::string>() : nullptr;
+        if (name == nullptr) return std::nullopt;
+        entries.emplace_back(std::move(*name), *refAt(at + (count + i) * refSize_));
+    }
+    return entries;
 }
 
 bool OTBinaryPlistReader::readTrailer() {
@@ -88,7 +141,6 @@ std::optional<std::uint64_t> OTBinaryPlistReader::countAfter(std::uint8_t info, 
 
 std::optional<OTPropertyList> OTBinaryPlistReader::object(std::uint64_t ref, std::size_t depth) {
     if (depth > OTPropertyList::kMaxDepth || budget_ == 0) return std::nullopt;
-    --budget_;
     auto offset = objectOffset(ref);
     if (!offset) return std::nullopt;
     std::size_t at = static_cast<std::size_t>(*offset);
@@ -96,6 +148,8 @@ std::optional<OTPropertyList> OTBinaryPlistReader::object(std::uint64_t ref, std
     const std::uint8_t type = marker >> 4;
     const std::uint8_t info = marker & 0x0F;
     const std::size_t limit = static_cast<std::size_t>(offsetTable_);
+    if (type == 0xA || type == 0xD) return containerValue(ref, type, depth);
+    --budget_;
 
     switch (type) {
         case 0x0:
@@ -170,42 +224,38 @@ std::optional<OTPropertyList> OTBinaryPlistReader::object(std::uint64_t ref, std
             }
             return OTPropertyList(std::move(text));
         }
-        case 0xA:
-        case 0xD: {
-            auto count = countAfter(info, at);
-            const std::uint64_t refs = type == 0xD ? 2 : 1;
-            if (!count || *count > (limit - at) / refSize_ / refs) return std::nullopt;
-            if (!charge(at - *offset + *count * refSize_ * refs)) return std::nullopt;
-            if (onPath_[static_cast<std::size_t>(ref)]) return std::nullopt;  // a container inside itself
-            onPath_[static_cast<std::size_t>(ref)] = true;
-            std::optional<OTPropertyList> result;
-            if (type == 0xA) {
-                OTPropertyList::Array array;
-                array.reserve(static_cast<std::size_t>(*count));
-                bool ok = true;
-                for (std::uint64_t i = 0; i < *count && ok; ++i) {
-                    auto child = object(*refAt(at + i * refSize_), depth + 1);
-                    if (child) array.push_back(std::move(*child));
-                    else ok = false;
-                }
-                if (ok) result = OTPropertyList(std::move(array));
-            } else {
-                OTPropertyList::Dictionary dict;
-                bool ok = true;
-                for (std::uint64_t i = 0; i < *count && ok; ++i) {
-                    auto key = object(*refAt(at + i * refSize_), depth + 1);
-                    auto value = object(*refAt(at + (*count + i) * refSize_), depth + 1);
-                    const auto* name = key ? key->get<std::string>() : nullptr;
-                    if (name != nullptr && value) dict.insert_or_assign(*name, std::move(*value));
-                    else ok = false;
-                }
-                if (ok) result = OTPropertyList(std::move(dict));
-            }
-            onPath_[static_cast<std::size_t>(ref)] = false;
-            return result;
-        }
         default: return std::nullopt;
     }
+}
+
+std::optional<OTPropertyList> OTBinaryPlistReader::containerValue(Ref ref, std::uint8_t type, std::size_t depth) {
+    if (onPath_[static_cast<std::size_t>(ref)]) return std::nullopt;  // a container inside itself
+    onPath_[static_cast<std::size_t>(ref)] = true;
+    std::optional<OTPropertyList> result;
+    if (type == 0xA) {
+        if (const auto refs = arrayAt(ref, depth)) {
+            OTPropertyList::Array array;
+            array.reserve(refs->size());
+            for (const auto item : *refs) {
+                auto child = object(item, depth + 1);
+                if (!child) break;
+                array.push_back(std::move(*child));
+            }
+            if (array.size() == refs->size()) result = OTPropertyList(std::move(array));
+        }
+    } else if (auto entries = dictionaryAt(ref, depth)) {
+        OTPropertyList::Dictionary dict;
+        bool complete = true;
+        for (auto& [key, item] : *entries) {
+            auto child = object(item, depth + 1);
+            complete = child.has_value();
+            if (!complete) break;
+            dict.insert_or_assign(std::move(key), std::move(*child));
+        }
+        if (complete) result = OTPropertyList(std::move(dict));
+    }
+    onPath_[static_cast<std::size_t>(ref)] = false;
+    return result;
 }
 
 }  // namespace corvane

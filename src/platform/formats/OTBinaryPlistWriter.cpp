@@ -2,12 +2,14 @@
 
 #include <bit>
 
+#include "platform/OTLogger.h"
 #include "platform/OTSandbox.h"
 
 namespace corvane {
 
 namespace {
 constexpr std::int64_t kPlistEpochOffsetMicros = 978307200LL * 1000000;  // 2001-01-01 since 1970
+constexpr std::size_t kTrailerSize = 32;
 
 void appendBigEndian(std::string& out, std::uint64_t value, std::size_t width) {
     for (std::size_t i = width; i-- > 0;) out += static_cast<char>((value >> (8 * i)) & 0xFF);
@@ -36,7 +38,7 @@ void appendMarker(std::string& out, std::uint8_t type, std::size_t count) {
 }
 
 // UTF-16 code units of UTF-8 text; malformed bytes become U+FFFD.
-std::vector<std::uint16_t> utf16(const std::string& text) {
+std::vector<std::uint16_t> utf16(std::string_view text) {
     std::vector<std::uint16_t> units;
     for (std::size_t i = 0; i < text.size();) {
         const auto c = static_cast<unsigned char>(text[i]);
@@ -67,129 +69,173 @@ std::vector<std::uint16_t> utf16(const std::string& text) {
     }
     return units;
 }
-}  // namespace
 
-std::optional<std::string> OTBinaryPlistWriter::write(const OTPropertyList& root) {
-    OTBinaryPlistWriter writer;
-    std::size_t count = 0;
-    if (!writer.countObjects(root, 0, count)) return std::nullopt;
-    writer.refSize_ = count < 0x100 ? 1 : (count < 0x10000 ? 2 : 4);
-    writer.objects_.reserve(count);
-    writer.add(root);
-
-    std::string out = "bplist00";
-    std::vector<std::uint64_t> offsets;
-    offsets.reserve(writer.objects_.size());
-    for (const auto& object : writer.objects_) {
-        offsets.push_back(out.size());
-        out += object;
-    }
-    const std::uint64_t table = out.size();
-    const std::size_t offsetSize = table < 0x100 ? 1 : (table < 0x10000 ? 2 : (table <= 0xFFFFFFFFu ? 4 : 8));
-    for (auto offset : offsets) appendBigEndian(out, offset, offsetSize);
-    out.append(6, '\0');
-    out += static_cast<char>(offsetSize);
-    out += static_cast<char>(writer.refSize_);
-    appendBigEndian(out, writer.objects_.size(), 8);
-    appendBigEndian(out, 0, 8);
-    appendBigEndian(out, table, 8);
-    if (out.size() > OTSandbox::kMaxReadBytes) return std::nullopt;
-    return out;
-}
-
-bool OTBinaryPlistWriter::countObjects(const OTPropertyList& value, std::size_t depth, std::size_t& count) const {
-    // The reader's limits: every object (dictionary keys too) counts, and none may sit deeper
-    // than the depth limit.
-    if (depth > OTPropertyList::kMaxDepth || ++count > OTPropertyList::kMaxNodes) return false;
+// The number of objects a value writes as (dictionary keys too), or nothing past the reader's
+// node limit.
+std::optional<std::size_t> objectCount(const OTPropertyList& value, std::size_t count = 0) {
+    if (++count > OTPropertyList::kMaxNodes) return std::nullopt;
     if (const auto* array = value.get<OTPropertyList::Array>()) {
         for (const auto& item : *array) {
-            if (!countObjects(item, depth + 1, count)) return false;
+            const auto total = objectCount(item, count);
+            if (!total) return std::nullopt;
+            count = *total;
         }
     } else if (const auto* dict = value.get<OTPropertyList::Dictionary>()) {
         for (const auto& [key, item] : *dict) {
-            if (++count > OTPropertyList::kMaxNodes || !countObjects(item, depth + 1, count)) return false;
+            const auto total = objectCount(item, count + 1);
+            if (!total) return std::nullopt;
+            count = *total;
         }
     }
-    return true;
+    return count;
 }
 
-void OTBinaryPlistWriter::appendRef(std::string& out, std::size_t ref) const { appendBigEndian(out, ref, refSize_); }
+// Counting first keeps small lists small: one byte per reference below 256 objects.
+std::size_t narrowestRefSize(std::size_t objects) { return objects < 0x100 ? 1 : (objects < 0x10000 ? 2 : 4); }
+}  // namespace
 
-std::size_t OTBinaryPlistWriter::addString(const std::string& text) {
-    const std::size_t id = objects_.size();
-    objects_.emplace_back();
-    std::string& out = objects_.back();
+static_assert(OTSandbox::kMaxReadBytes <= 0xFFFFFFFFu);
+
+OTBinaryPlistWriter::OTBinaryPlistWriter(std::size_t refSize) : refSize_(refSize) { chunks_.emplace_back("bplist00"); }
+
+std::optional<std::string> OTBinaryPlistWriter::write(const OTPropertyList& root) {
+    const auto count = objectCount(root);
+    if (!count) return std::nullopt;
+    OTBinaryPlistWriter writer(narrowestRefSize(*count));
+    const auto top = writer.add(root, 0);
+    return writer.finishText(top);
+}
+
+std::optional<std::vector<std::string>> OTBinaryPlistWriter::encode(const OTPropertyList& root) {
+    const auto count = objectCount(root);
+    if (!count) return std::nullopt;
+    OTBinaryPlistWriter writer(narrowestRefSize(*count));
+    const auto top = writer.add(root, 0);
+    return writer.finish(top);
+}
+
+std::optional<std::string> OTBinaryPlistWriter::finishText(Ref top) {
+    auto pieces = finish(top);
+    if (!pieces) return std::nullopt;
+    std::size_t size = 0;
+    for (const auto& piece : *pieces) size += piece.size();
+    std::string out;
+    out.reserve(size);
+    for (auto& piece : *pieces) {
+        out += piece;
+        piece = {};
+    }
+    return out;
+}
+
+std::string* OTBinaryPlistWriter::begin(std::size_t depth) {
+    const std::uint64_t size = sealed_ + chunks_.back().size();
+    const bool refsFull = refSize_ < 8 && (offsets_.size() >> (8 * refSize_)) != 0;
+    if (depth > OTPropertyList::kMaxDepth || offsets_.size() >= OTPropertyList::kMaxNodes || refsFull ||
+        size > OTSandbox::kMaxReadBytes) {
+        failed_ = true;
+    }
+    if (failed_) return nullptr;
+    if (chunks_.back().size() >= kChunkBytes) {
+        sealed_ = size;
+        chunks_.emplace_back().reserve(kChunkBytes + kChunkBytes / 8);
+    }
+    offsets_.push_back(static_cast<std::uint32_t>(size));
+    return &chunks_.back();
+}
+
+void OTBinaryPlistWriter::appendRef(std::string& out, Ref ref) const { appendBigEndian(out, ref, refSize_); }
+
+OTBinaryPlistWriter::Ref OTBinaryPlistWriter::addString(std::string_view text) {
+    // The key of a dictionary sits one level below it; texts never hold others, so no depth limit
+    // applies to them that did not apply to their container.
+    auto* out = begin(0);
+    if (out == nullptr) return 0;
     bool ascii = true;
     for (char c : text) ascii = ascii && static_cast<unsigned char>(c) < 0x80;
     if (ascii) {
-        appendMarker(out, 0x5, text.size());
-        out += text;
+        appendMarker(*out, 0x5, text.size());
+        *out += text;
     } else {
         const auto units = utf16(text);
-        appendMarker(out, 0x6, units.size());
-        for (auto unit : units) appendBigEndian(out, unit, 2);
+        appendMarker(*out, 0x6, units.size());
+        for (auto unit : units) appendBigEndian(*out, unit, 2);
     }
-    return id;
+    return offsets_.size() - 1;
 }
 
-std::size_t OTBinaryPlistWriter::add(const OTPropertyList& value) {
+OTBinaryPlistWriter::Ref OTBinaryPlistWriter::addInteger(std::int64_t value) {
+    auto* out = begin(0);
+    if (out == nullptr) return 0;
+    // Narrow integers are unsigned; negatives and large values take eight bytes.
+    if (value >= 0 && value < 0x100) {
+        *out += '\x10';
+        appendBigEndian(*out, static_cast<std::uint64_t>(value), 1);
+    } else if (value >= 0 && value < 0x10000) {
+        *out += '\x11';
+        appendBigEndian(*out, static_cast<std::uint64_t>(value), 2);
+    } else if (value >= 0 && value <= 0xFFFFFFFFLL) {
+        *out += '\x12';
+        appendBigEndian(*out, static_cast<std::uint64_t>(value), 4);
+    } else {
+        *out += '\x13';
+        appendBigEndian(*out, static_cast<std::uint64_t>(value), 8);
+    }
+    return offsets_.size() - 1;
+}
+
+OTBinaryPlistWriter::Ref OTBinaryPlistWriter::addArray(std::span<const Ref> items, std::size_t depth) {
+    auto* out = begin(depth);
+    if (out == nullptr) return 0;
+    appendMarker(*out, 0xA, items.size());
+    for (auto ref : items) appendRef(*out, ref);
+    return offsets_.size() - 1;
+}
+
+OTBinaryPlistWriter::Ref OTBinaryPlistWriter::addDictionary(std::span<const Ref> keys, std::span<const Ref> values,
+                                                            std::size_t depth) {
+    if (keys.size() != values.size()) failed_ = true;
+    auto* out = begin(depth);
+    if (out == nullptr) return 0;
+    appendMarker(*out, 0xD, keys.size());
+    for (auto ref : keys) appendRef(*out, ref);
+    for (auto ref : values) appendRef(*out, ref);
+    return offsets_.size() - 1;
+}
+
+OTBinaryPlistWriter::Ref OTBinaryPlistWriter::add(const OTPropertyList& value, std::size_t depth) {
+    if (depth > OTPropertyList::kMaxDepth) failed_ = true;
+    if (failed_) return 0;
     switch (value.kind()) {
         case OTPropertyList::Kind::String: return addString(*value.get<std::string>());
+        case OTPropertyList::Kind::Integer: return addInteger(*value.get<std::int64_t>());
         case OTPropertyList::Kind::Array: {
-            const std::size_t id = objects_.size();
-            objects_.emplace_back();
-            std::vector<std::size_t> refs;
-            for (const auto& item : *value.get<OTPropertyList::Array>()) refs.push_back(add(item));
-            std::string out;
-            appendMarker(out, 0xA, refs.size());
-            for (auto ref : refs) appendRef(out, ref);
-            objects_[id] = std::move(out);
-            return id;
+            std::vector<Ref> refs;
+            refs.reserve(value.get<OTPropertyList::Array>()->size());
+            for (const auto& item : *value.get<OTPropertyList::Array>()) refs.push_back(add(item, depth + 1));
+            return addArray(refs, depth);
         }
         case OTPropertyList::Kind::Dictionary: {
-            const std::size_t id = objects_.size();
-            objects_.emplace_back();
-            std::vector<std::size_t> keys;
-            std::vector<std::size_t> values;
-            for (const auto& [key, item] : *value.get<OTPropertyList::Dictionary>()) {
+            const auto& dict = *value.get<OTPropertyList::Dictionary>();
+            std::vector<Ref> keys;
+            std::vector<Ref> values;
+            keys.reserve(dict.size());
+            values.reserve(dict.size());
+            for (const auto& [key, item] : dict) {
                 keys.push_back(addString(key));
-                values.push_back(add(item));
+                values.push_back(add(item, depth + 1));
             }
-            std::string out;
-            appendMarker(out, 0xD, keys.size());
-            for (auto ref : keys) appendRef(out, ref);
-            for (auto ref : values) appendRef(out, ref);
-            objects_[id] = std::move(out);
-            return id;
+            return addDictionary(keys, values, depth);
         }
         default: break;
     }
-    const std::size_t id = objects_.size();
-    objects_.emplace_back();
-    std::string& out = objects_.back();
+    auto* out = begin(depth);
+    if (out == nullptr) return 0;
     switch (value.kind()) {
-        case OTPropertyList::Kind::Boolean: out += *value.get<bool>() ? '\x09' : '\x08'; break;
-        case OTPropertyList::Kind::Integer: {
-            const std::int64_t v = *value.get<std::int64_t>();
-            // Narrow integers are unsigned; negatives and large values take eight bytes.
-            if (v >= 0 && v < 0x100) {
-                out += '\x10';
-                appendBigEndian(out, static_cast<std::uint64_t>(v), 1);
-            } else if (v >= 0 && v < 0x10000) {
-                out += '\x11';
-                appendBigEndian(out, static_cast<std::uint64_t>(v), 2);
-            } else if (v >= 0 && v <= 0xFFFFFFFFLL) {
-                out += '\x12';
-                appendBigEndian(out, static_cast<std::uint64_t>(v), 4);
-            } else {
-                out += '\x13';
-                appendBigEndian(out, static_cast<std::uint64_t>(v), 8);
-            }
-            break;
-        }
+        case OTPropertyList::Kind::Boolean: *out += *value.get<bool>() ? '\x09' : '\x08'; break;
         case OTPropertyList::Kind::Real:
-            out += '\x23';
-            appendBigEndian(out, std::bit_cast<std::uint64_t>(*value.get<double>()), 8);
+            *out += '\x23';
+            appendBigEndian(*out, std::bit_cast<std::uint64_t>(*value.get<double>()), 8);
             break;
         case OTPropertyList::Kind::Date: {
             // Whole microseconds first, so that dates far from 2001 keep microsecond precision.
@@ -198,19 +244,48 @@ std::size_t OTBinaryPlistWriter::add(const OTPropertyList& value) {
                                     .count() -
                                 kPlistEpochOffsetMicros;
             const double seconds = static_cast<double>(micros) / 1e6;
-            out += '\x33';
-            appendBigEndian(out, std::bit_cast<std::uint64_t>(seconds), 8);
+            *out += '\x33';
+            appendBigEndian(*out, std::bit_cast<std::uint64_t>(seconds), 8);
             break;
         }
         case OTPropertyList::Kind::Data: {
             const auto& data = *value.get<OTPropertyList::Data>();
-            appendMarker(out, 0x4, data.size());
-            out.append(reinterpret_cast<const char*>(data.data()), data.size());
+            appendMarker(*out, 0x4, data.size());
+            out->append(reinterpret_cast<const char*>(data.data()), data.size());
             break;
         }
         default: break;
     }
-    return id;
+    return offsets_.size() - 1;
+}
+
+std::optional<std::vector<std::string>> OTBinaryPlistWriter::finish(Ref top) {
+    if (failed_ || top >= offsets_.size()) return std::nullopt;
+    const std::uint64_t table = sealed_ + chunks_.back().size();
+    const std::size_t offsetSize = table < 0x100 ? 1 : (table < 0x10000 ? 2 : 4);
+    if (table + offsets_.size() * offsetSize + kTrailerSize > OTSandbox::kMaxReadBytes) return std::nullopt;
+    std::string& trailer = chunks_.emplace_back();
+    trailer.reserve(offsets_.size() * offsetSize + kTrailerSize);
+    for (auto offset : offsets_) appendBigEndian(trailer, offset, offsetSize);
+    trailer.append(6, '\0');
+    trailer += static_cast<char>(offsetSize);
+    trailer += static_cast<char>(refSize_);
+    appendBigEndian(trailer, offsets_.size(), 8);
+    appendBigEndian(trailer, top, 8);
+    appendBigEndian(trailer, table, 8);
+    offsets_ = {};
+    return std::move(chunks_);
+}
+
+bool OTBinaryPlistWriter::writeToFile(const std::optional<std::vector<std::string>>& pieces,
+                                      const std::filesystem::path& path) {
+    if (!pieces) {
+        OTLog(OTLogger::kLevelError, "数据超出属性列表的层数、数量或大小限制，未写入：%@", path.string());
+        return false;
+    }
+    if (OTSandbox::writeFileAtomically(path, *pieces)) return true;
+    OTLog(OTLogger::kLevelError, "写入文件失败：%@", path.string());
+    return false;
 }
 
 }  // namespace corvane

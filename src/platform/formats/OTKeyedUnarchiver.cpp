@@ -1,5 +1,6 @@
 #include "platform/formats/OTKeyedUnarchiver.h"
 
+#include <algorithm>
 #include <cmath>
 #include <nlohmann/json.hpp>
 
@@ -29,33 +30,43 @@ bool isPlain(const OTPropertyList& value) {
 }
 }  // namespace
 
-const OTPropertyList* OTKeyedUnarchiver::find(const std::string& key) const {
-    if (key == OTKeyedArchiver::kClassKey) return nullptr;
-    const auto it = fields_.find(key);
-    return it == fields_.end() ? nullptr : &it->second;
+OTKeyedUnarchiver::OTKeyedUnarchiver(OTBinaryPlistReader& reader, OTBinaryPlistReader::Entries fields,
+                                     std::size_t depth)
+    : reader_(reader), fields_(std::move(fields)), depth_(depth) {
+    const auto last = std::find_if(fields_.rbegin(), fields_.rend(),
+                                   [](const auto& field) { return field.first == OTKeyedArchiver::kClassKey; });
+    if (last == fields_.rend()) return;
+    auto name = reader_.value(last->second, depth_ + 1);
+    if (auto* text = name ? name->get<std::string>() : nullptr) className_ = std::move(*text);
 }
 
-bool OTKeyedUnarchiver::containsValueForKey(const std::string& key) const { return find(key) != nullptr; }
-
-const std::string& OTKeyedUnarchiver::className() const {
-    static const std::string kNone;
-    const auto it = fields_.find(OTKeyedArchiver::kClassKey);
-    if (it == fields_.end()) return kNone;
-    const auto* name = it->second.get<std::string>();
-    return name != nullptr ? *name : kNone;
+std::optional<OTKeyedUnarchiver::Ref> OTKeyedUnarchiver::find(const std::string& key) const {
+    if (key == OTKeyedArchiver::kClassKey) return std::nullopt;
+    const auto last =
+        std::find_if(fields_.rbegin(), fields_.rend(), [&](const auto& field) { return field.first == key; });
+    if (last == fields_.rend()) return std::nullopt;
+    return last->second;
 }
+
+std::optional<OTPropertyList> OTKeyedUnarchiver::valueForKey(const std::string& key) const {
+    const auto ref = find(key);
+    if (!ref) return std::nullopt;
+    return reader_.value(*ref, depth_ + 1);
+}
+
+bool OTKeyedUnarchiver::containsValueForKey(const std::string& key) const { return find(key).has_value(); }
 
 bool OTKeyedUnarchiver::decodeBoolForKey(const std::string& key) const {
-    const auto* value = find(key);
-    if (value == nullptr) return false;
+    const auto value = valueForKey(key);
+    if (!value) return false;
     if (const auto* flag = value->get<bool>()) return *flag;
     if (const auto* integer = value->get<std::int64_t>()) return *integer != 0;
     return false;
 }
 
 std::int64_t OTKeyedUnarchiver::decodeIntegerForKey(const std::string& key) const {
-    const auto* value = find(key);
-    if (value == nullptr) return 0;
+    const auto value = valueForKey(key);
+    if (!value) return 0;
     if (const auto* integer = value->get<std::int64_t>()) return *integer;
     if (const auto* flag = value->get<bool>()) return *flag ? 1 : 0;
     if (const auto* real = value->get<double>()) {
@@ -66,8 +77,8 @@ std::int64_t OTKeyedUnarchiver::decodeIntegerForKey(const std::string& key) cons
 }
 
 double OTKeyedUnarchiver::decodeDoubleForKey(const std::string& key) const {
-    const auto* value = find(key);
-    if (value == nullptr) return 0;
+    const auto value = valueForKey(key);
+    if (!value) return 0;
     if (const auto* real = value->get<double>()) return *real;
     if (const auto* integer = value->get<std::int64_t>()) return static_cast<double>(*integer);
     return 0;
@@ -78,22 +89,22 @@ float OTKeyedUnarchiver::decodeFloatForKey(const std::string& key) const {
 }
 
 std::optional<std::string> OTKeyedUnarchiver::decodeStringForKey(const std::string& key) const {
-    const auto* value = find(key);
-    if (value == nullptr) return std::nullopt;
-    if (const auto* text = value->get<std::string>()) return *text;
+    auto value = valueForKey(key);
+    if (!value) return std::nullopt;
+    if (auto* text = value->get<std::string>()) return std::move(*text);
     return std::nullopt;
 }
 
 std::optional<OTPropertyList::Date> OTKeyedUnarchiver::decodeDateForKey(const std::string& key) const {
-    const auto* value = find(key);
-    if (value == nullptr) return std::nullopt;
+    const auto value = valueForKey(key);
+    if (!value) return std::nullopt;
     if (const auto* date = value->get<OTPropertyList::Date>()) return *date;
     return std::nullopt;
 }
 
 std::optional<nlohmann::json> OTKeyedUnarchiver::decodeJsonForKey(const std::string& key) const {
-    const auto* value = find(key);
-    if (value == nullptr) return std::nullopt;
+    const auto value = valueForKey(key);
+    if (!value) return std::nullopt;
     return plainValue(*value);
 }
 

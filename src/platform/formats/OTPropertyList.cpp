@@ -8,7 +8,6 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "platform/OTLogger.h"
 #include "platform/OTSandbox.h"
 #include "platform/formats/OTBinaryPlistReader.h"
 #include "platform/formats/OTBinaryPlistWriter.h"
@@ -49,14 +48,7 @@ const OTPropertyList* OTPropertyList::find(const std::string& key) const {
 std::optional<std::string> OTPropertyList::toBinary() const { return OTBinaryPlistWriter::write(*this); }
 
 bool OTPropertyList::writeToFile(const std::filesystem::path& path) const {
-    const auto bytes = toBinary();
-    if (!bytes) {
-        OTLog(OTLogger::kLevelError, "数据超出属性列表的层数、数量或大小限制，未写入：%@", path.string());
-        return false;
-    }
-    if (OTSandbox::writeFileAtomically(path, *bytes)) return true;
-    OTLog(OTLogger::kLevelError, "写入文件失败：%@", path.string());
-    return false;
+    return OTBinaryPlistWriter::writeToFile(OTBinaryPlistWriter::encode(*this), path);
 }
 
 std::optional<OTPropertyList> OTPropertyList::fromBinary(std::string_view bytes) {

@@ -68,7 +68,8 @@ public:
     nlohmann::json toJson() const;
 
     static constexpr std::size_t kMaxDepth = 256;
-    static constexpr std::size_t kMaxNodes = 500'000;
+    // Ten thousand stored campaigns take about a million objects.
+    static constexpr std::size_t kMaxNodes = 2'000'000;
 
 private:
     static std::optional<OTPropertyList> fromJson(const nlohmann::json& value, std::size_t depth);
