@@ -15,11 +15,10 @@ std::atomic<std::size_t> peak{0};
 void* allocate(std::size_t size) {
     void* pointer = std::malloc(size == 0 ? 1 : size);
     if (pointer == nullptr) throw std::bad_alloc();
-    const auto now = live.fetch_add(::malloc_usable_size(pointer), std::memory_order_relaxed) +
-                     ::malloc_usable_size(pointer);
+    const auto now =
+        live.fetch_add(::malloc_usable_size(pointer), std::memory_order_relaxed) + ::malloc_usable_size(pointer);
     auto high = peak.load(std::memory_order_relaxed);
-    while (now > high && !peak.compare_exchange_weak(high, now, std::memory_order_relaxed)) {
-    }
+    while (now > high && !peak.compare_exchange_weak(high, now, std::memory_order_relaxed)) {}
     return pointer;
 }
 

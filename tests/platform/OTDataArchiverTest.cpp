@@ -2,6 +2,7 @@
 
 #include <random>
 
+#include "model/OTWindowData.h"
 #include "platform/OTDataArchiver.h"
 #include "platform/OTEnvironment.h"
 #include "platform/OTSandbox.h"
@@ -153,6 +154,66 @@ TEST(OTDataArchiver, EmptyTruncatedForeignAndRandomFilesReadAsNothing) {
         std::string noise(random() % 512, '\0');
         for (auto& c : noise) c = static_cast<char>(random());
         EXPECT_TRUE(readsAsNothing(noise));
+    }
+}
+
+TEST(OTDataArchiver, KeyedReadsTakeTheLastOfARepeatedKeyAndOnlyWhatTheFileHolds) {
+    OTTestEnvironment test;
+    // A dictionary written by hand: "number" twice, "$class" twice, and "name" that is no text.
+    OTBinaryPlistWriter writer;
+    const std::vector<OTBinaryPlistWriter::Ref> values = {
+        writer.addInteger(1), writer.addString("Other"), writer.addInteger(2),
+        writer.addString(Node::kArchiveClassName), writer.addInteger(3)};
+    const std::vector<OTBinaryPlistWriter::Ref> keys = {writer.addString("number"), writer.addString("$class"),
+                                                        writer.addString("number"), writer.addString("$class"),
+                                                        writer.addString("name")};
+    const auto bytes = writer.finishText(writer.addDictionary(keys, values, 0));
+    ASSERT_TRUE(bytes.has_value());
+    const auto node = OTKeyedUnarchiver::unarchivedObjectOfClass<Node>(*bytes);
+    ASSERT_NE(node, nullptr);
+    EXPECT_EQ(node->number, 2);
+    EXPECT_FALSE(node->name.has_value());
+    EXPECT_FALSE(node->flag);
+    EXPECT_EQ(OTKeyedUnarchiver::unarchivedObjectOfClass<Other>(*bytes), nullptr);
+
+    // 400,000 references to one archived object: each costs the object's bytes, so reading stops
+    // when the file's worth is spent, and the list is refused instead of growing to 400,000 nodes.
+    OTBinaryPlistWriter bomb;
+    const auto one = OTKeyedArchiver::encodeRoot(bomb, *sampleNode(), 1);
+    const std::vector<OTBinaryPlistWriter::Ref> many(400'000, one);
+    const auto bombBytes = bomb.finishText(bomb.addArray(many, 0));
+    ASSERT_TRUE(bombBytes.has_value());
+    EXPECT_FALSE(OTKeyedUnarchiver::unarchivedArrayOfObjectsOfClass<Node>(*bombBytes).has_value());
+}
+
+TEST(OTDataArchiver, TenThousandCampaignsArchiveAndComeBackWhole) {
+    OTTestEnvironment test;
+    const auto path = test.documents() / "OTInAppWindowData.plist";
+    std::vector<std::shared_ptr<OTWindowData>> campaigns;
+    for (int id = 1; id <= 10'000; ++id) {
+        auto campaign = std::make_shared<OTWindowData>();
+        campaign->setModelWithDic(
+            {{"id", std::to_string(id)},
+             {"style", 3},
+             {"count", 3},
+             {"startTime", "2024-01-01 00:00:00"},
+             {"endTime", "2030-12-31 23:59:59"},
+             {"preEvents", {{{"xwhat", "buy"}}}},
+             {"event",
+              {{"xwhat", "buy"},
+               {"rule", {{{"field", "price"}, {"dataType", "number"}, {"function", "GT"}, {"value", {"100"}}}}}}},
+             {"title", {{"text", "春季上新 " + std::to_string(id)}, {"size", "36pd"}}},
+             {"buttonRight", {{"text", "Go"}, {"clickEvent", "DetailVC?id=1"}}}});
+        campaigns.push_back(std::move(campaign));
+    }
+    // About a million objects, and more than one of the writer's chunks of bytes.
+    ASSERT_TRUE(OTDataArchiver::setData(campaigns, path));
+    EXPECT_GT(std::filesystem::file_size(path), std::size_t{8} << 20);
+    const auto back = OTDataArchiver::getObjectsForPath<OTWindowData>(path);
+    ASSERT_TRUE(back.has_value());
+    ASSERT_EQ(back->size(), campaigns.size());
+    for (const std::size_t i : {std::size_t{0}, std::size_t{4'999}, std::size_t{9'999}}) {
+        EXPECT_EQ((*back)[i]->description(), campaigns[i]->description());
     }
 }
 

@@ -197,6 +197,22 @@ TEST(OTPropertyList, WidthsGrowWithTheContent) {
     EXPECT_EQ(*back, original);
 }
 
+TEST(OTPropertyList, ValuesSpanningManyChunksOfBytesRoundTrip) {
+    // Several megabytes, with texts that straddle the writer's chunk boundaries and one larger
+    // than a chunk, so that offsets and references are checked across them.
+    OTPropertyList::Array list;
+    for (int i = 0; i < 3'000; ++i) {
+        list.emplace_back(std::string(1'000 + i % 7, static_cast<char>('a' + i % 26)));
+        list.emplace_back(OTPropertyList::Dictionary{{"i", OTPropertyList(i)}, {"中", OTPropertyList("文")}});
+    }
+    list.emplace_back(std::string(std::size_t{3} << 20, 'z'));
+    const OTPropertyList original(std::move(list));
+    const auto bytes = original.toBinary();
+    ASSERT_TRUE(bytes.has_value());
+    EXPECT_GT(bytes->size(), std::size_t{6} << 20);
+    EXPECT_EQ(OTPropertyList::fromBinary(*bytes), original);
+}
+
 TEST(OTPropertyList, RepeatedReferencesCostWhatTheirObjectsCostOnDisk) {
     // 800 KB of references to a single 1,000-byte text: 400 MB if every reference were
     // read as a copy. Each reference costs the text's bytes, so the budget ends it.
