@@ -56,17 +56,30 @@ nlohmann::json OTDevServer::dataFor(const std::string& folder) const {
     nlohmann::json list = nlohmann::json::array();
     std::error_code ec;
     const fs::path dir = options_.campaigns / folder;
-    if (!fs::is_directory(dir, ec)) return list;
     std::vector<fs::path> files;
-    for (const auto& entry : fs::directory_iterator(dir, ec)) {
-        if (entry.path().extension() == ".json") files.push_back(entry.path());
+    if (fs::is_directory(dir, ec)) {
+        for (const auto& entry : fs::directory_iterator(dir, ec)) {
+            if (entry.path().extension() == ".json") files.push_back(entry.path());
+        }
     }
     std::sort(files.begin(), files.end());
     for (const auto& file : files) {
         auto object = readCampaignFile(file);
         if (!object.is_discarded()) list.push_back(std::move(object));
     }
+    std::lock_guard lock(mutex_);
+    if (const auto added = addedData_.find(folder); added != addedData_.end()) {
+        for (const auto& element : added->second) list.push_back(element);
+    }
     return list;
+}
+
+void OTDevServer::addData(const std::string& folder, nlohmann::json elements) {
+    if (!elements.is_array()) return;
+    std::lock_guard lock(mutex_);
+    auto& list = addedData_[folder];
+    if (!list.is_array()) list = nlohmann::json::array();
+    for (auto& element : elements) list.push_back(std::move(element));
 }
 
 std::optional<OTDevServer::Fault> OTDevServer::takeFault(const std::string& path) {

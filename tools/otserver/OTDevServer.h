@@ -74,6 +74,8 @@ public:
     std::vector<RecordedRequest> requestsTo(const std::string& path) const;
     void clearRequests();
     void injectFault(const std::string& path, Fault fault);
+    // Elements served after the campaign folder's own in `folder`'s list ("in_app", "banners", ...).
+    void addData(const std::string& folder, nlohmann::json elements);
     // Every token issued so far stops being accepted.
     void expireTokens();
     // The endpoints' data lists as read from the campaign folder.
@@ -94,6 +96,7 @@ private:
     mutable std::mutex mutex_;
     std::vector<RecordedRequest> requests_;
     std::map<std::string, Fault> faults_;
+    std::map<std::string, nlohmann::json> addedData_;
     std::set<std::string> validTokens_;
     std::uint64_t nextToken_ = 1;
 };

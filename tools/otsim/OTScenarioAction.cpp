@@ -54,6 +54,8 @@ const std::map<std::string, std::vector<Field>, std::less<>>& schema() {
         {"dragTagBall", {{"to", Kind::List, true}}},
         {"tapTagBall", {}},
         {"tagAlias", {{"alias", Kind::Text}, {"native", Kind::Boolean}, {"web", Kind::Boolean}}},
+        {"campaigns", {{"count", Kind::Integer, true}, {"campaign", Kind::Object, true}}},
+        {"events", {{"count", Kind::Integer, true}, {"every", Kind::Number}, {"event", Kind::Object, true}}},
     };
     return kSchema;
 }
@@ -141,6 +143,15 @@ std::string checkContents(const std::string& name, const nlohmann::json& action)
         if (seconds < 0 || seconds * 1000 > static_cast<double>(OTScenarioAction::kMaxDuration.count())) {
             return std::string("\"") + key + "\" must lie between 0 and 3600 seconds";
         }
+    }
+    if ((name == "campaigns" || name == "events") &&
+        (!action["count"].is_number_integer() || action["count"].get<std::int64_t>() < 1 ||
+         action["count"].get<std::int64_t>() > OTScenarioAction::kMaxCopies)) {
+        return "\"count\" must lie between 1 and 100000";
+    }
+    if (name == "events" && action.contains("every") &&
+        (action["every"].get<double>() < 0 || action["every"].get<double>() > 60)) {
+        return "\"every\" must lie between 0 and 60 seconds";
     }
     if (name == "dragTagBall") {
         const auto& to = action["to"];

@@ -18,6 +18,8 @@ public:
     static constexpr std::chrono::milliseconds kMaxDuration = std::chrono::hours(1);
     // Seconds the clock may be moved by at once.
     static constexpr double kMaxClockAdvance = 100.0 * 365 * 24 * 3600;
+    // The most campaigns or events one "campaigns" or "events" action makes.
+    static constexpr std::int64_t kMaxCopies = 100000;
 
     static std::variant<OTScenarioAction, std::string> parse(std::string_view line);
 

@@ -11,6 +11,7 @@
 #include "OTSimulatorBanners.h"
 #include "OTSimulatorClock.h"
 #include "OTSimulatorIdentity.h"
+#include "OTSimulatorLoad.h"
 #include "OTSimulatorPresenter.h"
 #include "OTSimulatorTagging.h"
 #include "OTSimulatorTranscript.h"
@@ -101,6 +102,9 @@ bool OTSimulator::setUp() {
         [this](json observation) { observe(std::move(observation)); },
         [this](std::chrono::milliseconds limit, const std::function<bool()>& done) { pump(limit, done); },
         options_.htmlDirectory, OTSize{environment_->device().screenWidth, environment_->device().screenHeight});
+    load_ = std::make_unique<OTSimulatorLoad>(
+        [this](json observation) { observe(std::move(observation)); },
+        [this](std::chrono::milliseconds limit, const std::function<bool()>& done) { pump(limit, done); });
     OTLogger::configLogLevel(options_.logLevel);
     if (options_.log) {
         OTLogger::getInstance()->setListener([inbox = logs_](std::int64_t level, const std::string& message) {
@@ -198,6 +202,11 @@ void OTSimulator::perform(std::size_t line, const OTScenarioAction& action) {
     if (name == "dragTagBall") return tagging_->dragTagBall(action, failed);
     if (name == "tapTagBall") return tagging_->tapTagBall(failed);
     if (name == "tagAlias") return tagging_->tagAlias(action, failed);
+    if (name == "campaigns") return load_->campaigns(action, server_.get(), failed);
+    if (name == "events") {
+        return load_->events(
+            action, [this](const json& event) { observer()->onEventDataReceived(event); }, failed);
+    }
 }
 
 std::shared_ptr<CorvaneOtObserver> OTSimulator::observer() {

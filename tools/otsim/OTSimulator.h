@@ -18,6 +18,7 @@ class OTScenarioAction;
 class OTSimulatorBanners;
 class OTSimulatorClock;
 class OTSimulatorIdentity;
+class OTSimulatorLoad;
 class OTSimulatorTagging;
 
 class CorvaneOtConfig;
@@ -124,6 +125,7 @@ private:
     std::unique_ptr<OTSimulatorBanners> banners_;
     std::unique_ptr<OTSimulatorIdentity> identity_;
     std::unique_ptr<OTSimulatorTagging> tagging_;
+    std::unique_ptr<OTSimulatorLoad> load_;
     std::shared_ptr<OTSimulatorClock> clock_;
     // The logger's messages, from whatever thread logs them, until the main loop observes them.
     struct LogInbox {

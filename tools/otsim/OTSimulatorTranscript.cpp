@@ -6,6 +6,7 @@
 
 #include "OTSimulatorBanners.h"
 #include "OTSimulatorIdentity.h"
+#include "OTSimulatorLoad.h"
 #include "OTSimulatorTagging.h"
 #include "model/OTWindowData.h"
 
@@ -27,7 +28,7 @@ void OTSimulatorTranscript::print(std::ostream& out, const json& o) {
     const std::string type = o["type"];
     const std::string at = timeText(o["t"].get<double>());
     if (OTSimulatorBanners::print(out, at, o) || OTSimulatorIdentity::print(out, at, o) ||
-        OTSimulatorTagging::print(out, at, o)) {
+        OTSimulatorTagging::print(out, at, o) || OTSimulatorLoad::print(out, at, o)) {
         out.flush();
         return;
     }
