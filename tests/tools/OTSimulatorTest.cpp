@@ -220,6 +220,52 @@ TEST(OTSimulator, BadLinesAreReportedWithTheirNumberAndTheRunGoesOn) {
     EXPECT_EQ(observations.back()["type"], "state");
 }
 
+TEST(OTSimulator, LoadActionsServeCopiesOfACampaignAndPaceEventsThroughTheEventQueue) {
+    OTTestEnvironment test;
+    const auto observations = runScenario(
+        test,
+        R"({"action":"campaigns","count":200,"campaign":{"id":"5000","type":1,"style":3,"count":1,)"
+        R"("startTime":"2024-01-01 00:00:00","endTime":"2099-12-31 23:59:59","title":{"text":"T"},)"
+        R"("event":{"xwhat":"load_buy","rule":[{"field":"price","dataType":"number","function":"GT","value":["100"]}]}}})"
+        "\n"
+        R"({"action":"observe","group":"group.demo"})"
+        "\n"
+        R"({"action":"profile","profile":{"xwho":"u1","calibration_time":0}})"
+        "\n"
+        R"({"action":"start","config":{"appKey":"k","mainPage":"HomeVC"}})"
+        "\n"
+        R"({"action":"waitFor","type":"request","path":"/push/sdk/in_app","timeout":5})"
+        "\n"
+        R"({"action":"wait","seconds":0.5})"
+        "\n"
+        R"({"action":"events","count":50,"every":0.002,"event":{"source":0,"xwhat":"load_buy","xcontext":{"price":50}}})"
+        "\n"
+        R"({"action":"campaigns","count":0,"campaign":{}})"
+        "\n"
+        R"({"action":"events","count":100001,"event":{}})"
+        "\n"
+        R"({"action":"events","count":1,"every":61,"event":{}})"
+        "\n");
+    EXPECT_EQ(errorLines(observations), (std::vector<std::string>{"8 \"count\" must lie between 1 and 100000",
+                                                                  "9 \"count\" must lie between 1 and 100000",
+                                                                  "10 \"every\" must lie between 0 and 60 seconds"}));
+    const auto loads = ofType(observations, "load");
+    ASSERT_EQ(loads.size(), 1u);
+    EXPECT_EQ(loads[0]["events"], 50);
+    EXPECT_NEAR(loads[0]["eventSeconds"].get<double>(), 49 * 0.002, 1e-9);
+    // The run waits for the queue, so the whole stream takes at least its own pace.
+    EXPECT_GE(loads[0]["seconds"].get<double>(), 49 * 0.002);
+    EXPECT_GE(loads[0]["behind"].get<double>(), 0);
+    EXPECT_TRUE(ofType(observations, "dialog").empty()) << "no price above 100 was sent";
+    // Every copy arrived with an id of its own, after the sample campaigns.
+    std::size_t copies = 0;
+    for (const auto& node : observations.back()["nodes"]) {
+        const auto id = node["id"].get<std::int64_t>();
+        if (id >= 5000 && id < 5200) ++copies;
+    }
+    EXPECT_EQ(copies, 200u);
+}
+
 TEST(OTSimulator, TheLogOptionShowsWhyAndIdentityLinesAreChecked) {
     OTTestEnvironment test;
     const auto observations = runScenario(test,

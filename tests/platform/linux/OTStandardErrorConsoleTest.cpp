@@ -15,7 +15,8 @@ namespace {
 // Standard error sent to a file for the life of this object.
 class CapturedStandardError {
 public:
-    CapturedStandardError() : path_(std::filesystem::temp_directory_path() / ("otconsole-" + std::to_string(::getpid()))) {
+    CapturedStandardError()
+        : path_(std::filesystem::temp_directory_path() / ("otconsole-" + std::to_string(::getpid()))) {
         std::fflush(stderr);
         saved_ = ::dup(STDERR_FILENO);
         std::FILE* file = std::fopen(path_.c_str(), "w");
@@ -60,7 +61,8 @@ TEST(OTStandardErrorConsole, ManyThreadsPrintingNeverSplitALine) {
         std::vector<std::thread> threads;
         for (int t = 0; t < kThreads; ++t) {
             threads.emplace_back([&console, t] {
-                for (int i = 0; i < kLines; ++i) console.print("thread " + std::to_string(t) + " line " + std::to_string(i));
+                for (int i = 0; i < kLines; ++i)
+                    console.print("thread " + std::to_string(t) + " line " + std::to_string(i));
             });
         }
         for (auto& thread : threads) thread.join();
