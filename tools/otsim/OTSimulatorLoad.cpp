@@ -38,7 +38,7 @@ std::int64_t firstId(const json& campaign) {
 void OTSimulatorLoad::campaigns(const OTScenarioAction& action, OTDevServer* server, const Error& error) {
     if (server == nullptr) return error("campaigns need the embedded server");
     const auto count = action.integer("count", 1);
-    const auto campaign = action.value("campaign");
+    const auto& campaign = action.value("campaign");
     const auto first = firstId(campaign);
     json list = json::array();
     for (std::int64_t i = 0; i < count; ++i) {
@@ -53,7 +53,7 @@ void OTSimulatorLoad::events(const OTScenarioAction& action, const std::function
                              const Error& error) {
     const auto count = action.integer("count", 1);
     const auto every = action.duration("every", 0);
-    const auto event = action.value("event");
+    const auto& event = action.value("event");
     const auto start = Clock::now();
     // Each event goes when it is due; between them the host's main loop runs, as in an app.
     std::int64_t sent = 0;

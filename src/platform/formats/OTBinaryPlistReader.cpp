@@ -134,7 +134,8 @@ std::optional<std::uint64_t> OTBinaryPlistReader::countAfter(std::uint8_t info, 
     if (!marker || (*marker & 0xF0) != 0x10) return std::nullopt;
     const std::size_t width = std::size_t{1} << (*marker & 0x0F);
     auto count = unsignedAt(at + 1, width);
-    if (!count) return std::nullopt;
+    // The count ends before the offset table, as its object does: what follows is measured from it.
+    if (!count || at + 1 + width > offsetTable_) return std::nullopt;
     at += 1 + width;
     return count;
 }

@@ -4,7 +4,7 @@
 
 namespace corvane {
 
-OTStandardErrorConsole::OTStandardErrorConsole() : flusher_([this](std::stop_token stop) { run(stop); }) {}
+OTStandardErrorConsole::OTStandardErrorConsole() : flusher_([this](const std::stop_token& stop) { run(stop); }) {}
 
 OTStandardErrorConsole::~OTStandardErrorConsole() {
     flusher_.request_stop();
@@ -33,7 +33,7 @@ void OTStandardErrorConsole::writePending(std::unique_lock<std::mutex>&) {
     pending_.clear();
 }
 
-void OTStandardErrorConsole::run(std::stop_token stop) {
+void OTStandardErrorConsole::run(const std::stop_token& stop) {
     std::unique_lock lock(mutex_);
     while (!stop.stop_requested()) {
         if (!wake_.wait(lock, stop, [this] { return !pending_.empty(); })) break;

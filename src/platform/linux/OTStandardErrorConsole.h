@@ -30,7 +30,7 @@ public:
 
 private:
     void writePending(std::unique_lock<std::mutex>& lock);
-    void run(std::stop_token stop);
+    void run(const std::stop_token& stop);
 
     std::mutex mutex_;
     std::condition_variable_any wake_;

@@ -149,6 +149,8 @@ std::string assemble(const std::vector<std::string>& objects, std::uint8_t top) 
 TEST(OTPropertyList, CyclesAndReferenceBombsAreRefused) {
     // An array that holds itself.
     EXPECT_FALSE(OTPropertyList::fromBinary(assemble({std::string("\xA1\x00", 2)}, 0)).has_value());
+    // An array whose count would be read out of the offset table.
+    EXPECT_FALSE(OTPropertyList::fromBinary(assemble({"\x10\x07", "\xAF\x10"}, 1)).has_value());
     // Thirty levels of arrays that each hold the next one twice: 2^30 nodes if expanded.
     std::vector<std::string> objects;
     for (int i = 0; i < 30; ++i) {
