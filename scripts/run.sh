@@ -4,5 +4,6 @@
 # Usage: scripts/run.sh [scenario.jsonl] [--json] [--html DIR] [--log-level N] ...
 set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
-"$root/scripts/setup.sh" debug >&2
+# Only the simulator and what it needs: the tests and benchmarks are built by scripts/test.sh.
+"$root/scripts/setup.sh" debug otsim >&2
 exec "$root/build/debug/otsim" "$@"

@@ -1,8 +1,12 @@
 #!/usr/bin/env bash
-# Installs the Debian packages the build needs (when missing), then configures and builds one preset.
-# Usage: scripts/setup.sh [debug|release|asan|tsan|clang]
+# Installs the Debian packages the build needs (when missing), then configures and builds one preset:
+# all of it, or only the targets named (and what they need).
+# Usage: scripts/setup.sh [debug|release|asan|tsan|clang] [target ...]
 set -euo pipefail
 preset="${1:-debug}"
+shift || true
+targets=()
+[ "$#" -eq 0 ] || targets=(--target "$@")
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 
 # shellcheck source=packages.sh
@@ -14,4 +18,4 @@ ensure_packages g++ cmake ninja-build pkg-config ccache \
 
 cd "$root"
 cmake --preset "$preset" >/dev/null
-cmake --build --preset "$preset" -j "$(nproc)"
+cmake --build --preset "$preset" -j "$(nproc)" "${targets[@]}"

@@ -5,8 +5,8 @@
 #include "platform/deterministic/OTManualReachabilitySource.h"
 #include "platform/headless/OTHeadlessUIHost.h"
 #include "platform/linux/OTCurlHTTPTransport.h"
+#include "platform/linux/OTFileConsole.h"
 #include "platform/linux/OTLinkStateReachabilitySource.h"
-#include "platform/linux/OTStandardErrorConsole.h"
 #include "platform/linux/OTSystemClock.h"
 #include "platform/linux/OTThreadScheduler.h"
 
@@ -30,7 +30,7 @@ OTEnvironment::OTEnvironment(Parts parts)
       scheduler_(parts.scheduler ? std::move(parts.scheduler) : std::make_shared<OTThreadScheduler>()),
       sandbox_(std::move(parts.sandboxRoot)),
       device_(std::move(parts.device)),
-      console_(parts.console ? std::move(parts.console) : std::make_shared<OTStandardErrorConsole>()),
+      console_(parts.console ? std::move(parts.console) : std::make_shared<OTFileConsole>()),
       random_(parts.random ? std::move(parts.random) : std::make_shared<OTRandomSource>()),
       uiHost_(parts.uiHost ? std::move(parts.uiHost) : std::make_shared<OTHeadlessUIHost>()),
       reachability_(parts.reachability ? std::move(parts.reachability)
@@ -78,7 +78,7 @@ std::shared_ptr<OTEnvironment> OTEnvironment::makeSystem(const SystemOptions& op
     parts.sandboxRoot = options.sandboxRoot;
     parts.device =
         OTDeviceInfo::current(options.sandboxRoot.string(), options.bundleIdentifier, options.bundleShortVersion);
-    parts.console = std::make_shared<OTStandardErrorConsole>();
+    parts.console = std::make_shared<OTFileConsole>();
     parts.random = std::make_shared<OTRandomSource>();
     parts.reachability = std::make_shared<OTLinkStateReachabilitySource>();
     return std::make_shared<OTEnvironment>(std::move(parts));

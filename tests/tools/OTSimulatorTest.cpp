@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/OTSandbox.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {
@@ -164,9 +165,11 @@ TEST(OTSimulator, TheDemoShowsDialogsFollowsLinksQueuesOfflineAndHitsTheDailyCap
 
     const auto state = observations.back();
     ASSERT_EQ(state["type"], "state");
-    EXPECT_EQ(state["dailyPopWindowCount"], 0);  // the clock has moved on to the next day
-    EXPECT_EQ(state["offlineWindowEvents"], 1);  // kept in memory after the flush, as designed
+    EXPECT_EQ(state["dailyPopWindowCount"], 0);        // the clock has moved on to the next day
+    EXPECT_EQ(state["offlineWindowEvents"], 1);        // kept in memory after the flush, as designed
+    EXPECT_EQ(state["storedOfflineWindowEvents"], 0);  // while the file is emptied
     EXPECT_EQ(state["offlinePushEvents"], 0);
+    EXPECT_EQ(state["storedOfflinePushEvents"], 0);
     ASSERT_EQ(state["nodes"].size(), 4u);
     EXPECT_EQ(state["nodes"][3]["id"], 104);
     EXPECT_EQ(state["nodes"][3]["usedCount"], 0);  // the survey came after the daily cap
@@ -245,7 +248,8 @@ TEST(OTSimulator, LoadActionsServeCopiesOfACampaignAndPaceEventsThroughTheEventQ
         R"({"action":"events","count":100001,"event":{}})"
         "\n"
         R"({"action":"events","count":1,"every":61,"event":{}})"
-        "\n");
+        "\n",
+        "--sandbox " + (test.root() / "app").string());
     EXPECT_EQ(errorLines(observations), (std::vector<std::string>{"8 \"count\" must lie between 1 and 100000",
                                                                   "9 \"count\" must lie between 1 and 100000",
                                                                   "10 \"every\" must lie between 0 and 60 seconds"}));
@@ -264,6 +268,10 @@ TEST(OTSimulator, LoadActionsServeCopiesOfACampaignAndPaceEventsThroughTheEventQ
         if (id >= 5000 && id < 5200) ++copies;
     }
     EXPECT_EQ(copies, 200u);
+    // The library's own console went to its file in the sandbox, not into the transcript.
+    const auto console = OTSandbox::readFile(test.root() / "app" / "console.log").value_or("");
+    EXPECT_NE(console.find("startWithConfiguration\n"), std::string::npos);
+    EXPECT_NE(console.find("getListData\n"), std::string::npos);
 }
 
 TEST(OTSimulator, TheLogOptionShowsWhyAndIdentityLinesAreChecked) {

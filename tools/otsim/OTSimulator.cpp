@@ -17,8 +17,10 @@
 #include "OTSimulatorTranscript.h"
 #include "core/OTSDKManager.h"
 #include "corvane/CorvaneOtManager.h"
+#include "model/OTEvent.h"
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
+#include "platform/OTDataArchiver.h"
 #include "platform/OTEnvironment.h"
 #include "platform/OTLogger.h"
 #include "platform/OTRandomSource.h"
@@ -28,7 +30,7 @@
 #include "platform/headless/OTHTMLRenderer.h"
 #include "platform/headless/OTHeadlessRenderer.h"
 #include "platform/headless/OTHeadlessUIHost.h"
-#include "platform/linux/OTStandardErrorConsole.h"
+#include "platform/linux/OTFileConsole.h"
 #include "platform/linux/OTThreadScheduler.h"
 #include "platform/view/OTNavigationController.h"
 #include "platform/view/OTPageClassRegistry.h"
@@ -88,7 +90,8 @@ bool OTSimulator::setUp() {
     parts.scheduler = scheduler_;
     parts.sandboxRoot = sandbox_;
     parts.device = OTDeviceInfo::current(sandbox_.string(), "com.corvane.otsim", "1.0.0");
-    parts.console = std::make_shared<OTStandardErrorConsole>();
+    parts.console = options_.console ? std::make_shared<OTFileConsole>()
+                                     : std::make_shared<OTFileConsole>(sandbox_ / kConsoleFileName);
     parts.random = std::make_shared<OTRandomSource>();
     reachability_ = std::make_shared<OTManualReachabilitySource>();
     parts.reachability = reachability_;
@@ -487,6 +490,12 @@ void OTSimulator::writeSnapshot(const std::string& campaign) {
     observe({{"type", "snapshot"}, {"campaign", campaign}, {"file", file.string()}});
 }
 
+std::size_t OTSimulator::storedEvents(const char* fileName) const {
+    const auto stored =
+        OTDataArchiver::getObjectsForPath<OTEvent>(environment_->sandbox().documentsDirectory() / fileName);
+    return stored ? stored->size() : 0;
+}
+
 json OTSimulator::finalState() {
     json nodes = json::array();
     auto engine = OTSDKManager::sharedManager();
@@ -505,7 +514,9 @@ json OTSimulator::finalState() {
                   {"dailyPopWindowCount", OTUserConfig::defaultConfig()->dailyPopWindowCount()},
                   {"nodes", nodes},
                   {"offlineWindowEvents", engine->cachedOfflineWindowEvents().size()},
-                  {"offlinePushEvents", engine->cachedOfflinePushEvents().size()}};
+                  {"offlinePushEvents", engine->cachedOfflinePushEvents().size()},
+                  {"storedOfflineWindowEvents", storedEvents(OTSDKManager::kOfflineWindowEventsFileName)},
+                  {"storedOfflinePushEvents", storedEvents(OTSDKManager::kOfflinePushEventsFileName)}};
     banners_->addState(state);
     return state;
 }

@@ -45,7 +45,11 @@ public:
         std::int64_t logLevel = 0;
         // Every message of the library's logger, whatever the console level, is observed.
         bool log = false;
+        // The library's console on standard error; otherwise in kConsoleFileName in the sandbox,
+        // out of the transcript's way.
+        bool console = false;
     };
+    static constexpr const char* kConsoleFileName = "console.log";
 
     OTSimulator(Options options, std::ostream& out);
     ~OTSimulator();
@@ -99,6 +103,9 @@ private:
     void dialogReacted(const std::shared_ptr<const OTWindowData>& data, std::int64_t type);
     void writeSnapshot(const std::string& campaign);
     nlohmann::json finalState();
+    // The length of an offline queue as stored on disk, which a flush leaves empty while the
+    // queue in memory keeps what was re-sent.
+    std::size_t storedEvents(const char* fileName) const;
 
     Options options_;
     std::ostream& out_;

@@ -88,8 +88,9 @@ void OTSimulatorTranscript::print(std::ostream& out, const json& o) {
         out << at << "  snapshot " << text(o["file"]) << "\n";
     } else if (type == "state") {
         out << "\n"
-            << at << "  state: daily dialogs " << o["dailyPopWindowCount"] << ", offline queues "
-            << o["offlineWindowEvents"] << " dialog / " << o["offlinePushEvents"] << " push\n";
+            << at << "  state: daily dialogs " << o["dailyPopWindowCount"] << ", offline queues in memory "
+            << o["offlineWindowEvents"] << " dialog / " << o["offlinePushEvents"] << " push, on disk "
+            << o["storedOfflineWindowEvents"] << " dialog / " << o["storedOfflinePushEvents"] << " push\n";
         for (const auto& node : o["nodes"]) {
             out << "           campaign " << node["id"] << ": shown " << node["usedCount"] << "/" << node["count"]
                 << ", clicks " << node["clickCount"] << ", closes " << node["closeCount"]

@@ -19,6 +19,7 @@ int main(int argc, char** argv) {
     std::string html;
     bool json = false;
     bool log = false;
+    bool console = false;
     std::int64_t logLevel = 0;
     app.add_option("scenario", scenario, "scenario file (JSON lines)");
     app.add_option("--sandbox", sandbox, "keep the app's files in this folder (default: a fresh temporary one)");
@@ -26,6 +27,9 @@ int main(int argc, char** argv) {
     app.add_option("--server", server, "use this server instead of the embedded one");
     app.add_flag("--json", json, "print observations as JSON lines");
     app.add_flag("--log", log, "also print every message of the library's logger, whatever the console level");
+    app.add_flag("--console", console,
+                 "show the library's console (its own prints and log banners) on standard error; otherwise it "
+                 "goes to console.log in the sandbox");
     app.add_option("--html", html, "write an HTML snapshot of each dialog and banner shown into this folder");
     app.add_option("--log-level", logLevel, "library console level: 0 none, 1 all but data, 3/4/5 one level, 6 all")
         ->capture_default_str();
@@ -50,6 +54,7 @@ int main(int argc, char** argv) {
     if (!server.empty()) options.serverURL = server;
     options.json = json;
     options.log = log;
+    options.console = console;
     if (!html.empty()) options.htmlDirectory = html;
     options.logLevel = logLevel;
     corvane::OTSimulator simulator(options, std::cout);

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "platform/OTSandbox.h"
-#include "platform/linux/OTStandardErrorConsole.h"
+#include "platform/linux/OTFileConsole.h"
 
 namespace corvane {
 
@@ -38,10 +38,10 @@ private:
 };
 }  // namespace
 
-TEST(OTStandardErrorConsole, LinesArriveWholeAndInOrderByFlushOrByTheEnd) {
+TEST(OTFileConsole, LinesArriveWholeAndInOrderByFlushOrByTheEnd) {
     CapturedStandardError captured;
     {
-        OTStandardErrorConsole console;
+        OTFileConsole console;
         console.print("getListData");
         console.print("matches:1,event->available:1\n");
         console.print("");
@@ -52,12 +52,38 @@ TEST(OTStandardErrorConsole, LinesArriveWholeAndInOrderByFlushOrByTheEnd) {
     EXPECT_EQ(captured.text(), "getListData\nmatches:1,event->available:1\n\nlast words\n");
 }
 
-TEST(OTStandardErrorConsole, ManyThreadsPrintingNeverSplitALine) {
+TEST(OTFileConsole, AFileOfItsOwnIsAppendedToAndPrivate) {
+    const auto folder = std::filesystem::temp_directory_path() / ("otfileconsole-" + std::to_string(::getpid()));
+    std::filesystem::create_directories(folder);
+    const auto file = folder / "console.log";
+    {
+        OTFileConsole console(file);
+        console.print("first");
+    }
+    {
+        OTFileConsole console(file);
+        console.print("second\n");
+    }
+    EXPECT_EQ(OTSandbox::readFile(file), "first\nsecond\n");
+    EXPECT_EQ(std::filesystem::status(file).permissions() & std::filesystem::perms::all,
+              std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+    {
+        // A folder that is not there: the lines go nowhere, and nothing breaks.
+        OTFileConsole console(folder / "missing" / "console.log");
+        console.print("lost");
+        console.flush();
+    }
+    EXPECT_FALSE(std::filesystem::exists(folder / "missing"));
+    std::error_code ec;
+    std::filesystem::remove_all(folder, ec);
+}
+
+TEST(OTFileConsole, ManyThreadsPrintingNeverSplitALine) {
     CapturedStandardError captured;
     constexpr int kThreads = 4;
     constexpr int kLines = 5000;  // well past the pending limit, so writes happen while others print
     {
-        OTStandardErrorConsole console;
+        OTFileConsole console;
         std::vector<std::thread> threads;
         for (int t = 0; t < kThreads; ++t) {
             threads.emplace_back([&console, t] {
