@@ -174,7 +174,21 @@ TEST(OTSimulator, TheDemoShowsDialogsFollowsLinksQueuesOfflineAndHitsTheDailyCap
     EXPECT_EQ(state["nodes"][3]["id"], 104);
     EXPECT_EQ(state["nodes"][3]["usedCount"], 0);  // the survey came after the daily cap
     EXPECT_EQ(ofType(observations, "snapshot").size(), 8u);
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(html), std::filesystem::directory_iterator()), 8);
+    // Eight pages and the folder of what they show from the network: no page needs the server,
+    // which is gone once the run ends, and every copy a page names is there.
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(html), std::filesystem::directory_iterator()), 9);
+    std::size_t copies = 0;
+    for (const auto& snapshot : ofType(observations, "snapshot")) {
+        const auto page = OTSandbox::readFile(snapshot["file"].get<std::string>()).value_or("");
+        EXPECT_EQ(page.find("127.0.0.1"), std::string::npos) << snapshot["file"];
+        for (auto at = page.find("src=\"assets/"); at != std::string::npos; at = page.find("src=\"assets/", at + 1)) {
+            const auto start = at + 5;
+            const auto name = page.substr(start, page.find('"', start) - start);
+            EXPECT_TRUE(std::filesystem::is_regular_file(html / name)) << name;
+            ++copies;
+        }
+    }
+    EXPECT_GE(copies, 4u) << "the campaign pictures and the banner pictures";
     std::vector<std::string> armed;
     for (const auto& node : state["bannerNodes"]) {
         if (node["activated"].get<bool>()) armed.push_back(node["id"].dump());

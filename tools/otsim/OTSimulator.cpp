@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "OTDevServer.h"
+#include "OTSimulatorAssets.h"
 #include "OTSimulatorBanners.h"
 #include "OTSimulatorClock.h"
 #include "OTSimulatorIdentity.h"
@@ -97,9 +98,11 @@ bool OTSimulator::setUp() {
     parts.reachability = reachability_;
     environment_ = std::make_shared<OTEnvironment>(std::move(parts));
     OTEnvironment::install(environment_);
+    if (options_.htmlDirectory) assets_ = std::make_unique<OTSimulatorAssets>(*options_.htmlDirectory);
     banners_ = std::make_unique<OTSimulatorBanners>(
         [this](json observation) { observe(std::move(observation)); }, options_.htmlDirectory,
-        OTSize{environment_->device().screenWidth, environment_->device().screenHeight});
+        OTSize{environment_->device().screenWidth, environment_->device().screenHeight},
+        assets_ ? assets_->source() : nullptr);
     identity_ = std::make_unique<OTSimulatorIdentity>([this](json observation) { observe(std::move(observation)); });
     tagging_ = std::make_unique<OTSimulatorTagging>(
         [this](json observation) { observe(std::move(observation)); },
@@ -486,7 +489,7 @@ void OTSimulator::writeSnapshot(const std::string& campaign) {
     const auto& device = environment_->device();
     const auto file = *options_.htmlDirectory / ("dialog-" + std::to_string(++snapshots_) + "-" + campaign + ".html");
     std::ofstream(file) << OTHTMLRenderer::render(window_->scene(), {device.screenWidth, device.screenHeight},
-                                                  "dialog " + campaign);
+                                                  "dialog " + campaign, assets_ ? assets_->source() : nullptr);
     observe({{"type", "snapshot"}, {"campaign", campaign}, {"file", file.string()}});
 }
 

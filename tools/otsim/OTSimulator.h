@@ -15,6 +15,7 @@
 namespace corvane {
 
 class OTScenarioAction;
+class OTSimulatorAssets;
 class OTSimulatorBanners;
 class OTSimulatorClock;
 class OTSimulatorIdentity;
@@ -129,6 +130,7 @@ private:
     std::size_t lastActionStart_ = 0;
     NavigationState navigation_;
     std::size_t snapshots_ = 0;
+    std::unique_ptr<OTSimulatorAssets> assets_;
     std::unique_ptr<OTSimulatorBanners> banners_;
     std::unique_ptr<OTSimulatorIdentity> identity_;
     std::unique_ptr<OTSimulatorTagging> tagging_;

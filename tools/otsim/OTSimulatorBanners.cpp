@@ -23,8 +23,11 @@ constexpr double kContainerHeight = 600;
 }  // namespace
 
 OTSimulatorBanners::OTSimulatorBanners(Observe observe, std::optional<std::filesystem::path> htmlDirectory,
-                                       OTSize screen)
-    : observe_(std::move(observe)), htmlDirectory_(std::move(htmlDirectory)), screen_(screen) {}
+                                       OTSize screen, OTHTMLRenderer::AssetSource assets)
+    : observe_(std::move(observe)),
+      htmlDirectory_(std::move(htmlDirectory)),
+      assets_(std::move(assets)),
+      screen_(screen) {}
 
 void OTSimulatorBanners::load(const OTScenarioAction& action, const Error& error) {
     const std::string locationId = action.text("locationId", "");
@@ -107,7 +110,8 @@ void OTSimulatorBanners::writeSnapshot(const std::string& locationId, const std:
     std::error_code ec;
     std::filesystem::create_directories(*htmlDirectory_, ec);
     const auto file = *htmlDirectory_ / ("banner-" + std::to_string(++snapshots_) + "-" + locationId + ".html");
-    std::ofstream(file) << OTHTMLRenderer::render(root, {screen_.width, kContainerHeight}, "banner " + locationId);
+    std::ofstream(file) << OTHTMLRenderer::render(root, {screen_.width, kContainerHeight}, "banner " + locationId,
+                                                  assets_);
     observe_({{"type", "snapshot"}, {"banner", locationId}, {"file", file.string()}});
 }
 

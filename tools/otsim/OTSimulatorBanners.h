@@ -10,6 +10,7 @@
 #include <ostream>
 #include <string>
 
+#include "platform/headless/OTHTMLRenderer.h"
 #include "platform/view/OTGeometry.h"
 
 namespace corvane {
@@ -27,7 +28,9 @@ public:
     using Observe = std::function<void(nlohmann::json observation)>;
     using Error = std::function<void(const std::string& message)>;
 
-    OTSimulatorBanners(Observe observe, std::optional<std::filesystem::path> htmlDirectory, OTSize screen);
+    // `assets` keeps the pages' pictures and videos beside them.
+    OTSimulatorBanners(Observe observe, std::optional<std::filesystem::path> htmlDirectory, OTSize screen,
+                       OTHTMLRenderer::AssetSource assets = nullptr);
 
     void load(const OTScenarioAction& action, const Error& error);
     void tap(const OTScenarioAction& action, const Error& error);
@@ -54,6 +57,7 @@ private:
 
     Observe observe_;
     std::optional<std::filesystem::path> htmlDirectory_;
+    OTHTMLRenderer::AssetSource assets_;
     OTSize screen_;
     std::map<std::string, Location> locations_;
     std::size_t snapshots_ = 0;

@@ -35,13 +35,20 @@ std::string webSource(const std::optional<std::string>& url) {
     return web ? *url : "";
 }
 
-std::string imageSource(const OTSceneNode& node) {
+// A web address as the page shows it: the asset source's copy when it has one.
+std::string networkSource(const std::optional<std::string>& url, const OTHTMLRenderer::AssetSource& assets) {
+    auto web = webSource(url);
+    if (web.empty() || !assets) return web;
+    return assets(web).value_or(web);
+}
+
+std::string imageSource(const OTSceneNode& node, const OTHTMLRenderer::AssetSource& assets) {
     if (node.imageResource()) {
         const auto bundle = OTResourceBundle::path();
         const auto bytes = bundle ? OTSandbox::readFile(*bundle / *node.imageResource(), 4u << 20) : std::nullopt;
         if (bytes) return "data:image/png;base64," + OTUtils::base64Encode(*bytes).value_or("");
     }
-    return webSource(node.imageURL());
+    return networkSource(node.imageURL(), assets);
 }
 
 // A font name inside a CSS string inside an attribute: only the characters font names use.
@@ -62,7 +69,7 @@ const char* objectFit(OTSceneNode::ContentMode mode) {
     return "fill";
 }
 
-void renderNode(std::string& out, const OTSceneNode& node, int depth) {
+void renderNode(std::string& out, const OTSceneNode& node, int depth, const OTHTMLRenderer::AssetSource& assets) {
     if (node.hidden() || node.alpha() <= 0) return;
     const std::string indent(static_cast<std::size_t>(depth) * 2, ' ');
     const auto& f = node.frame();
@@ -102,16 +109,16 @@ void renderNode(std::string& out, const OTSceneNode& node, int depth) {
     }
     out += indent + "<div data-role=\"" + OTSceneNode::roleName(node.role()) + "\" data-name=\"" +
            OTHTMLRenderer::escape(node.name()) + "\" style=\"" + style + "\">";
-    const auto source = imageSource(node);
+    const auto source = imageSource(node, assets);
     if (!source.empty()) {
         out += "<img src=\"" + OTHTMLRenderer::escape(source) +
                "\" style=\"width:100%;height:100%;object-fit:" + objectFit(node.contentMode()) + "\">";
     }
-    if (const auto page = webSource(node.url()); role == OTSceneNode::Role::Web && !page.empty()) {
+    if (const auto page = role == OTSceneNode::Role::Web ? networkSource(node.url(), assets) : ""; !page.empty()) {
         out +=
             "<iframe src=\"" + OTHTMLRenderer::escape(page) + "\" style=\"width:100%;height:100%;border:0\"></iframe>";
     }
-    if (const auto video = webSource(node.url()); role == OTSceneNode::Role::Video && !video.empty()) {
+    if (const auto video = role == OTSceneNode::Role::Video ? networkSource(node.url(), assets) : ""; !video.empty()) {
         out += "<video src=\"" + OTHTMLRenderer::escape(video) +
                "\" controls muted playsinline style=\"width:100%;height:100%\"></video>";
     }
@@ -126,7 +133,7 @@ void renderNode(std::string& out, const OTSceneNode& node, int depth) {
         auto children = node.subviews();
         std::stable_sort(children.begin(), children.end(),
                          [](const auto& a, const auto& b) { return a->zPosition() < b->zPosition(); });
-        for (const auto& child : children) renderNode(out, *child, depth + 1);
+        for (const auto& child : children) renderNode(out, *child, depth + 1, assets);
         out += indent;
     }
     out += "</div>\n";
@@ -160,14 +167,14 @@ std::string OTHTMLRenderer::escape(const std::string& text) {
 }
 
 std::string OTHTMLRenderer::render(const std::shared_ptr<OTSceneNode>& root, const OTSize& screen,
-                                   const std::string& title) {
+                                   const std::string& title, const AssetSource& assets) {
     std::string out = "<!DOCTYPE html>\n<html><head><meta charset=\"utf-8\"><title>" + escape(title) +
                       "</title>\n<style>body{margin:0;background:#e9e9ee}"
                       "#screen{position:relative;overflow:hidden;background:#f7f7f7;margin:0 auto}"
                       "#screen div{position:absolute;box-sizing:border-box;white-space:pre-wrap;word-break:break-word}"
                       "#screen span{display:block}</style></head>\n<body>\n<div id=\"screen\" style=\"width:" +
                       px(screen.width) + "px;height:" + px(screen.height) + "px\">\n";
-    if (root) renderNode(out, *root, 1);
+    if (root) renderNode(out, *root, 1, assets);
     out += "</div>\n</body></html>\n";
     return out;
 }

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "platform/view/OTGeometry.h"
@@ -14,10 +16,14 @@ namespace corvane {
 // https addresses are written into a page, and every text is escaped.
 class OTHTMLRenderer {
 public:
+    // What a page uses in place of a network address (a picture, video or web page): a copy kept
+    // beside the page, say; nothing keeps the address.
+    using AssetSource = std::function<std::optional<std::string>(const std::string& url)>;
+
     OTHTMLRenderer() = delete;
 
     static std::string render(const std::shared_ptr<OTSceneNode>& root, const OTSize& screen,
-                              const std::string& title = "CorvaneOstrel");
+                              const std::string& title = "CorvaneOstrel", const AssetSource& assets = nullptr);
     static std::string escape(const std::string& text);
     // A number for CSS: up to three decimals, no trailing zeros.
     static std::string px(double value);
