@@ -56,8 +56,8 @@ std::optional<std::string> OTSimulatorAssets::fetch(const std::string& url) {
     request.url = url;
     request.timeout = kFetchLimit;
     OTEnvironment::current()->http().send(
-        std::move(request), [answer](long status, const std::string& body,
-                                     const std::optional<OTHTTPTransport::Failure>& failure) {
+        std::move(request),
+        [answer](long status, const std::string& body, const std::optional<OTHTTPTransport::Failure>& failure) {
             answer->set_value(!failure && status == 200 ? std::optional<std::string>(body) : std::nullopt);
         });
     if (future.wait_for(kFetchLimit + std::chrono::seconds(1)) != std::future_status::ready) return std::nullopt;

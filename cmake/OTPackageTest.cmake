@@ -1,0 +1,51 @@
+# Installs the build into a staging prefix and builds and runs the example host against it, the
+# way an app's own build would consume the package.
+#   cmake -DOT_BUILD_DIR=... -DOT_SOURCE_DIR=... -DOT_WORK_DIR=... -P OTPackageTest.cmake
+file(REMOVE_RECURSE ${OT_WORK_DIR})
+set(stage ${OT_WORK_DIR}/stage)
+
+function(run)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  if(NOT result EQUAL 0)
+    message(FATAL_ERROR "${ARGN} failed (${result}):\n${out}\n${err}")
+  endif()
+  set(out "${out}" PARENT_SCOPE)
+endfunction()
+
+run(${CMAKE_COMMAND} --install ${OT_BUILD_DIR} --prefix ${stage})
+# Everything lands under the prefix: the manifest lists each installed file.
+file(STRINGS ${OT_BUILD_DIR}/install_manifest.txt installed)
+foreach(path IN LISTS installed)
+  string(FIND "${path}" "${stage}/" at)
+  if(NOT at EQUAL 0)
+    message(FATAL_ERROR "installed outside the prefix: ${path}")
+  endif()
+endforeach()
+foreach(expected include/corvane/CorvaneOtManager.h include/corvane/CorvaneBannerConfig.h
+                 share/corvane-ostrel/CorvaneOstrel.bundle lib/pkgconfig/corvane-ostrel.pc
+                 lib/cmake/CorvaneOstrel/CorvaneOstrelConfig.cmake
+                 lib/cmake/CorvaneOstrel/CorvaneOstrelConfigVersion.cmake)
+  if(NOT EXISTS ${stage}/${expected})
+    message(FATAL_ERROR "not installed: ${expected}")
+  endif()
+endforeach()
+
+run(${CMAKE_COMMAND} -S ${OT_SOURCE_DIR}/examples/host -B ${OT_WORK_DIR}/host -G Ninja
+    -DCMAKE_PREFIX_PATH=${stage} -DCMAKE_BUILD_TYPE=Release)
+run(${CMAKE_COMMAND} --build ${OT_WORK_DIR}/host)
+run(${CMAKE_COMMAND} -E env OT_SANDBOX=${OT_WORK_DIR}/sandbox ${OT_WORK_DIR}/host/example_host)
+if(NOT out MATCHES "CorvaneOstrel [0-9]+\\.[0-9]+\\.[0-9]+: 2 events handed over")
+  message(FATAL_ERROR "unexpected output: ${out}")
+endif()
+
+# pkg-config sees the same package, wherever the prefix is.
+find_program(PKG_CONFIG pkg-config REQUIRED)
+run(${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${stage}/lib/pkgconfig ${PKG_CONFIG} --variable=includedir corvane-ostrel)
+string(STRIP "${out}" includedir)
+file(REAL_PATH "${includedir}" includedir)
+file(REAL_PATH "${stage}/include" expected)
+run(${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${stage}/lib/pkgconfig ${PKG_CONFIG} --libs corvane-ostrel)
+if(NOT includedir STREQUAL expected OR NOT out MATCHES "-lcorvane_ostrel")
+  message(FATAL_ERROR "pkg-config answered ${includedir} and ${out}")
+endif()
+message(STATUS "the example host built and ran against ${stage}")
