@@ -1,0 +1,213 @@
+// The C front door: each function checks its arguments, turns texts into the C++ front door's
+// values and calls it, and lets nothing thrown cross into the C caller.
+#include "corvane/corvane_ostrel.h"
+
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "corvane/CorvaneOtManager.h"
+#include "platform/OTLogger.h"
+#include "platform/formats/OTJSONLimits.h"
+
+struct corvane_observer {
+    std::shared_ptr<corvane::CorvaneOtObserver> engine;
+};
+
+namespace {
+using corvane::CorvaneOtManager;
+using nlohmann::json;
+
+// Runs `body`, turning anything thrown into CORVANE_ERROR_INTERNAL.
+template <class Body>
+corvane_status guarded(Body&& body) noexcept {
+    try {
+        return body();
+    } catch (const std::exception& e) {
+        OTLog(corvane::OTLogger::kLevelError, "C 接口调用失败：%@", std::string(e.what()));
+    } catch (...) {
+        OTLog(corvane::OTLogger::kLevelError, "C 接口调用失败");
+    }
+    return CORVANE_ERROR_INTERNAL;
+}
+
+// The JSON of a text that must be given; `status` says why there is none.
+json parsed(const char* text, corvane_status& status) {
+    if (text == nullptr) {
+        status = CORVANE_ERROR_NULL_ARGUMENT;
+        return json(json::value_t::discarded);
+    }
+    auto value = corvane::OTJSONLimits::parse(text);
+    status = value.is_discarded() ? CORVANE_ERROR_INVALID_JSON : CORVANE_OK;
+    return value;
+}
+
+json parsedObject(const char* text, corvane_status& status) {
+    auto value = parsed(text, status);
+    if (status == CORVANE_OK && !value.is_object()) status = CORVANE_ERROR_INVALID_ARGUMENT;
+    return value;
+}
+
+bool isWholeNumber(const json& value) {
+    return value.is_number_unsigned() || (value.is_number_integer() && value.get<std::int64_t>() >= 0);
+}
+
+// The configuration a JSON object describes; nothing when a field has the wrong kind.
+std::shared_ptr<corvane::CorvaneOtConfig> configurationFrom(const json& object) {
+    auto config = std::make_shared<corvane::CorvaneOtConfig>();
+    for (const auto& [key, value] : object.items()) {
+        if (key == "appKey" || key == "mainPage" || key == "url" || key == "applicationGroupIdentifier") {
+            if (!value.is_string() && !value.is_null()) return nullptr;
+            const auto text = value.is_string() ? std::optional<std::string>(value.get<std::string>()) : std::nullopt;
+            if (key == "appKey") config->setAppKey(text);
+            else if (key == "mainPage") config->setMainPage(text);
+            else if (key == "url") config->setUrl(text);
+            else config->setApplicationGroupIdentifier(text);
+        } else if (key == "envType" || key == "logLevelType" || key == "pushProvider") {
+            if (!isWholeNumber(value)) return nullptr;
+            const auto number = value.get<std::uint64_t>();
+            if (key == "envType") config->setEnvType(number);
+            else if (key == "logLevelType") config->setLogLevelType(number);
+            else config->setPushProvider(number);
+        } else if (key == "pushClosed" || key == "bannerClosed") {
+            if (!value.is_boolean()) return nullptr;
+            if (key == "pushClosed") config->setPushClosed(value.get<bool>());
+            else config->setBannerClosed(value.get<bool>());
+        }
+    }
+    return config;
+}
+}  // namespace
+
+extern "C" {
+
+const char* corvane_sdk_version(void) {
+    static const std::string version = CorvaneOtManager::SDKVersion();
+    return version.c_str();
+}
+
+corvane_observer* corvane_observer_get(const char* group_identifier) {
+    if (group_identifier == nullptr) return nullptr;
+    try {
+        auto engine = CorvaneOtManager::getObserverListener(group_identifier);
+        return engine ? new corvane_observer{std::move(engine)} : nullptr;
+    } catch (...) {
+        return nullptr;
+    }
+}
+
+void corvane_observer_release(corvane_observer* observer) { delete observer; }
+
+corvane_status corvane_observer_event(corvane_observer* observer, const char* event_json) {
+    return guarded([&] {
+        if (observer == nullptr) return CORVANE_ERROR_NULL_ARGUMENT;
+        corvane_status status = CORVANE_OK;
+        const auto event = parsedObject(event_json, status);
+        if (status == CORVANE_OK) observer->engine->onEventDataReceived(event);
+        return status;
+    });
+}
+
+corvane_status corvane_observer_profile(corvane_observer* observer, const char* profile_json) {
+    return guarded([&] {
+        if (observer == nullptr) return CORVANE_ERROR_NULL_ARGUMENT;
+        corvane_status status = CORVANE_OK;
+        const auto profile = parsedObject(profile_json, status);
+        if (status == CORVANE_OK) observer->engine->onUserProfile(profile);
+        return status;
+    });
+}
+
+corvane_status corvane_observer_profile_value(corvane_observer* observer, const char* key, const char* value_json) {
+    return guarded([&] {
+        if (observer == nullptr || key == nullptr) return CORVANE_ERROR_NULL_ARGUMENT;
+        corvane_status status = CORVANE_OK;
+        const auto value = parsed(value_json, status);
+        if (status == CORVANE_OK) observer->engine->onUserProfile(std::string(key), value);
+        return status;
+    });
+}
+
+corvane_status corvane_start(const char* config_json) {
+    return guarded([&] {
+        corvane_status status = CORVANE_OK;
+        const auto object = parsedObject(config_json, status);
+        if (status != CORVANE_OK) return status;
+        auto config = configurationFrom(object);
+        if (!config) return CORVANE_ERROR_INVALID_ARGUMENT;
+        CorvaneOtManager::startWithConfig(config);
+        return CORVANE_OK;
+    });
+}
+
+void corvane_config_log_level(uint64_t level) {
+    (void)guarded([&] {
+        CorvaneOtManager::configLogLevel(level);
+        return CORVANE_OK;
+    });
+}
+
+void corvane_set_dialog_visible(int visible) {
+    (void)guarded([&] {
+        CorvaneOtManager::setDialogVisible(visible != 0);
+        return CORVANE_OK;
+    });
+}
+
+corvane_status corvane_push_track(int64_t type, const char* msg_json, const char* group_identifier) {
+    return guarded([&] {
+        if (group_identifier == nullptr) return CORVANE_ERROR_NULL_ARGUMENT;
+        corvane_status status = CORVANE_OK;
+        const auto message = parsedObject(msg_json, status);
+        if (status == CORVANE_OK) CorvaneOtManager::pushTrack(type, message, group_identifier);
+        return status;
+    });
+}
+
+corvane_status corvane_push_token_bytes(const uint8_t* bytes, size_t length, uint64_t provider,
+                                        const char* group_identifier) {
+    return guarded([&] {
+        if (bytes == nullptr || group_identifier == nullptr) return CORVANE_ERROR_NULL_ARGUMENT;
+        CorvaneOtManager::pushToken(corvane::CorvanePushToken(bytes, length), provider, group_identifier);
+        return CORVANE_OK;
+    });
+}
+
+corvane_status corvane_push_token_text(const char* token, uint64_t provider, const char* group_identifier) {
+    return guarded([&] {
+        if (token == nullptr || group_identifier == nullptr) return CORVANE_ERROR_NULL_ARGUMENT;
+        CorvaneOtManager::pushToken(corvane::CorvanePushToken(std::string(token)), provider, group_identifier);
+        return CORVANE_OK;
+    });
+}
+
+void corvane_set_page_tag_state(int on) {
+    (void)guarded([&] {
+        CorvaneOtManager::setPageTagState(on != 0);
+        return CORVANE_OK;
+    });
+}
+
+corvane_status corvane_banner_size(const char* location_id, double* width, double* height) {
+    return guarded([&] {
+        if (location_id == nullptr || width == nullptr || height == nullptr) return CORVANE_ERROR_NULL_ARGUMENT;
+        auto config = std::make_shared<corvane::CorvaneBannerConfig>();
+        config->setLocationId(std::string(location_id));
+        const auto size = CorvaneOtManager::loadBanner(config);
+        *width = size.width;
+        *height = size.height;
+        return CORVANE_OK;
+    });
+}
+
+corvane_status corvane_get_banner(const char* location_id, corvane_banner_callback callback, void* user) {
+    return guarded([&] {
+        if (location_id == nullptr || callback == nullptr) return CORVANE_ERROR_NULL_ARGUMENT;
+        CorvaneOtManager::getBanner(location_id, [callback, user](const std::optional<std::string>& banners) {
+            callback(user, banners ? banners->c_str() : nullptr);
+        });
+        return CORVANE_OK;
+    });
+}
+
+}  // extern "C"

@@ -1,0 +1,82 @@
+#include "OTCApiHost.h"
+
+#include <corvane/corvane_ostrel.h>
+#include <stdio.h>
+#include <string.h>
+
+static void on_banners(void* user, const char* banners_json) {
+    ot_capi_banners* banners = (ot_capi_banners*)user;
+    banners->calls += 1;
+    banners->was_null = banners_json == NULL;
+    if (banners_json != NULL) {
+        strncpy(banners->text, banners_json, sizeof banners->text - 1);
+        banners->text[sizeof banners->text - 1] = '\0';
+    }
+}
+
+/* One check: the call must give the status, or the check's number is returned. */
+#define CHECK(call, status)                   \
+    do {                                      \
+        ++check;                              \
+        if ((call) != (status)) return check; \
+    } while (0)
+
+int ot_capi_bad_input(void) {
+    corvane_observer* observer = corvane_observer_get("group.capi");
+    double width = 0;
+    double height = 0;
+    char deep[201];
+    int check = 0;
+    CHECK(corvane_observer_get(NULL), NULL);
+    CHECK(corvane_observer_event(NULL, "{}"), CORVANE_ERROR_NULL_ARGUMENT);
+    CHECK(corvane_observer_event(observer, NULL), CORVANE_ERROR_NULL_ARGUMENT);
+    CHECK(corvane_observer_event(observer, "{\"xwhat\":"), CORVANE_ERROR_INVALID_JSON);
+    CHECK(corvane_observer_event(observer, "[1,2]"), CORVANE_ERROR_INVALID_ARGUMENT);
+    CHECK(corvane_observer_event(observer, ""), CORVANE_ERROR_INVALID_JSON);
+    CHECK(corvane_observer_profile(observer, "\"u1\""), CORVANE_ERROR_INVALID_ARGUMENT);
+    CHECK(corvane_observer_profile_value(observer, NULL, "1"), CORVANE_ERROR_NULL_ARGUMENT);
+    CHECK(corvane_observer_profile_value(observer, "age", "{"), CORVANE_ERROR_INVALID_JSON);
+    CHECK(corvane_start(NULL), CORVANE_ERROR_NULL_ARGUMENT);
+    CHECK(corvane_start("{\"appKey\":5}"), CORVANE_ERROR_INVALID_ARGUMENT);
+    CHECK(corvane_start("{\"envType\":-1}"), CORVANE_ERROR_INVALID_ARGUMENT);
+    CHECK(corvane_push_track(1, "{}", NULL), CORVANE_ERROR_NULL_ARGUMENT);
+    CHECK(corvane_push_token_bytes(NULL, 32, 0, "group.capi"), CORVANE_ERROR_NULL_ARGUMENT);
+    CHECK(corvane_push_token_text("abc", 1, NULL), CORVANE_ERROR_NULL_ARGUMENT);
+    CHECK(corvane_banner_size("home_top", NULL, &height), CORVANE_ERROR_NULL_ARGUMENT);
+    CHECK(corvane_banner_size(NULL, &width, &height), CORVANE_ERROR_NULL_ARGUMENT);
+    CHECK(corvane_get_banner("home_top", NULL, NULL), CORVANE_ERROR_NULL_ARGUMENT);
+    /* A hundred levels, balanced: deeper than the library takes, so malformed. */
+    memset(deep, '[', 100);
+    memset(deep + 100, ']', 100);
+    deep[200] = '\0';
+    CHECK(corvane_observer_event(observer, deep), CORVANE_ERROR_INVALID_JSON);
+    CHECK(strcmp(corvane_sdk_version(), "") != 0, 1);
+    corvane_observer_release(NULL);
+    corvane_observer_release(observer);
+    return 0;
+}
+
+int ot_capi_start(const char* group, const char* server_url) {
+    char config[512];
+    corvane_observer* observer = corvane_observer_get(group);
+    if (observer == NULL) return 1;
+    if (corvane_observer_profile(observer, "{\"xwho\":\"u1\",\"calibration_time\":0}") != CORVANE_OK) return 2;
+    snprintf(config, sizeof config,
+             "{\"appKey\":\"capi-key\",\"mainPage\":\"HomeVC\",\"url\":\"%s\",\"applicationGroupIdentifier\":\"%s\"}",
+             server_url, group);
+    if (corvane_start(config) != CORVANE_OK) return 3;
+    corvane_observer_release(observer);
+    return 0;
+}
+
+int ot_capi_purchase_and_banners(const char* group, int price, ot_capi_banners* banners) {
+    char event[256];
+    corvane_observer* observer = corvane_observer_get(group);
+    if (observer == NULL) return 1;
+    snprintf(event, sizeof event, "{\"source\":0,\"xwhat\":\"purchase\",\"xwho\":\"u1\",\"xcontext\":{\"price\":%d}}",
+             price);
+    if (corvane_observer_event(observer, event) != CORVANE_OK) return 2;
+    if (corvane_get_banner("home_top", on_banners, banners) != CORVANE_OK) return 3;
+    corvane_observer_release(observer);
+    return 0;
+}
