@@ -48,6 +48,18 @@ json parsedObject(const char* text, corvane_status& status) {
     return value;
 }
 
+// Hands the engine behind `observer` the JSON object `text` holds.
+template <class Hand>
+corvane_status toEngine(corvane_observer* observer, const char* text, Hand&& hand) noexcept {
+    return guarded([&] {
+        if (observer == nullptr) return CORVANE_ERROR_NULL_ARGUMENT;
+        corvane_status status = CORVANE_OK;
+        const auto object = parsedObject(text, status);
+        if (status == CORVANE_OK) hand(*observer->engine, object);
+        return status;
+    });
+}
+
 bool isWholeNumber(const json& value) {
     return value.is_number_unsigned() || (value.is_number_integer() && value.get<std::int64_t>() >= 0);
 }
@@ -99,23 +111,11 @@ corvane_observer* corvane_observer_get(const char* group_identifier) {
 void corvane_observer_release(corvane_observer* observer) { delete observer; }
 
 corvane_status corvane_observer_event(corvane_observer* observer, const char* event_json) {
-    return guarded([&] {
-        if (observer == nullptr) return CORVANE_ERROR_NULL_ARGUMENT;
-        corvane_status status = CORVANE_OK;
-        const auto event = parsedObject(event_json, status);
-        if (status == CORVANE_OK) observer->engine->onEventDataReceived(event);
-        return status;
-    });
+    return toEngine(observer, event_json, [](auto& engine, const json& event) { engine.onEventDataReceived(event); });
 }
 
 corvane_status corvane_observer_profile(corvane_observer* observer, const char* profile_json) {
-    return guarded([&] {
-        if (observer == nullptr) return CORVANE_ERROR_NULL_ARGUMENT;
-        corvane_status status = CORVANE_OK;
-        const auto profile = parsedObject(profile_json, status);
-        if (status == CORVANE_OK) observer->engine->onUserProfile(profile);
-        return status;
-    });
+    return toEngine(observer, profile_json, [](auto& engine, const json& profile) { engine.onUserProfile(profile); });
 }
 
 corvane_status corvane_observer_profile_value(corvane_observer* observer, const char* key, const char* value_json) {
