@@ -8,7 +8,9 @@
  *   CORVANE_ERROR_NULL_ARGUMENT     a handle or text that must be given is NULL;
  *   CORVANE_ERROR_INVALID_JSON      a JSON text does not parse (or nests deeper than the library
  *                                   takes);
- *   CORVANE_ERROR_INVALID_ARGUMENT  the JSON parses but is not the kind asked for (an object);
+ *   CORVANE_ERROR_INVALID_ARGUMENT  the JSON parses but is not the kind asked for (an object), or
+ *                                   a size is negative or not finite;
+ *   CORVANE_ERROR_NOT_FOUND         the node or banner named is not shown (any more);
  *   CORVANE_ERROR_INTERNAL          the library failed inside; it logged why.
  *
  *   corvane_observer* observer = corvane_observer_get("group.com.example.app");
@@ -31,7 +33,8 @@ typedef enum corvane_status {
     CORVANE_ERROR_NULL_ARGUMENT = 1,
     CORVANE_ERROR_INVALID_JSON = 2,
     CORVANE_ERROR_INVALID_ARGUMENT = 3,
-    CORVANE_ERROR_INTERNAL = 4
+    CORVANE_ERROR_INTERNAL = 4,
+    CORVANE_ERROR_NOT_FOUND = 5
 } corvane_status;
 
 /* The engine as the host's analytics SDK sees it. */
@@ -81,6 +84,63 @@ corvane_status corvane_banner_size(const char* location_id, double* width, doubl
  * within a minute. */
 typedef void (*corvane_banner_callback)(void* user, const char* banners_json);
 corvane_status corvane_get_banner(const char* location_id, corvane_banner_callback callback, void* user);
+
+/* ---- The main thread ----------------------------------------------------------------------
+ * The library's main-thread work (dialogs, banners, navigation) runs on the thread that first
+ * called into it, whenever that thread calls corvane_run_main_queue: from the host's own loop,
+ * every frame or every few milliseconds. It returns how many pieces of work ran, then calls the
+ * presenter with what changed on screen. Called on another thread it does nothing. */
+size_t corvane_run_main_queue(void);
+
+/* ---- Drawing what the library shows ----------------------------------------------------------
+ * A host that draws its own user interface gets each surface the library shows (a dialog, the
+ * page tagging ball, a banner it loaded) as JSON through a presenter, and reports touches back.
+ *
+ * A surface: {"surface": id, "kind": "dialog" | "overlay" | "banner", "locationId": text (banners),
+ *             "screen": {"width", "height"}, "root": node}
+ * A node:    {"id", "role", "name", "frame": {"x", "y", "width", "height"}, "children": [node...]}
+ *   role is one of "view", "label", "button", "image", "scroll", "web", "video", "collection",
+ *   "table", "tableCell", "collectionCell", "textField"; frames are points in the parent's
+ *   coordinates (a dialog's root covers the screen); children come in drawing order, last on top.
+ *   A node also has, where it differs from a plain view:
+ *   "alpha" (1), "hidden" (false), "backgroundColor" ("#RRGGBBAA"), "cornerRadius",
+ *   "clipsToBounds", "border" {"width", "color"}, "scale" (1, about the centre),
+ *   "shadow" {"color", "offsetX", "offsetY", "opacity"};
+ *   texts: "text", "placeholder", "textColor", "font" {"name", "size"}, "textAlignment" ("left",
+ *   "center", "right"), "numberOfLines" (0 for as many as needed), "lineSpacing";
+ *   pictures: "image" {"url" or "file" (a picture of the library's own, as a path), "width" and
+ *   "height" (its natural size, once loaded), "contentMode" ("scaleToFill", "aspectFit",
+ *   "aspectFill")}; scrolling: "contentSize", "contentOffset", "scrollEnabled"; "url" of a web
+ *   page or video; "actions": the touches it answers ("touchUpInside", "tap", ...).
+ * Ids stay the same while a node lives, so a host can update its views in place. */
+typedef struct corvane_presenter {
+    void* user;
+    /* A surface appeared or changed; the text lives only for the call. Required. */
+    void (*show)(void* user, uint64_t surface, const char* surface_json);
+    /* A surface went away. May be NULL. */
+    void (*dismiss)(void* user, uint64_t surface);
+} corvane_presenter;
+
+/* Installs the presenter (copied; NULL stops presenting), which is then shown every surface
+ * afresh at the next corvane_run_main_queue. A host that has no window of the library's gets one,
+ * over which dialogs show, its page stack starting at the configured main page.
+ * CORVANE_ERROR_NULL_ARGUMENT when `show` is NULL. */
+corvane_status corvane_set_presenter(const corvane_presenter* presenter);
+/* A tap on a shown node: what its "touchUpInside" actions, else its "tap" actions, do.
+ * CORVANE_ERROR_NOT_FOUND when the node is not shown or ignores touches. Main thread. */
+corvane_status corvane_tap(uint64_t node);
+/* A drag that leaves a shown scrolling node ("scroll", "collection", "table") at offset (x, y).
+ * CORVANE_ERROR_NOT_FOUND when the node is not shown or does not scroll. Main thread. */
+corvane_status corvane_scroll(uint64_t node, double x, double y);
+/* Shows the banner of a location in a container of width x height points, a surface of kind
+ * "banner" until released; `surface` receives its id, `banner_width` and `banner_height` (may be
+ * NULL) the banner's size, zero until the first banner download. With
+ * `hides_when_not_available` nonzero, nothing rather than the location's default banner shows
+ * while no campaign banner is ready. Main thread. */
+corvane_status corvane_load_banner(const char* location_id, double width, double height, int hides_when_not_available,
+                                   uint64_t* surface, double* banner_width, double* banner_height);
+/* CORVANE_ERROR_NOT_FOUND when `surface` is not a loaded banner. */
+corvane_status corvane_release_banner(uint64_t surface);
 
 #ifdef __cplusplus
 }

@@ -2,11 +2,14 @@
 // values and calls it, and lets nothing thrown cross into the C caller.
 #include "corvane/corvane_ostrel.h"
 
+#include <cmath>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
 
 #include "corvane/CorvaneOtManager.h"
+#include "facade/OTScenePublisher.h"
+#include "platform/OTEnvironment.h"
 #include "platform/OTLogger.h"
 #include "platform/formats/OTJSONLimits.h"
 
@@ -208,6 +211,70 @@ corvane_status corvane_get_banner(const char* location_id, corvane_banner_callba
         });
         return CORVANE_OK;
     });
+}
+
+size_t corvane_run_main_queue(void) {
+    std::size_t ran = 0;
+    (void)guarded([&] {
+        auto& scheduler = corvane::OTEnvironment::current()->scheduler();
+        if (!scheduler.isMainThread()) return CORVANE_OK;
+        ran = scheduler.drainMainQueue();
+        corvane::OTScenePublisher::shared()->publish();
+        return CORVANE_OK;
+    });
+    return ran;
+}
+
+corvane_status corvane_set_presenter(const corvane_presenter* presenter) {
+    return guarded([&] {
+        if (presenter == nullptr) {
+            corvane::OTScenePublisher::shared()->setPresenter(std::nullopt);
+            return CORVANE_OK;
+        }
+        if (presenter->show == nullptr) return CORVANE_ERROR_NULL_ARGUMENT;
+        corvane::OTScenePublisher::Presenter bridge;
+        bridge.show = [show = presenter->show, user = presenter->user](std::uint64_t surface, const std::string& text) {
+            show(user, surface, text.c_str());
+        };
+        if (presenter->dismiss != nullptr) {
+            bridge.dismiss = [dismiss = presenter->dismiss, user = presenter->user](std::uint64_t surface) {
+                dismiss(user, surface);
+            };
+        }
+        corvane::OTScenePublisher::shared()->setPresenter(std::move(bridge));
+        return CORVANE_OK;
+    });
+}
+
+corvane_status corvane_tap(uint64_t node) {
+    return guarded([&] { return corvane::OTScenePublisher::shared()->tap(node) ? CORVANE_OK : CORVANE_ERROR_NOT_FOUND; });
+}
+
+corvane_status corvane_scroll(uint64_t node, double x, double y) {
+    return guarded([&] {
+        return corvane::OTScenePublisher::shared()->scroll(node, {x, y}) ? CORVANE_OK : CORVANE_ERROR_NOT_FOUND;
+    });
+}
+
+corvane_status corvane_load_banner(const char* location_id, double width, double height, int hides_when_not_available,
+                                   uint64_t* surface, double* banner_width, double* banner_height) {
+    return guarded([&] {
+        if (location_id == nullptr || surface == nullptr) return CORVANE_ERROR_NULL_ARGUMENT;
+        if (!std::isfinite(width) || !std::isfinite(height) || width < 0 || height < 0) {
+            return CORVANE_ERROR_INVALID_ARGUMENT;
+        }
+        const auto banner = corvane::OTScenePublisher::shared()->loadBanner(location_id, {width, height},
+                                                                            hides_when_not_available != 0);
+        *surface = banner.surface;
+        if (banner_width != nullptr) *banner_width = banner.size.width;
+        if (banner_height != nullptr) *banner_height = banner.size.height;
+        return CORVANE_OK;
+    });
+}
+
+corvane_status corvane_release_banner(uint64_t surface) {
+    return guarded(
+        [&] { return corvane::OTScenePublisher::shared()->releaseBanner(surface) ? CORVANE_OK : CORVANE_ERROR_NOT_FOUND; });
 }
 
 }  // extern "C"

@@ -21,6 +21,13 @@ public:
     virtual std::shared_ptr<OTDispatchQueue> queue(const std::string& label, bool concurrent = false) = 0;
     std::shared_ptr<OTDispatchQueue> backgroundQueue() { return queue(kBackgroundQueueLabel, true); }
 
+    // Whether the calling thread is the one main-queue work runs on.
+    virtual bool isMainThread() const = 0;
+    // Runs the main-queue work that is due now on the calling thread, when it is the main thread:
+    // a host without a run loop of the library's calls it from its own loop. Returns how many
+    // pieces of work ran.
+    virtual std::size_t drainMainQueue() = 0;
+
     // Drops pending work and stops worker threads; queues handed out stay valid but run nothing more.
     virtual void shutdown() = 0;
 };

@@ -1,7 +1,9 @@
 #include "OTCApiHost.h"
 
 #include <corvane/corvane_ostrel.h>
+#include <math.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 
 static void on_banners(void* user, const char* banners_json) {
@@ -12,6 +14,74 @@ static void on_banners(void* user, const char* banners_json) {
         strncpy(banners->text, banners_json, sizeof banners->text - 1);
         banners->text[sizeof banners->text - 1] = '\0';
     }
+}
+
+static void on_show(void* user, uint64_t surface, const char* surface_json) {
+    ot_capi_screen* screen = (ot_capi_screen*)user;
+    size_t length = strlen(surface_json);
+    char* copy = (char*)malloc(length + 1);
+    size_t i = 0;
+    screen->shows += 1;
+    if (copy == NULL) {
+        screen->overflowed = 1;
+        return;
+    }
+    memcpy(copy, surface_json, length + 1);
+    while (i < screen->count && screen->ids[i] != surface) ++i;
+    if (i == screen->count) {
+        if (screen->count == OT_CAPI_MAX_SURFACES) {
+            screen->overflowed = 1;
+            free(copy);
+            return;
+        }
+        screen->ids[i] = surface;
+        screen->texts[i] = NULL;
+        screen->count += 1;
+    }
+    free(screen->texts[i]);
+    screen->texts[i] = copy;
+}
+
+static void on_dismiss(void* user, uint64_t surface) {
+    ot_capi_screen* screen = (ot_capi_screen*)user;
+    size_t i = 0;
+    screen->dismisses += 1;
+    while (i < screen->count && screen->ids[i] != surface) ++i;
+    if (i == screen->count) return;
+    free(screen->texts[i]);
+    screen->count -= 1;
+    screen->ids[i] = screen->ids[screen->count];
+    screen->texts[i] = screen->texts[screen->count];
+}
+
+int ot_capi_present(ot_capi_screen* screen) {
+    corvane_presenter presenter;
+    presenter.user = screen;
+    presenter.show = on_show;
+    presenter.dismiss = on_dismiss;
+    return corvane_set_presenter(&presenter) == CORVANE_OK ? 0 : 1;
+}
+
+const char* ot_capi_surface(const ot_capi_screen* screen, uint64_t id) {
+    size_t i = 0;
+    for (; i < screen->count; ++i) {
+        if (screen->ids[i] == id) return screen->texts[i];
+    }
+    return NULL;
+}
+
+void ot_capi_forget(ot_capi_screen* screen) {
+    size_t i = 0;
+    corvane_set_presenter(NULL);
+    for (; i < screen->count; ++i) free(screen->texts[i]);
+    screen->count = 0;
+}
+
+int ot_capi_event(const char* group, const char* event_json) {
+    corvane_observer* observer = corvane_observer_get(group);
+    int status = corvane_observer_event(observer, event_json);
+    corvane_observer_release(observer);
+    return status;
 }
 
 /* One check: the call must give the status, or the check's number is returned. */
@@ -51,6 +121,21 @@ int ot_capi_bad_input(void) {
     deep[200] = '\0';
     CHECK(corvane_observer_event(observer, deep), CORVANE_ERROR_INVALID_JSON);
     CHECK(strcmp(corvane_sdk_version(), "") != 0, 1);
+    {
+        corvane_presenter no_show = {NULL, NULL, NULL};
+        uint64_t surface = 0;
+        CHECK(corvane_set_presenter(&no_show), CORVANE_ERROR_NULL_ARGUMENT);
+        CHECK(corvane_set_presenter(NULL), CORVANE_OK);
+        CHECK(corvane_tap(0), CORVANE_ERROR_NOT_FOUND);
+        CHECK(corvane_tap(UINT64_MAX), CORVANE_ERROR_NOT_FOUND);
+        CHECK(corvane_scroll(12345, 10, 0), CORVANE_ERROR_NOT_FOUND);
+        CHECK(corvane_load_banner(NULL, 390, 120, 0, &surface, NULL, NULL), CORVANE_ERROR_NULL_ARGUMENT);
+        CHECK(corvane_load_banner("home_top", 390, 120, 0, NULL, NULL, NULL), CORVANE_ERROR_NULL_ARGUMENT);
+        CHECK(corvane_load_banner("home_top", -1, 120, 0, &surface, NULL, NULL), CORVANE_ERROR_INVALID_ARGUMENT);
+        CHECK(corvane_load_banner("home_top", 390, NAN, 0, &surface, NULL, NULL),
+              CORVANE_ERROR_INVALID_ARGUMENT);
+        CHECK(corvane_release_banner(surface), CORVANE_ERROR_NOT_FOUND);
+    }
     corvane_observer_release(NULL);
     corvane_observer_release(observer);
     return 0;

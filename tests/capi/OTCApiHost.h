@@ -1,6 +1,9 @@
 #pragma once
 
 /* A host written in C11 against corvane_ostrel.h alone, driven by OTCApiTest. */
+#include <stddef.h>
+#include <stdint.h>
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -11,6 +14,26 @@ typedef struct ot_capi_banners {
     char text[4096];
     int was_null;
 } ot_capi_banners;
+
+/* What a host drawing for itself keeps: the surfaces shown now, each with its latest JSON. */
+#define OT_CAPI_MAX_SURFACES 8
+typedef struct ot_capi_screen {
+    int shows;
+    int dismisses;
+    int overflowed; /* a surface did not fit or a text could not be kept */
+    size_t count;
+    uint64_t ids[OT_CAPI_MAX_SURFACES];
+    char* texts[OT_CAPI_MAX_SURFACES];
+} ot_capi_screen;
+
+/* Installs a presenter that keeps `screen` up to date; 0 on success. */
+int ot_capi_present(ot_capi_screen* screen);
+/* The JSON of a shown surface, or NULL. */
+const char* ot_capi_surface(const ot_capi_screen* screen, uint64_t id);
+/* Stops presenting and frees what `screen` keeps. */
+void ot_capi_forget(ot_capi_screen* screen);
+/* Hands the engine of `group` an analytics event given as JSON; its status. */
+int ot_capi_event(const char* group, const char* event_json);
 
 /* Every refusal of bad input, checked in turn: 0 when each gave its documented status, otherwise
  * the number of the first check that did not. */

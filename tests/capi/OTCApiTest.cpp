@@ -1,11 +1,37 @@
 #include <gtest/gtest.h>
 
+#include <corvane/corvane_ostrel.h>
+
 #include <nlohmann/json.hpp>
+#include <regex>
 
 #include "capi/OTCApiHost.h"
+#include "platform/OTImageDiskCache.h"
+#include "platform/view/OTNavigationController.h"
+#include "platform/view/OTPageClassRegistry.h"
+#include "platform/view/OTWindow.h"
 #include "support/OTServerHarness.h"
 
 namespace corvane {
+
+using namespace std::chrono_literals;
+using nlohmann::json;
+
+namespace {
+// The node named `name` in a surface's tree, depth first.
+const json* findNamed(const json& node, const std::string& name) {
+    if (node.value("name", "") == name) return &node;
+    for (const auto& child : node["children"]) {
+        if (const auto* found = findNamed(child, name)) return found;
+    }
+    return nullptr;
+}
+
+json surfaceOf(const ot_capi_screen& screen, std::uint64_t id) {
+    const char* text = ot_capi_surface(&screen, id);
+    return text == nullptr ? json() : json::parse(text, nullptr, false);
+}
+}  // namespace
 
 TEST(OTCApi, BadInputGivesItsDocumentedStatusAndNeverBreaksTheLibrary) {
     OTTestEnvironment test;
@@ -33,6 +59,121 @@ TEST(OTCApi, ACHostStartsSendsEventsAndReceivesBannersFromTheDevServer) {
     ASSERT_TRUE(list.is_array()) << banners.text;
     ASSERT_FALSE(list.empty());
     EXPECT_EQ(list[0].value("locationId", ""), "home_top");
+}
+
+}  // namespace corvane
+
+namespace corvane {
+
+TEST(OTCApi, ACHostDrawsTheDialogAndTheBannerItIsGivenAndTapsThemBack) {
+    OTServerHarness h;
+    OTPageClassRegistry::shared()->registerPageClass({"DetailVC", {"id", "name"}, std::nullopt, std::nullopt});
+    const std::string group = "group.demo";
+    ASSERT_EQ(ot_capi_start(group.c_str(), (h.server.baseURL() + "/").c_str()), 0);
+    ASSERT_TRUE(h.waitForLog("in_app data:\n"));
+    ASSERT_TRUE(h.waitForLog("banner data:\n"));
+    const std::string picture = h.server.baseURL() + "/media/spring-sale.png";
+    ASSERT_TRUE(h.waitFor([&] { return OTImageDiskCache::cache()->containsImageDataForKey(picture); }));
+
+    // The host has no window: presenting gives it one, its stack starting at the main page.
+    ot_capi_screen screen{};
+    ASSERT_EQ(ot_capi_present(&screen), 0);
+    const auto windows = OTEnvironment::current()->uiHost().windows();
+    ASSERT_EQ(windows.size(), 1u);
+    const auto stack = std::static_pointer_cast<OTNavigationController>(windows[0]->rootViewController());
+    ASSERT_TRUE(stack->isNavigationController());
+    EXPECT_EQ(stack->topViewController()->className(), "HomeVC");
+    corvane_run_main_queue();
+    EXPECT_EQ(screen.shows, 0);
+
+    ASSERT_EQ(ot_capi_event(group.c_str(), R"({"source":0,"xwhat":"view_product","xwho":"u1","xcontext":{"price":150}})"),
+              CORVANE_OK);
+    h.test.scheduler().runUntilIdle();
+    h.test.scheduler().advance(400ms);  // the 0.2 s delay and the show animation
+    corvane_run_main_queue();
+    ASSERT_EQ(screen.count, 1u);
+    EXPECT_EQ(screen.shows, 1);
+    const auto dialogId = screen.ids[0];
+    const auto dialog = surfaceOf(screen, dialogId);
+    EXPECT_EQ(dialog["surface"], dialogId);
+    EXPECT_EQ(dialog["kind"], "dialog");
+    EXPECT_EQ(dialog["screen"], (json{{"width", 390}, {"height", 844}}));
+    EXPECT_EQ(dialog["root"]["id"], dialogId);
+    EXPECT_EQ(dialog["root"]["name"], "OTPopWindow");
+    EXPECT_EQ(dialog["root"]["frame"], (json{{"x", 0}, {"y", 0}, {"width", 390}, {"height", 844}}));
+    const auto* image = findNamed(dialog["root"], "imgView");
+    ASSERT_NE(image, nullptr);
+    EXPECT_EQ((*image)["role"], "image");
+    EXPECT_EQ((*image)["image"]["url"], picture);
+    EXPECT_EQ((*image)["image"]["width"], 600);
+    EXPECT_EQ((*image)["image"]["height"], 800);
+    EXPECT_EQ((*image)["actions"], (json{"tap"}));
+    const auto* close = findNamed(dialog["root"], "closeBtn");
+    ASSERT_NE(close, nullptr);
+    EXPECT_EQ((*close)["role"], "button");
+    EXPECT_EQ((*close)["actions"], (json{"touchUpInside"}));
+    const auto* background = findNamed(dialog["root"], "backgroundView");
+    ASSERT_NE(background, nullptr);
+    EXPECT_TRUE(std::regex_match((*background)["backgroundColor"].get<std::string>(), std::regex("#[0-9A-F]{8}")));
+
+    // Nothing changed, nothing is sent again.
+    corvane_run_main_queue();
+    EXPECT_EQ(screen.shows, 1);
+
+    // The host's tap closes the dialog, which is dismissed, and opens the campaign's page.
+    EXPECT_EQ(corvane_tap((*image)["id"].get<std::uint64_t>()), CORVANE_OK);
+    h.test.scheduler().advance(50ms);
+    corvane_run_main_queue();
+    EXPECT_EQ(screen.dismisses, 1);
+    EXPECT_EQ(screen.count, 0u);
+    EXPECT_EQ(corvane_tap((*image)["id"].get<std::uint64_t>()), CORVANE_ERROR_NOT_FOUND);
+    h.test.scheduler().advance(600ms);
+    corvane_run_main_queue();
+    ASSERT_EQ(stack->viewControllers().size(), 2u);
+    EXPECT_EQ(stack->topViewController()->className(), "DetailVC");
+
+    // A banner the host loads is a surface of its own until released.
+    std::uint64_t banner = 0;
+    double width = 0;
+    double height = 0;
+    ASSERT_EQ(corvane_load_banner("home_top", 390, 120, 0, &banner, &width, &height), CORVANE_OK);
+    EXPECT_GT(width, 0);
+    EXPECT_GT(height, 0);
+    h.test.scheduler().runUntilIdle();
+    corvane_run_main_queue();
+    ASSERT_EQ(screen.count, 1u);
+    const auto shown = surfaceOf(screen, banner);
+    EXPECT_EQ(shown["kind"], "banner");
+    EXPECT_EQ(shown["locationId"], "home_top");
+    EXPECT_EQ(shown["root"]["frame"], (json{{"x", 0}, {"y", 0}, {"width", 390}, {"height", 120}}));
+    ASSERT_FALSE(shown["root"]["children"].empty()) << shown.dump();
+    // No campaign banner is due yet: the location's default shows, its text and its picture.
+    const auto* text = findNamed(shown["root"], "textLbl");
+    ASSERT_NE(text, nullptr);
+    EXPECT_EQ((*text)["text"], "欢迎回来，看看今天的新品");
+    EXPECT_EQ((*text)["numberOfLines"], 0);
+    const auto* icon = findNamed(shown["root"], "icon");
+    ASSERT_NE(icon, nullptr);
+    EXPECT_EQ((*icon)["image"]["url"], h.server.baseURL() + "/media/default.png");
+    EXPECT_EQ((*icon)["image"]["contentMode"], "aspectFill");
+    EXPECT_EQ(corvane_scroll((*icon)["id"].get<std::uint64_t>(), 0, 10), CORVANE_ERROR_NOT_FOUND);
+
+    // A second presenter is shown what is on screen afresh.
+    ot_capi_screen second{};
+    ASSERT_EQ(ot_capi_present(&second), 0);
+    corvane_run_main_queue();
+    EXPECT_EQ(second.shows, 1);
+    EXPECT_EQ(surfaceOf(second, banner), shown);
+    EXPECT_EQ(screen.shows, 2);
+
+    EXPECT_EQ(corvane_release_banner(banner), CORVANE_OK);
+    EXPECT_EQ(corvane_release_banner(banner), CORVANE_ERROR_NOT_FOUND);
+    corvane_run_main_queue();
+    EXPECT_EQ(second.dismisses, 1);
+    EXPECT_EQ(second.count, 0u);
+    EXPECT_EQ(second.overflowed, 0);
+    ot_capi_forget(&second);
+    ot_capi_forget(&screen);
 }
 
 }  // namespace corvane

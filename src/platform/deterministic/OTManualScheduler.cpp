@@ -177,6 +177,21 @@ std::size_t OTManualScheduler::advance(OTClock::Duration by) {
 
 std::size_t OTManualScheduler::runUntilIdle() { return advance(OTClock::Duration(0)); }
 
+bool OTManualScheduler::isMainThread() const { return std::this_thread::get_id() == driver_; }
+
+std::size_t OTManualScheduler::drainMainQueue() {
+    if (!isMainThread()) return 0;
+    const auto* lane = static_cast<const Lane*>(mainQueue().get());
+    std::size_t ran = 0;
+    while (ran < kMaxItemsPerDrain) {
+        auto due = takeDue(clock_->now(), lane);
+        if (!due) break;
+        run(due->second);
+        ++ran;
+    }
+    return ran;
+}
+
 bool OTManualScheduler::runUntil(const std::function<bool()>& done, std::chrono::milliseconds realTimeout) {
     const auto deadline = std::chrono::steady_clock::now() + realTimeout;
     for (;;) {

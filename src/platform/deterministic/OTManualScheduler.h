@@ -36,6 +36,10 @@ public:
     std::size_t advance(OTClock::Duration by);
     // Runs everything due now, without moving the clock.
     std::size_t runUntilIdle();
+    // The driving thread.
+    bool isMainThread() const override;
+    // Runs the main queue's work due now, the other queues' left waiting.
+    std::size_t drainMainQueue() override;
     // Runs due work and waits (in real time, up to `realTimeout`) for work from other threads until
     // `done` holds, testing it after each piece of work and every 10 ms. Virtual time does not
     // move. Returns whether `done` held.

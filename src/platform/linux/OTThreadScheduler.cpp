@@ -202,6 +202,11 @@ bool OTThreadScheduler::runMainLoopUntil(const std::function<bool()>& done, std:
     return lane->runUntil(done, std::chrono::steady_clock::now() + timeout);
 }
 
-std::size_t OTThreadScheduler::drainMainQueue() { return std::static_pointer_cast<Lane>(mainQueue())->drain(); }
+bool OTThreadScheduler::isMainThread() const { return std::this_thread::get_id() == mainThread_; }
+
+std::size_t OTThreadScheduler::drainMainQueue() {
+    if (!isMainThread()) return 0;
+    return std::static_pointer_cast<Lane>(mainQueue())->drain();
+}
 
 }  // namespace corvane

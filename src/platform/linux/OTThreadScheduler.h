@@ -27,8 +27,8 @@ public:
     // holds or `timeout` passes, testing `done` after each piece of work and every 10 ms.
     // Returns whether `done` held.
     bool runMainLoopUntil(const std::function<bool()>& done, std::chrono::milliseconds timeout);
-    // Runs the main-queue work that is due now, then returns.
-    std::size_t drainMainQueue();
+    bool isMainThread() const override;
+    std::size_t drainMainQueue() override;
 
 private:
     class Lane;

@@ -44,6 +44,7 @@ OTPoint OTSceneNode::center() const {
 
 void OTSceneNode::setCenter(const OTPoint& center) {
     frame_.origin = {center.x - frame_.size.width / 2, center.y - frame_.size.height / 2};
+    changed();
 }
 
 OTRect OTSceneNode::absoluteFrame() const {
@@ -60,6 +61,7 @@ void OTSceneNode::addSubview(const std::shared_ptr<OTSceneNode>& child) {
     child->removeFromSuperview();
     child->parent_ = weak_from_this();
     children_.push_back(child);
+    changed();
 }
 
 std::shared_ptr<OTSceneNode> OTSceneNode::makeCell(Role role, const OTRect& frame) {
@@ -87,6 +89,7 @@ void OTSceneNode::removeFromSuperview() {
     parent_.reset();
     if (!parent) return;
     std::erase_if(parent->children_, [this](const auto& node) { return node.get() == this; });
+    changed();
 }
 
 std::shared_ptr<OTSceneNode> OTSceneNode::findByName(const std::string& name) {
@@ -118,12 +121,22 @@ bool OTSceneNode::isVisible() const {
 }
 
 void OTSceneNode::addAction(const std::string& event, Action action) {
-    if (action) actions_[event].push_back(std::move(action));
+    if (!action) return;
+    actions_[event].push_back(std::move(action));
+    changed();
 }
 
 bool OTSceneNode::hasAction(const std::string& event) const {
     const auto it = actions_.find(event);
     return it != actions_.end() && !it->second.empty();
+}
+
+std::vector<std::string> OTSceneNode::actionEvents() const {
+    std::vector<std::string> events;
+    for (const auto& [event, actions] : actions_) {
+        if (!actions.empty()) events.push_back(event);
+    }
+    return events;
 }
 
 bool OTSceneNode::sendActions(const std::string& event) {
@@ -154,6 +167,7 @@ bool OTSceneNode::setImageNamed(const std::string& name) {
     if (!image) return false;
     imageResource_ = fileName;
     imageSize_ = image->size();
+    changed();
     return true;
 }
 
@@ -163,6 +177,7 @@ void OTSceneNode::applyCampaignStyle(const std::optional<std::string>& text, con
     if (color) textColor_ = color;
     if (backgroundColor) backgroundColor_ = backgroundColor;
     if (size > 0) setFont(kCampaignFontName, size);
+    changed();
 }
 
 void OTSceneNode::ot_setImageWithURL(const std::optional<std::string>& url, std::function<void()> completion) {
