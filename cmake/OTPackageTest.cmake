@@ -37,6 +37,17 @@ run(${CMAKE_COMMAND} -E env OT_SANDBOX=${OT_WORK_DIR}/sandbox ${OT_WORK_DIR}/hos
 if(NOT out MATCHES "CorvaneOstrel [0-9]+\\.[0-9]+\\.[0-9]+: 2 events handed over")
   message(FATAL_ERROR "unexpected output: ${out}")
 endif()
+# Against the dev server the host draws the welcome dialog with its own renderer and presses its
+# first button, which closes it.
+run(${CMAKE_COMMAND} -E env OT_SANDBOX=${OT_WORK_DIR}/served ${OT_BUILD_DIR}/otserver --
+    ${OT_WORK_DIR}/host/example_host {url})
+set(drawn "dialog ([0-9]+):\n  Welcome\n  New arrivals every week.\n  \\[Later\\]\n  \\[Show me\\]\npressed \\[Later\\]\n")
+if(NOT out MATCHES "${drawn}")
+  message(FATAL_ERROR "the example host did not draw the dialog: ${out}")
+endif()
+if(NOT out MATCHES "dialog ${CMAKE_MATCH_1} dismissed\nCorvaneOstrel [^\n]*: [0-9]+ events handed over")
+  message(FATAL_ERROR "the example host did not close the dialog: ${out}")
+endif()
 
 # pkg-config sees the same package, wherever the prefix is.
 find_program(PKG_CONFIG pkg-config REQUIRED)

@@ -123,8 +123,9 @@ typedef struct corvane_presenter {
 
 /* Installs the presenter (copied; NULL stops presenting), which is then shown every surface
  * afresh at the next corvane_run_main_queue. A host that has no window of the library's gets one,
- * over which dialogs show, its page stack starting at the configured main page.
- * CORVANE_ERROR_NULL_ARGUMENT when `show` is NULL. */
+ * over which dialogs show: its page stack starts at the main page, which appears at once, so set
+ * the presenter after corvane_start. CORVANE_ERROR_NULL_ARGUMENT when `show` is NULL. Main
+ * thread. */
 corvane_status corvane_set_presenter(const corvane_presenter* presenter);
 /* A tap on a shown node: what its "touchUpInside" actions, else its "tap" actions, do.
  * CORVANE_ERROR_NOT_FOUND when the node is not shown or ignores touches. Main thread. */

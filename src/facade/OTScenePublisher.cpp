@@ -38,6 +38,8 @@ void OTScenePublisher::ensureWindow() {
     const auto mainPage = configuration ? configuration->mainPage() : std::nullopt;
     auto root = std::make_shared<OTViewController>(mainPage.value_or("UIViewController"));
     host->setWindows({std::make_shared<OTWindow>(OTNavigationController::withRoot(root))});
+    // As in a launching app, the first page appears: the main page's first view is known then.
+    root->viewDidAppear(true);
 }
 
 std::uint64_t OTScenePublisher::idOf(const std::shared_ptr<OTSceneNode>& node) {

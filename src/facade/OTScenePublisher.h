@@ -35,7 +35,8 @@ public:
     static std::shared_ptr<OTScenePublisher> shared();
 
     // A new presenter is shown every surface afresh; none stops publishing. A host with no window
-    // gets one, over which dialogs can show, whose page stack starts at the configured main page.
+    // gets one, over which dialogs can show, whose page stack starts at the configured main page
+    // (when started already), which appears at once.
     void setPresenter(std::optional<Presenter> presenter);
     // Calls the presenter for what changed; cheap when nothing did. Main thread.
     void publish();

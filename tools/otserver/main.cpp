@@ -1,17 +1,48 @@
 // otserver: the development server of CorvaneOstrel, serving the campaigns of a folder.
 #include <CLI/CLI.hpp>
 
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <iostream>
+#include <string>
+#include <vector>
 
 #include "OTDevServer.h"
 
 namespace {
 volatile std::sig_atomic_t gStop = 0;
 void onSignal(int) { gStop = 1; }
+
+// Runs `command` with each "{url}" replaced by `url` and waits for it: its exit status, 128 and
+// the signal's number when a signal ended it, or 127 when it could not start.
+int runCommand(std::vector<std::string> command, const std::string& url) {
+    for (auto& argument : command) {
+        for (auto at = argument.find("{url}"); at != std::string::npos; at = argument.find("{url}", at + url.size())) {
+            argument.replace(at, 5, url);
+        }
+    }
+    std::vector<char*> argv;
+    for (auto& argument : command) argv.push_back(argument.data());
+    argv.push_back(nullptr);
+    std::cout.flush();
+    const pid_t child = fork();
+    if (child < 0) return 127;
+    if (child == 0) {
+        execvp(argv[0], argv.data());
+        std::perror(argv[0]);
+        _exit(127);
+    }
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0) {
+        if (errno != EINTR) return 127;
+    }
+    if (WIFSIGNALED(status)) return 128 + WTERMSIG(status);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 127;
+}
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -20,13 +51,17 @@ int main(int argc, char** argv) {
         "Answers every endpoint the library calls (POST, JSON bodies, {\"code\": 0, ...} answers), issues a\n"
         "token at each login (answers 10001 to unknown tokens), and serves the campaigns of a folder:\n"
         "  in_app/*.json, subscribe/*.json, banners/*.json, default_banners/*.json  (one object per file,\n"
-        "  served in file-name order as the endpoint's \"data\" list), rule.json (the login answer's \"rule\")."};
+        "  served in file-name order as the endpoint's \"data\" list), rule.json (the login answer's \"rule\").\n"
+        "Given a command after --, runs it against the server and stops with its exit status:\n"
+        "  otserver -- ./example_host {url}"};
     std::string campaigns = OT_DEFAULT_CAMPAIGNS;
     std::string host = "127.0.0.1";
     int port = 0;
     app.add_option("--campaigns", campaigns, "campaign folder")->capture_default_str();
     app.add_option("--host", host, "address to listen on")->capture_default_str();
     app.add_option("--port", port, "port to listen on; 0 lets the system choose")->capture_default_str();
+    std::vector<std::string> command;
+    app.add_option("command", command, "program to run against the server; {url} in it becomes the server's address");
     CLI11_PARSE(app, argc, argv);
 
     corvane::OTDevServer server({campaigns, host, port});
@@ -35,6 +70,11 @@ int main(int argc, char** argv) {
         return 1;
     }
     std::cout << server.baseURL() << std::endl;
+    if (!command.empty()) {
+        const int status = runCommand(std::move(command), server.baseURL() + "/");
+        server.stop();
+        return status;
+    }
     std::signal(SIGINT, onSignal);
     std::signal(SIGTERM, onSignal);
     while (!gStop) pause();
