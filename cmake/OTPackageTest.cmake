@@ -21,7 +21,8 @@ foreach(path IN LISTS installed)
     message(FATAL_ERROR "installed outside the prefix: ${path}")
   endif()
 endforeach()
-foreach(expected include/corvane/CorvaneOtManager.h include/corvane/CorvaneBannerConfig.h
+foreach(expected include/corvane/CorvaneOtManager.h include/corvane/CorvaneBannerConfig.h include/corvane/corvane_ostrel.h
+                 lib/libcorvane_ostrel.a lib/libcorvane_ostrel.so
                  share/corvane-ostrel/CorvaneOstrel.bundle lib/pkgconfig/corvane-ostrel.pc
                  lib/cmake/CorvaneOstrel/CorvaneOstrelConfig.cmake
                  lib/cmake/CorvaneOstrel/CorvaneOstrelConfigVersion.cmake)
@@ -47,6 +48,22 @@ if(NOT out MATCHES "${drawn}")
 endif()
 if(NOT out MATCHES "dialog ${CMAKE_MATCH_1} dismissed\nCorvaneOstrel [^\n]*: [0-9]+ events handed over")
   message(FATAL_ERROR "the example host did not close the dialog: ${out}")
+endif()
+
+# The same host linked against the shared library, which it then loads from the prefix.
+run(${CMAKE_COMMAND} -S ${OT_SOURCE_DIR}/examples/host -B ${OT_WORK_DIR}/shared-host -G Ninja
+    -DCMAKE_PREFIX_PATH=${stage} -DCMAKE_BUILD_TYPE=Release -DEXAMPLE_HOST_SHARED=ON)
+run(${CMAKE_COMMAND} --build ${OT_WORK_DIR}/shared-host)
+file(GET_RUNTIME_DEPENDENCIES EXECUTABLES ${OT_WORK_DIR}/shared-host/example_host
+     RESOLVED_DEPENDENCIES_VAR loaded UNRESOLVED_DEPENDENCIES_VAR missing POST_INCLUDE_REGEXES corvane_ostrel
+     POST_EXCLUDE_REGEXES ".*")
+list(FILTER loaded INCLUDE REGEX "libcorvane_ostrel\\.so")
+if(NOT loaded MATCHES "^${stage}/lib/libcorvane_ostrel\\.so")
+  message(FATAL_ERROR "the shared host does not load the staged library: ${loaded} (missing: ${missing})")
+endif()
+run(${CMAKE_COMMAND} -E env OT_SANDBOX=${OT_WORK_DIR}/shared-sandbox ${OT_WORK_DIR}/shared-host/example_host)
+if(NOT out MATCHES ": 2 events handed over")
+  message(FATAL_ERROR "unexpected output from the shared host: ${out}")
 endif()
 
 # pkg-config sees the same package, wherever the prefix is.

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build needs (when missing), then configures and builds one preset:
-# all of it, or only the targets named (and what they need).
+# all of it, or only the targets named (and what they need) without the tests and benchmarks.
 # Usage: scripts/setup.sh [debug|release|asan|tsan|clang] [target ...]
 set -euo pipefail
 preset="${1:-debug}"
@@ -12,10 +12,13 @@ root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 # shellcheck source=packages.sh
 . "$root/scripts/packages.sh"
 ensure_packages g++ cmake ninja-build pkg-config ccache \
-  libcurl4-openssl-dev nlohmann-json3-dev libssl-dev \
-  libcpp-httplib-dev libcli11-dev libgtest-dev libgmock-dev libbenchmark-dev
+  libcurl4-openssl-dev nlohmann-json3-dev libssl-dev libcpp-httplib-dev libcli11-dev
 [ "$preset" != clang ] || ensure_packages clang libclang-rt-14-dev
+# The tests and benchmarks (and what they need) only for a whole build: the demo goes without.
+suite=ON
+[ "$#" -eq 0 ] || suite=OFF
+[ "$suite" = OFF ] || ensure_packages libgtest-dev libgmock-dev libbenchmark-dev
 
 cd "$root"
-cmake --preset "$preset" >/dev/null
+cmake --preset "$preset" -DOT_BUILD_TESTS="$suite" -DOT_BUILD_BENCHMARKS="$suite" >/dev/null
 cmake --build --preset "$preset" -j "$(nproc)" "${targets[@]}"

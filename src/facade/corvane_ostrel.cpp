@@ -247,7 +247,8 @@ corvane_status corvane_set_presenter(const corvane_presenter* presenter) {
 }
 
 corvane_status corvane_tap(uint64_t node) {
-    return guarded([&] { return corvane::OTScenePublisher::shared()->tap(node) ? CORVANE_OK : CORVANE_ERROR_NOT_FOUND; });
+    return guarded(
+        [&] { return corvane::OTScenePublisher::shared()->tap(node) ? CORVANE_OK : CORVANE_ERROR_NOT_FOUND; });
 }
 
 corvane_status corvane_scroll(uint64_t node, double x, double y) {
@@ -273,8 +274,9 @@ corvane_status corvane_load_banner(const char* location_id, double width, double
 }
 
 corvane_status corvane_release_banner(uint64_t surface) {
-    return guarded(
-        [&] { return corvane::OTScenePublisher::shared()->releaseBanner(surface) ? CORVANE_OK : CORVANE_ERROR_NOT_FOUND; });
+    return guarded([&] {
+        return corvane::OTScenePublisher::shared()->releaseBanner(surface) ? CORVANE_OK : CORVANE_ERROR_NOT_FOUND;
+    });
 }
 
 }  // extern "C"

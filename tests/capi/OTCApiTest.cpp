@@ -86,8 +86,9 @@ TEST(OTCApi, ACHostDrawsTheDialogAndTheBannerItIsGivenAndTapsThemBack) {
     corvane_run_main_queue();
     EXPECT_EQ(screen.shows, 0);
 
-    ASSERT_EQ(ot_capi_event(group.c_str(), R"({"source":0,"xwhat":"view_product","xwho":"u1","xcontext":{"price":150}})"),
-              CORVANE_OK);
+    ASSERT_EQ(
+        ot_capi_event(group.c_str(), R"({"source":0,"xwhat":"view_product","xwho":"u1","xcontext":{"price":150}})"),
+        CORVANE_OK);
     h.test.scheduler().runUntilIdle();
     h.test.scheduler().advance(400ms);  // the 0.2 s delay and the show animation
     corvane_run_main_queue();

@@ -19,8 +19,9 @@ struct Screen {
     std::vector<std::uint64_t> dismisses;
 
     OTScenePublisher::Presenter presenter() {
-        return {[this](std::uint64_t surface, const std::string& text) { shows.emplace_back(surface, json::parse(text)); },
-                [this](std::uint64_t surface) { dismisses.push_back(surface); }};
+        return {
+            [this](std::uint64_t surface, const std::string& text) { shows.emplace_back(surface, json::parse(text)); },
+            [this](std::uint64_t surface) { dismisses.push_back(surface); }};
     }
 };
 }  // namespace
@@ -66,8 +67,7 @@ TEST(OTScenePublisher, SendsOnlyWhatChangedKeepsIdsAndTakesTouchesOnlyOnShownNod
     EXPECT_EQ(drawnButton["text"], "Go");
     EXPECT_EQ(drawnButton["font"], (json{{"name", ""}, {"size", 17}}));
     EXPECT_EQ(drawnList["contentSize"], (json{{"width", 600}, {"height", 60}}));
-    EXPECT_EQ(drawnList["actions"],
-              (json{"didEndDecelerating", "didEndDragging", "didScroll", "willBeginDragging"}));
+    EXPECT_EQ(drawnList["actions"], (json{"didEndDecelerating", "didEndDragging", "didScroll", "willBeginDragging"}));
     const auto buttonId = drawnButton["id"].get<std::uint64_t>();
     const auto listId = drawnList["id"].get<std::uint64_t>();
 

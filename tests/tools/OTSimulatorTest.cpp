@@ -15,9 +15,10 @@ namespace corvane {
 using nlohmann::json;
 
 namespace {
-// Runs the otsim program with `arguments` and reads its JSON lines.
-std::vector<json> runSimulator(const std::string& arguments) {
-    const std::string command = std::string(OTSIM_PATH) + " --json " + arguments + " 2>/dev/null";
+// Runs the otsim program with `arguments` (after `environment`, variables to set) and reads its
+// JSON lines.
+std::vector<json> runSimulator(const std::string& arguments, const std::string& environment = "") {
+    const std::string command = environment + " " + std::string(OTSIM_PATH) + " --json " + arguments + " 2>/dev/null";
     std::vector<json> observations;
     FILE* pipe = ::popen(command.c_str(), "r");
     if (pipe == nullptr) return observations;
@@ -34,11 +35,11 @@ std::vector<json> runSimulator(const std::string& arguments) {
 }
 
 // Writes `lines` as a scenario file in the test's folder and runs it with `options`.
-std::vector<json> runScenario(const OTTestEnvironment& test, const std::string& lines,
-                              const std::string& options = "") {
+std::vector<json> runScenario(const OTTestEnvironment& test, const std::string& lines, const std::string& options = "",
+                              const std::string& environment = "") {
     const auto scenario = test.root() / "scenario.jsonl";
     std::ofstream(scenario) << lines;
-    return runSimulator(options + " " + scenario.string());
+    return runSimulator(options + " " + scenario.string(), environment);
 }
 
 std::vector<json> ofType(const std::vector<json>& observations, const std::string& type) {
@@ -384,6 +385,59 @@ TEST(OTSimulator, TheTagBallIsDraggedTappedAndTheNamingScreenSubmitsOnce) {
     EXPECT_NE(text.find("提交成功"), std::string::npos);
     EXPECT_NE(text.find("添加别名"), std::string::npos);
     EXPECT_NE(text.find("data:image/png;base64,"), std::string::npos);
+}
+
+}  // namespace corvane
+
+namespace corvane {
+
+TEST(OTSimulator, PngPicturesAreDrawnByChromiumWhenItIsThereAndOtherwiseTheRunSaysSo) {
+    OTTestEnvironment test;
+    const std::string scenario =
+        R"({"action":"app","tabs":[["HomeVC"]]}
+{"action":"observe","group":"group.demo"}
+{"action":"profile","profile":{"xwho":"u1","calibration_time":0}}
+{"action":"start","config":{"appKey":"demo-key","mainPage":"HomeVC"}}
+{"action":"waitFor","type":"request","path":"/push/sdk/in_app","timeout":5}
+{"action":"event","event":{"source":0,"xwhat":"$pageview","xwho":"u1","xcontext":{"$url":"HomeVC"}}}
+{"action":"waitFor","type":"dialog","timeout":5}
+)";
+    // A stand-in browser: it notes how it was asked and draws a picture's signature.
+    const auto browser = test.root() / "chromium";
+    const auto calls = test.root() / "calls.txt";
+    std::ofstream(browser)
+        << "#!/bin/sh\n"
+           "for a in \"$@\"; do case \"$a\" in --screenshot=*) out=\"${a#--screenshot=}\";; esac; done\n"
+           "echo \"$@\" >> "
+        << calls.string()
+        << "\n"
+           "printf '\\211PNG\\r\\n' > \"$out\"\n";
+    std::filesystem::permissions(browser, std::filesystem::perms::owner_all);
+    const auto pictures = test.root() / "png";
+    const auto drawn = runScenario(test, scenario, "--png " + pictures.string(), "OT_CHROMIUM=" + browser.string());
+    const auto pngs = ofType(drawn, "png");
+    ASSERT_EQ(pngs.size(), 1u) << json(drawn).dump();
+    const std::filesystem::path picture = pngs[0]["file"].get<std::string>();
+    EXPECT_EQ(picture, pictures / "dialog-1-103.png");
+    EXPECT_TRUE(std::filesystem::is_regular_file(pictures / "dialog-1-103.html")) << "the page goes beside it";
+    std::ifstream drawnPicture(picture, std::ios::binary);
+    std::string signature(4, '\0');
+    drawnPicture.read(signature.data(), 4);
+    EXPECT_EQ(signature, "\211PNG");
+    std::ifstream callLog(calls);
+    std::string call;
+    ASSERT_TRUE(std::getline(callLog, call));
+    EXPECT_NE(call.find("--headless"), std::string::npos) << call;
+    EXPECT_NE(call.find("--window-size=390,844"), std::string::npos) << call;
+    EXPECT_NE(call.find("file://" + (pictures / "dialog-1-103.html").string()), std::string::npos) << call;
+    EXPECT_FALSE(std::getline(callLog, call)) << "one page, one call";
+
+    const auto skipped = runScenario(test, scenario, "--png " + (test.root() / "none").string(),
+                                     "OT_CHROMIUM=" + (test.root() / "no-such-browser").string());
+    const auto notes = ofType(skipped, "png");
+    ASSERT_EQ(notes.size(), 1u);
+    EXPECT_EQ(notes[0]["problem"], "chromium is not installed (Debian package chromium): no PNG pictures");
+    EXPECT_EQ(ofType(skipped, "dialog").size(), 1u) << "the run itself goes on";
 }
 
 }  // namespace corvane

@@ -14,6 +14,7 @@
 #include "OTSimulatorIdentity.h"
 #include "OTSimulatorLoad.h"
 #include "OTSimulatorPresenter.h"
+#include "OTSimulatorScreenshots.h"
 #include "OTSimulatorTagging.h"
 #include "OTSimulatorTranscript.h"
 #include "core/OTSDKManager.h"
@@ -149,6 +150,7 @@ bool OTSimulator::run(const std::string& scenario) {
     for (std::size_t number = 1; std::getline(lines, line); ++number) step(number, line);
     pump(kSettle);
     observe(finalState());
+    writePictures();
     tearDown();
     return true;
 }
@@ -491,6 +493,15 @@ void OTSimulator::writeSnapshot(const std::string& campaign) {
     std::ofstream(file) << OTHTMLRenderer::render(window_->scene(), {device.screenWidth, device.screenHeight},
                                                   "dialog " + campaign, assets_ ? assets_->source() : nullptr);
     observe({{"type", "snapshot"}, {"campaign", campaign}, {"file", file.string()}});
+}
+
+void OTSimulator::writePictures() {
+    if (!options_.pngDirectory || !options_.htmlDirectory) return;
+    const auto& device = environment_->device();
+    const auto result = OTSimulatorScreenshots::render(*options_.htmlDirectory, *options_.pngDirectory,
+                                                       {device.screenWidth, device.screenHeight});
+    for (const auto& file : result.written) observe({{"type", "png"}, {"file", file.string()}});
+    for (const auto& problem : result.problems) observe({{"type", "png"}, {"problem", problem}});
 }
 
 std::size_t OTSimulator::storedEvents(const char* fileName) const {

@@ -43,6 +43,8 @@ public:
         std::optional<std::string> serverURL;  // the embedded dev server when absent
         bool json = false;
         std::optional<std::filesystem::path> htmlDirectory;
+        // Each page of htmlDirectory drawn as a PNG picture here, at the end of the run.
+        std::optional<std::filesystem::path> pngDirectory;
         std::int64_t logLevel = 0;
         // Every message of the library's logger, whatever the console level, is observed.
         bool log = false;
@@ -103,6 +105,7 @@ private:
     void dialogShown(const std::shared_ptr<const OTWindowData>& data);
     void dialogReacted(const std::shared_ptr<const OTWindowData>& data, std::int64_t type);
     void writeSnapshot(const std::string& campaign);
+    void writePictures();
     nlohmann::json finalState();
     // The length of an offline queue as stored on disk, which a flush leaves empty while the
     // queue in memory keeps what was re-sent.

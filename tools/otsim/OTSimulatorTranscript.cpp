@@ -86,6 +86,9 @@ void OTSimulatorTranscript::print(std::ostream& out, const json& o) {
         out << at << "  !! line " << o["line"] << ": " << text(o["message"]) << "\n";
     } else if (type == "snapshot") {
         out << at << "  snapshot " << text(o["file"]) << "\n";
+    } else if (type == "png") {
+        if (o.contains("file")) out << at << "  png " << text(o["file"]) << "\n";
+        else out << at << "  png: " << text(o["problem"]) << "\n";
     } else if (type == "state") {
         out << "\n"
             << at << "  state: daily dialogs " << o["dailyPopWindowCount"] << ", offline queues in memory "

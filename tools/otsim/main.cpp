@@ -17,6 +17,7 @@ int main(int argc, char** argv) {
     std::string campaigns = OT_DEFAULT_CAMPAIGNS;
     std::string server;
     std::string html;
+    std::string png;
     bool json = false;
     bool log = false;
     bool console = false;
@@ -31,6 +32,9 @@ int main(int argc, char** argv) {
                  "show the library's console (its own prints and log banners) on standard error; otherwise it "
                  "goes to console.log in the sandbox");
     app.add_option("--html", html, "write an HTML snapshot of each dialog and banner shown into this folder");
+    app.add_option("--png", png,
+                   "draw each snapshot as a PNG picture into this folder with headless Chromium (Debian package "
+                   "chromium), when installed; the pages go there too unless --html is given");
     app.add_option("--log-level", logLevel, "library console level: 0 none, 1 all but data, 3/4/5 one level, 6 all")
         ->capture_default_str();
     CLI11_PARSE(app, argc, argv);
@@ -56,6 +60,10 @@ int main(int argc, char** argv) {
     options.log = log;
     options.console = console;
     if (!html.empty()) options.htmlDirectory = html;
+    if (!png.empty()) {
+        options.pngDirectory = png;
+        if (html.empty()) options.htmlDirectory = png;
+    }
     options.logLevel = logLevel;
     corvane::OTSimulator simulator(options, std::cout);
     return simulator.run(text) ? 0 : 1;

@@ -77,7 +77,8 @@ void addContent(const OTSceneNode& node, json& out) {
         if (node.imageURL()) image["url"] = *node.imageURL();
         if (node.imageResource()) {
             // A host reads the library's own pictures straight from the installed bundle.
-            if (const auto bundle = OTResourceBundle::path()) image["file"] = (*bundle / *node.imageResource()).string();
+            if (const auto bundle = OTResourceBundle::path())
+                image["file"] = (*bundle / *node.imageResource()).string();
         }
         if (const auto& size = node.imageSize()) {
             image["width"] = size->width;

@@ -1,0 +1,117 @@
+#include "OTSimulatorScreenshots.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cmath>
+#include <cstdlib>
+#include <string_view>
+#include <thread>
+
+namespace corvane {
+
+namespace fs = std::filesystem;
+
+namespace {
+// A page that takes longer than this hangs the browser: it is stopped and the page skipped.
+constexpr auto kPageLimit = std::chrono::seconds(60);
+
+bool isProgram(const fs::path& path) {
+    std::error_code ec;
+    return fs::is_regular_file(path, ec) && ::access(path.c_str(), X_OK) == 0;
+}
+
+// Runs `arguments` with its output discarded; the exit status, or nothing when it could not start
+// or ran past the limit.
+std::optional<int> runQuietly(std::vector<std::string> arguments) {
+    std::vector<char*> argv;
+    for (auto& argument : arguments) argv.push_back(argument.data());
+    argv.push_back(nullptr);
+    const pid_t child = ::fork();
+    if (child < 0) return std::nullopt;
+    if (child == 0) {
+        const int null = ::open("/dev/null", O_RDWR);
+        if (null >= 0) {
+            ::dup2(null, STDIN_FILENO);
+            ::dup2(null, STDOUT_FILENO);
+            ::dup2(null, STDERR_FILENO);
+        }
+        ::execv(argv[0], argv.data());
+        ::_exit(127);
+    }
+    const auto deadline = std::chrono::steady_clock::now() + kPageLimit;
+    int status = 0;
+    for (;;) {
+        const pid_t done = ::waitpid(child, &status, WNOHANG);
+        if (done == child) break;
+        if (done < 0 && errno != EINTR) return std::nullopt;
+        if (std::chrono::steady_clock::now() >= deadline) {
+            ::kill(child, SIGKILL);
+            ::waitpid(child, &status, 0);
+            return std::nullopt;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    if (!WIFEXITED(status)) return std::nullopt;
+    return WEXITSTATUS(status);
+}
+}  // namespace
+
+std::optional<fs::path> OTSimulatorScreenshots::findBrowser() {
+    if (const char* chosen = std::getenv("OT_CHROMIUM"); chosen != nullptr && *chosen != '\0') {
+        return isProgram(chosen) ? std::optional<fs::path>(chosen) : std::nullopt;
+    }
+    const char* path = std::getenv("PATH");
+    std::string_view folders = path != nullptr ? path : "/usr/bin:/bin";
+    for (const char* name : {"chromium", "chromium-browser"}) {
+        for (std::size_t start = 0; start <= folders.size();) {
+            const auto end = std::min(folders.find(':', start), folders.size());
+            const auto folder = folders.substr(start, end - start);
+            if (!folder.empty() && isProgram(fs::path(folder) / name)) return fs::path(folder) / name;
+            start = end + 1;
+        }
+    }
+    return std::nullopt;
+}
+
+OTSimulatorScreenshots::Result OTSimulatorScreenshots::render(const fs::path& pages, const fs::path& pictures,
+                                                              const OTSize& screen) {
+    Result result;
+    const auto browser = findBrowser();
+    if (!browser) {
+        result.problems.push_back("chromium is not installed (Debian package chromium): no PNG pictures");
+        return result;
+    }
+    std::error_code ec;
+    std::vector<fs::path> files;
+    for (const auto& entry : fs::directory_iterator(pages, ec)) {
+        if (entry.path().extension() == ".html") files.push_back(entry.path());
+    }
+    std::sort(files.begin(), files.end());
+    fs::create_directories(pictures, ec);
+    // A profile of its own, so that a browser the user has open is neither used nor disturbed.
+    const auto profile = fs::temp_directory_path(ec) / ("otsim-chromium-" + std::to_string(::getpid()));
+    const auto size = std::to_string(std::lround(screen.width)) + "," + std::to_string(std::lround(screen.height));
+    for (const auto& page : files) {
+        const auto picture = pictures / page.filename().replace_extension(".png");
+        fs::remove(picture, ec);
+        const auto status = runQuietly({browser->string(), "--headless", "--disable-gpu", "--no-sandbox",
+                                        "--hide-scrollbars", "--user-data-dir=" + profile.string(),
+                                        "--window-size=" + size, "--screenshot=" + picture.string(),
+                                        "file://" + fs::absolute(page, ec).string()});
+        if (status == 0 && fs::is_regular_file(picture, ec)) {
+            result.written.push_back(picture);
+        } else {
+            result.problems.push_back("chromium drew no picture of " + page.filename().string());
+        }
+    }
+    fs::remove_all(profile, ec);
+    return result;
+}
+
+}  // namespace corvane
