@@ -11,6 +11,7 @@
  *   CORVANE_ERROR_INVALID_ARGUMENT  the JSON parses but is not the kind asked for (an object), or
  *                                   a size is negative or not finite;
  *   CORVANE_ERROR_NOT_FOUND         the node or banner named is not shown (any more);
+ *   CORVANE_ERROR_WRONG_THREAD      a call that belongs to the main thread came from another;
  *   CORVANE_ERROR_INTERNAL          the library failed inside; it logged why.
  *
  *   corvane_observer* observer = corvane_observer_get("group.com.example.app");
@@ -34,7 +35,8 @@ typedef enum corvane_status {
     CORVANE_ERROR_INVALID_JSON = 2,
     CORVANE_ERROR_INVALID_ARGUMENT = 3,
     CORVANE_ERROR_INTERNAL = 4,
-    CORVANE_ERROR_NOT_FOUND = 5
+    CORVANE_ERROR_NOT_FOUND = 5,
+    CORVANE_ERROR_WRONG_THREAD = 6
 } corvane_status;
 
 /* The engine as the host's analytics SDK sees it. */
@@ -89,7 +91,8 @@ corvane_status corvane_get_banner(const char* location_id, corvane_banner_callba
  * The library's main-thread work (dialogs, banners, navigation) runs on the thread that first
  * called into it, whenever that thread calls corvane_run_main_queue: from the host's own loop,
  * every frame or every few milliseconds. It returns how many pieces of work ran, then calls the
- * presenter with what changed on screen. Called on another thread it does nothing. */
+ * presenter with what changed on screen. Called on another thread it does nothing. The calls
+ * marked "Main thread" below answer CORVANE_ERROR_WRONG_THREAD on any other. */
 size_t corvane_run_main_queue(void);
 
 /* ---- Drawing what the library shows ----------------------------------------------------------
@@ -140,7 +143,7 @@ corvane_status corvane_scroll(uint64_t node, double x, double y);
  * while no campaign banner is ready. Main thread. */
 corvane_status corvane_load_banner(const char* location_id, double width, double height, int hides_when_not_available,
                                    uint64_t* surface, double* banner_width, double* banner_height);
-/* CORVANE_ERROR_NOT_FOUND when `surface` is not a loaded banner. */
+/* CORVANE_ERROR_NOT_FOUND when `surface` is not a loaded banner. Main thread. */
 corvane_status corvane_release_banner(uint64_t surface);
 
 #ifdef __cplusplus

@@ -63,6 +63,15 @@ corvane_status toEngine(corvane_observer* observer, const char* text, Hand&& han
     });
 }
 
+// Runs `body` on the main thread only: scenes and pages belong to it.
+template <class Body>
+corvane_status onMainThread(Body&& body) noexcept {
+    return guarded([&] {
+        if (!corvane::OTEnvironment::current()->scheduler().isMainThread()) return CORVANE_ERROR_WRONG_THREAD;
+        return body();
+    });
+}
+
 bool isWholeNumber(const json& value) {
     return value.is_number_unsigned() || (value.is_number_integer() && value.get<std::int64_t>() >= 0);
 }
@@ -226,7 +235,7 @@ size_t corvane_run_main_queue(void) {
 }
 
 corvane_status corvane_set_presenter(const corvane_presenter* presenter) {
-    return guarded([&] {
+    return onMainThread([&] {
         if (presenter == nullptr) {
             corvane::OTScenePublisher::shared()->setPresenter(std::nullopt);
             return CORVANE_OK;
@@ -247,19 +256,19 @@ corvane_status corvane_set_presenter(const corvane_presenter* presenter) {
 }
 
 corvane_status corvane_tap(uint64_t node) {
-    return guarded(
+    return onMainThread(
         [&] { return corvane::OTScenePublisher::shared()->tap(node) ? CORVANE_OK : CORVANE_ERROR_NOT_FOUND; });
 }
 
 corvane_status corvane_scroll(uint64_t node, double x, double y) {
-    return guarded([&] {
+    return onMainThread([&] {
         return corvane::OTScenePublisher::shared()->scroll(node, {x, y}) ? CORVANE_OK : CORVANE_ERROR_NOT_FOUND;
     });
 }
 
 corvane_status corvane_load_banner(const char* location_id, double width, double height, int hides_when_not_available,
                                    uint64_t* surface, double* banner_width, double* banner_height) {
-    return guarded([&] {
+    return onMainThread([&] {
         if (location_id == nullptr || surface == nullptr) return CORVANE_ERROR_NULL_ARGUMENT;
         if (!std::isfinite(width) || !std::isfinite(height) || width < 0 || height < 0) {
             return CORVANE_ERROR_INVALID_ARGUMENT;
@@ -274,7 +283,7 @@ corvane_status corvane_load_banner(const char* location_id, double width, double
 }
 
 corvane_status corvane_release_banner(uint64_t surface) {
-    return guarded([&] {
+    return onMainThread([&] {
         return corvane::OTScenePublisher::shared()->releaseBanner(surface) ? CORVANE_OK : CORVANE_ERROR_NOT_FOUND;
     });
 }

@@ -4,6 +4,8 @@
 
 #include <nlohmann/json.hpp>
 #include <regex>
+#include <thread>
+#include <vector>
 
 #include "capi/OTCApiHost.h"
 #include "platform/OTImageDiskCache.h"
@@ -37,6 +39,21 @@ TEST(OTCApi, BadInputGivesItsDocumentedStatusAndNeverBreaksTheLibrary) {
     OTTestEnvironment test;
     EXPECT_EQ(ot_capi_bad_input(), 0) << "the number is the first check that failed";
     test.scheduler().runUntilIdle();
+    // What belongs to the main thread is refused on another, and nothing runs there.
+    test.scheduler().mainQueue()->async([] {});
+    std::vector<int> fromAnotherThread;
+    std::thread([&] {
+        const corvane_presenter presenter{nullptr, [](void*, uint64_t, const char*) {}, nullptr};
+        std::uint64_t surface = 0;
+        fromAnotherThread = {
+            corvane_set_presenter(&presenter), corvane_tap(1),
+            corvane_scroll(1, 0, 0),           corvane_load_banner("home_top", 10, 10, 0, &surface, nullptr, nullptr),
+            corvane_release_banner(1),         static_cast<int>(corvane_run_main_queue())};
+    }).join();
+    EXPECT_EQ(fromAnotherThread,
+              (std::vector<int>{CORVANE_ERROR_WRONG_THREAD, CORVANE_ERROR_WRONG_THREAD, CORVANE_ERROR_WRONG_THREAD,
+                                CORVANE_ERROR_WRONG_THREAD, CORVANE_ERROR_WRONG_THREAD, 0}));
+    EXPECT_EQ(corvane_run_main_queue(), 1u) << "the main thread runs its work";
 }
 
 TEST(OTCApi, ACHostStartsSendsEventsAndReceivesBannersFromTheDevServer) {

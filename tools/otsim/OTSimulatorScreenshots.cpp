@@ -100,10 +100,10 @@ OTSimulatorScreenshots::Result OTSimulatorScreenshots::render(const fs::path& pa
     for (const auto& page : files) {
         const auto picture = pictures / page.filename().replace_extension(".png");
         fs::remove(picture, ec);
-        const auto status = runQuietly({browser->string(), "--headless", "--disable-gpu", "--no-sandbox",
-                                        "--hide-scrollbars", "--user-data-dir=" + profile.string(),
-                                        "--window-size=" + size, "--screenshot=" + picture.string(),
-                                        "file://" + fs::absolute(page, ec).string()});
+        const auto status =
+            runQuietly({browser->string(), "--headless", "--disable-gpu", "--no-sandbox", "--hide-scrollbars",
+                        "--user-data-dir=" + profile.string(), "--window-size=" + size,
+                        "--screenshot=" + picture.string(), "file://" + fs::absolute(page, ec).string()});
         if (status == 0 && fs::is_regular_file(picture, ec)) {
             result.written.push_back(picture);
         } else {
