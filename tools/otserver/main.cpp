@@ -26,6 +26,7 @@ int runCommand(std::vector<std::string> command, const std::string& url) {
         }
     }
     std::vector<char*> argv;
+    argv.reserve(command.size() + 1);
     for (auto& argument : command) argv.push_back(argument.data());
     argv.push_back(nullptr);
     std::cout.flush();

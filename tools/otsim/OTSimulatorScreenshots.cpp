@@ -30,6 +30,7 @@ bool isProgram(const fs::path& path) {
 // or ran past the limit.
 std::optional<int> runQuietly(std::vector<std::string> arguments) {
     std::vector<char*> argv;
+    argv.reserve(arguments.size() + 1);
     for (auto& argument : arguments) argv.push_back(argument.data());
     argv.push_back(nullptr);
     const pid_t child = ::fork();
