@@ -6,7 +6,6 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -33,8 +32,10 @@ int runCommand(std::vector<std::string> command, const std::string& url) {
     const pid_t child = fork();
     if (child < 0) return 127;
     if (child == 0) {
+        // Only what is safe after forking a process with threads: no stdio.
         execvp(argv[0], argv.data());
-        std::perror(argv[0]);
+        static constexpr char kCannotRun[] = "otserver: cannot run the command\n";
+        (void)!write(STDERR_FILENO, kCannotRun, sizeof kCannotRun - 1);
         _exit(127);
     }
     int status = 0;
