@@ -48,10 +48,13 @@ TEST(OTScenePublisher, SendsOnlyWhatChangedKeepsIdsAndTakesTouchesOnlyOnShownNod
             drag.push_back(std::string(event) + "@" + std::to_string(static_cast<int>(weak.lock()->contentOffset().x)));
         });
     }
+    auto field = std::make_shared<OTSceneNode>(Role::TextField, "alias");
+    field->setPlaceholder(std::string("name this page"));
     // Drawn above the button although added first.
     list->setZPosition(1);
     ball->addSubview(list);
     ball->addSubview(button);
+    ball->addSubview(field);
     app.window->addSubview(ball);
 
     publisher->publish();
@@ -60,9 +63,13 @@ TEST(OTScenePublisher, SendsOnlyWhatChangedKeepsIdsAndTakesTouchesOnlyOnShownNod
     EXPECT_EQ(shown["kind"], "overlay");
     EXPECT_EQ(shown["root"]["name"], "OTFloatingBall");
     EXPECT_EQ(shown["root"]["frame"], (json{{"x", 10}, {"y", 20}, {"width", 60}, {"height", 60}}));
-    ASSERT_EQ(shown["root"]["children"].size(), 2u);
+    ASSERT_EQ(shown["root"]["children"].size(), 3u);
     const auto& drawnButton = shown["root"]["children"][0];
-    const auto& drawnList = shown["root"]["children"][1];
+    const auto& drawnField = shown["root"]["children"][1];
+    const auto& drawnList = shown["root"]["children"][2];
+    EXPECT_EQ(drawnField["role"], "textField");
+    EXPECT_EQ(drawnField["placeholder"], "name this page");
+    EXPECT_FALSE(drawnField.contains("text")) << "an empty field shows only its placeholder";
     EXPECT_EQ(drawnButton["name"], "go");
     EXPECT_EQ(drawnButton["text"], "Go");
     EXPECT_EQ(drawnButton["font"], (json{{"name", ""}, {"size", 17}}));
