@@ -5,21 +5,21 @@
 #include "OTBenchScratch.h"
 
 #include "core/OTSDKManager.h"
+#include "foundation/OTJSONWriter.h"
 #include "model/OTBanner.h"
 #include "model/OTEvent.h"
 #include "model/OTWindowData.h"
-#include "platform/OTDataArchiver.h"
 #include "platform/OTEnvironment.h"
+#include "platform/OTTextMeasurer.h"
 #include "platform/deterministic/OTManualScheduler.h"
-#include "platform/formats/OTJSONWriter.h"
-#include "platform/headless/OTHeadlessUIHost.h"
-#include "platform/headless/OTTextMeasurer.h"
-#include "platform/view/OTNavigationController.h"
-#include "platform/view/OTWindow.h"
+#include "render/OTHeadlessUIHost.h"
+#include "services/OTDataArchiver.h"
 #include "ui/OTBannerManager.h"
 #include "ui/OTBannerView.h"
 #include "ui/OTCycleScrollView.h"
 #include "ui/OTPopWindow.h"
+#include "view/OTNavigationController.h"
+#include "view/OTWindow.h"
 
 namespace corvane {
 

@@ -7,7 +7,7 @@
 #include "platform/OTEnvironment.h"
 #include "platform/deterministic/OTManualScheduler.h"
 #include "platform/deterministic/OTVirtualClock.h"
-#include "platform/headless/OTHeadlessUIHost.h"
+#include "render/OTHeadlessUIHost.h"
 
 namespace corvane {
 

@@ -10,9 +10,9 @@
 #include "core/OTSDKManager.h"
 #include "model/OTEvent.h"
 #include "model/OTWindowData.h"
-#include "platform/OTLogger.h"
 #include "platform/OTScheduler.h"
 #include "platform/deterministic/OTManualScheduler.h"
+#include "services/OTLogger.h"
 
 namespace corvane {
 

@@ -14,8 +14,8 @@
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
 #include "model/OTWindowRecordTreeNode.h"
-#include "platform/OTDataArchiver.h"
 #include "platform/OTEnvironment.h"
+#include "services/OTDataArchiver.h"
 #include "ui/OTBannerManager.h"
 
 namespace corvane {

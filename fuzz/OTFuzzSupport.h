@@ -8,7 +8,7 @@
 #include <nlohmann/json.hpp>
 #include <string_view>
 
-#include "platform/formats/OTJSONLimits.h"
+#include "foundation/OTJSONLimits.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {

@@ -1,49 +1,63 @@
 #!/usr/bin/env python3
-"""Checks that includes point one way between the layers of src/ and the tools.
+"""Checks that includes point one way between the folders of src/ and the tools.
 
-Layers, lowest first; a file may include its own layer and the ones below it:
-  platform -> model -> server -> core -> ui -> tagging -> facade -> apple -> tools
-Inside platform, the seam's own folder may not reach into its implementations (linux,
-deterministic, headless) except where the environment assembles its defaults.
+Folders, lowest first; a file may include its own folder and the ones below it:
+  foundation -> platform -> services -> view -> render -> model -> server -> core -> ui -> tagging
+  -> facade -> tools
+  foundation  formats, texts and small utilities that know nothing of the library or the platform
+  platform    the environment seam: its interfaces, with linux/ and deterministic/ implementations
+  services    the library's services on the seam: logger, reachability, stores, caches, archiver
+  view        the user-interface model the seam speaks in: scene tree, controllers, windows
+  render      the headless user interface and the renderers (headless, HTML, JSON scenes)
+Inside a folder, a sub-folder implements its parent: it may include the parent's files, the
+parent may not include it, and sibling sub-folders do not include each other. The one exception
+is the environment, which assembles its default parts from the platform's implementations.
 Prints each include that points the wrong way and exits 1 when there is any."""
 import pathlib
 import re
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-LAYERS = ["platform", "model", "server", "core", "ui", "tagging", "facade", "apple", "tools"]
-IMPLEMENTATIONS = {"linux", "deterministic", "headless"}
-# The environment picks the Linux and deterministic defaults of its parts.
+LAYERS = ["foundation", "platform", "services", "view", "render", "model", "server", "core", "ui", "tagging",
+          "facade", "tools"]
 ASSEMBLY = {"src/platform/OTEnvironment.cpp"}
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.M)
 
 
-def layer_of(relative):
-    parts = relative.parts
-    if parts[0] == "tools":
-        return "tools"
-    if parts[0] == "src" and len(parts) > 2 and parts[1] in LAYERS:
-        return parts[1]
-    return None
+def place(parts):
+    """The layer and the sub-folder (or None) of a path given as parts below src/ or as an include."""
+    if parts[0] not in LAYERS:
+        return None, None
+    return parts[0], parts[1] if len(parts) > 2 else None
+
+
+def problems_of(relative, text):
+    if relative.parts[0] == "tools":
+        own, sub = "tools", None
+    elif relative.parts[0] == "src" and len(relative.parts) > 2:
+        own, sub = place(relative.parts[1:])
+    else:
+        return []
+    if own is None:
+        return [f"{relative}: a folder of src/ that has no place in the layers"]
+    found = []
+    for included in INCLUDE.findall(text):
+        layer, target_sub = place(pathlib.PurePosixPath(included).parts)
+        if layer is None:
+            continue
+        if LAYERS.index(layer) > LAYERS.index(own):
+            found.append(f"{relative}: {own} includes {included}")
+        elif layer == own and target_sub is not None and target_sub != sub and str(relative) not in ASSEMBLY:
+            where = "its implementation" if sub is None else "a sibling"
+            found.append(f"{relative}: {own}{'/' + sub if sub else ''} includes {where} {included}")
+    return found
 
 
 def main():
     problems = []
     files = [p for folder in ("src", "tools") for p in (ROOT / folder).rglob("*") if p.suffix in (".h", ".cpp", ".mm")]
     for path in sorted(files):
-        relative = path.relative_to(ROOT)
-        own = layer_of(relative)
-        if own is None:
-            continue
-        for included in INCLUDE.findall(path.read_text(encoding="utf-8")):
-            target = pathlib.PurePosixPath(included)
-            if target.parts[0] not in LAYERS:
-                continue
-            if LAYERS.index(target.parts[0]) > LAYERS.index(own):
-                problems.append(f"{relative}: {own} includes {included}")
-            elif (own == "platform" and len(relative.parts) == 3 and str(relative) not in ASSEMBLY
-                  and len(target.parts) > 2 and target.parts[1] in IMPLEMENTATIONS):
-                problems.append(f"{relative}: the platform seam includes its implementation {included}")
+        problems += problems_of(path.relative_to(ROOT), path.read_text(encoding="utf-8"))
     for problem in problems:
         print(problem)
     return 1 if problems else 0

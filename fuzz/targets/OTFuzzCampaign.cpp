@@ -1,8 +1,8 @@
 #include "OTFuzzSupport.h"
 #include "OTFuzzTargets.h"
+#include "foundation/OTKeyedArchiver.h"
+#include "foundation/OTKeyedUnarchiver.h"
 #include "model/OTWindowData.h"
-#include "platform/formats/OTKeyedArchiver.h"
-#include "platform/formats/OTKeyedUnarchiver.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {

@@ -1,8 +1,8 @@
 #include "OTFuzzSupport.h"
 #include "OTFuzzTargets.h"
+#include "foundation/OTDescription.h"
 #include "model/OTEvent.h"
 #include "model/OTSAEventAdapter.h"
-#include "platform/formats/OTDescription.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {

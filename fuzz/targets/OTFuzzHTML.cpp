@@ -3,12 +3,12 @@
 #include "OTFuzzSupport.h"
 #include "OTFuzzTargets.h"
 #include "model/OTWindowData.h"
-#include "platform/headless/OTHTMLRenderer.h"
-#include "platform/view/OTNavigationController.h"
-#include "platform/view/OTWindow.h"
+#include "render/OTHTMLRenderer.h"
 #include "support/OTHeldTransport.h"
 #include "support/OTTestEnvironment.h"
 #include "ui/OTPopWindow.h"
+#include "view/OTNavigationController.h"
+#include "view/OTWindow.h"
 
 namespace corvane {
 

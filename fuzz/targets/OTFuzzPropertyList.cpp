@@ -1,5 +1,8 @@
 #include "OTFuzzSupport.h"
 #include "OTFuzzTargets.h"
+#include "foundation/OTDescription.h"
+#include "foundation/OTKeyedArchiver.h"
+#include "foundation/OTKeyedUnarchiver.h"
 #include "model/OTBannerRecordTreeNode.h"
 #include "model/OTButtonAttribute.h"
 #include "model/OTEvent.h"
@@ -11,11 +14,8 @@
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTreeNode.h"
 #include "model/OTWindowRule.h"
-#include "platform/formats/OTDescription.h"
-#include "platform/formats/OTKeyedArchiver.h"
-#include "platform/formats/OTKeyedUnarchiver.h"
-#include "platform/view/OTColor.h"
 #include "support/OTTestEnvironment.h"
+#include "view/OTColor.h"
 
 namespace corvane {
 

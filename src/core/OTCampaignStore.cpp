@@ -5,10 +5,10 @@
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
 #include "model/OTWindowRecordTreeNode.h"
-#include "platform/OTDataArchiver.h"
-#include "platform/OTLogger.h"
-#include "platform/OTUtils.h"
 #include "server/OTServerSession.h"
+#include "services/OTDataArchiver.h"
+#include "services/OTLogger.h"
+#include "services/OTUtils.h"
 
 namespace corvane {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "foundation/OTLocked.h"
 #include "platform/OTClock.h"
-#include "platform/OTLocked.h"
 
 namespace corvane {
 

@@ -3,12 +3,12 @@
 #include "core/OTPopWindowManager.h"
 #include "core/OTPushManager.h"
 #include "core/OTSDKManager.h"
+#include "foundation/OTJSONValue.h"
 #include "model/OTEvent.h"
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
-#include "platform/OTLogger.h"
-#include "platform/OTUtils.h"
-#include "platform/formats/OTJSONValue.h"
+#include "services/OTLogger.h"
+#include "services/OTUtils.h"
 
 namespace corvane {
 

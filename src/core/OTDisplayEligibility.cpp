@@ -2,15 +2,15 @@
 
 #include <span>
 
+#include "foundation/OTLogFormatter.h"
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
 #include "model/OTWindowRecordTreeNode.h"
 #include "model/OTWindowRule.h"
 #include "platform/OTEnvironment.h"
-#include "platform/OTUserConfig.h"
-#include "platform/OTUtils.h"
-#include "platform/formats/OTLogFormatter.h"
 #include "server/OTServerSession.h"
+#include "services/OTUserConfig.h"
+#include "services/OTUtils.h"
 
 namespace corvane {
 

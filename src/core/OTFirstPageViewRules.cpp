@@ -3,13 +3,13 @@
 #include "core/OTDispatchQueueManager.h"
 #include "core/OTNavigation.h"
 
+#include "foundation/OTJSONValue.h"
+#include "foundation/OTLogFormatter.h"
 #include "model/OTEvent.h"
 #include "model/OTWindowData.h"
 #include "platform/OTEnvironment.h"
-#include "platform/OTLogger.h"
-#include "platform/formats/OTJSONValue.h"
-#include "platform/formats/OTLogFormatter.h"
-#include "platform/view/OTViewController.h"
+#include "services/OTLogger.h"
+#include "view/OTViewController.h"
 
 namespace corvane {
 

@@ -1,9 +1,9 @@
 #include "core/OTNavigation.h"
 
 #include "platform/OTEnvironment.h"
-#include "platform/view/OTNavigationController.h"
-#include "platform/view/OTTabBarController.h"
-#include "platform/view/OTWindow.h"
+#include "view/OTNavigationController.h"
+#include "view/OTTabBarController.h"
+#include "view/OTWindow.h"
 
 namespace corvane {
 

@@ -5,7 +5,7 @@
 #include "core/OTDispatchQueueManager.h"
 #include "core/OTSDKManager.h"
 #include "core/OTSwizzler.h"
-#include "platform/view/OTViewController.h"
+#include "view/OTViewController.h"
 
 namespace corvane {
 

@@ -4,14 +4,14 @@
 #include <nlohmann/json.hpp>
 
 #include "core/OTNavigation.h"
+#include "foundation/OTJSONValue.h"
+#include "foundation/OTText.h"
 #include "platform/OTEnvironment.h"
-#include "platform/OTLogger.h"
-#include "platform/OTText.h"
-#include "platform/formats/OTJSONValue.h"
-#include "platform/view/OTNavigationController.h"
-#include "platform/view/OTPageClassRegistry.h"
-#include "platform/view/OTTabBarController.h"
-#include "platform/view/OTWindow.h"
+#include "platform/OTPageClassRegistry.h"
+#include "services/OTLogger.h"
+#include "view/OTNavigationController.h"
+#include "view/OTTabBarController.h"
+#include "view/OTWindow.h"
 
 namespace corvane {
 

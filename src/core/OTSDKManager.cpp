@@ -8,22 +8,22 @@
 #include "core/OTPushManager.h"
 #include "core/OTSwizzler.h"
 #include "core/OTTaskManager.h"
+#include "foundation/OTDescription.h"
+#include "foundation/OTFiles.h"
+#include "foundation/OTJSONLimits.h"
+#include "foundation/OTJSONValue.h"
+#include "foundation/OTLogFormatter.h"
 #include "model/OTEvent.h"
 #include "model/OTSAEventAdapter.h"
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
-#include "platform/OTLogger.h"
-#include "platform/OTReachability.h"
-#include "platform/OTReachabilityManager.h"
-#include "platform/OTSandbox.h"
-#include "platform/OTUserConfig.h"
-#include "platform/OTUtils.h"
-#include "platform/formats/OTDescription.h"
-#include "platform/formats/OTJSONLimits.h"
-#include "platform/formats/OTJSONValue.h"
-#include "platform/formats/OTLogFormatter.h"
-#include "platform/view/OTViewController.h"
 #include "server/OTNetwork.h"
+#include "services/OTLogger.h"
+#include "services/OTReachability.h"
+#include "services/OTReachabilityManager.h"
+#include "services/OTUserConfig.h"
+#include "services/OTUtils.h"
+#include "view/OTViewController.h"
 
 namespace corvane {
 
@@ -526,7 +526,7 @@ void OTSDKManager::sendLogToEmail(const std::string& address, const std::shared_
     std::vector<std::string> names;
     for (const auto& path :
          OTLogger::logFilesOfDirectory(environment_.sandbox().documentsDirectory() / OTLogger::kFolderName)) {
-        const auto bytes = OTSandbox::readFile(path);
+        const auto bytes = OTFiles::readFile(path);
         if (!bytes) continue;
         attachments.emplace_back(bytes->begin(), bytes->end());
         names.push_back(path.filename().string());

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "platform/OTEnvironment.h"
-#include "platform/OTLogger.h"
+#include "services/OTLogger.h"
 
 namespace corvane {
 

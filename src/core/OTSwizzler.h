@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/view/OTMethodRuntime.h"
+#include "platform/OTMethodRuntime.h"
 
 namespace corvane {
 

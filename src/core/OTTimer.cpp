@@ -1,7 +1,7 @@
 #include "core/OTTimer.h"
 
+#include "foundation/OTJSONValue.h"
 #include "platform/OTEnvironment.h"
-#include "platform/formats/OTJSONValue.h"
 
 namespace corvane {
 

@@ -3,7 +3,7 @@
 #include "core/OTPopWindowManager.h"
 #include "core/OTSDKManager.h"
 #include "platform/OTEnvironment.h"
-#include "platform/OTLogger.h"
+#include "services/OTLogger.h"
 #include "tagging/OTTagManager.h"
 #include "ui/OTBannerManager.h"
 #include "ui/OTPopWindowPresenter.h"

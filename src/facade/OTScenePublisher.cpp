@@ -6,11 +6,11 @@
 #include "core/OTSDKManager.h"
 #include "corvane/CorvaneOtManager.h"
 #include "platform/OTEnvironment.h"
-#include "platform/headless/OTHeadlessUIHost.h"
-#include "platform/headless/OTSceneJSONRenderer.h"
-#include "platform/view/OTNavigationController.h"
-#include "platform/view/OTSceneNode.h"
-#include "platform/view/OTWindow.h"
+#include "render/OTHeadlessUIHost.h"
+#include "render/OTSceneJSONRenderer.h"
+#include "view/OTNavigationController.h"
+#include "view/OTSceneNode.h"
+#include "view/OTWindow.h"
 
 namespace corvane {
 

@@ -9,7 +9,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "platform/view/OTGeometry.h"
+#include "foundation/OTGeometry.h"
 
 namespace corvane {
 

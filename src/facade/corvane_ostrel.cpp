@@ -9,9 +9,9 @@
 
 #include "corvane/CorvaneOtManager.h"
 #include "facade/OTScenePublisher.h"
+#include "foundation/OTJSONLimits.h"
 #include "platform/OTEnvironment.h"
-#include "platform/OTLogger.h"
-#include "platform/formats/OTJSONLimits.h"
+#include "services/OTLogger.h"
 
 struct corvane_observer {
     std::shared_ptr<corvane::CorvaneOtObserver> engine;

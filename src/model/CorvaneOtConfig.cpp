@@ -2,9 +2,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include "foundation/OTText.h"
 #include "platform/OTEnvironment.h"
-#include "platform/OTText.h"
-#include "platform/OTUserShare.h"
+#include "services/OTUserShare.h"
 
 namespace corvane {
 

@@ -3,12 +3,11 @@
 #include <functional>
 #include <nlohmann/json.hpp>
 
-#include "platform/OTText.h"
-#include "platform/OTUserDefaults.h"
-#include "platform/OTUtils.h"
-#include "platform/formats/OTDescription.h"
-#include "platform/formats/OTJSONValue.h"
-#include "platform/formats/OTKeyedArchiver.h"
+#include "foundation/OTDescription.h"
+#include "foundation/OTJSONValue.h"
+#include "foundation/OTKeyedArchiver.h"
+#include "foundation/OTText.h"
+#include "services/OTUtils.h"
 
 namespace corvane {
 
@@ -73,7 +72,7 @@ void OTBanner::setModelWithDic(const nlohmann::json& dic) {
     }
 }
 
-std::int64_t OTBanner::bannerIDIntegerValue() const { return bannerID_ ? OTUserDefaults::integerValue(*bannerID_) : 0; }
+std::int64_t OTBanner::bannerIDIntegerValue() const { return bannerID_ ? OTText::integerValue(*bannerID_) : 0; }
 
 std::shared_ptr<OTBanner> OTBanner::copy() const {
     auto banner = std::make_shared<OTBanner>(*this);

@@ -7,11 +7,11 @@
 #include <string>
 #include <vector>
 
+#include "foundation/OTKeyedUnarchiver.h"
 #include "model/OTDataModel.h"
 #include "model/OTEvent.h"
 #include "model/OTPicture.h"
 #include "model/OTTextAttribute.h"
-#include "platform/formats/OTKeyedUnarchiver.h"
 
 namespace corvane {
 

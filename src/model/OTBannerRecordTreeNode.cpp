@@ -1,6 +1,6 @@
 #include "model/OTBannerRecordTreeNode.h"
 
-#include "platform/formats/OTKeyedArchiver.h"
+#include "foundation/OTKeyedArchiver.h"
 
 namespace corvane {
 

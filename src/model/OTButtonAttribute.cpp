@@ -2,9 +2,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include "foundation/OTKeyedArchiver.h"
+#include "foundation/OTText.h"
 #include "platform/OTEnvironment.h"
-#include "platform/OTText.h"
-#include "platform/formats/OTKeyedArchiver.h"
 
 namespace corvane {
 

@@ -2,7 +2,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-#include "platform/formats/OTCoding.h"
+#include "foundation/OTCoding.h"
 
 namespace corvane {
 

@@ -1,11 +1,11 @@
 #include "model/OTEvent.h"
 
+#include "foundation/OTDescription.h"
+#include "foundation/OTJSONValue.h"
+#include "foundation/OTKeyedArchiver.h"
+#include "foundation/OTLogFormatter.h"
+#include "foundation/OTText.h"
 #include "platform/OTEnvironment.h"
-#include "platform/OTText.h"
-#include "platform/formats/OTDescription.h"
-#include "platform/formats/OTJSONValue.h"
-#include "platform/formats/OTKeyedArchiver.h"
-#include "platform/formats/OTLogFormatter.h"
 
 namespace corvane {
 

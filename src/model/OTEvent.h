@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
+#include "foundation/OTCachedText.h"
+#include "foundation/OTKeyedUnarchiver.h"
 #include "model/OTDataModel.h"
 #include "model/OTEventRule.h"
-#include "platform/formats/OTCachedText.h"
-#include "platform/formats/OTKeyedUnarchiver.h"
 
 namespace corvane {
 

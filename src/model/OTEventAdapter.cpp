@@ -1,6 +1,6 @@
 #include "model/OTEventAdapter.h"
 
-#include "platform/OTLogger.h"
+#include "services/OTLogger.h"
 
 namespace corvane {
 

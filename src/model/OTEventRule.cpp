@@ -1,10 +1,10 @@
 #include "model/OTEventRule.h"
 
+#include "foundation/OTDescription.h"
+#include "foundation/OTKeyedArchiver.h"
 #include "model/OTEvent.h"
 #include "model/OTRuleEvaluator.h"
 #include "platform/OTEnvironment.h"
-#include "platform/formats/OTDescription.h"
-#include "platform/formats/OTKeyedArchiver.h"
 
 namespace corvane {
 

@@ -4,9 +4,9 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "foundation/OTKeyedUnarchiver.h"
 #include "model/OTDataModel.h"
 #include "model/OTRuleClause.h"
-#include "platform/formats/OTKeyedUnarchiver.h"
 
 namespace corvane {
 

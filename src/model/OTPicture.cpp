@@ -2,8 +2,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include "platform/OTText.h"
-#include "platform/formats/OTKeyedArchiver.h"
+#include "foundation/OTKeyedArchiver.h"
+#include "foundation/OTText.h"
 
 namespace corvane {
 

@@ -3,8 +3,8 @@
 #include <memory>
 #include <string>
 
+#include "foundation/OTKeyedUnarchiver.h"
 #include "model/OTDataModel.h"
-#include "platform/formats/OTKeyedUnarchiver.h"
 
 namespace corvane {
 

@@ -1,6 +1,6 @@
 #include "model/OTRecordTreeNode.h"
 
-#include "platform/formats/OTKeyedArchiver.h"
+#include "foundation/OTKeyedArchiver.h"
 
 namespace corvane {
 

@@ -6,8 +6,8 @@
 #include <optional>
 #include <string>
 
-#include "platform/formats/OTCoding.h"
-#include "platform/formats/OTKeyedUnarchiver.h"
+#include "foundation/OTCoding.h"
+#include "foundation/OTKeyedUnarchiver.h"
 
 namespace corvane {
 

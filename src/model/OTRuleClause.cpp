@@ -1,9 +1,9 @@
 #include "model/OTRuleClause.h"
 
-#include "platform/OTUserDefaults.h"
-#include "platform/OTUtils.h"
-#include "platform/formats/OTDescription.h"
-#include "platform/formats/OTJSONValue.h"
+#include "foundation/OTDescription.h"
+#include "foundation/OTJSONValue.h"
+#include "foundation/OTText.h"
+#include "services/OTUtils.h"
 
 namespace corvane {
 
@@ -188,7 +188,7 @@ OTRuleClause::Operands OTRuleClause::readOperands(const nlohmann::json& value) {
         if (OTStringIsNumber(value[i])) {
             const auto& text = value[i].get_ref<const std::string&>();
             operands.numbers[i] = OTJSONValue::doubleValueOfText(text);
-            operands.integers[i] = OTUserDefaults::integerValue(text);
+            operands.integers[i] = OTText::integerValue(text);
         }
         operands.instants[i] = instantOf(value[i]);
     }

@@ -1,9 +1,9 @@
 #include "model/OTRuleEvaluator.h"
 
-#include "platform/OTText.h"
-#include "platform/OTUtils.h"
-#include "platform/formats/OTDescription.h"
-#include "platform/formats/OTJSONValue.h"
+#include "foundation/OTDescription.h"
+#include "foundation/OTJSONValue.h"
+#include "foundation/OTText.h"
+#include "services/OTUtils.h"
 
 namespace corvane {
 

@@ -2,7 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "platform/formats/OTKeyedArchiver.h"
+#include "foundation/OTKeyedArchiver.h"
 
 namespace corvane {
 

@@ -2,11 +2,11 @@
 
 #include <nlohmann/json.hpp>
 
-#include "platform/OTText.h"
-#include "platform/formats/OTDescription.h"
-#include "platform/formats/OTJSONValue.h"
-#include "platform/formats/OTKeyedArchiver.h"
-#include "platform/formats/OTLogFormatter.h"
+#include "foundation/OTDescription.h"
+#include "foundation/OTJSONValue.h"
+#include "foundation/OTKeyedArchiver.h"
+#include "foundation/OTLogFormatter.h"
+#include "foundation/OTText.h"
 
 namespace corvane {
 

@@ -5,9 +5,9 @@
 #include <optional>
 #include <string>
 
+#include "foundation/OTKeyedUnarchiver.h"
 #include "model/OTDataModel.h"
-#include "platform/formats/OTKeyedUnarchiver.h"
-#include "platform/view/OTColor.h"
+#include "view/OTColor.h"
 
 namespace corvane {
 

@@ -2,14 +2,13 @@
 
 #include <nlohmann/json.hpp>
 
+#include "foundation/OTDescription.h"
+#include "foundation/OTJSONValue.h"
+#include "foundation/OTKeyedArchiver.h"
+#include "foundation/OTLogFormatter.h"
+#include "foundation/OTText.h"
 #include "model/OTPicture.h"
-#include "platform/OTText.h"
-#include "platform/OTUserDefaults.h"
-#include "platform/OTUtils.h"
-#include "platform/formats/OTDescription.h"
-#include "platform/formats/OTJSONValue.h"
-#include "platform/formats/OTKeyedArchiver.h"
-#include "platform/formats/OTLogFormatter.h"
+#include "services/OTUtils.h"
 
 namespace corvane {
 
@@ -83,9 +82,7 @@ void OTWindowData::setModelWithDic(const nlohmann::json& dic) {
     }
 }
 
-std::int64_t OTWindowData::windowIdIntegerValue() const {
-    return windowId_ ? OTUserDefaults::integerValue(*windowId_) : 0;
-}
+std::int64_t OTWindowData::windowIdIntegerValue() const { return windowId_ ? OTText::integerValue(*windowId_) : 0; }
 
 std::shared_ptr<OTEvent> OTWindowData::event() const {
     if (event_) return event_;

@@ -7,13 +7,13 @@
 #include <string>
 #include <vector>
 
+#include "foundation/OTCachedText.h"
+#include "foundation/OTKeyedUnarchiver.h"
 #include "model/OTButtonAttribute.h"
 #include "model/OTDataModel.h"
 #include "model/OTEvent.h"
 #include "model/OTTextAttribute.h"
 #include "model/OTWindowRule.h"
-#include "platform/formats/OTCachedText.h"
-#include "platform/formats/OTKeyedUnarchiver.h"
 
 namespace corvane {
 

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "platform/formats/OTKeyedArchiver.h"
-#include "platform/formats/OTLogFormatter.h"
+#include "foundation/OTKeyedArchiver.h"
+#include "foundation/OTLogFormatter.h"
 
 namespace corvane {
 

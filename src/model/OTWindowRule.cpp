@@ -2,9 +2,9 @@
 
 #include <nlohmann/json.hpp>
 
-#include "platform/formats/OTJSONValue.h"
-#include "platform/formats/OTKeyedArchiver.h"
-#include "platform/formats/OTLogFormatter.h"
+#include "foundation/OTJSONValue.h"
+#include "foundation/OTKeyedArchiver.h"
+#include "foundation/OTLogFormatter.h"
 
 namespace corvane {
 

@@ -5,8 +5,8 @@
 #include <optional>
 #include <string>
 
+#include "foundation/OTKeyedUnarchiver.h"
 #include "model/OTDataModel.h"
-#include "platform/formats/OTKeyedUnarchiver.h"
 
 namespace corvane {
 

@@ -6,7 +6,7 @@
 #include <fstream>
 #include <random>
 
-#include "platform/OTSandbox.h"
+#include "foundation/OTFiles.h"
 
 namespace corvane {
 
@@ -50,12 +50,12 @@ OTDeviceInfo OTDeviceInfo::current(const std::string& sandboxRoot, const std::st
     info.bundleShortVersion = bundleShortVersion;
 
     const auto vendorFile = std::filesystem::path(sandboxRoot) / "Library" / "identifierForVendor";
-    auto stored = OTSandbox::readFile(vendorFile, 64);
+    auto stored = OTFiles::readFile(vendorFile, 64);
     if (stored && stored->size() == 36) {
         info.identifierForVendor = *stored;
     } else {
         info.identifierForVendor = newUuid();
-        OTSandbox::writeFileAtomically(vendorFile, info.identifierForVendor);
+        OTFiles::writeFileAtomically(vendorFile, info.identifierForVendor);
     }
     return info;
 }

@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "platform/deterministic/OTManualReachabilitySource.h"
-#include "platform/headless/OTHeadlessUIHost.h"
 #include "platform/linux/OTCurlHTTPTransport.h"
 #include "platform/linux/OTFileConsole.h"
 #include "platform/linux/OTLinkStateReachabilitySource.h"
@@ -32,12 +31,10 @@ OTEnvironment::OTEnvironment(Parts parts)
       device_(std::move(parts.device)),
       console_(parts.console ? std::move(parts.console) : std::make_shared<OTFileConsole>()),
       random_(parts.random ? std::move(parts.random) : std::make_shared<OTRandomSource>()),
-      uiHost_(parts.uiHost ? std::move(parts.uiHost) : std::make_shared<OTHeadlessUIHost>()),
+      uiHost_(parts.uiHost ? std::move(parts.uiHost) : OTUIHost::makeDefault()),
       reachability_(parts.reachability ? std::move(parts.reachability)
                                        : std::make_shared<OTManualReachabilitySource>()),
       http_(parts.http ? std::move(parts.http) : std::make_shared<OTCurlHTTPTransport>()),
-      defaults_(std::make_unique<OTUserDefaults>(sandbox_.userDefaultsPath(device_.bundleIdentifier))),
-      keychain_(std::make_unique<OTKeychainStore>(sandbox_.keychainPath())),
       notifications_(std::make_shared<OTNotificationCenter>()) {}
 
 OTEnvironment::~OTEnvironment() { shutdown(); }

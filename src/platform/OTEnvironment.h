@@ -8,19 +8,17 @@
 #include <string>
 #include <typeindex>
 
+#include "foundation/OTNotificationCenter.h"
 #include "platform/OTClock.h"
 #include "platform/OTConsole.h"
 #include "platform/OTDeviceInfo.h"
 #include "platform/OTDispatchQueue.h"
 #include "platform/OTHTTPTransport.h"
-#include "platform/OTKeychainStore.h"
-#include "platform/OTNotificationCenter.h"
 #include "platform/OTRandomSource.h"
 #include "platform/OTReachabilitySource.h"
 #include "platform/OTSandbox.h"
 #include "platform/OTScheduler.h"
-#include "platform/OTUserDefaults.h"
-#include "platform/view/OTUIHost.h"
+#include "platform/OTUIHost.h"
 
 namespace corvane {
 
@@ -68,8 +66,6 @@ public:
     OTClock& clock() const { return *clock_; }
     OTScheduler& scheduler() const { return *scheduler_; }
     const OTSandbox& sandbox() const { return sandbox_; }
-    OTUserDefaults& standardUserDefaults() const { return *defaults_; }
-    OTKeychainStore& keychain() const { return *keychain_; }
     const OTDeviceInfo& device() const { return device_; }
     OTConsole& console() const { return *console_; }
     OTRandomSource& random() const { return *random_; }
@@ -110,8 +106,6 @@ private:
     std::shared_ptr<OTUIHost> uiHost_;
     std::shared_ptr<OTReachabilitySource> reachability_;
     std::shared_ptr<OTHTTPTransport> http_;
-    std::unique_ptr<OTUserDefaults> defaults_;
-    std::unique_ptr<OTKeychainStore> keychain_;
     std::shared_ptr<OTNotificationCenter> notifications_;
     std::mutex singletonsMutex_;
     std::map<std::type_index, std::shared_ptr<SingletonEntry>> singletons_;

@@ -2,8 +2,6 @@
 
 #include <exception>
 
-#include "platform/OTLogger.h"
-
 namespace corvane {
 
 void OTHTTPTransport::complete(const Completion& completion, long status, const std::string& body,
@@ -11,11 +9,7 @@ void OTHTTPTransport::complete(const Completion& completion, long status, const 
     if (!completion) return;
     try {
         completion(status, body, failure);
-    } catch (const std::exception& error) {
-        OTLog(OTLogger::kLevelError, "请求回调异常：%@", error.what());
-    } catch (...) {
-        OTLog(OTLogger::kLevelError, "请求回调异常：%@", "unknown");
-    }
+    } catch (...) {}
 }
 
 }  // namespace corvane

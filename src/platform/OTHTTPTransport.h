@@ -44,8 +44,8 @@ public:
     virtual void shutdown() = 0;
 
 protected:
-    // Runs a completion; whatever it throws is logged and goes no further, so that the
-    // transport's thread keeps serving.
+    // Runs a completion; whatever it throws goes no further, so that the transport's thread keeps
+    // serving. The library's completions catch and log their own.
     static void complete(const Completion& completion, long status, const std::string& body,
                          const std::optional<Failure>& failure) noexcept;
 };

@@ -1,13 +1,6 @@
 #include "platform/OTSandbox.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <atomic>
 #include <cstdlib>
-#include <fstream>
-#include <system_error>
 
 namespace corvane {
 
@@ -36,72 +29,5 @@ std::optional<fs::path> OTSandbox::containerForApplicationGroup(const std::strin
 }
 
 fs::path OTSandbox::keychainPath() const { return root_ / "Keychain" / "items.plist"; }
-
-bool OTSandbox::writeFileAtomically(const fs::path& path, const std::string& bytes) {
-    return writeFileAtomically(path, std::span<const std::string>(&bytes, 1));
-}
-
-bool OTSandbox::writeFileAtomically(const fs::path& path, std::span<const std::string> pieces) {
-    static std::atomic<unsigned> counter{0};
-    std::error_code ec;
-    if (path.has_parent_path()) createPrivateDirectories(path.parent_path());
-    const fs::path temporary =
-        path.string() + ".tmp" + std::to_string(::getpid()) + "." + std::to_string(counter.fetch_add(1));
-    // Opened exclusively, so a leftover or planted file of that name is never written through.
-    const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, kFileMode);
-    if (fd < 0) return false;
-    bool ok = true;
-    for (const auto& bytes : pieces) {
-        std::size_t written = 0;
-        while (ok && written < bytes.size()) {
-            const ssize_t n = ::write(fd, bytes.data() + written, bytes.size() - written);
-            if (n < 0) {
-                if (errno == EINTR) continue;
-                ok = false;
-                break;
-            }
-            written += static_cast<std::size_t>(n);
-        }
-    }
-    // The content on disk before the rename, and the rename on disk after it (the folder's entry),
-    // so that even a power cut leaves the old content or the new, never a part-written file.
-    if (ok && ::fsync(fd) != 0) ok = false;
-    if (::close(fd) != 0) ok = false;
-    if (ok && ::rename(temporary.c_str(), path.c_str()) != 0) ok = false;
-    if (!ok) {
-        fs::remove(temporary, ec);
-        return false;
-    }
-    // The new content is in place whatever this says; it only makes the rename durable sooner.
-    const fs::path folder = path.has_parent_path() ? path.parent_path() : fs::path(".");
-    if (const int dir = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); dir >= 0) {
-        (void)::fsync(dir);
-        ::close(dir);
-    }
-    return true;
-}
-
-bool OTSandbox::createPrivateDirectories(const fs::path& directory) {
-    std::error_code ec;
-    if (fs::is_directory(directory, ec)) return true;
-    if (directory.has_parent_path() && directory.parent_path() != directory) {
-        createPrivateDirectories(directory.parent_path());
-    }
-    if (::mkdir(directory.c_str(), kDirectoryMode) == 0 || errno == EEXIST) return fs::is_directory(directory, ec);
-    return false;
-}
-
-std::optional<std::string> OTSandbox::readFile(const fs::path& path, std::size_t maxBytes) {
-    std::error_code ec;
-    if (!fs::is_regular_file(path, ec)) return std::nullopt;
-    const auto size = fs::file_size(path, ec);
-    if (ec || size > maxBytes) return std::nullopt;
-    std::ifstream in(path, std::ios::binary);
-    if (!in) return std::nullopt;
-    std::string bytes(static_cast<std::size_t>(size), '\0');
-    in.read(bytes.data(), static_cast<std::streamsize>(size));
-    bytes.resize(static_cast<std::size_t>(in.gcount()));
-    return bytes;
-}
 
 }  // namespace corvane

@@ -4,15 +4,15 @@
 
 #include "model/OTEvent.h"
 #include "model/OTWindowData.h"
-#include "platform/OTDownloadManager.h"
 #include "platform/OTEnvironment.h"
-#include "platform/OTLogger.h"
-#include "platform/OTUserConfig.h"
-#include "platform/OTUtils.h"
 #include "server/OTLoginClient.h"
 #include "server/OTNetwork.h"
 #include "server/OTServerAnswer.h"
 #include "server/OTServerSession.h"
+#include "services/OTDownloadManager.h"
+#include "services/OTLogger.h"
+#include "services/OTUserConfig.h"
+#include "services/OTUtils.h"
 
 namespace corvane {
 

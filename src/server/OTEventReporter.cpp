@@ -2,18 +2,18 @@
 
 #include <nlohmann/json.hpp>
 
+#include "foundation/OTJSONValue.h"
+#include "foundation/OTJSONWriter.h"
 #include "model/OTButtonAttribute.h"
 #include "model/OTEvent.h"
 #include "model/OTWindowData.h"
-#include "platform/OTDataArchiver.h"
-#include "platform/OTLogger.h"
-#include "platform/OTUserConfig.h"
-#include "platform/formats/OTJSONValue.h"
-#include "platform/formats/OTJSONWriter.h"
 #include "server/OTLoginClient.h"
 #include "server/OTNetwork.h"
 #include "server/OTServerAnswer.h"
 #include "server/OTServerSession.h"
+#include "services/OTDataArchiver.h"
+#include "services/OTLogger.h"
+#include "services/OTUserConfig.h"
 
 namespace corvane {
 

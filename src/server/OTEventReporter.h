@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/OTLocked.h"
+#include "foundation/OTLocked.h"
 
 namespace corvane {
 

@@ -2,16 +2,16 @@
 
 #include <nlohmann/json.hpp>
 
-#include "platform/OTDataArchiver.h"
 #include "platform/OTEnvironment.h"
-#include "platform/OTLogger.h"
-#include "platform/OTUserConfig.h"
-#include "platform/OTUtils.h"
 #include "server/OTEventReporter.h"
 #include "server/OTLoginClient.h"
 #include "server/OTNetwork.h"
 #include "server/OTServerAnswer.h"
 #include "server/OTServerSession.h"
+#include "services/OTDataArchiver.h"
+#include "services/OTLogger.h"
+#include "services/OTUserConfig.h"
+#include "services/OTUtils.h"
 
 namespace corvane {
 

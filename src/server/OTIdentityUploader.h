@@ -9,7 +9,7 @@
 #include <string>
 
 #include "corvane/CorvanePushToken.h"
-#include "platform/OTLocked.h"
+#include "foundation/OTLocked.h"
 
 namespace corvane {
 

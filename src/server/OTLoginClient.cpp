@@ -2,13 +2,13 @@
 
 #include <nlohmann/json.hpp>
 
-#include "platform/OTLogger.h"
-#include "platform/OTUserConfig.h"
-#include "platform/OTUtils.h"
-#include "platform/formats/OTJSONValue.h"
+#include "foundation/OTJSONValue.h"
 #include "server/OTNetwork.h"
 #include "server/OTServerAnswer.h"
 #include "server/OTServerSession.h"
+#include "services/OTLogger.h"
+#include "services/OTUserConfig.h"
+#include "services/OTUtils.h"
 
 namespace corvane {
 

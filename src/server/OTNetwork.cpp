@@ -2,12 +2,12 @@
 
 #include <nlohmann/json.hpp>
 
+#include "foundation/OTDescription.h"
+#include "foundation/OTJSONWriter.h"
 #include "platform/OTEnvironment.h"
-#include "platform/OTLogger.h"
-#include "platform/OTUserShare.h"
-#include "platform/OTUtils.h"
-#include "platform/formats/OTDescription.h"
-#include "platform/formats/OTJSONWriter.h"
+#include "services/OTLogger.h"
+#include "services/OTUserShare.h"
+#include "services/OTUtils.h"
 
 namespace corvane {
 
@@ -119,11 +119,13 @@ void OTNetwork::requestWithRelativeUrl(const std::string& path, std::int64_t typ
         std::move(request),
         [success = std::move(success), failure = std::move(failure)](
             long status, const std::string& data, const std::optional<OTHTTPTransport::Failure>& error) {
-            if (error) {
-                if (failure) failure(Error{error->code, error->description});
-                return;
-            }
-            if (success) success(Response{status}, data);
+            OTLogger::guarded([&] {
+                if (error) {
+                    if (failure) failure(Error{error->code, error->description});
+                } else if (success) {
+                    success(Response{status}, data);
+                }
+            });
         });
 }
 

@@ -1,8 +1,8 @@
 #include "server/OTServerAnswer.h"
 
-#include "platform/OTLogger.h"
-#include "platform/formats/OTJSONLimits.h"
-#include "platform/formats/OTJSONValue.h"
+#include "foundation/OTJSONLimits.h"
+#include "foundation/OTJSONValue.h"
+#include "services/OTLogger.h"
 
 namespace corvane {
 

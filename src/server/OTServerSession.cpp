@@ -4,9 +4,9 @@
 #include <nlohmann/json.hpp>
 
 #include "platform/OTEnvironment.h"
-#include "platform/OTLogger.h"
-#include "platform/OTUtils.h"
 #include "server/OTNetwork.h"
+#include "services/OTLogger.h"
+#include "services/OTUtils.h"
 
 namespace corvane {
 

@@ -10,8 +10,8 @@
 #include <string>
 
 #include "corvane/CorvaneOtConfig.h"
+#include "foundation/OTLocked.h"
 #include "platform/OTClock.h"
-#include "platform/OTLocked.h"
 
 namespace corvane {
 

@@ -6,9 +6,9 @@
 
 #include "core/OTNavigation.h"
 #include "platform/OTEnvironment.h"
-#include "platform/view/OTSceneNode.h"
-#include "platform/view/OTWindow.h"
 #include "tagging/OTFloatingBallChild.h"
+#include "view/OTSceneNode.h"
+#include "view/OTWindow.h"
 
 namespace corvane {
 

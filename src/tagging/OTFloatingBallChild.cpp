@@ -1,6 +1,6 @@
 #include "tagging/OTFloatingBallChild.h"
 
-#include "platform/view/OTSceneNode.h"
+#include "view/OTSceneNode.h"
 
 namespace corvane {
 

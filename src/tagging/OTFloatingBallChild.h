@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/view/OTGeometry.h"
+#include "foundation/OTGeometry.h"
 
 namespace corvane {
 

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
+#include "foundation/OTText.h"
 #include "platform/OTEnvironment.h"
-#include "platform/OTText.h"
-#include "platform/view/OTSceneNode.h"
 #include "tagging/OTTagManager.h"
+#include "view/OTSceneNode.h"
 
 namespace corvane {
 

@@ -6,8 +6,8 @@
 #include <optional>
 #include <string>
 
-#include "platform/view/OTColor.h"
-#include "platform/view/OTViewController.h"
+#include "view/OTColor.h"
+#include "view/OTViewController.h"
 
 namespace corvane {
 

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "platform/OTEnvironment.h"
-#include "platform/view/OTSceneNode.h"
+#include "view/OTSceneNode.h"
 
 namespace corvane {
 

@@ -5,7 +5,7 @@
 #include <functional>
 #include <memory>
 
-#include "platform/view/OTViewController.h"
+#include "view/OTViewController.h"
 
 namespace corvane {
 

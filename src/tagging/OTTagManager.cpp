@@ -5,14 +5,14 @@
 #include "core/OTNavigation.h"
 #include "core/OTSDKManager.h"
 #include "platform/OTEnvironment.h"
-#include "platform/OTLogger.h"
-#include "platform/OTUserConfig.h"
-#include "platform/view/OTNavigationController.h"
 #include "server/OTNetwork.h"
 #include "server/OTServerAnswer.h"
 #include "server/OTServerSession.h"
+#include "services/OTLogger.h"
+#include "services/OTUserConfig.h"
 #include "tagging/OTFloatingBall.h"
 #include "tagging/OTTagDetailController.h"
+#include "view/OTNavigationController.h"
 
 namespace corvane {
 

@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "platform/view/OTColor.h"
-#include "platform/view/OTSceneNode.h"
+#include "view/OTColor.h"
+#include "view/OTSceneNode.h"
 
 namespace corvane {
 

@@ -11,8 +11,8 @@
 
 #include "core/OTBannerHandler.h"
 #include "corvane/CorvaneBannerConfig.h"
-#include "platform/OTLocked.h"
-#include "platform/view/OTGeometry.h"
+#include "foundation/OTGeometry.h"
+#include "foundation/OTLocked.h"
 
 namespace corvane {
 

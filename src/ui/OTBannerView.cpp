@@ -5,8 +5,8 @@
 #include "core/OTPushManager.h"
 #include "model/OTBanner.h"
 #include "platform/OTEnvironment.h"
-#include "platform/OTLogger.h"
-#include "platform/headless/OTTextMeasurer.h"
+#include "platform/OTTextMeasurer.h"
+#include "services/OTLogger.h"
 
 namespace corvane {
 

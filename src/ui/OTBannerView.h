@@ -4,10 +4,10 @@
 #include <memory>
 #include <string>
 
-#include "platform/view/OTGeometry.h"
-#include "platform/view/OTSceneNode.h"
+#include "foundation/OTGeometry.h"
 #include "ui/OTCycleScrollView.h"
 #include "ui/OTLabel.h"
+#include "view/OTSceneNode.h"
 
 namespace corvane {
 

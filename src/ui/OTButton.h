@@ -5,7 +5,7 @@
 #include <string>
 
 #include "model/OTButtonAttribute.h"
-#include "platform/view/OTSceneNode.h"
+#include "view/OTSceneNode.h"
 
 namespace corvane {
 

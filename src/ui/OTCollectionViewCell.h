@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/view/OTSceneNode.h"
+#include "view/OTSceneNode.h"
 
 namespace corvane {
 

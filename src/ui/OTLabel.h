@@ -4,7 +4,7 @@
 #include <string>
 
 #include "model/OTTextAttribute.h"
-#include "platform/view/OTSceneNode.h"
+#include "view/OTSceneNode.h"
 
 namespace corvane {
 

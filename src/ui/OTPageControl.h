@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/view/OTColor.h"
-#include "platform/view/OTGeometry.h"
-#include "platform/view/OTSceneNode.h"
+#include "foundation/OTGeometry.h"
+#include "view/OTColor.h"
+#include "view/OTSceneNode.h"
 
 namespace corvane {
 

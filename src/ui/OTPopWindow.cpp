@@ -5,10 +5,10 @@
 #include "core/OTNavigation.h"
 #include "model/OTWindowData.h"
 #include "platform/OTEnvironment.h"
-#include "platform/OTLogger.h"
-#include "platform/headless/OTTextMeasurer.h"
-#include "platform/view/OTWindow.h"
+#include "platform/OTTextMeasurer.h"
+#include "services/OTLogger.h"
 #include "ui/OTWebController.h"
+#include "view/OTWindow.h"
 
 namespace corvane {
 

@@ -9,9 +9,9 @@
 #include <string>
 
 #include "core/OTPopWindowManager.h"
-#include "platform/view/OTSceneNode.h"
 #include "ui/OTButton.h"
 #include "ui/OTLabel.h"
+#include "view/OTSceneNode.h"
 
 namespace corvane {
 

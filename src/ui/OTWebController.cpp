@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
+#include "foundation/OTImage.h"
+#include "foundation/OTJSONValue.h"
 #include "platform/OTEnvironment.h"
-#include "platform/OTLogger.h"
-#include "platform/formats/OTImage.h"
-#include "platform/formats/OTJSONValue.h"
-#include "platform/view/OTNavigationController.h"
+#include "services/OTLogger.h"
+#include "view/OTNavigationController.h"
 
 namespace corvane {
 

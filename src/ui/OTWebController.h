@@ -4,11 +4,11 @@
 #include <optional>
 #include <string>
 
-#include "platform/view/OTColor.h"
-#include "platform/view/OTGeometry.h"
-#include "platform/view/OTSceneNode.h"
-#include "platform/view/OTViewController.h"
-#include "platform/view/OTWebView.h"
+#include "foundation/OTGeometry.h"
+#include "platform/OTWebView.h"
+#include "view/OTColor.h"
+#include "view/OTSceneNode.h"
+#include "view/OTViewController.h"
 
 namespace corvane {
 

@@ -8,11 +8,11 @@
 #include <vector>
 
 #include "capi/OTCApiHost.h"
-#include "platform/OTImageDiskCache.h"
-#include "platform/view/OTNavigationController.h"
-#include "platform/view/OTPageClassRegistry.h"
-#include "platform/view/OTWindow.h"
+#include "platform/OTPageClassRegistry.h"
+#include "services/OTImageDiskCache.h"
 #include "support/OTServerHarness.h"
+#include "view/OTNavigationController.h"
+#include "view/OTWindow.h"
 
 namespace corvane {
 

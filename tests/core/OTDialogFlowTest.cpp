@@ -9,15 +9,15 @@
 #include "core/OTSDKManager.h"
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
-#include "platform/OTUserConfig.h"
-#include "platform/view/OTMethodRuntime.h"
-#include "platform/view/OTNavigationController.h"
-#include "platform/view/OTPageClassRegistry.h"
-#include "platform/view/OTTabBarController.h"
-#include "platform/view/OTWindow.h"
+#include "platform/OTMethodRuntime.h"
+#include "platform/OTPageClassRegistry.h"
 #include "server/OTNetwork.h"
+#include "services/OTUserConfig.h"
 #include "support/OTRecordingPresenter.h"
 #include "support/OTTestEnvironment.h"
+#include "view/OTNavigationController.h"
+#include "view/OTTabBarController.h"
+#include "view/OTWindow.h"
 
 namespace corvane {
 

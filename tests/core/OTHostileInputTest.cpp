@@ -3,14 +3,14 @@
 #include <cmath>
 
 #include "core/OTSDKManager.h"
+#include "foundation/OTFiles.h"
 #include "model/OTEvent.h"
 #include "model/OTTextAttribute.h"
 #include "model/OTWindowData.h"
 #include "model/OTWindowRule.h"
-#include "platform/OTDataArchiver.h"
-#include "platform/OTLogger.h"
-#include "platform/OTSandbox.h"
 #include "server/OTNetwork.h"
+#include "services/OTDataArchiver.h"
+#include "services/OTLogger.h"
 #include "support/OTHeldEngine.h"
 
 namespace corvane {
@@ -48,7 +48,7 @@ TEST(OTHostileInput, ACampaignAnswerNestedTooDeepIsMalformedAndTheListStays) {
     h.test.scheduler().runUntilIdle();
     ASSERT_EQ(h.campaignIds(), std::vector<std::string>{"1"});
     const auto file = h.test.documents() / "OTInAppWindowData.plist";
-    const auto saved = OTSandbox::readFile(file);
+    const auto saved = OTFiles::readFile(file);
     ASSERT_TRUE(saved.has_value());
 
     // 20 KB of brackets: ten thousand levels inside "data".
@@ -59,7 +59,7 @@ TEST(OTHostileInput, ACampaignAnswerNestedTooDeepIsMalformedAndTheListStays) {
     ASSERT_TRUE(h.transport->answer(kInAppPath, "alice", deep));
     h.test.scheduler().runUntilIdle();
     EXPECT_EQ(h.campaignIds(), std::vector<std::string>{"1"});
-    EXPECT_EQ(OTSandbox::readFile(file), saved);
+    EXPECT_EQ(OTFiles::readFile(file), saved);
     const auto log = h.log();
     EXPECT_EQ(OTTestEnvironment::occurrences(log, "服务器应答嵌套超过 64 层，按格式错误处理"), 1u);
     // The answer is logged as the text it was, not as a ten-thousand-level description.

@@ -2,13 +2,13 @@
 
 #include "core/OTNavigation.h"
 #include "core/OTPushManager.h"
-#include "platform/OTLogger.h"
-#include "platform/OTSandbox.h"
-#include "platform/view/OTNavigationController.h"
-#include "platform/view/OTPageClassRegistry.h"
-#include "platform/view/OTTabBarController.h"
-#include "platform/view/OTWindow.h"
+#include "foundation/OTFiles.h"
+#include "platform/OTPageClassRegistry.h"
+#include "services/OTLogger.h"
 #include "support/OTTestEnvironment.h"
+#include "view/OTNavigationController.h"
+#include "view/OTTabBarController.h"
+#include "view/OTWindow.h"
 
 namespace corvane {
 
@@ -38,7 +38,7 @@ struct App {
     void afterNavigation() { test.scheduler().advance(600ms); }
     std::string log() {
         test.scheduler().runUntilIdle();
-        return OTSandbox::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
+        return OTFiles::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
     }
 };
 }  // namespace

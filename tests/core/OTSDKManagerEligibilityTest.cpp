@@ -3,7 +3,7 @@
 #include "core/OTSDKManager.h"
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
-#include "platform/OTUserConfig.h"
+#include "services/OTUserConfig.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {

@@ -3,13 +3,13 @@
 #include "core/OTSDKManager.h"
 #include "core/OTTaskManager.h"
 #include "corvane/CorvaneOtManager.h"
+#include "foundation/OTFiles.h"
 #include "model/OTEvent.h"
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
-#include "platform/OTDataArchiver.h"
-#include "platform/OTLogger.h"
-#include "platform/OTSandbox.h"
-#include "platform/OTUserConfig.h"
+#include "services/OTDataArchiver.h"
+#include "services/OTLogger.h"
+#include "services/OTUserConfig.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {
@@ -82,8 +82,8 @@ TEST(OTSDKManagerIntake, ARestartRestoresCampaignsAndRecordsWithActivationCleare
 
 TEST(OTSDKManagerIntake, CorruptCampaignFilesGiveEmptyLists) {
     OTTestEnvironment test;
-    OTSandbox::writeFileAtomically(test.documents() / "OTInAppWindowData.plist", "garbage");
-    OTSandbox::writeFileAtomically(test.documents() / "OTWindowRecordTreeData.plist", std::string(64, '\0'));
+    OTFiles::writeFileAtomically(test.documents() / "OTInAppWindowData.plist", "garbage");
+    OTFiles::writeFileAtomically(test.documents() / "OTWindowRecordTreeData.plist", std::string(64, '\0'));
     auto engine = OTSDKManager::sharedManager();
     EXPECT_TRUE(engine->inAppDataArray().empty());
     EXPECT_TRUE(engine->windowRecordTree()->allNodes().empty());
@@ -121,7 +121,7 @@ TEST(OTSDKManagerIntake, EventsAreCountedAndHeldOnTheEventQueue) {
 
     const auto log = [&] {
         test.scheduler().runUntilIdle();
-        return OTSandbox::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
+        return OTFiles::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
     }();
     EXPECT_NE(log.find("收到岚桥 event 回调：\n{\n    appid = a1;"), std::string::npos);
     EXPECT_NE(log.find("收到神策 event 回调：\n{\n    event = $AppViewScreen;"), std::string::npos);
@@ -200,7 +200,7 @@ TEST(OTSDKManagerIntake, AUserChangeQueuesUploadsClearsTheCounterAndEmptiesTheTr
     EXPECT_EQ(settings->dailyPopWindowCount(), 0u);
     test.scheduler().runUntilIdle();
     EXPECT_TRUE(test.console().contains("corvane->setUserId"));
-    const auto log = OTSandbox::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
+    const auto log = OTFiles::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
     EXPECT_NE(log.find("syncRecordTree 成功！"), std::string::npos);
 }
 

@@ -4,12 +4,12 @@
 #include "core/OTSDKManager.h"
 #include "corvane/CorvaneOtManager.h"
 #include "model/OTWindowRecordTree.h"
-#include "platform/OTUserConfig.h"
-#include "platform/view/OTNavigationController.h"
-#include "platform/view/OTTabBarController.h"
-#include "platform/view/OTWindow.h"
+#include "services/OTUserConfig.h"
 #include "support/OTRecordingPresenter.h"
 #include "support/OTTestEnvironment.h"
+#include "view/OTNavigationController.h"
+#include "view/OTTabBarController.h"
+#include "view/OTWindow.h"
 
 namespace corvane {
 

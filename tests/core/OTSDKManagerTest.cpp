@@ -2,7 +2,7 @@
 
 #include "core/OTSDKManager.h"
 #include "corvane/CorvaneOtManager.h"
-#include "platform/OTLogger.h"
+#include "services/OTLogger.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {

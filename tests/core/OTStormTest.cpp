@@ -7,12 +7,12 @@
 #include "core/OTPopWindowManager.h"
 #include "core/OTPushManager.h"
 #include "core/OTSDKManager.h"
+#include "foundation/OTFiles.h"
 #include "model/OTWindowData.h"
-#include "platform/OTSandbox.h"
 #include "platform/deterministic/OTManualReachabilitySource.h"
-#include "platform/view/OTViewController.h"
 #include "server/OTNetwork.h"
 #include "support/OTThreadedTestEnvironment.h"
+#include "view/OTViewController.h"
 
 namespace corvane {
 
@@ -46,10 +46,10 @@ std::filesystem::path writeCampaigns(const std::filesystem::path& folder, int co
                                {"dialogRule",
                                 {{{"eventType", "click"}, {"type", 3}, {"count", 1000}, {"intervalValue", 0}},
                                  {{"eventType", "close"}, {"type", 3}, {"count", 1000}, {"intervalValue", 0}}}}};
-        OTSandbox::writeFileAtomically(folder / "in_app" / (std::to_string(1000 + i) + ".json"), campaign.dump());
+        OTFiles::writeFileAtomically(folder / "in_app" / (std::to_string(1000 + i) + ".json"), campaign.dump());
     }
-    OTSandbox::writeFileAtomically(folder / "subscribe" / "1.json",
-                                   json{{"id", "1"}, {"event", {{"xwhat", "buy"}}}}.dump());
+    OTFiles::writeFileAtomically(folder / "subscribe" / "1.json",
+                                 json{{"id", "1"}, {"event", {{"xwhat", "buy"}}}}.dump());
     return folder;
 }
 }  // namespace

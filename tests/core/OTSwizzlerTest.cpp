@@ -3,15 +3,15 @@
 #include "core/OTPageCollection.h"
 #include "core/OTSDKManager.h"
 #include "core/OTSwizzler.h"
+#include "foundation/OTFiles.h"
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
-#include "platform/OTLogger.h"
-#include "platform/OTSandbox.h"
-#include "platform/view/OTNavigationController.h"
-#include "platform/view/OTTabBarController.h"
-#include "platform/view/OTWindow.h"
+#include "services/OTLogger.h"
 #include "support/OTRecordingPresenter.h"
 #include "support/OTTestEnvironment.h"
+#include "view/OTNavigationController.h"
+#include "view/OTTabBarController.h"
+#include "view/OTWindow.h"
 
 namespace corvane {
 
@@ -53,7 +53,7 @@ TEST(OTSwizzler, CallbacksRunAfterThePreviousImplementationInOneReplacement) {
     EXPECT_TRUE(OTSwizzler::isLocallyDefinedMethod("viewDidLoad", "Host"));
     EXPECT_FALSE(OTSwizzler::isLocallyDefinedMethod("viewWillDisappear:", "Host"));
     test.scheduler().runUntilIdle();
-    const auto log = OTSandbox::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
+    const auto log = OTFiles::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
     EXPECT_NE(log.find("SwizzleException:Cannot find method for willRemoveSubview: on Nothing"), std::string::npos);
 }
 

@@ -4,9 +4,9 @@
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
 #include "model/OTWindowRecordTreeNode.h"
-#include "platform/OTLogger.h"
 #include "platform/OTSandbox.h"
 #include "server/OTNetwork.h"
+#include "services/OTLogger.h"
 #include "support/OTHeldEngine.h"
 
 namespace corvane {

@@ -4,9 +4,9 @@
 
 #include <nlohmann/json.hpp>
 
-#include "platform/view/OTSceneNode.h"
-#include "platform/view/OTWindow.h"
 #include "support/OTTestEnvironment.h"
+#include "view/OTSceneNode.h"
+#include "view/OTWindow.h"
 
 namespace corvane {
 

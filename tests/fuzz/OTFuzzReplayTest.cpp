@@ -3,7 +3,7 @@
 #include <filesystem>
 
 #include "OTFuzzTargets.h"
-#include "platform/OTSandbox.h"
+#include "foundation/OTFiles.h"
 
 namespace corvane {
 
@@ -20,7 +20,7 @@ TEST(OTFuzzReplay, EverySeedAndRegressionRunsCleanThroughItsTarget) {
             ASSERT_TRUE(fs::is_directory(directory)) << directory;
             for (const auto& entry : fs::directory_iterator(directory)) {
                 if (!entry.is_regular_file() || entry.path().filename().string().starts_with(".")) continue;
-                const auto bytes = OTSandbox::readFile(entry.path());
+                const auto bytes = OTFiles::readFile(entry.path());
                 ASSERT_TRUE(bytes.has_value()) << entry.path();
                 EXPECT_EQ(target.run(reinterpret_cast<const std::uint8_t*>(bytes->data()), bytes->size()), 0)
                     << entry.path();

@@ -1,8 +1,9 @@
 #include <gtest/gtest.h>
 
 #include "corvane/CorvaneOtConfig.h"
+#include "foundation/OTFiles.h"
 #include "platform/OTEnvironment.h"
-#include "platform/OTSandbox.h"
+#include "services/OTUserDefaults.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {
@@ -15,7 +16,7 @@ TEST(CorvaneOtConfig, UrlIsTrimmedOfBlanksAndOneTrailingSlashAndKeptInTheStore) 
 
     config.setUrl(" \t https://ot.example.com:8088/ \r\n");
     EXPECT_EQ(config.url(), "https://ot.example.com:8088");
-    EXPECT_EQ(OTSandbox::readFile(test.root() / "AppGroups/group.demo/Library/Caches/OT_group_info_key_url.json"),
+    EXPECT_EQ(OTFiles::readFile(test.root() / "AppGroups/group.demo/Library/Caches/OT_group_info_key_url.json"),
               "https://ot.example.com:8088");
 
     config.setUrl("\xE3\x80\x80https://two.example//\xC2\xA0");  // ideographic and no-break spaces
@@ -40,14 +41,14 @@ TEST(CorvaneOtConfig, EnvironmentFollowsTheGroupDomain) {
     EXPECT_EQ(config.envType(), 0u);
     // Set before the group: written to the default domain (the user defaults)...
     config.setEnvType(2);
-    EXPECT_EQ(OTEnvironment::current()->standardUserDefaults().stringForKey("group_info_key_env"), "2");
+    EXPECT_EQ(OTUserDefaults::standardUserDefaults().stringForKey("group_info_key_env"), "2");
     // ...and copied to the group's domain when the group is set.
     config.setApplicationGroupIdentifier("group.demo");
-    EXPECT_EQ(OTSandbox::readFile(test.root() / "AppGroups/group.demo/Library/Caches/OT_group_info_key_env.json"), "2");
+    EXPECT_EQ(OTFiles::readFile(test.root() / "AppGroups/group.demo/Library/Caches/OT_group_info_key_env.json"), "2");
     EXPECT_EQ(config.envType(), 2u);
 
     // The getter always answers what the store holds for the current domain.
-    OTSandbox::writeFileAtomically(test.root() / "AppGroups/group.demo/Library/Caches/OT_group_info_key_env.json", "3");
+    OTFiles::writeFileAtomically(test.root() / "AppGroups/group.demo/Library/Caches/OT_group_info_key_env.json", "3");
     EXPECT_EQ(config.envType(), 3u);
     config.setApplicationGroupIdentifier("group.second");
     EXPECT_EQ(config.envType(), 3u);  // the cached 3 was written again under the new group

@@ -2,10 +2,10 @@
 
 #include "corvane/CorvaneBannerConfig.h"
 #include "model/OTBanner.h"
-#include "platform/OTDataArchiver.h"
-#include "platform/OTUtils.h"
-#include "platform/view/OTSceneNode.h"
+#include "services/OTDataArchiver.h"
+#include "services/OTUtils.h"
 #include "support/OTTestEnvironment.h"
+#include "view/OTSceneNode.h"
 
 namespace corvane {
 

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
+#include "foundation/OTFiles.h"
 #include "model/OTSAEventAdapter.h"
-#include "platform/OTLogger.h"
-#include "platform/OTSandbox.h"
+#include "services/OTLogger.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {
@@ -41,7 +41,7 @@ TEST(OTEventAdapter, SensorsAnalyticsEventsTakeTheEventRecordShape) {
                   ->at("xcontext"),
               (json{{"$screen_name", "A"}}));
     test.scheduler().runUntilIdle();
-    const auto log = OTSandbox::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
+    const auto log = OTFiles::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
     EXPECT_NE(log.find("事件适配失败，sourceEvent : (\n    1\n)，sourceTye : 1\n"), std::string::npos);
     EXPECT_NE(log.find("事件适配失败，sourceEvent : <null>，sourceTye : 0\n"), std::string::npos);
     EXPECT_EQ(log.find("sourceTye : 2"), std::string::npos);

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "model/OTEvent.h"
-#include "platform/OTDataArchiver.h"
+#include "services/OTDataArchiver.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {

@@ -2,7 +2,7 @@
 
 #include "model/OTBannerRecordTree.h"
 #include "model/OTWindowRecordTree.h"
-#include "platform/OTDataArchiver.h"
+#include "services/OTDataArchiver.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {

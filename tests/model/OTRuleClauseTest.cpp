@@ -2,7 +2,7 @@
 
 #include "model/OTRuleClause.h"
 #include "model/OTRuleEvaluator.h"
-#include "platform/OTUtils.h"
+#include "services/OTUtils.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {

@@ -4,7 +4,7 @@
 
 #include "model/OTPicture.h"
 #include "model/OTWindowData.h"
-#include "platform/OTDataArchiver.h"
+#include "services/OTDataArchiver.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {

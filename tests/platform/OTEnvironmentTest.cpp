@@ -4,9 +4,12 @@
 #include <thread>
 #include <vector>
 
+#include "foundation/OTFiles.h"
+#include "foundation/OTNotificationCenter.h"
+#include "foundation/OTText.h"
 #include "platform/OTEnvironment.h"
-#include "platform/OTKeychainStore.h"
-#include "platform/OTNotificationCenter.h"
+#include "services/OTKeychainStore.h"
+#include "services/OTUserDefaults.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {
@@ -55,7 +58,7 @@ TEST(OTEnvironment, SandboxLayoutAndDefaultsSurviveARestart) {
     EXPECT_FALSE(env.containerForApplicationGroup("..").has_value());
     EXPECT_FALSE(env.containerForApplicationGroup("a/../../etc").has_value());
 
-    auto& defaults = OTEnvironment::current()->standardUserDefaults();
+    auto& defaults = OTUserDefaults::standardUserDefaults();
     defaults.setObject(nlohmann::json{{"a", {1, 2.5, "three", nullptr, true}}}, "nested");
     defaults.setObject("12abc", "text");
     defaults.setDate(test.clock().now(), "when");
@@ -64,7 +67,7 @@ TEST(OTEnvironment, SandboxLayoutAndDefaultsSurviveARestart) {
     defaults.setObject(nullptr, "gone");
 
     test.restart();
-    auto& reread = OTEnvironment::current()->standardUserDefaults();
+    auto& reread = OTUserDefaults::standardUserDefaults();
     EXPECT_EQ(*reread.objectForKey("nested"), (nlohmann::json{{"a", {1, 2.5, "three", nullptr, true}}}));
     EXPECT_EQ(reread.integerForKey("text"), 12);
     EXPECT_EQ(reread.stringForKey("text"), "12abc");
@@ -78,29 +81,29 @@ TEST(OTEnvironment, SandboxLayoutAndDefaultsSurviveARestart) {
 TEST(OTEnvironment, CorruptDefaultsFileReadsAsEmptyAndIsReplacedOnWrite) {
     OTTestEnvironment test;
     const auto path = test.root() / "Library/Preferences/com.corvane.test.plist";
-    OTSandbox::writeFileAtomically(path, "bplist00 this is not a property list at all, truncated");
+    OTFiles::writeFileAtomically(path, "bplist00 this is not a property list at all, truncated");
     test.restart();
-    auto& defaults = OTEnvironment::current()->standardUserDefaults();
+    auto& defaults = OTUserDefaults::standardUserDefaults();
     EXPECT_TRUE(defaults.dictionaryRepresentation().empty());
     defaults.setObject("v", "k");
     test.restart();
-    EXPECT_EQ(OTEnvironment::current()->standardUserDefaults().stringForKey("k"), "v");
+    EXPECT_EQ(OTUserDefaults::standardUserDefaults().stringForKey("k"), "v");
 }
 
 TEST(OTEnvironment, IntegerValueOfTextReadsLikeThePlatform) {
-    EXPECT_EQ(OTUserDefaults::integerValue("3"), 3);
-    EXPECT_EQ(OTUserDefaults::integerValue("  -42xyz"), -42);
-    EXPECT_EQ(OTUserDefaults::integerValue("+7"), 7);
-    EXPECT_EQ(OTUserDefaults::integerValue("abc"), 0);
-    EXPECT_EQ(OTUserDefaults::integerValue(""), 0);
-    EXPECT_EQ(OTUserDefaults::integerValue("1.9"), 1);
-    EXPECT_EQ(OTUserDefaults::integerValue("99999999999999999999"), INT64_MAX);
-    EXPECT_EQ(OTUserDefaults::integerValue("-99999999999999999999"), INT64_MIN);
+    EXPECT_EQ(OTText::integerValue("3"), 3);
+    EXPECT_EQ(OTText::integerValue("  -42xyz"), -42);
+    EXPECT_EQ(OTText::integerValue("+7"), 7);
+    EXPECT_EQ(OTText::integerValue("abc"), 0);
+    EXPECT_EQ(OTText::integerValue(""), 0);
+    EXPECT_EQ(OTText::integerValue("1.9"), 1);
+    EXPECT_EQ(OTText::integerValue("99999999999999999999"), INT64_MAX);
+    EXPECT_EQ(OTText::integerValue("-99999999999999999999"), INT64_MIN);
 }
 
 TEST(OTEnvironment, KeychainItemsPersistForTheOwnerOnly) {
     OTTestEnvironment test;
-    auto& keychain = OTEnvironment::current()->keychain();
+    auto& keychain = OTKeychainStore::shared();
     OTKeychainStore::Item item{{"class", OTPropertyList("genp")},
                                {"gena", OTPropertyList("UUID")},
                                {"v_Data", OTPropertyList(OTPropertyList::Data{'x'})}};
@@ -113,7 +116,7 @@ TEST(OTEnvironment, KeychainItemsPersistForTheOwnerOnly) {
               std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
 
     test.restart();
-    auto& reread = OTEnvironment::current()->keychain();
+    auto& reread = OTKeychainStore::shared();
     auto found = reread.copyMatching({{"class", OTPropertyList("genp")}, {"gena", OTPropertyList("UUID")}});
     ASSERT_TRUE(found.has_value());
     EXPECT_EQ(*found->at("labl").get<std::string>(), "l");

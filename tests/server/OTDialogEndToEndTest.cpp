@@ -2,15 +2,15 @@
 
 #include "core/OTSDKManager.h"
 #include "model/OTWindowRecordTree.h"
-#include "platform/OTImageDiskCache.h"
-#include "platform/headless/OTHTMLRenderer.h"
-#include "platform/headless/OTHeadlessRenderer.h"
-#include "platform/view/OTNavigationController.h"
-#include "platform/view/OTPageClassRegistry.h"
-#include "platform/view/OTTabBarController.h"
-#include "platform/view/OTWindow.h"
+#include "platform/OTPageClassRegistry.h"
+#include "render/OTHTMLRenderer.h"
+#include "render/OTHeadlessRenderer.h"
+#include "services/OTImageDiskCache.h"
 #include "support/OTServerHarness.h"
 #include "ui/OTPopWindow.h"
+#include "view/OTNavigationController.h"
+#include "view/OTTabBarController.h"
+#include "view/OTWindow.h"
 
 namespace corvane {
 

@@ -8,9 +8,9 @@
 #include "corvane/CorvaneOtManager.h"
 #include "model/OTEvent.h"
 #include "model/OTWindowData.h"
-#include "platform/OTDataArchiver.h"
 #include "platform/linux/OTCurlHTTPTransport.h"
 #include "server/OTNetwork.h"
+#include "services/OTDataArchiver.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {

@@ -2,8 +2,9 @@
 
 #include "core/OTTaskManager.h"
 #include "corvane/CorvaneOtManager.h"
-#include "platform/OTDataArchiver.h"
-#include "platform/OTUserConfig.h"
+#include "foundation/OTFiles.h"
+#include "services/OTDataArchiver.h"
+#include "services/OTUserConfig.h"
 #include "support/OTHeldEngine.h"
 #include "support/OTServerHarness.h"
 
@@ -269,10 +270,10 @@ TEST(OTIdentityUpload, TheLogFilesAreMailedInNameOrderWithTheVersionedSubject) {
     Identity c;
     c.log();  // this run's log file first: a start deletes one when three are there
     const auto folder = c.test.documents() / "OT_Log";
-    OTSandbox::createPrivateDirectories(folder / "b-archive");
-    OTSandbox::writeFileAtomically(folder / "a-old.log", "first");
-    OTSandbox::writeFileAtomically(folder / "b-archive" / "nested.log", "second");
-    OTSandbox::writeFileAtomically(folder / "notes.txt", "not a log");
+    OTFiles::createPrivateDirectories(folder / "b-archive");
+    OTFiles::writeFileAtomically(folder / "a-old.log", "first");
+    OTFiles::writeFileAtomically(folder / "b-archive" / "nested.log", "second");
+    OTFiles::writeFileAtomically(folder / "notes.txt", "not a log");
     c.test.scheduler().runUntilIdle();
     CorvaneOtManager::sendLogToEmail("dev@example.com");
     c.test.scheduler().runUntilIdle();

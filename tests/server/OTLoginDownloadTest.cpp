@@ -6,10 +6,10 @@
 #include "model/OTEvent.h"
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
-#include "platform/OTDataArchiver.h"
-#include "platform/OTLogger.h"
 #include "platform/OTSandbox.h"
-#include "platform/OTUserConfig.h"
+#include "services/OTDataArchiver.h"
+#include "services/OTLogger.h"
+#include "services/OTUserConfig.h"
 #include "support/OTServerHarness.h"
 
 namespace corvane {

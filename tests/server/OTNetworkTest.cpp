@@ -5,8 +5,8 @@
 #include <atomic>
 #include <thread>
 
-#include "platform/OTUserShare.h"
 #include "server/OTNetwork.h"
+#include "services/OTUserShare.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {

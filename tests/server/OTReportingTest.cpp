@@ -4,11 +4,12 @@
 
 #include "core/OTSDKManager.h"
 #include "corvane/CorvaneOtManager.h"
+#include "foundation/OTFiles.h"
 #include "model/OTEvent.h"
 #include "model/OTWindowData.h"
-#include "platform/OTDataArchiver.h"
-#include "platform/OTUserConfig.h"
 #include "server/OTNetwork.h"
+#include "services/OTDataArchiver.h"
+#include "services/OTUserConfig.h"
 #include "support/OTServerHarness.h"
 
 namespace corvane {
@@ -230,7 +231,7 @@ TEST(OTReporting, EventsQueuedInAnEarlierRunAreOverwrittenBeforeTheFirstFlush) {
     std::filesystem::remove(h.test.documents() / OTSDKManager::kOfflineWindowEventsFileName);
     h.engine->reportCachedOfflineWindowEvents();
     EXPECT_TRUE(h.engine->cachedOfflineWindowEvents().empty());
-    ASSERT_TRUE(OTSandbox::writeFileAtomically(pushFile, std::string("bplist00\xff\xff garbage", 18)));
+    ASSERT_TRUE(OTFiles::writeFileAtomically(pushFile, std::string("bplist00\xff\xff garbage", 18)));
     h.engine->reportCachedOfflinePushEvents();
     EXPECT_TRUE(h.engine->cachedOfflinePushEvents().empty());
     h.test.scheduler().runUntilIdle();

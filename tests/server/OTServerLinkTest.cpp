@@ -3,17 +3,17 @@
 #include <mutex>
 
 #include "OTDevServer.h"
+#include "foundation/OTFiles.h"
 #include "model/OTEvent.h"
 #include "model/OTWindowData.h"
-#include "platform/OTDataArchiver.h"
-#include "platform/OTLogger.h"
-#include "platform/OTSandbox.h"
-#include "platform/OTUserConfig.h"
 #include "server/OTCampaignDownloader.h"
 #include "server/OTEventReporter.h"
 #include "server/OTLoginClient.h"
 #include "server/OTNetwork.h"
 #include "server/OTServerSession.h"
+#include "services/OTDataArchiver.h"
+#include "services/OTLogger.h"
+#include "services/OTUserConfig.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {
@@ -52,7 +52,7 @@ struct ServerLink {
     }
     std::string log() {
         test.scheduler().runUntilIdle();
-        return OTSandbox::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
+        return OTFiles::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
     }
 
     OTTestEnvironment test;

@@ -5,10 +5,10 @@
 #include <vector>
 
 #include "core/OTSDKManager.h"
+#include "foundation/OTFiles.h"
 #include "model/OTWindowData.h"
-#include "platform/OTLogger.h"
-#include "platform/OTSandbox.h"
 #include "server/OTNetwork.h"
+#include "services/OTLogger.h"
 #include "support/OTHeldTransport.h"
 #include "support/OTTestEnvironment.h"
 
@@ -37,7 +37,7 @@ public:
     // The log file once the queues have run.
     std::string log() const {
         test.scheduler().runUntilIdle();
-        return OTSandbox::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
+        return OTFiles::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
     }
 
     OTTestEnvironment test;

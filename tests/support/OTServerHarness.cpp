@@ -4,8 +4,8 @@
 
 #include "core/OTSDKManager.h"
 #include "corvane/CorvaneOtManager.h"
-#include "platform/OTLogger.h"
-#include "platform/OTSandbox.h"
+#include "foundation/OTFiles.h"
+#include "services/OTLogger.h"
 
 namespace corvane {
 
@@ -31,7 +31,7 @@ bool OTServerHarness::waitFor(const std::function<bool()>& done, std::chrono::mi
 
 std::string OTServerHarness::log() {
     test.scheduler().runUntilIdle();
-    return OTSandbox::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
+    return OTFiles::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
 }
 
 bool OTServerHarness::waitForLog(const std::string& fragment, std::size_t occurrences,

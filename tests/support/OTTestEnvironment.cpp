@@ -6,9 +6,9 @@
 #include <cstdlib>
 #include <stdexcept>
 
-#include "platform/view/OTPageClassRegistry.h"
-#include "platform/view/OTTabBarController.h"
+#include "platform/OTPageClassRegistry.h"
 #include "server/OTNetwork.h"
+#include "view/OTTabBarController.h"
 
 namespace corvane {
 

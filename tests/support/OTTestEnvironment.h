@@ -9,9 +9,9 @@
 #include "platform/deterministic/OTManualScheduler.h"
 #include "platform/deterministic/OTRecordingConsole.h"
 #include "platform/deterministic/OTVirtualClock.h"
-#include "platform/headless/OTHeadlessUIHost.h"
-#include "platform/view/OTNavigationController.h"
-#include "platform/view/OTWindow.h"
+#include "render/OTHeadlessUIHost.h"
+#include "view/OTNavigationController.h"
+#include "view/OTWindow.h"
 
 namespace corvane {
 

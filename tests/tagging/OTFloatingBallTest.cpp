@@ -4,7 +4,7 @@
 #include <limits>
 #include <numbers>
 
-#include "platform/headless/OTHeadlessRenderer.h"
+#include "render/OTHeadlessRenderer.h"
 #include "support/OTTestEnvironment.h"
 #include "tagging/OTFloatingBall.h"
 #include "tagging/OTFloatingBallChild.h"

@@ -4,8 +4,8 @@
 
 #include "core/OTNavigation.h"
 #include "corvane/CorvaneOtManager.h"
-#include "platform/OTUserConfig.h"
-#include "platform/headless/OTHeadlessRenderer.h"
+#include "render/OTHeadlessRenderer.h"
+#include "services/OTUserConfig.h"
 #include "support/OTHeldEngine.h"
 #include "support/OTServerHarness.h"
 #include "tagging/OTFloatingBall.h"

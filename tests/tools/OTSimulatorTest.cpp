@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/OTSandbox.h"
+#include "foundation/OTFiles.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {
@@ -180,7 +180,7 @@ TEST(OTSimulator, TheDemoShowsDialogsFollowsLinksQueuesOfflineAndHitsTheDailyCap
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(html), std::filesystem::directory_iterator()), 9);
     std::size_t copies = 0;
     for (const auto& snapshot : ofType(observations, "snapshot")) {
-        const auto page = OTSandbox::readFile(snapshot["file"].get<std::string>()).value_or("");
+        const auto page = OTFiles::readFile(snapshot["file"].get<std::string>()).value_or("");
         EXPECT_EQ(page.find("127.0.0.1"), std::string::npos) << snapshot["file"];
         for (auto at = page.find("src=\"assets/"); at != std::string::npos; at = page.find("src=\"assets/", at + 1)) {
             const auto start = at + 5;
@@ -284,7 +284,7 @@ TEST(OTSimulator, LoadActionsServeCopiesOfACampaignAndPaceEventsThroughTheEventQ
     }
     EXPECT_EQ(copies, 200u);
     // The library's own console went to its file in the sandbox, not into the transcript.
-    const auto console = OTSandbox::readFile(test.root() / "app" / "console.log").value_or("");
+    const auto console = OTFiles::readFile(test.root() / "app" / "console.log").value_or("");
     EXPECT_NE(console.find("startWithConfiguration\n"), std::string::npos);
     EXPECT_NE(console.find("getListData\n"), std::string::npos);
 }

@@ -1,13 +1,14 @@
 #include <gtest/gtest.h>
 
 #include "core/OTPopWindowManager.h"
+#include "foundation/OTFiles.h"
 #include "model/OTBanner.h"
 #include "model/OTBannerRecordTree.h"
 #include "model/OTBannerRecordTreeNode.h"
 #include "model/OTEvent.h"
-#include "platform/OTDataArchiver.h"
-#include "platform/OTUserConfig.h"
-#include "platform/headless/OTHeadlessUIHost.h"
+#include "render/OTHeadlessUIHost.h"
+#include "services/OTDataArchiver.h"
+#include "services/OTUserConfig.h"
 #include "support/OTHeldEngine.h"
 #include "ui/OTBannerManager.h"
 #include "ui/OTBannerView.h"
@@ -254,7 +255,7 @@ TEST(OTBannerManager, HostileAnswersAndFilesLeaveThePreviousListsInPlace) {
     r.download();
     ASSERT_EQ(r.manager->bannerArray().size(), 2u);
     const auto listFile = r.test.documents() / "OTBannerList.plist";
-    const auto before = OTSandbox::readFile(listFile);
+    const auto before = OTFiles::readFile(listFile);
     ASSERT_TRUE(before);
 
     for (const std::string& body : {std::string(R"({"code":0,"data":{"id":"1"}})"), std::string(R"({"code":0})"),
@@ -265,7 +266,7 @@ TEST(OTBannerManager, HostileAnswersAndFilesLeaveThePreviousListsInPlace) {
         r.test.scheduler().runUntilIdle();
         EXPECT_EQ(r.manager->bannerArray().size(), 2u) << body;
         EXPECT_EQ(r.manager->bannerDefaultArray().size(), 1u) << body;
-        EXPECT_EQ(OTSandbox::readFile(listFile), before) << body;
+        EXPECT_EQ(OTFiles::readFile(listFile), before) << body;
     }
 
     // Elements of the wrong kind are skipped; a non-numeric id keys node 0; wrong kinds inside are absent.
@@ -296,7 +297,7 @@ TEST(OTBannerManager, HostileAnswersAndFilesLeaveThePreviousListsInPlace) {
 
     // Truncated and foreign files read as nothing on the next start.
     const auto tree = r.test.documents() / "OTBannerRecordTreeData.plist";
-    const auto bytes = OTSandbox::readFile(tree).value();
+    const auto bytes = OTFiles::readFile(tree).value();
     std::filesystem::resize_file(tree, bytes.size() / 2);
     std::filesystem::copy_file(tree, r.test.documents() / "OTBannerDefault.plist",
                                std::filesystem::copy_options::overwrite_existing);

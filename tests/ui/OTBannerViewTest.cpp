@@ -1,13 +1,13 @@
 #include <gtest/gtest.h>
 
+#include "foundation/OTFiles.h"
 #include "model/OTBanner.h"
-#include "platform/OTLogger.h"
-#include "platform/OTSandbox.h"
-#include "platform/headless/OTHeadlessRenderer.h"
-#include "platform/headless/OTTextMeasurer.h"
-#include "platform/view/OTNavigationController.h"
+#include "platform/OTTextMeasurer.h"
+#include "render/OTHeadlessRenderer.h"
+#include "services/OTLogger.h"
 #include "support/OTTestEnvironment.h"
 #include "ui/OTBannerView.h"
+#include "view/OTNavigationController.h"
 
 namespace corvane {
 
@@ -34,7 +34,7 @@ const json kThreePictures = {{"picture",
 
 std::string log(OTTestEnvironment& test) {
     test.scheduler().runUntilIdle();
-    return OTSandbox::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
+    return OTFiles::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
 }
 }  // namespace
 

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "platform/headless/OTHeadlessRenderer.h"
+#include "render/OTHeadlessRenderer.h"
 #include "support/OTTestEnvironment.h"
 #include "ui/OTAnimatedDotView.h"
 #include "ui/OTCycleScrollView.h"

@@ -4,17 +4,17 @@
 
 #include "core/OTPopWindowManager.h"
 #include "model/OTWindowData.h"
-#include "platform/OTImageDiskCache.h"
-#include "platform/OTLogger.h"
 #include "platform/OTSandbox.h"
-#include "platform/headless/OTHTMLRenderer.h"
-#include "platform/headless/OTHeadlessRenderer.h"
-#include "platform/headless/OTHeadlessWebView.h"
-#include "platform/view/OTNavigationController.h"
-#include "platform/view/OTWindow.h"
+#include "render/OTHTMLRenderer.h"
+#include "render/OTHeadlessRenderer.h"
+#include "render/OTHeadlessWebView.h"
+#include "services/OTImageDiskCache.h"
+#include "services/OTLogger.h"
 #include "support/OTTestEnvironment.h"
 #include "ui/OTPopWindow.h"
 #include "ui/OTWebController.h"
+#include "view/OTNavigationController.h"
+#include "view/OTWindow.h"
 
 namespace corvane {
 

@@ -1,12 +1,12 @@
 #include <gtest/gtest.h>
 
-#include "platform/OTLogger.h"
-#include "platform/OTSandbox.h"
-#include "platform/headless/OTHeadlessRenderer.h"
-#include "platform/headless/OTHeadlessWebView.h"
-#include "platform/view/OTNavigationController.h"
+#include "foundation/OTFiles.h"
+#include "render/OTHeadlessRenderer.h"
+#include "render/OTHeadlessWebView.h"
+#include "services/OTLogger.h"
 #include "support/OTTestEnvironment.h"
 #include "ui/OTWebController.h"
+#include "view/OTNavigationController.h"
 
 namespace corvane {
 
@@ -19,7 +19,7 @@ std::shared_ptr<OTHeadlessWebView> page(const std::shared_ptr<OTWebController>& 
 
 std::string log(OTTestEnvironment& test) {
     test.scheduler().runUntilIdle();
-    return OTSandbox::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
+    return OTFiles::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
 }
 }  // namespace
 

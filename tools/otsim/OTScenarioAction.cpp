@@ -4,7 +4,7 @@
 #include <map>
 #include <vector>
 
-#include "platform/formats/OTJSONLimits.h"
+#include "foundation/OTJSONLimits.h"
 
 namespace corvane {
 

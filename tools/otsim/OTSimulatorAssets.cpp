@@ -5,11 +5,11 @@
 #include <future>
 #include <memory>
 
+#include "foundation/OTFiles.h"
 #include "platform/OTEnvironment.h"
 #include "platform/OTHTTPTransport.h"
-#include "platform/OTImageDiskCache.h"
-#include "platform/OTSandbox.h"
-#include "platform/OTUtils.h"
+#include "services/OTImageDiskCache.h"
+#include "services/OTUtils.h"
 
 namespace corvane {
 
@@ -41,7 +41,7 @@ std::optional<std::string> OTSimulatorAssets::localCopy(const std::string& url) 
         const auto name = fileName(url);
         std::error_code ec;
         std::filesystem::create_directories(directory_ / kFolderName, ec);
-        if (OTSandbox::writeFileAtomically(directory_ / kFolderName / name, *bytes))
+        if (OTFiles::writeFileAtomically(directory_ / kFolderName / name, *bytes))
             copy = std::string(kFolderName) + "/" + name;
     }
     copies_.emplace(url, copy);

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/headless/OTHTMLRenderer.h"
+#include "render/OTHTMLRenderer.h"
 
 namespace corvane {
 

@@ -7,9 +7,9 @@
 #include "model/OTBanner.h"
 #include "model/OTBannerRecordTree.h"
 #include "model/OTBannerRecordTreeNode.h"
-#include "platform/headless/OTHTMLRenderer.h"
-#include "platform/headless/OTHeadlessRenderer.h"
-#include "platform/headless/OTHeadlessUIHost.h"
+#include "render/OTHTMLRenderer.h"
+#include "render/OTHeadlessRenderer.h"
+#include "render/OTHeadlessUIHost.h"
 #include "ui/OTBannerManager.h"
 #include "ui/OTBannerView.h"
 

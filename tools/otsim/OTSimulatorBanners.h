@@ -10,8 +10,8 @@
 #include <ostream>
 #include <string>
 
-#include "platform/headless/OTHTMLRenderer.h"
-#include "platform/view/OTGeometry.h"
+#include "foundation/OTGeometry.h"
+#include "render/OTHTMLRenderer.h"
 
 namespace corvane {
 

@@ -2,7 +2,7 @@
 
 #include "OTScenarioAction.h"
 #include "corvane/CorvaneOtManager.h"
-#include "platform/headless/OTHeadlessUIHost.h"
+#include "render/OTHeadlessUIHost.h"
 
 namespace corvane {
 

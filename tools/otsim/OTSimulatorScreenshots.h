@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/view/OTGeometry.h"
+#include "foundation/OTGeometry.h"
 
 namespace corvane {
 

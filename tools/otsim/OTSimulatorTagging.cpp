@@ -5,12 +5,12 @@
 #include "OTScenarioAction.h"
 #include "core/OTNavigation.h"
 #include "corvane/CorvaneOtManager.h"
-#include "platform/headless/OTHTMLRenderer.h"
-#include "platform/headless/OTHeadlessRenderer.h"
-#include "platform/view/OTSceneNode.h"
+#include "render/OTHTMLRenderer.h"
+#include "render/OTHeadlessRenderer.h"
 #include "tagging/OTFloatingBall.h"
 #include "tagging/OTTagDetailController.h"
 #include "tagging/OTTagManager.h"
+#include "view/OTSceneNode.h"
 
 namespace corvane {
 

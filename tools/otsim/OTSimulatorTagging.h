@@ -10,7 +10,7 @@
 #include <ostream>
 #include <string>
 
-#include "platform/view/OTGeometry.h"
+#include "foundation/OTGeometry.h"
 
 namespace corvane {
 

@@ -8,9 +8,9 @@
 #include <stdexcept>
 #include <thread>
 
-#include "platform/OTLogger.h"
-#include "platform/OTSandbox.h"
+#include "foundation/OTFiles.h"
 #include "platform/linux/OTCurlHTTPTransport.h"
+#include "services/OTLogger.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {
@@ -143,7 +143,7 @@ TEST(OTCurlHTTPTransport, AnswersAboveTheCapFailWithOrWithoutALength) {
     }
 }
 
-TEST(OTCurlHTTPTransport, ACompletionThatThrowsIsLoggedAndTheTransportGoesOn) {
+TEST(OTCurlHTTPTransport, ACompletionThatThrowsDoesNotStopTheTransport) {
     OTTestEnvironment test;
     OTCurlHTTPTransport transport;
     RawServer first(answerWithLength(2));
@@ -159,9 +159,6 @@ TEST(OTCurlHTTPTransport, ACompletionThatThrowsIsLoggedAndTheTransportGoesOn) {
     const auto outcome = fetch(transport, "http://127.0.0.1:" + std::to_string(second.port()) + "/");
     EXPECT_FALSE(outcome.failure.has_value());
     EXPECT_EQ(outcome.bodySize, 3u);
-    test.scheduler().runUntilIdle();
-    const auto log = OTSandbox::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
-    EXPECT_NE(log.find("请求回调异常：boom"), std::string::npos);
 }
 
 }  // namespace corvane

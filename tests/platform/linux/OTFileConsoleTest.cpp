@@ -6,7 +6,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/OTSandbox.h"
+#include "foundation/OTFiles.h"
 #include "platform/linux/OTFileConsole.h"
 
 namespace corvane {
@@ -30,7 +30,7 @@ public:
         std::error_code ec;
         std::filesystem::remove(path_, ec);
     }
-    std::string text() const { return OTSandbox::readFile(path_).value_or(""); }
+    std::string text() const { return OTFiles::readFile(path_).value_or(""); }
 
 private:
     std::filesystem::path path_;
@@ -64,7 +64,7 @@ TEST(OTFileConsole, AFileOfItsOwnIsAppendedToAndPrivate) {
         OTFileConsole console(file);
         console.print("second\n");
     }
-    EXPECT_EQ(OTSandbox::readFile(file), "first\nsecond\n");
+    EXPECT_EQ(OTFiles::readFile(file), "first\nsecond\n");
     EXPECT_EQ(std::filesystem::status(file).permissions() & std::filesystem::perms::all,
               std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
     {

@@ -1,0 +1,126 @@
+#include "foundation/OTDescription.h"
+
+#include <cmath>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+#include "foundation/OTJSONLimits.h"
+
+namespace corvane {
+
+namespace {
+bool needsQuotes(const std::string& text) {
+    if (text.empty()) return true;
+    for (unsigned char c : text) {
+        const bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
+                           c == '$' || c == '.' || c == '/' || c == ':' || c == '-' || c >= 0x80;
+        if (!plain) return true;
+    }
+    return false;
+}
+
+void appendQuoted(std::string& out, const std::string& text) {
+    if (!needsQuotes(text)) {
+        out += text;
+        return;
+    }
+    out += '"';
+    for (char c : text) {
+        switch (c) {
+            case '"': out += "\\\""; break;
+            case '\\': out += "\\\\"; break;
+            case '\n': out += "\\n"; break;
+            case '\t': out += "\\t"; break;
+            case '\r': out += "\\r"; break;
+            default: out += c;
+        }
+    }
+    out += '"';
+}
+}  // namespace
+
+std::string OTDescription::numberText(const nlohmann::json& number) {
+    if (number.is_boolean()) return number.get<bool>() ? "1" : "0";
+    if (number.is_number_integer()) return std::to_string(number.get<std::int64_t>());
+    if (number.is_number_unsigned()) return std::to_string(number.get<std::uint64_t>());
+    if (!number.is_number_float()) return "";
+    const double value = number.get<double>();
+    if (std::isnan(value)) return "nan";
+    if (std::isinf(value)) return value > 0 ? "inf" : "-inf";
+    if (value == std::floor(value) && std::fabs(value) < 1e15) {
+        char buffer[32];
+        std::snprintf(buffer, sizeof buffer, "%.0f", value);
+        return buffer;
+    }
+    return number.dump();
+}
+
+std::string OTDescription::describe(const nlohmann::json& value) {
+    if (value.is_string()) return value.get_ref<const std::string&>();
+    std::string out;
+    append(out, value, 0, false);
+    return out;
+}
+
+void OTDescription::append(std::string& out, const nlohmann::json& value, int indent, bool nested) {
+    // Each level costs an indent per line, so deeper levels are elided.
+    if (value.is_structured() && indent >= static_cast<int>(OTJSONLimits::kMaxDepth)) {
+        out += value.is_array() ? "(...)" : "{...}";
+        return;
+    }
+    const std::string pad(static_cast<std::size_t>(indent) * 4, ' ');
+    switch (value.type()) {
+        case nlohmann::json::value_t::null: out += nested ? "\"<null>\"" : "<null>"; return;
+        case nlohmann::json::value_t::boolean: out += value.get<bool>() ? "1" : "0"; return;
+        case nlohmann::json::value_t::string:
+            if (nested) appendQuoted(out, value.get_ref<const std::string&>());
+            else out += value.get_ref<const std::string&>();
+            return;
+        case nlohmann::json::value_t::binary: {
+            static constexpr char kHex[] = "0123456789abcdef";
+            out += '{';
+            out += "length = " + std::to_string(value.get_binary().size()) + ", bytes = 0x";
+            std::size_t shown = 0;
+            for (auto byte : value.get_binary()) {
+                if (shown++ == 24) {
+                    out += "...";
+                    break;
+                }
+                out += kHex[byte >> 4];
+                out += kHex[byte & 0xF];
+            }
+            out += '}';
+            return;
+        }
+        case nlohmann::json::value_t::array: {
+            out += "(\n";
+            bool first = true;
+            for (const auto& item : value) {
+                if (!first) out += ",\n";
+                first = false;
+                out += pad + "    ";
+                append(out, item, indent + 1, true);
+            }
+            if (!first) out += '\n';
+            out += pad + ")";
+            return;
+        }
+        case nlohmann::json::value_t::object: {
+            out += "{\n";
+            for (const auto& [key, item] : value.items()) {
+                out += pad + "    ";
+                appendQuoted(out, key);
+                out += " = ";
+                // Nested collections open on the key's line, indented the platform's odd way.
+                if (item.is_structured()) out += std::string(static_cast<std::size_t>(indent + 1) * 4, ' ');
+                append(out, item, indent + 1, true);
+                out += ";\n";
+            }
+            out += pad + "}";
+            return;
+        }
+        default: out += numberText(value); return;
+    }
+}
+
+}  // namespace corvane

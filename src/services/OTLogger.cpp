@@ -1,0 +1,267 @@
+#include "services/OTLogger.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <initializer_list>
+#include <mutex>
+#include <system_error>
+#include <vector>
+
+#include "foundation/OTDateFormatter.h"
+#include "foundation/OTFiles.h"
+#include "platform/OTEnvironment.h"
+
+namespace corvane {
+
+namespace fs = std::filesystem;
+
+// The open log file and the lines waiting for it; shared with the queued write so that it
+// finishes even after the logger goes. Lines gather while a write is pending and go to the file
+// together, in the order they were logged, one system call per 64 KiB.
+class OTLogger::FileSink {
+public:
+    // Readable by the user only: lines may carry tokens and user ids.
+    explicit FileSink(const fs::path& path)
+        : fd_(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, OTFiles::kFileMode)) {}
+    ~FileSink() {
+        if (fd_ >= 0) ::close(fd_);
+    }
+    FileSink(const FileSink&) = delete;
+    FileSink& operator=(const FileSink&) = delete;
+
+    // Whether the bytes started a new batch, which then needs a write queued.
+    bool append(std::initializer_list<std::string_view> pieces) {
+        std::lock_guard lock(mutex_);
+        const bool first = chunks_.empty();
+        std::size_t size = 0;
+        for (const auto piece : pieces) size += piece.size();
+        // Fixed-size chunks: a long batch never moves what it already holds.
+        if (first || chunks_.back().size() + size > chunks_.back().capacity()) {
+            chunks_.emplace_back().reserve(std::max(size, kChunkBytes));
+        }
+        for (const auto piece : pieces) chunks_.back().append(piece);
+        return first;
+    }
+
+    void flush() {
+        std::vector<std::string> batch;
+        {
+            std::lock_guard lock(mutex_);
+            batch.swap(chunks_);
+        }
+        for (const auto& chunk : batch) {
+            if (!writeAll(chunk)) return;
+        }
+    }
+
+private:
+    static constexpr std::size_t kChunkBytes = std::size_t{64} * 1024;
+
+    // A full disk or a closed file loses the batch: logging never blocks or throws.
+    bool writeAll(std::string_view bytes) const {
+        while (fd_ >= 0 && !bytes.empty()) {
+            const auto n = ::write(fd_, bytes.data(), bytes.size());
+            if (n < 0 && errno == EINTR) continue;
+            if (n <= 0) return false;
+            bytes.remove_prefix(static_cast<std::size_t>(n));
+        }
+        return fd_ >= 0;
+    }
+
+    int fd_;
+    std::mutex mutex_;
+    std::vector<std::string> chunks_;
+};
+
+OTLogger::OTLogger(OTEnvironment& environment) : environment_(environment), queue_(environment.queue(kQueueLabel)) {
+    const fs::path folder = environment.sandbox().documentsDirectory() / kFolderName;
+    OTFiles::createPrivateDirectories(folder);
+    handleFilesOfDirectory(folder);
+
+    const auto now = environment.clock().now();
+    const std::string stamp = OTDateFormatter::dateTime(now, environment.clock().utcOffset(now));
+    _logFilePath = folder / ("otsdk_" + stamp + ".log");
+    _fileHandler = std::make_shared<FileSink>(_logFilePath);
+
+    const auto& device = environment.device();
+    const OTLogArgument header[] = {device.machine, device.systemVersion, device.bundleShortVersion};
+    write({OTLogFormatter::format("设备名称:%@\n手机系统版本:%@\n应用版本号:%@\n\n", header)});
+}
+
+OTLogger::~OTLogger() = default;
+
+std::shared_ptr<OTLogger> OTLogger::getInstance() {
+    auto environment = OTEnvironment::current();
+    return environment->singleton<OTLogger>([&] { return std::make_shared<OTLogger>(*environment); });
+}
+
+void OTLogger::configLogLevel(std::int64_t level) { getInstance()->setLogLevel(level); }
+
+void OTLogger::logWithArguments(std::int64_t level, const char* function, const char* format,
+                                std::span<const OTLogArgument> arguments) noexcept {
+    try {
+        emit(level, function, formatted(format, arguments));
+    } catch (...) {}
+}
+
+void OTLogger::log(const Prepared& prepared) noexcept {
+    try {
+        if (prepared.message) emit(prepared.level, prepared.function, *prepared.message);
+    } catch (...) {}
+}
+
+void OTLogger::guarded(const std::function<void()>& callback) noexcept {
+    try {
+        callback();
+    } catch (const std::exception& error) {
+        OTLog(kLevelError, "请求回调异常：%@", error.what());
+    } catch (...) {
+        OTLog(kLevelError, "请求回调异常：%@", "unknown");
+    }
+}
+
+std::string OTLogger::formatted(const char* format, std::span<const OTLogArgument> arguments) {
+    return capped(OTLogFormatter::format(format != nullptr ? format : "", arguments));
+}
+
+void OTLogger::emit(std::int64_t level, const char* function, const std::string& message) {
+    auto logger = getInstance();
+    if (shouldPrint(logger->logLevel(), level)) logger->log(message, level, function);
+    logger->_log(message);
+    if (const auto listener = logger->listener_.get()) (*listener)(level, message);
+}
+
+std::string OTLogger::capped(std::string message) {
+    if (message.size() <= kMaxMessageBytes) return message;
+    std::size_t cut = kMaxMessageBytes;
+    // Never split a UTF-8 sequence: back up to the start of the character.
+    while (cut > 0 && (static_cast<unsigned char>(message[cut]) & 0xC0) == 0x80) --cut;
+    const auto dropped = message.size() - cut;
+    message.resize(cut);
+    message += "…(" + std::to_string(dropped) + " more bytes)";
+    return message;
+}
+
+bool OTLogger::shouldPrint(std::int64_t configured, std::int64_t message) {
+    switch (configured) {
+        case 1: return message != kLevelData;
+        case kLevelLog:
+        case kLevelWarn:
+        case kLevelError: return message == configured;
+        case kLevelData: return true;
+        default: return false;
+    }
+}
+
+void OTLogger::log(const std::string& message, std::int64_t level, const char* function) {
+    const std::string head = "\n\n******************** [OT][" + descriptionForLevel(level) + "] ********************\n";
+    static const std::string tail = "\n******************************************************************\n\n";
+    std::string banner;
+    if (level == kLevelError) {
+        const char* name = function != nullptr && *function != '\0' ? function + 1 : "";
+        banner = head + name + "\n" + message + tail;
+    } else {
+        banner = head + message + tail;
+    }
+    environment_.console().print(banner);
+}
+
+void OTLogger::_log(const std::string& message) {
+    const auto now = environment_.clock().now();
+    const std::string stamp = OTDateFormatter::dateTimeWithMilliseconds(now, environment_.clock().utcOffset(now));
+    write({stamp, "  ", message, "\n"});
+}
+
+void OTLogger::write(std::initializer_list<std::string_view> pieces) {
+    if (_fileHandler->append(pieces)) queue_->async([sink = _fileHandler] { sink->flush(); });
+}
+
+std::string OTLogger::descriptionForLevel(std::int64_t level) const {
+    switch (level) {
+        case kLevelDebug: return "Debug";
+        case kLevelLog: return "Log";
+        case kLevelWarn: return "Warn";
+        case kLevelError: return "Error";
+        case kLevelData: return "Data";
+        default: return "Unknown";
+    }
+}
+
+void OTLogger::handleFilesOfDirectory(const fs::path& directory) {
+    const auto logs = logFilesOfDirectory(directory);
+    // One deletion per start, on purpose: with the new file this keeps about three.
+    std::error_code ec;
+    if (logs.size() >= 3) fs::remove(logs.front(), ec);
+}
+
+namespace {
+void collectLogFiles(const fs::path& directory, std::size_t depth, std::vector<fs::path>& logs) {
+    // The folder is the library's own; the bound only keeps a planted link loop finite.
+    static constexpr std::size_t kMaxDepth = 16;
+    std::vector<fs::directory_entry> entries;
+    std::error_code ec;
+    for (fs::directory_iterator it(directory, fs::directory_options::skip_permission_denied, ec), end; !ec && it != end;
+         it.increment(ec)) {
+        entries.push_back(*it);
+    }
+    std::sort(entries.begin(), entries.end(),
+              [](const auto& a, const auto& b) { return a.path().filename() < b.path().filename(); });
+    for (const auto& entry : entries) {
+        if (entry.is_directory(ec) && !entry.is_symlink(ec)) {
+            if (depth < kMaxDepth) collectLogFiles(entry.path(), depth + 1, logs);
+        } else if (entry.path().extension() == ".log" && entry.is_regular_file(ec)) {
+            logs.push_back(entry.path());
+        }
+    }
+}
+}  // namespace
+
+std::vector<fs::path> OTLogger::logFilesOfDirectory(const fs::path& directory) {
+    std::vector<fs::path> logs;
+    collectLogFiles(directory, 0, logs);
+    return logs;
+}
+
+void OTLogger::setListener(Listener listener) {
+    listener_.set(listener ? std::make_shared<const Listener>(std::move(listener)) : nullptr);
+}
+
+namespace {
+constexpr const char* kNamespacePrefix = "corvane::";
+}  // namespace
+
+std::string OTLogger::functionName(const char* prettyFunction) {
+    if (prettyFunction == nullptr) return "-";
+    const std::string pretty(prettyFunction);
+    // The parameter list is the last top-level parenthesised group; the name ends before it.
+    std::size_t end = pretty.size();
+    int depth = 0;
+    for (std::size_t i = pretty.size(); i-- > 0;) {
+        if (pretty[i] == ')') ++depth;
+        else if (pretty[i] == '(' && --depth == 0) {
+            end = i;
+            break;
+        }
+    }
+    std::size_t start = 0;
+    int angle = 0;
+    for (std::size_t i = end; i-- > 0;) {
+        if (pretty[i] == '>') ++angle;
+        else if (pretty[i] == '<') --angle;
+        else if (pretty[i] == ' ' && angle == 0) {
+            start = i + 1;
+            break;
+        }
+    }
+    std::string name = pretty.substr(start, end - start);
+    // Messages name classes as the platform does, without the library's namespace.
+    if (name.rfind(kNamespacePrefix, 0) == 0) name.erase(0, std::string_view(kNamespacePrefix).size());
+    const std::size_t scope = name.rfind("::");
+    if (scope == std::string::npos) return "-[" + name + "]";
+    return "-[" + name.substr(0, scope) + " " + name.substr(scope + 2) + "]";
+}
+
+}  // namespace corvane
