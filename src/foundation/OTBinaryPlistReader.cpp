@@ -8,8 +8,6 @@
 namespace corvane {
 
 namespace {
-constexpr std::size_t kHeaderSize = 8;
-constexpr std::size_t kTrailerSize = 32;
 constexpr std::int64_t kPlistEpochOffset = 978307200;  // 2001-01-01 in seconds since 1970
 
 void appendUtf8(std::string& out, std::uint32_t code) {
@@ -39,7 +37,9 @@ std::optional<OTPropertyList> OTBinaryPlistReader::read(std::string_view bytes) 
 
 std::optional<OTBinaryPlistReader> OTBinaryPlistReader::open(std::string_view bytes) {
     if (bytes.size() > OTFiles::kMaxReadBytes) return std::nullopt;
-    if (bytes.size() < kHeaderSize + kTrailerSize || bytes.substr(0, 8) != "bplist00") return std::nullopt;
+    if (bytes.size() < OTPropertyList::kBinaryHeaderSize + OTPropertyList::kBinaryTrailerSize ||
+        bytes.substr(0, 8) != "bplist00")
+        return std::nullopt;
     OTBinaryPlistReader reader(bytes);
     if (!reader.readTrailer()) return std::nullopt;
     reader.byteBudget_ = bytes.size();
@@ -92,7 +92,7 @@ std::optional<OTBinaryPlistReader::Entries> OTBinaryPlistReader::dictionaryAt(Re
 }
 
 bool OTBinaryPlistReader::readTrailer() {
-    const std::size_t t = bytes_.size() - kTrailerSize;
+    const std::size_t t = bytes_.size() - OTPropertyList::kBinaryTrailerSize;
     offsetSize_ = static_cast<std::uint8_t>(bytes_[t + 6]);
     refSize_ = static_cast<std::uint8_t>(bytes_[t + 7]);
     auto count = unsignedAt(t + 8, 8);
@@ -104,7 +104,9 @@ bool OTBinaryPlistReader::readTrailer() {
     offsetTable_ = *table;
     // Every object takes at least one byte, and the offset table must fit before the trailer.
     if (objectCount_ == 0 || objectCount_ > bytes_.size() || topObject_ >= objectCount_) return false;
-    if (offsetTable_ < kHeaderSize || offsetTable_ > t || (t - offsetTable_) / offsetSize_ < objectCount_) return false;
+    if (offsetTable_ < OTPropertyList::kBinaryHeaderSize || offsetTable_ > t ||
+        (t - offsetTable_) / offsetSize_ < objectCount_)
+        return false;
     return true;
 }
 
@@ -124,7 +126,7 @@ std::optional<std::uint64_t> OTBinaryPlistReader::unsignedAt(std::size_t at, std
 std::optional<std::uint64_t> OTBinaryPlistReader::objectOffset(std::uint64_t ref) const {
     if (ref >= objectCount_) return std::nullopt;
     auto offset = unsignedAt(static_cast<std::size_t>(offsetTable_ + ref * offsetSize_), offsetSize_);
-    if (!offset || *offset < kHeaderSize || *offset >= offsetTable_) return std::nullopt;
+    if (!offset || *offset < OTPropertyList::kBinaryHeaderSize || *offset >= offsetTable_) return std::nullopt;
     return offset;
 }
 

@@ -8,7 +8,6 @@ namespace corvane {
 
 namespace {
 constexpr std::int64_t kPlistEpochOffsetMicros = 978307200LL * 1000000;  // 2001-01-01 since 1970
-constexpr std::size_t kTrailerSize = 32;
 
 void appendBigEndian(std::string& out, std::uint64_t value, std::size_t width) {
     for (std::size_t i = width; i-- > 0;) out += static_cast<char>((value >> (8 * i)) & 0xFF);
@@ -262,9 +261,10 @@ std::optional<std::vector<std::string>> OTBinaryPlistWriter::finish(Ref top) {
     if (failed_ || top >= offsets_.size()) return std::nullopt;
     const std::uint64_t table = sealed_ + chunks_.back().size();
     const std::size_t offsetSize = table < 0x100 ? 1 : (table < 0x10000 ? 2 : 4);
-    if (table + offsets_.size() * offsetSize + kTrailerSize > OTFiles::kMaxReadBytes) return std::nullopt;
+    if (table + offsets_.size() * offsetSize + OTPropertyList::kBinaryTrailerSize > OTFiles::kMaxReadBytes)
+        return std::nullopt;
     std::string& trailer = chunks_.emplace_back();
-    trailer.reserve(offsets_.size() * offsetSize + kTrailerSize);
+    trailer.reserve(offsets_.size() * offsetSize + OTPropertyList::kBinaryTrailerSize);
     for (auto offset : offsets_) appendBigEndian(trailer, offset, offsetSize);
     trailer.append(6, '\0');
     trailer += static_cast<char>(offsetSize);

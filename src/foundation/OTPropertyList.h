@@ -19,6 +19,9 @@ namespace corvane {
 // gives nothing.
 class OTPropertyList {
 public:
+    // The binary form's fixed parts: the "bplist00" header and the trailer of sizes and offsets.
+    static constexpr std::size_t kBinaryHeaderSize = 8;
+    static constexpr std::size_t kBinaryTrailerSize = 32;
     using Date = std::chrono::system_clock::time_point;
     using Data = std::vector<std::uint8_t>;
     using Array = std::vector<OTPropertyList>;

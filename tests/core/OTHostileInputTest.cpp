@@ -18,7 +18,6 @@ namespace corvane {
 using nlohmann::json;
 
 namespace {
-constexpr const char* kInAppPath = "/push/sdk/in_app";
 
 // `levels` lists, one inside the next, built without recursion.
 json nested(std::size_t levels) {
@@ -44,7 +43,7 @@ TEST(OTHostileInput, ACampaignAnswerNestedTooDeepIsMalformedAndTheListStays) {
     Hostile h;
     const std::string good =
         json{{"code", 0}, {"data", {{{"id", "1"}, {"type", 1}, {"event", {{"xwhat", "buy"}}}}}}}.dump();
-    ASSERT_TRUE(h.transport->answer(kInAppPath, "alice", good));
+    ASSERT_TRUE(h.transport->answer(OTHeldTransport::kInAppPath, "alice", good));
     h.test.scheduler().runUntilIdle();
     ASSERT_EQ(h.campaignIds(), std::vector<std::string>{"1"});
     const auto file = h.test.documents() / "OTInAppWindowData.plist";
@@ -56,7 +55,7 @@ TEST(OTHostileInput, ACampaignAnswerNestedTooDeepIsMalformedAndTheListStays) {
         R"({"code":0,"data":[{"id":"2","type":1,"x":)" + std::string(10'000, '[') + std::string(10'000, ']') + "}]}";
     h.engine->getListData(true);
     h.test.scheduler().runUntilIdle();
-    ASSERT_TRUE(h.transport->answer(kInAppPath, "alice", deep));
+    ASSERT_TRUE(h.transport->answer(OTHeldTransport::kInAppPath, "alice", deep));
     h.test.scheduler().runUntilIdle();
     EXPECT_EQ(h.campaignIds(), std::vector<std::string>{"1"});
     EXPECT_EQ(OTFiles::readFile(file), saved);
@@ -70,7 +69,7 @@ TEST(OTHostileInput, ACampaignAnswerNestedTooDeepIsMalformedAndTheListStays) {
         R"({"code":0,"data":[{"id":"3","type":1,"x":)" + std::string(61, '[') + std::string(61, ']') + "}]}";
     h.engine->getListData(true);
     h.test.scheduler().runUntilIdle();
-    ASSERT_TRUE(h.transport->answer(kInAppPath, "alice", atLimit));
+    ASSERT_TRUE(h.transport->answer(OTHeldTransport::kInAppPath, "alice", atLimit));
     h.test.scheduler().runUntilIdle();
     EXPECT_EQ(h.campaignIds(), std::vector<std::string>{"3"});
 }

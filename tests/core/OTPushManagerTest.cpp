@@ -36,10 +36,7 @@ struct App {
         registry->registerPageClass({"NibPage", {}, std::nullopt, std::string("NibPage")});
     }
     void afterNavigation() { test.scheduler().advance(600ms); }
-    std::string log() {
-        test.scheduler().runUntilIdle();
-        return OTFiles::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
-    }
+    std::string log() { return test.log(); }
 };
 }  // namespace
 

@@ -119,10 +119,7 @@ TEST(OTSDKManagerIntake, EventsAreCountedAndHeldOnTheEventQueue) {
     EXPECT_EQ(engine->waitingEvents()[0]->xcontext(), (json{{"$url", "HomeVC"}}));
     EXPECT_EQ(engine->waitingEvents()[1]->xcontext(), (json{{"$url", "Other"}}));
 
-    const auto log = [&] {
-        test.scheduler().runUntilIdle();
-        return OTFiles::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
-    }();
+    const auto log = test.log();
     EXPECT_NE(log.find("收到岚桥 event 回调：\n{\n    appid = a1;"), std::string::npos);
     EXPECT_NE(log.find("收到神策 event 回调：\n{\n    event = $AppViewScreen;"), std::string::npos);
 }
@@ -200,7 +197,7 @@ TEST(OTSDKManagerIntake, AUserChangeQueuesUploadsClearsTheCounterAndEmptiesTheTr
     EXPECT_EQ(settings->dailyPopWindowCount(), 0u);
     test.scheduler().runUntilIdle();
     EXPECT_TRUE(test.console().contains("corvane->setUserId"));
-    const auto log = OTFiles::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
+    const auto log = test.log();
     EXPECT_NE(log.find("syncRecordTree 成功！"), std::string::npos);
 }
 

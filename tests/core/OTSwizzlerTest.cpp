@@ -52,8 +52,7 @@ TEST(OTSwizzler, CallbacksRunAfterThePreviousImplementationInOneReplacement) {
     EXPECT_EQ(trace, std::vector<std::string>{"load"});
     EXPECT_TRUE(OTSwizzler::isLocallyDefinedMethod("viewDidLoad", "Host"));
     EXPECT_FALSE(OTSwizzler::isLocallyDefinedMethod("viewWillDisappear:", "Host"));
-    test.scheduler().runUntilIdle();
-    const auto log = OTFiles::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
+    const auto log = test.log();
     EXPECT_NE(log.find("SwizzleException:Cannot find method for willRemoveSubview: on Nothing"), std::string::npos);
 }
 

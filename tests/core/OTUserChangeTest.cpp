@@ -14,7 +14,6 @@ namespace corvane {
 using nlohmann::json;
 
 namespace {
-constexpr const char* kInAppPath = "/push/sdk/in_app";
 
 std::string listAnswer(int id) {
     return json{
@@ -41,7 +40,7 @@ TEST(OTUserChange, AListAnsweredForAPreviousUserIsDiscardedWhicheverArrivesFirst
         c.engine->onUserProfile(json{{"xwho", "bob"}});
         c.test.scheduler().runUntilIdle();
         const auto answerFor = [&](const char* user, int id) {
-            EXPECT_TRUE(c.transport->answer(kInAppPath, user, listAnswer(id))) << user;
+            EXPECT_TRUE(c.transport->answer(OTHeldTransport::kInAppPath, user, listAnswer(id))) << user;
         };
         if (previousFirst) {
             answerFor("alice", 1);
@@ -68,12 +67,12 @@ TEST(OTUserChange, TheOldUsersRecordsAreWipedBeforeTheNewUsersListCanBeMerged) {
         c.engine->windowRecordTree()->addTreeNode(old);
         if (atOnce) {
             c.transport->setAnswerAtOnce([](const OTHeldTransport::Held& held) {
-                return held.isFor(kInAppPath) ? listAnswer(5) : std::string(R"({"code":0})");
+                return held.isFor(OTHeldTransport::kInAppPath) ? listAnswer(5) : std::string(R"({"code":0})");
             });
         }
         c.engine->onUserProfile(json{{"xwho", "bob"}});
         if (!atOnce) {
-            EXPECT_TRUE(c.transport->answer(kInAppPath, "bob", listAnswer(5)));
+            EXPECT_TRUE(c.transport->answer(OTHeldTransport::kInAppPath, "bob", listAnswer(5)));
         }
         c.test.scheduler().runUntilIdle();
         EXPECT_EQ(c.campaignIds(), std::vector<std::string>{"5"});

@@ -40,8 +40,7 @@ TEST(OTEventAdapter, SensorsAnalyticsEventsTakeTheEventRecordShape) {
                   .adaptEvent(json{{"type", "track"}, {"properties", {{"$screen_name", "A"}}}}, 1)
                   ->at("xcontext"),
               (json{{"$screen_name", "A"}}));
-    test.scheduler().runUntilIdle();
-    const auto log = OTFiles::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
+    const auto log = test.log();
     EXPECT_NE(log.find("事件适配失败，sourceEvent : (\n    1\n)，sourceTye : 1\n"), std::string::npos);
     EXPECT_NE(log.find("事件适配失败，sourceEvent : <null>，sourceTye : 0\n"), std::string::npos);
     EXPECT_EQ(log.find("sourceTye : 2"), std::string::npos);

@@ -93,8 +93,7 @@ TEST(OTHeadlessUIHost, LocalFileAddressesAreRefusedWithALogLine) {
     view.loadRequest(std::string("https://example.com"));
     EXPECT_EQ(view.requests(), (std::vector<std::string>{"refused file:///etc/passwd", "load https://example.com"}));
     EXPECT_FALSE(view.canGoBack());
-    test.scheduler().runUntilIdle();
-    const auto log = OTFiles::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
+    const auto log = test.log();
     EXPECT_NE(log.find("拒绝打开本地文件地址：file:///etc/passwd"), std::string::npos);
     EXPECT_NE(log.find("拒绝加载本地文件地址：file:///etc/passwd"), std::string::npos);
 }

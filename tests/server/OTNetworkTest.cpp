@@ -53,7 +53,7 @@ struct LoopbackServer {
     std::string base() const { return "http://127.0.0.1:" + std::to_string(port); }
 };
 
-struct Outcome {
+struct Reply {
     std::atomic<bool> done{false};
     long status = 0;
     std::string data;
@@ -106,7 +106,7 @@ TEST(OTNetwork, RequestsReachTheServerAsJsonAndAnswerOffTheMainQueue) {
     OTUserShare::share()->setObject(server.base(), "group_info_key_url", "");
     auto network = OTNetwork::network();
 
-    Outcome post;
+    Reply post;
     network->postRequestWithRelativeURLStr("/push/sdk/login", nlohmann::json{{"Content-Type", "text/plain"}},
                                            nlohmann::json{{"appKey", "k"}, {"os", {{"brand", "iphone"}}}},
                                            post.success(), post.failure());
@@ -115,7 +115,7 @@ TEST(OTNetwork, RequestsReachTheServerAsJsonAndAnswerOffTheMainQueue) {
     EXPECT_EQ(post.data, R"({"code":0})");
     EXPECT_FALSE(post.onMainQueue);
 
-    Outcome get;
+    Reply get;
     network->getRequestWithRelativeURLStr("/missing", {{"a", "1"}}, get.success(), get.failure());
     ASSERT_TRUE(test.scheduler().runUntil([&] { return get.done.load(); }, 10s));
     EXPECT_EQ(get.status, 404);  // any status reaches success
@@ -138,7 +138,7 @@ TEST(OTNetwork, TransportFailuresAndEmptyPaths) {
         closedPort = probe.port;
     }
     OTUserShare::share()->setObject("http://127.0.0.1:" + std::to_string(closedPort), "group_info_key_url", "");
-    Outcome refused;
+    Reply refused;
     OTNetwork::network()->postRequestWithRelativeURLStr("/push/sdk/in_app", nullptr, nlohmann::json::object(),
                                                         refused.success(), refused.failure());
     ASSERT_TRUE(test.scheduler().runUntil([&] { return refused.done.load(); }, 10s));

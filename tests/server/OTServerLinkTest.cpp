@@ -50,10 +50,7 @@ struct ServerLink {
         std::lock_guard lock(mutex);
         return inApp.size();
     }
-    std::string log() {
-        test.scheduler().runUntilIdle();
-        return OTFiles::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
-    }
+    std::string log() { return test.log(); }
 
     OTTestEnvironment test;
     OTDevServer server{{OT_SAMPLE_CAMPAIGNS}};

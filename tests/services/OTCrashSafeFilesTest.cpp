@@ -108,8 +108,7 @@ TEST(OTCrashSafeFiles, AFullSandboxFailsWritesButKeepsTheValuesInMemory) {
     EXPECT_FALSE(defaults.dataForKey("picture").has_value());
     // The file still holds what was last written whole.
     EXPECT_EQ(OTUserDefaults(defaults.path()).stringForKey("key"), "before");
-    test.scheduler().runUntilIdle();
-    const auto log = OTFiles::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
+    const auto log = test.log();
     EXPECT_NE(log.find("写入文件失败：" + defaults.path().string()), std::string::npos);
     EXPECT_NE(log.find("数据文件写入失败，未写入用户设置：picture"), std::string::npos);
     EXPECT_NE(log.find("syncCachedEvents 失败！isWindowEvent ：@(1)"), std::string::npos);

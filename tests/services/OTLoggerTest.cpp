@@ -185,7 +185,7 @@ TEST(OTLogger, LoggingNeverThrowsWhateverItIsGiven) {
     EXPECT_NO_THROW(OTLogger::guarded([] { throw 7; }));
     test.scheduler().runUntilIdle();
     EXPECT_EQ(test.console().lines().size(), 6u);
-    const auto log = OTFiles::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
+    const auto log = test.log();
     EXPECT_NE(log.find("请求回调异常：boom\n"), std::string::npos);
     EXPECT_NE(log.find("请求回调异常：unknown\n"), std::string::npos);
 }

@@ -18,10 +18,6 @@ using namespace std::chrono_literals;
 namespace fs = std::filesystem;
 
 namespace {
-std::string log(OTTestEnvironment& test) {
-    test.scheduler().runUntilIdle();
-    return OTFiles::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
-}
 
 std::string mediaFile(const std::string& name) {
     return OTFiles::readFile(fs::path(OT_SAMPLE_CAMPAIGNS) / "media" / name).value_or("");
@@ -150,12 +146,12 @@ TEST(OTDownloadManager, DownloadsOnceFromTheServerAndReportsFailuresTheirWay) {
     EXPECT_EQ(none.error->localizedDescription, "Image url is nil");
     EXPECT_TRUE(none.finished);
     const auto missing = download(server.baseURL() + "/media/nothing.png");
-    ASSERT_TRUE(test.scheduler().runUntil([&] { return log(test).find("图片下载失败") != std::string::npos; }, 10s));
+    ASSERT_TRUE(test.scheduler().runUntil([&] { return test.log().find("图片下载失败") != std::string::npos; }, 10s));
     ASSERT_TRUE(missing.error);
     EXPECT_EQ(missing.error->code, 404);
     EXPECT_TRUE(missing.finished);
     EXPECT_FALSE(OTImageDiskCache::cache()->containsImageDataForKey(server.baseURL() + "/media/nothing.png"));
-    const auto text = log(test);
+    const auto text = test.log();
     EXPECT_NE(text.find("code:1000\ndescripton:Image url is nil\n"), std::string::npos);
     EXPECT_NE(text.find("code：404 图片下载失败：HTTP status 404 url：" + server.baseURL() + "/media/nothing.png"),
               std::string::npos);
@@ -171,7 +167,7 @@ TEST(OTDownloadManager, DownloadsOnceFromTheServerAndReportsFailuresTheirWay) {
                                   });
     ASSERT_TRUE(test.scheduler().runUntil([&] { return called; }, 10s));
     // Logged right after the caller is answered.
-    EXPECT_TRUE(test.scheduler().runUntil([&] { return log(test).find("视频下载失败：") != std::string::npos; }, 10s));
+    EXPECT_TRUE(test.scheduler().runUntil([&] { return test.log().find("视频下载失败：") != std::string::npos; }, 10s));
 
     std::optional<std::string> fileURL;
     const std::string video = server.baseURL() + "/media/survey.html";

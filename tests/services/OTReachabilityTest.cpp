@@ -106,8 +106,7 @@ TEST(OTReachability, RadioDescriptions) {
 
     test.reachability().setTelephonyFailure("CTTelephonyNetworkInfo unavailable");
     EXPECT_EQ(manager->telephonyNetworkDescrition(), std::nullopt);
-    test.scheduler().runUntilIdle();
-    const auto log = OTFiles::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
+    const auto log = test.log();
     EXPECT_NE(log.find("telephonyNetworkDescrition get exception:CTTelephonyNetworkInfo unavailable"),
               std::string::npos);
 }

@@ -37,8 +37,7 @@ TEST(OTUserShare, GroupValuesAreTextFilesInTheContainerAndOthersAreDefaults) {
     EXPECT_EQ(share->integerForKey("missing", ""), 0);
 
     // The write is logged at level 6 with the file's URL.
-    test.scheduler().runUntilIdle();
-    const auto log = OTFiles::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
+    const auto log = test.log();
     EXPECT_NE(
         log.find("数据写入共享文件成功，url : file://" + file.string() + ", key : group_info_key_env, value : 3\n"),
         std::string::npos);
@@ -57,8 +56,7 @@ TEST(OTUserShare, EmptyKeysNullValuesAndUnusableGroupsChangeNothing) {
     EXPECT_FALSE(std::filesystem::exists(test.root() / "AppGroups"));
     EXPECT_TRUE(OTUserDefaults::standardUserDefaults().dictionaryRepresentation().empty());
     EXPECT_FALSE(share->objectForKey("", "").has_value());
-    test.scheduler().runUntilIdle();
-    const auto log = OTFiles::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
+    const auto log = test.log();
     EXPECT_NE(log.find("数据写入共享文件失败，key : ../escape, value : v\n"), std::string::npos);
     EXPECT_NE(log.find("数据写入共享文件失败，key : k, value : v\n"), std::string::npos);
     EXPECT_NE(log.find("数据写入共享文件失败，key : k, value : (null)\n"), std::string::npos);

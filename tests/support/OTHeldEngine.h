@@ -35,10 +35,7 @@ public:
     // How often the log file holds `fragment` once the queues have run.
     std::size_t logCount(const std::string& fragment) const { return OTTestEnvironment::occurrences(log(), fragment); }
     // The log file once the queues have run.
-    std::string log() const {
-        test.scheduler().runUntilIdle();
-        return OTFiles::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
-    }
+    std::string log() const { return test.log(); }
 
     OTTestEnvironment test;
     std::shared_ptr<OTHeldTransport> transport = std::make_shared<OTHeldTransport>();

@@ -16,6 +16,8 @@ namespace corvane {
 // likes; or, with `answerAtOnce`, answers inside `send` before the caller has gone on.
 class OTHeldTransport final : public OTHTTPTransport {
 public:
+    static constexpr const char* kInAppPath = "/push/sdk/in_app";
+
     struct Held {
         Request request;
         Completion completion;

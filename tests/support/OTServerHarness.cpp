@@ -29,10 +29,7 @@ bool OTServerHarness::waitFor(const std::function<bool()>& done, std::chrono::mi
     return test.scheduler().runUntil(done, limit);
 }
 
-std::string OTServerHarness::log() {
-    test.scheduler().runUntilIdle();
-    return OTFiles::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
-}
+std::string OTServerHarness::log() { return test.log(); }
 
 bool OTServerHarness::waitForLog(const std::string& fragment, std::size_t occurrences,
                                  std::chrono::milliseconds limit) {

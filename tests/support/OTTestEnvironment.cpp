@@ -6,8 +6,10 @@
 #include <cstdlib>
 #include <stdexcept>
 
+#include "foundation/OTFiles.h"
 #include "platform/OTPageClassRegistry.h"
 #include "server/OTNetwork.h"
+#include "services/OTLogger.h"
 #include "view/OTTabBarController.h"
 
 namespace corvane {
@@ -27,6 +29,11 @@ OTTestEnvironment::~OTTestEnvironment() {
     environment_.reset();
     std::error_code ec;
     fs::remove_all(root_, ec);
+}
+
+std::string OTTestEnvironment::log() const {
+    scheduler_->runUntilIdle();
+    return OTFiles::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
 }
 
 std::size_t OTTestEnvironment::occurrences(const std::string& text, const std::string& fragment) {

@@ -47,6 +47,8 @@ public:
 
     static OTDeviceInfo fixedDevice();
     // How often `fragment` stands in `text`, overlapping runs counted.
+    // The run's log file, once the queues have run.
+    std::string log() const;
     static std::size_t occurrences(const std::string& text, const std::string& fragment);
 
     // The host app most tests want: a key window over one tab holding HomeVC in a navigation

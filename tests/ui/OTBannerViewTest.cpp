@@ -32,10 +32,6 @@ const json kThreePictures = {{"picture",
                                {{"url", "https://img.example.com/2.png"}, {"clickEvent", "DetailVC?id=2"}},
                                {{"url", "https://img.example.com/3.png"}, {"clickEvent", "MineVC"}}}}};
 
-std::string log(OTTestEnvironment& test) {
-    test.scheduler().runUntilIdle();
-    return OTFiles::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
-}
 }  // namespace
 
 TEST(OTBannerView, SizesAreFunctionsOfTheScreenWidthAndTheTextHeight) {
@@ -129,7 +125,7 @@ TEST(OTBannerView, MissingMediaIsLoggedAndTheRestLaysOut) {
     for (std::int64_t style = 1; style <= 5; ++style) {
         auto view = OTBannerView::initWithBanner(banner(style, "not a resource", {{"text", "文字"}}));
         view->render();
-        EXPECT_NE(log(test).find(texts[style - 1]), std::string::npos) << style;
+        EXPECT_NE(test.log().find(texts[style - 1]), std::string::npos) << style;
         EXPECT_EQ(view->bounds().size.width, 414) << style;
         EXPECT_GT(view->bounds().size.height, 0) << style;
         if (style != 5) {

@@ -17,10 +17,6 @@ std::shared_ptr<OTHeadlessWebView> page(const std::shared_ptr<OTWebController>& 
     return std::static_pointer_cast<OTHeadlessWebView>(controller->wkWebView());
 }
 
-std::string log(OTTestEnvironment& test) {
-    test.scheduler().runUntilIdle();
-    return OTFiles::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
-}
 }  // namespace
 
 TEST(OTWebController, LoadsShowsProgressAndRecoversFromAFailedStart) {
@@ -67,7 +63,7 @@ TEST(OTWebController, LoadsShowsProgressAndRecoversFromAFailedStart) {
     EXPECT_EQ(controller->reloadBtn()->text(), "网络异常，点击重新加载");
     EXPECT_EQ(controller->reloadBtn()->frame(), (OTRect{{95, 422 - 70 - 100}, {200, 140}}));  // centred, 100 up
     EXPECT_NE(
-        log(test).find("页面加载失败：The Internet connection appears to be offline.，url：https://survey.test/q1"),
+        test.log().find("页面加载失败：The Internet connection appears to be offline.，url：https://survey.test/q1"),
         std::string::npos);
     ASSERT_TRUE(OTHeadlessRenderer::tap(controller->reloadBtn()));
     EXPECT_EQ(web->requests().back(), "reload");
@@ -83,7 +79,7 @@ TEST(OTWebController, ScriptsOnlyLogAndPanelsWaitForEver) {
     auto web = page(controller);
     web->postMessage("jsCallOC", {{"answer", "good"}});
     web->postMessage("ot_webview_back", "x");  // a bar button's picture name, not a call
-    const auto text = log(test);
+    const auto text = test.log();
     EXPECT_NE(text.find("js 拦截，调用 OC 方法，方法名：jsCallOC,参数：{\n    answer = good;\n}"), std::string::npos);
     EXPECT_NE(text.find("js 拦截，调用 OC 方法，方法名：ot_webview_back,参数：x"), std::string::npos);
     web->showPanel("alert", "Hello");

@@ -52,8 +52,6 @@ constexpr const char* kCoverName = "OTSimulatorCover";
 // How long the host lets the library work after each action.
 constexpr auto kSettle = 150ms;
 
-std::string text(const json& value) { return value.is_string() ? value.get<std::string>() : value.dump(); }
-
 json optionalText(const std::shared_ptr<OTWidgetAttribute>& attribute) {
     return attribute && attribute->text() ? json(*attribute->text()) : json();
 }
@@ -264,12 +262,13 @@ void OTSimulator::start(const OTScenarioAction& action) {
     if (!fields.contains("url")) config_->setUrl(serverURL_);
     config_->setLogLevelType(static_cast<std::uint64_t>(options_.logLevel));
     for (const auto& [key, value] : fields.items()) {
-        if (key == "appKey") config_->setAppKey(text(value));
-        else if (key == "mainPage") config_->setMainPage(text(value));
-        else if (key == "url") config_->setUrl(text(value));
+        if (key == "appKey") config_->setAppKey(OTSimulatorTranscript::text(value));
+        else if (key == "mainPage") config_->setMainPage(OTSimulatorTranscript::text(value));
+        else if (key == "url") config_->setUrl(OTSimulatorTranscript::text(value));
         else if (key == "envType") config_->setEnvType(value.get<std::uint64_t>());
         else if (key == "logLevelType") config_->setLogLevelType(value.get<std::uint64_t>());
-        else if (key == "applicationGroupIdentifier") config_->setApplicationGroupIdentifier(text(value));
+        else if (key == "applicationGroupIdentifier")
+            config_->setApplicationGroupIdentifier(OTSimulatorTranscript::text(value));
         else if (key == "pushClosed") config_->setPushClosed(value.get<bool>());
         else if (key == "bannerClosed") config_->setBannerClosed(value.get<bool>());
         else if (key == "pushProvider") config_->setPushProvider(value.get<std::uint64_t>());

@@ -3,6 +3,7 @@
 #include <fstream>
 
 #include "OTScenarioAction.h"
+#include "OTSimulatorTranscript.h"
 #include "corvane/CorvaneOtManager.h"
 #include "model/OTBanner.h"
 #include "model/OTBannerRecordTree.h"
@@ -166,7 +167,7 @@ void OTSimulatorBanners::addState(json& state) const {
 
 bool OTSimulatorBanners::print(std::ostream& out, const std::string& at, const json& o) {
     const std::string type = o["type"];
-    auto text = [](const json& value) { return value.is_string() ? value.get<std::string>() : value.dump(); };
+    const auto text = OTSimulatorTranscript::text;
     if (type == "banner") {
         const std::string rule(56, '=');
         out << at << "  +" << rule << "\n";

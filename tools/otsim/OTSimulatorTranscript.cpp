@@ -15,14 +15,16 @@ namespace corvane {
 using nlohmann::json;
 
 namespace {
-std::string text(const json& value) { return value.is_string() ? value.get<std::string>() : value.dump(); }
-
 std::string timeText(double t) {
     char buffer[32];
     std::snprintf(buffer, sizeof buffer, "%7.2fs", t);
     return buffer;
 }
 }  // namespace
+
+std::string OTSimulatorTranscript::text(const json& value) {
+    return value.is_string() ? value.get<std::string>() : value.dump();
+}
 
 void OTSimulatorTranscript::print(std::ostream& out, const json& o) {
     const std::string type = o["type"];

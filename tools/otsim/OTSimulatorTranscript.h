@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 #include <ostream>
+#include <string>
 
 namespace corvane {
 
@@ -12,6 +13,8 @@ public:
     OTSimulatorTranscript() = delete;
 
     static void print(std::ostream& out, const nlohmann::json& o);
+    // A text as it stands, anything else as its JSON.
+    static std::string text(const nlohmann::json& value);
 };
 
 }  // namespace corvane

@@ -7,7 +7,7 @@ namespace corvane {
 
 namespace {
 // The lane whose work this thread is running, innermost first when syncs nest.
-thread_local const void* tCurrentLane = nullptr;
+thread_local const void* tManualSchedulerLane = nullptr;
 // Stops a self-feeding chain of immediate work from spinning forever.
 constexpr std::size_t kMaxItemsPerDrain = 100'000;
 }  // namespace
@@ -88,9 +88,9 @@ void OTManualScheduler::post(Lane* lane, OTClock::TimePoint due, OTDispatchQueue
 bool OTManualScheduler::isDriver() const { return std::this_thread::get_id() == driver_; }
 
 bool OTManualScheduler::isCurrent(const Lane* lane) const {
-    if (tCurrentLane == lane) return true;
+    if (tManualSchedulerLane == lane) return true;
     // Outside any work, the driving thread plays the main thread.
-    return lane->isMain() && tCurrentLane == nullptr && isDriver();
+    return lane->isMain() && tManualSchedulerLane == nullptr && isDriver();
 }
 
 void OTManualScheduler::syncOn(Lane* lane, const OTDispatchQueue::Work& work) {
@@ -135,15 +135,15 @@ std::optional<std::pair<OTManualScheduler::Key, OTManualScheduler::Item>> OTManu
 }
 
 void OTManualScheduler::run(Item& item) {
-    const void* previous = tCurrentLane;
-    tCurrentLane = item.lane;
+    const void* previous = tManualSchedulerLane;
+    tManualSchedulerLane = item.lane;
     const auto started = std::chrono::steady_clock::now();
     try {
         item.work();
     } catch (...) {}
     item.lane->use.runs += 1;
     item.lane->use.busy += std::chrono::steady_clock::now() - started;
-    tCurrentLane = previous;
+    tManualSchedulerLane = previous;
 }
 
 std::map<std::string, OTManualScheduler::LaneUse> OTManualScheduler::laneUse() const {

@@ -10,7 +10,7 @@
 namespace corvane {
 
 namespace {
-thread_local const void* tCurrentLane = nullptr;
+thread_local const void* tThreadSchedulerLane = nullptr;
 constexpr unsigned kConcurrentWorkers = 2;
 using SteadyTime = std::chrono::steady_clock::time_point;
 }  // namespace
@@ -58,7 +58,7 @@ public:
     }
 
     bool isCurrent() const override {
-        if (tCurrentLane == this) return true;
+        if (tThreadSchedulerLane == this) return true;
         return isMainLane() && std::this_thread::get_id() == mainThread_;
     }
 
@@ -124,12 +124,12 @@ private:
     }
 
     void runMarked(const Work& work) {
-        const void* previous = tCurrentLane;
-        tCurrentLane = this;
+        const void* previous = tThreadSchedulerLane;
+        tThreadSchedulerLane = this;
         try {
             work();
         } catch (...) {}
-        tCurrentLane = previous;
+        tThreadSchedulerLane = previous;
     }
 
     void workLoop() {
