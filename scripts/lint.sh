@@ -35,6 +35,7 @@ fi
 
 [ "$tidy" -eq 1 ] || exit 0
 echo "lint: clang-tidy"
-# A compilation database for clang without precompiled headers; clang-tidy needs no build.
-cmake -S . -B build/lint -G Ninja -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON >/dev/null
+# A compilation database for clang, file by file and without precompiled headers; clang-tidy
+# needs no build.
+cmake -S . -B build/lint -G Ninja -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON -DOT_UNITY_BUILD=OFF >/dev/null
 run-clang-tidy -p build/lint -j "$(nproc)" -quiet "$root/(src|tools)/"

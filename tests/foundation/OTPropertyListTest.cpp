@@ -46,11 +46,11 @@ TEST(OTPropertyList, JsonMappingKeepsNullsAndKinds) {
     EXPECT_EQ(plist->find("a")->kind(), OTPropertyList::Kind::Dictionary);  // the null marker
     const auto back = OTPropertyList::fromBinary(*plist->toBinary());
     ASSERT_TRUE(back.has_value());
-    const auto json = back->toJson();
-    EXPECT_EQ(json, value);
-    EXPECT_TRUE(json["b"][0].is_number_integer());
-    EXPECT_TRUE(json["b"][2].is_number_float());
-    EXPECT_TRUE(json["b"][4].is_boolean());
+    const auto converted = back->toJson();
+    EXPECT_EQ(converted, value);
+    EXPECT_TRUE(converted["b"][0].is_number_integer());
+    EXPECT_TRUE(converted["b"][2].is_number_float());
+    EXPECT_TRUE(converted["b"][4].is_boolean());
 }
 
 TEST(OTPropertyList, ForeignTruncatedAndHostileInputReadsAsNothing) {
@@ -118,11 +118,11 @@ TEST(OTPropertyList, TheWriterRefusesExactlyWhatTheReaderRefuses) {
     EXPECT_FALSE(OTPropertyList(keyed).toBinary().has_value());
 
     // JSON converts only within the depth limit, so what converts can be written.
-    nlohmann::json json = nlohmann::json::array();
-    for (std::size_t i = 0; i < OTPropertyList::kMaxDepth; ++i) json = nlohmann::json::array({json});
-    ASSERT_TRUE(OTPropertyList::fromJson(json).has_value());
-    EXPECT_TRUE(OTPropertyList::fromJson(json)->toBinary().has_value());
-    EXPECT_FALSE(OTPropertyList::fromJson(nlohmann::json::array({json})).has_value());
+    nlohmann::json nested = nlohmann::json::array();
+    for (std::size_t i = 0; i < OTPropertyList::kMaxDepth; ++i) nested = nlohmann::json::array({nested});
+    ASSERT_TRUE(OTPropertyList::fromJson(nested).has_value());
+    EXPECT_TRUE(OTPropertyList::fromJson(nested)->toBinary().has_value());
+    EXPECT_FALSE(OTPropertyList::fromJson(nlohmann::json::array({nested})).has_value());
 }
 
 namespace {

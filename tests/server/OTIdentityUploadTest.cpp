@@ -6,7 +6,6 @@
 #include "services/OTDataArchiver.h"
 #include "services/OTUserConfig.h"
 #include "support/OTHeldEngine.h"
-#include "support/OTServerHarness.h"
 
 namespace corvane {
 
@@ -17,7 +16,6 @@ namespace {
 constexpr const char* kTokenPath = "/push/sdk/token";
 constexpr const char* kAliasPath = "/push/sdk/alias";
 constexpr const char* kWeChatPath = "/push/wechat/user/profile";
-constexpr const char* kLoginPath = "/push/sdk/login";
 
 std::vector<std::uint8_t> countingBytes(std::size_t size) {
     std::vector<std::uint8_t> bytes(size);
@@ -181,7 +179,7 @@ TEST(OTIdentityUpload, FailedUploadsAreRetriedWithinTheirOwnCountersAndAnExpired
     c.test.scheduler().runUntilIdle();
     ASSERT_TRUE(c.transport->complete(kTokenPath, 200, R"({"code":10001,"message":"expired"})"));
     c.test.scheduler().runUntilIdle();
-    ASSERT_TRUE(c.transport->complete(kLoginPath, 200, R"({"code":0,"token":"token-2"})"));
+    ASSERT_TRUE(c.transport->complete(OTHeldTransport::kLoginPath, 200, R"({"code":0,"token":"token-2"})"));
     c.test.scheduler().runUntilIdle();
     ASSERT_EQ(c.transport->bodiesTo(kTokenPath).size(), 5u);
     EXPECT_EQ(c.transport->bodiesTo(kTokenPath)[4]["token"], "token-2");
@@ -201,7 +199,7 @@ TEST(OTIdentityUpload, FailedUploadsAreRetriedWithinTheirOwnCountersAndAnExpired
     c.runRetries();
     ASSERT_TRUE(c.transport->complete(kAliasPath, 200, R"({"code":10001})"));
     c.test.scheduler().runUntilIdle();
-    ASSERT_TRUE(c.transport->complete(kLoginPath, 200, R"({"code":0,"token":"token-3"})"));
+    ASSERT_TRUE(c.transport->complete(OTHeldTransport::kLoginPath, 200, R"({"code":0,"token":"token-3"})"));
     c.test.scheduler().runUntilIdle();
     const auto aliases = c.transport->bodiesTo(kAliasPath);
     ASSERT_EQ(aliases.size(), 4u);
@@ -256,11 +254,11 @@ TEST(OTIdentityUpload, TheWeChatIdentityNeedsAnAppAndAnOpenIdAndSharesTheReports
     c.test.scheduler().runUntilIdle();
     ASSERT_TRUE(c.transport->complete(kWeChatPath, 200, R"({"code":10001})"));
     c.test.scheduler().runUntilIdle();
-    ASSERT_TRUE(c.transport->complete(kLoginPath, 200, R"({"code":0,"token":"token-2"})"));
+    ASSERT_TRUE(c.transport->complete(OTHeldTransport::kLoginPath, 200, R"({"code":0,"token":"token-2"})"));
     c.test.scheduler().runUntilIdle();
     ASSERT_TRUE(c.transport->complete(kWeChatPath, 200, R"({"code":10001})"));
     c.test.scheduler().runUntilIdle();
-    EXPECT_EQ(c.transport->bodiesTo(kLoginPath).size(), 1u);
+    EXPECT_EQ(c.transport->bodiesTo(OTHeldTransport::kLoginPath).size(), 1u);
     EXPECT_EQ(c.engine->reportEventRetryCount(), 4u);
     EXPECT_EQ(c.logCount("上报setWeChatId事件失败"), 4u);
     EXPECT_EQ(c.logCount("上报事件 setWeChatId:\n"), 2u);
@@ -300,34 +298,6 @@ TEST(OTIdentityUpload, TheLogFilesAreMailedInNameOrderWithTheVersionedSubject) {
     EXPECT_EQ(c.test.uiHost().mails().size(), 1u);
     const auto records = c.test.uiHost().records();
     EXPECT_NE(std::find(records.begin(), records.end(), "message: 请先打开系统“邮件”APP，添加邮箱账号"), records.end());
-}
-
-TEST(OTIdentityUpload, TheDevServerReceivesTheTokenTheAliasAndTheWeChatIdentity) {
-    OTServerHarness s;
-    s.start();
-    ASSERT_TRUE(s.waitForLog("in_app data:\n"));
-    auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(std::string("group.demo"));
-    settings->setUserId("user-1");
-    CorvaneOtManager::pushToken(countingBytes(32), "group.demo");
-    ASSERT_TRUE(s.waitForLog("上报 deviceToken 成功! currentTokenInfo：0-" + kHex + "-group.demo-user-1"));
-    CorvaneOtManager::setWeChatId(std::string("union-9"), std::string("wx-app"), std::string("open-9"));
-    ASSERT_TRUE(s.waitForLog("上报setWeChatId事件成功"));
-    s.engine->onUserProfile(json{{"xwho", "user-2"}});
-    ASSERT_TRUE(s.waitForLog("alias 成功!"));
-
-    const auto token = s.server.requestsTo("/push/sdk/token").at(0).body;
-    EXPECT_EQ(token["token"], "token-1");
-    EXPECT_EQ(token["userId"], "user-1");
-    EXPECT_EQ(token["push"]["apns"], kHex);
-    EXPECT_EQ(token["os"]["packageName"], "com.corvane.test");
-    const auto weChat = s.server.requestsTo("/push/wechat/user/profile").at(0).body;
-    EXPECT_EQ(weChat["xwho"], "user-1");
-    EXPECT_EQ(weChat["unionId"], "union-9");
-    EXPECT_FALSE(weChat["os"].contains("mac"));
-    const auto alias = s.server.requestsTo("/push/sdk/alias").at(0).body;
-    EXPECT_EQ(alias["userId"], "user-1");
-    EXPECT_EQ(alias["newUserId"], "user-2");
-    EXPECT_EQ(alias["token"], "token-1");
 }
 
 }  // namespace corvane

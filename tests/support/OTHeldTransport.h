@@ -16,6 +16,7 @@ namespace corvane {
 // likes; or, with `answerAtOnce`, answers inside `send` before the caller has gone on.
 class OTHeldTransport final : public OTHTTPTransport {
 public:
+    static constexpr const char* kLoginPath = "/push/sdk/login";
     static constexpr const char* kInAppPath = "/push/sdk/in_app";
 
     struct Held {

@@ -7,7 +7,6 @@
 #include "render/OTHeadlessRenderer.h"
 #include "services/OTUserConfig.h"
 #include "support/OTHeldEngine.h"
-#include "support/OTServerHarness.h"
 #include "tagging/OTFloatingBall.h"
 #include "tagging/OTTagDetailController.h"
 #include "tagging/OTTagListController.h"
@@ -20,7 +19,6 @@ using nlohmann::json;
 
 namespace {
 constexpr const char* kUploadPath = "/push/sdk/pageview/upload";
-constexpr const char* kLoginPath = "/push/sdk/login";
 
 // The engine with held requests, observing "group.demo" whose shared settings hold a token and user.
 struct Tagging : OTHeldEngine {
@@ -123,7 +121,7 @@ TEST(OTTagManager, FailuresEndFalseAndAnExpiredLoginRepeatsTheSameUpload) {
     ASSERT_TRUE(c.transport->complete(kUploadPath, 200, R"({"code":10001})"));
     c.test.scheduler().runUntilIdle();
     EXPECT_TRUE(c.outcomes.empty());
-    ASSERT_TRUE(c.transport->complete(kLoginPath, 200, R"({"code":0,"token":"token-2"})"));
+    ASSERT_TRUE(c.transport->complete(OTHeldTransport::kLoginPath, 200, R"({"code":0,"token":"token-2"})"));
     c.test.scheduler().runUntilIdle();
     auto bodies = c.transport->bodiesTo(kUploadPath);
     ASSERT_EQ(bodies.size(), 6u);
@@ -139,12 +137,12 @@ TEST(OTTagManager, FailuresEndFalseAndAnExpiredLoginRepeatsTheSameUpload) {
     for (int login = 0; login < 3; ++login) {
         ASSERT_TRUE(c.transport->complete(kUploadPath, 200, R"({"code":10001})"));
         c.test.scheduler().runUntilIdle();
-        ASSERT_TRUE(c.transport->complete(kLoginPath, 200, R"({"code":0,"token":"token-3"})"));
+        ASSERT_TRUE(c.transport->complete(OTHeldTransport::kLoginPath, 200, R"({"code":0,"token":"token-3"})"));
         c.test.scheduler().runUntilIdle();
     }
     ASSERT_TRUE(c.transport->complete(kUploadPath, 200, R"({"code":10001,"message":"expired"})"));
     c.test.scheduler().runUntilIdle();
-    EXPECT_FALSE(c.transport->complete(kLoginPath, 200, "{}"));
+    EXPECT_FALSE(c.transport->complete(OTHeldTransport::kLoginPath, 200, "{}"));
     EXPECT_EQ(c.outcomes, std::vector<bool>{false});
     EXPECT_EQ(c.logCount("code:10001\nmessage:expired\n"), 1u);
 }
@@ -313,33 +311,6 @@ TEST(OTTagManager, TheListScreenHandsTheChosenRowToItsOwner) {
     EXPECT_TRUE(OTHeadlessRenderer::tap(cells[0]));
     list->didSelectRowAtIndex(2);
     EXPECT_EQ(chosen, (std::vector<std::size_t>{1, 0}));
-}
-
-TEST(OTTagManager, TheDevServerTakesTheAliasAfterAnExpiredLogin) {
-    OTServerHarness s;
-    s.start();
-    ASSERT_TRUE(s.waitForLog("in_app data:\n"));
-    OTUserConfig::defaultConfig()->configWithGroupIdentifier(std::string("group.demo"))->setUserId("user-1");
-    auto app = s.test.installHostApp();
-    CorvaneOtManager::setPageTagState(true);
-    s.test.scheduler().runUntilIdle();
-    auto detail = tapBall(app);
-    ASSERT_NE(detail, nullptr);
-    ASSERT_TRUE(OTHeadlessRenderer::type(detail->aliasField(), "首页"));
-    ASSERT_TRUE(OTHeadlessRenderer::tap(detail->cell(0)));
-    OTDevServer::Fault expired;
-    expired.code = OTDevServer::kInvalidTokenCode;
-    s.server.injectFault(kUploadPath, expired);
-    ASSERT_TRUE(OTHeadlessRenderer::tap(detail->submitButton()));
-    ASSERT_TRUE(s.waitFor([&] { return detail->toast() != nullptr; }));
-    EXPECT_EQ(detail->toast()->findByName("text")->text(), "提交成功");
-    const auto uploads = s.server.requestsTo(kUploadPath);
-    ASSERT_EQ(uploads.size(), 2u);
-    EXPECT_EQ(s.server.requestsTo(kLoginPath).size(), 2u);
-    EXPECT_EQ(uploads[1].body["events"][0]["alias"], "首页");
-    EXPECT_EQ(uploads[1].body["events"][0]["xcontext"]["$url"], "HomeVC");
-    EXPECT_EQ(uploads[1].body["userId"], "user-1");
-    EXPECT_NE(uploads[1].body["token"], uploads[0].body["token"]);
 }
 
 }  // namespace corvane

@@ -184,15 +184,15 @@ std::string checkContents(const std::string& name, const nlohmann::json& action)
 }  // namespace
 
 std::variant<OTScenarioAction, std::string> OTScenarioAction::parse(std::string_view line) {
-    auto json = OTJSONLimits::parse(line);
-    if (json.is_discarded() || !json.is_object()) return "not a JSON object: " + std::string(line);
-    const auto name = json.find("action");
-    if (name == json.end() || !name->is_string()) return std::string("an action needs a text \"action\"");
+    auto object = OTJSONLimits::parse(line);
+    if (object.is_discarded() || !object.is_object()) return "not a JSON object: " + std::string(line);
+    const auto name = object.find("action");
+    if (name == object.end() || !name->is_string()) return std::string("an action needs a text \"action\"");
     const auto entry = schema().find(name->get<std::string>());
     if (entry == schema().end()) return "unknown action \"" + name->get<std::string>() + "\"";
     for (const auto& field : entry->second) {
-        const auto it = json.find(field.name);
-        if (it == json.end()) {
+        const auto it = object.find(field.name);
+        if (it == object.end()) {
             if (field.required) return "\"" + entry->first + "\" needs \"" + field.name + "\"";
             continue;
         }
@@ -200,10 +200,10 @@ std::variant<OTScenarioAction, std::string> OTScenarioAction::parse(std::string_
             return "\"" + std::string(field.name) + "\" of \"" + entry->first + "\" must be " + kindName(field.kind);
         }
     }
-    if (auto problem = checkContents(entry->first, json); !problem.empty()) return problem;
+    if (auto problem = checkContents(entry->first, object); !problem.empty()) return problem;
     OTScenarioAction action;
     action.name_ = entry->first;
-    action.json_ = std::move(json);
+    action.json_ = std::move(object);
     return action;
 }
 

@@ -11,13 +11,23 @@ std::once_flag gCurlInit;
 
 constexpr const char* kAllowedProtocols = "http,https";
 
-struct Received {
+OTHTTPTransport::Failure failureOf(CURLcode result, bool tooLarge) {
+    if (tooLarge || result == CURLE_FILESIZE_EXCEEDED) {
+        return {OTHTTPTransport::kAnswerTooLargeCode,
+                "answer larger than " + std::to_string(OTHTTPTransport::kMaxAnswerBytes) + " bytes"};
+    }
+    if (result == CURLE_UNSUPPORTED_PROTOCOL) return {OTHTTPTransport::kUnsupportedURLCode, "unsupported URL"};
+    return {static_cast<long>(result), curl_easy_strerror(result)};
+}
+}  // namespace
+
+struct OTCurlHTTPTransport::Received {
     std::string body;
     bool tooLarge = false;
 };
 
 // Answers without a length are counted as they come; a refusal ends the transfer.
-size_t collect(char* data, size_t size, size_t count, void* target) {
+std::size_t OTCurlHTTPTransport::collect(char* data, std::size_t size, std::size_t count, void* target) {
     auto* received = static_cast<Received*>(target);
     const std::size_t bytes = size * count;
     if (bytes > OTHTTPTransport::kMaxAnswerBytes - received->body.size()) {
@@ -31,16 +41,6 @@ size_t collect(char* data, size_t size, size_t count, void* target) {
     }
     return bytes;
 }
-
-OTHTTPTransport::Failure failureOf(CURLcode result, bool tooLarge) {
-    if (tooLarge || result == CURLE_FILESIZE_EXCEEDED) {
-        return {OTHTTPTransport::kAnswerTooLargeCode,
-                "answer larger than " + std::to_string(OTHTTPTransport::kMaxAnswerBytes) + " bytes"};
-    }
-    if (result == CURLE_UNSUPPORTED_PROTOCOL) return {OTHTTPTransport::kUnsupportedURLCode, "unsupported URL"};
-    return {static_cast<long>(result), curl_easy_strerror(result)};
-}
-}  // namespace
 
 struct OTCurlHTTPTransport::Transfer {
     Request request;

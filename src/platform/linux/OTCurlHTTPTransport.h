@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -22,7 +23,9 @@ public:
     void shutdown() override;
 
 private:
+    struct Received;
     struct Transfer;
+    static std::size_t collect(char* data, std::size_t size, std::size_t count, void* target);
     // What the transport's thread works on; the thread holds it too, so that a transport ended
     // from inside one of its own completions leaves the thread a valid state to finish with.
     struct State;

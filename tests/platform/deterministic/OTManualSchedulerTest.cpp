@@ -10,7 +10,6 @@ namespace corvane {
 
 using namespace std::chrono_literals;
 
-namespace {
 struct SchedulerFixture : ::testing::Test {
     std::shared_ptr<OTVirtualClock> clock = std::make_shared<OTVirtualClock>();
     std::shared_ptr<OTManualScheduler> scheduler = std::make_shared<OTManualScheduler>(clock);
@@ -20,7 +19,6 @@ struct SchedulerFixture : ::testing::Test {
         return std::chrono::duration<double>(clock->now() - OTVirtualClock::defaultStart()).count();
     }
 };
-}  // namespace
 
 TEST_F(SchedulerFixture, DueWorkRunsInTimeThenSubmissionOrderAcrossQueuesAtItsExactTime) {
     auto main = scheduler->mainQueue();
