@@ -118,11 +118,11 @@ TEST(OTPropertyList, TheWriterRefusesExactlyWhatTheReaderRefuses) {
     EXPECT_FALSE(OTPropertyList(keyed).toBinary().has_value());
 
     // JSON converts only within the depth limit, so what converts can be written.
-    nlohmann::json nested = nlohmann::json::array();
-    for (std::size_t i = 0; i < OTPropertyList::kMaxDepth; ++i) nested = nlohmann::json::array({nested});
-    ASSERT_TRUE(OTPropertyList::fromJson(nested).has_value());
-    EXPECT_TRUE(OTPropertyList::fromJson(nested)->toBinary().has_value());
-    EXPECT_FALSE(OTPropertyList::fromJson(nlohmann::json::array({nested})).has_value());
+    nlohmann::json deepJson = nlohmann::json::array();
+    for (std::size_t i = 0; i < OTPropertyList::kMaxDepth; ++i) deepJson = nlohmann::json::array({deepJson});
+    ASSERT_TRUE(OTPropertyList::fromJson(deepJson).has_value());
+    EXPECT_TRUE(OTPropertyList::fromJson(deepJson)->toBinary().has_value());
+    EXPECT_FALSE(OTPropertyList::fromJson(nlohmann::json::array({deepJson})).has_value());
 }
 
 namespace {
