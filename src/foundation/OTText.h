@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -20,6 +21,8 @@ public:
     static std::string percentEncodedForQuery(std::string_view text);
     // Whether the UTF-8 text holds a code point strictly between U+4E00 and U+9FFF.
     static bool containsCJKIdeograph(std::string_view text);
+    // A text that is there and not empty.
+    static bool isPresent(const std::optional<std::string>& text) { return text && !text->empty(); }
     // A text's leading integer the way a text's integer value reads: leading blanks, an optional
     // sign, then digits; anything else ends it; out of range saturates.
     static std::int64_t integerValue(std::string_view text);

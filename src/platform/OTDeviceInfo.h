@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "foundation/OTGeometry.h"
+
 namespace corvane {
 
 // Facts about the device and the host app that the platform would report.
@@ -18,6 +20,8 @@ struct OTDeviceInfo {
     double screenWidth = 390;
     double screenHeight = 844;
     double screenScale = 3;
+
+    OTSize screenSize() const { return {screenWidth, screenHeight}; }
 
     // The facts of this Linux machine: OS version from /etc/os-release, machine from uname, and a
     // vendor identifier kept in the sandbox so that it is stable for the install.

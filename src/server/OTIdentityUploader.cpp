@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "foundation/OTText.h"
 #include "platform/OTEnvironment.h"
 #include "server/OTEventReporter.h"
 #include "server/OTLoginClient.h"
@@ -18,7 +19,6 @@ namespace corvane {
 namespace {
 constexpr const char* kParameterMessage = "请检查 pushToken:provider:groupIdentifier: 接口传参";
 
-bool present(const std::optional<std::string>& text) { return text && !text->empty(); }
 }  // namespace
 
 OTIdentityUploader::OTIdentityUploader(std::shared_ptr<OTServerSession> session, std::shared_ptr<OTLoginClient> login,
@@ -73,7 +73,7 @@ OTIdentityUploader::Acceptance OTIdentityUploader::acceptPushToken(const Corvane
     }
     acceptedProvider_.store(provider);
     if (auto configuration = session_->configuration()) configuration->setPushProvider(provider);
-    if (present(groupIdentifier)) session_->setGroupIdentifier(groupIdentifier);
+    if (OTText::isPresent(groupIdentifier)) session_->setGroupIdentifier(groupIdentifier);
 
     const auto record = currentTokenInfo();
     const auto now = session_->environment().clock().now();
@@ -82,7 +82,7 @@ OTIdentityUploader::Acceptance OTIdentityUploader::acceptPushToken(const Corvane
         return Acceptance::Uploaded;
     }
     const auto user = groupUser();
-    return present(user) && present(deviceToken()) ? Acceptance::Due : Acceptance::Blocked;
+    return OTText::isPresent(user) && OTText::isPresent(deviceToken()) ? Acceptance::Due : Acceptance::Blocked;
 }
 
 std::shared_ptr<OTUserConfig> OTIdentityUploader::groupSettings() const {
@@ -127,7 +127,7 @@ nlohmann::json OTIdentityUploader::identityBody() const {
 // ---- Uploads ----
 
 void OTIdentityUploader::uploadPushToken() {
-    if (!present(deviceToken()) && !present(deviceId())) return;
+    if (!OTText::isPresent(deviceToken()) && !OTText::isPresent(deviceId())) return;
     auto body = identityBody();
     body["userId"] = groupUser().value_or("");
     static constexpr Texts kTexts{"上报 deviceToken 失败！\nstatusCode:%@\ndescripton:%@\n", "上报 deviceToken : \n%@",
@@ -202,7 +202,7 @@ void OTIdentityUploader::setWeChatId(const std::optional<std::string>& weChatId,
                                      const std::optional<std::string>& appId,
                                      const std::optional<std::string>& openId) {
     OTLog(OTLogger::kLevelData, "上报（setWeChatId）:unionId=%@,appid=%@,openId=%@", weChatId, appId, openId);
-    if (!present(appId) || !present(openId)) {
+    if (!OTText::isPresent(appId) || !OTText::isPresent(openId)) {
         OTLog(OTLogger::kLevelError, "上报（setWeChatId）:appid is null or openId is null");
         return;
     }

@@ -27,10 +27,6 @@ std::shared_ptr<OTSceneNode> label(const std::string& name, const OTRect& frame,
     return node;
 }
 
-OTSize screenSize() {
-    const auto& device = OTEnvironment::current()->device();
-    return {device.screenWidth, device.screenHeight};
-}
 }  // namespace
 
 OTTagDetailController::OTTagDetailController() : OTViewController("OTTagDetailController") {}
@@ -78,7 +74,7 @@ std::shared_ptr<OTSceneNode> OTTagDetailController::cell(std::size_t row) {
 }
 
 void OTTagDetailController::viewDidLoad() {
-    const auto screen = screenSize();
+    const auto screen = OTEnvironment::current()->device().screenSize();
     view_ = std::make_shared<OTSceneNode>(OTSceneNode::Role::View, "OTTagDetailController");
     view_->setFrame({{0, 0}, screen});
     view_->setBackgroundColor(kBackground);
@@ -127,7 +123,7 @@ void OTTagDetailController::viewDidLoad() {
 }
 
 std::shared_ptr<OTSceneNode> OTTagDetailController::makeRow(std::size_t row, double y) {
-    const double width = screenSize().width;
+    const double width = OTEnvironment::current()->device().screenSize().width;
     auto cell = OTSceneNode::makeCell(OTSceneNode::Role::TableCell, {{0, y}, {width, kRowHeight}});
     cell->setName(row == 0 ? "nativeRow" : "webRow");
     cell->setBackgroundColor(kWhite);
@@ -198,7 +194,7 @@ void OTTagDetailController::submit() {
 }
 
 void OTTagDetailController::showSuccess(bool success) {
-    const auto screen = screenSize();
+    const auto screen = OTEnvironment::current()->device().screenSize();
     if (toast_) toast_->removeFromSuperview();
     toast_ = std::make_shared<OTSceneNode>(OTSceneNode::Role::View, "toast");
     toast_->setFrame(

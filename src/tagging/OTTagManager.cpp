@@ -4,6 +4,7 @@
 
 #include "core/OTNavigation.h"
 #include "core/OTSDKManager.h"
+#include "foundation/OTText.h"
 #include "platform/OTEnvironment.h"
 #include "server/OTNetwork.h"
 #include "server/OTServerAnswer.h"
@@ -16,9 +17,7 @@
 
 namespace corvane {
 
-namespace {
-bool present(const std::optional<std::string>& text) { return text && !text->empty(); }
-}  // namespace
+namespace {}  // namespace
 
 std::shared_ptr<OTTagManager> OTTagManager::manager() {
     return OTEnvironment::current()->singleton<OTTagManager>([] { return std::make_shared<OTTagManager>(); });
@@ -76,7 +75,7 @@ nlohmann::json OTTagManager::aliasBody(const std::string& alias, const std::opti
 
 void OTTagManager::uploadAlias(const std::optional<std::string>& alias, const std::optional<std::string>& url,
                                const std::optional<std::string>& h5Url, Completion completion) {
-    if (!present(alias) || (!present(url) && !present(h5Url))) return;
+    if (!OTText::isPresent(alias) || (!OTText::isPresent(url) && !OTText::isPresent(h5Url))) return;
     if (!completion) completion = [](bool) {};
     send(*alias, url, h5Url, completion, 0);
 }

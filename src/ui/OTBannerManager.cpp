@@ -23,7 +23,7 @@ namespace corvane {
 namespace {
 // Writes one of the files; failures are logged under the sync's name.
 template <class Objects>
-void syncFile(const Objects& objects, const std::string& path, const char* name) {
+void syncBannerFile(const Objects& objects, const std::string& path, const char* name) {
     if (!OTDataArchiver::setData(objects, path)) OTLog(OTLogger::kLevelError, "%@ 失败！", name);
 }
 
@@ -349,17 +349,17 @@ void OTBannerManager::resumeLastBackup() {
 }
 
 void OTBannerManager::syncBannerDefault() {
-    syncFile(bannerDefaultArray(), pathOf(kBannerDefaultFileName), "syncBannerDefault");
+    syncBannerFile(bannerDefaultArray(), pathOf(kBannerDefaultFileName), "syncBannerDefault");
 }
 
-void OTBannerManager::syncBannerList() { syncFile(bannerArray(), pathOf(kBannerListFileName), "syncBannerList"); }
+void OTBannerManager::syncBannerList() { syncBannerFile(bannerArray(), pathOf(kBannerListFileName), "syncBannerList"); }
 
 void OTBannerManager::syncBannerJsonData() {
-    syncFile(jsonDataArray(), pathOf(kBannerJsonDataFileName), "syncBannerJsonData");
+    syncBannerFile(jsonDataArray(), pathOf(kBannerJsonDataFileName), "syncBannerJsonData");
 }
 
 void OTBannerManager::syncBannerRecordTree() {
-    syncFile(bannerRecordTree_->allNodes(), pathOf(kBannerRecordTreeFileName), "syncBannerRecordTree");
+    syncBannerFile(bannerRecordTree_->allNodes(), pathOf(kBannerRecordTreeFileName), "syncBannerRecordTree");
 }
 
 }  // namespace corvane

@@ -11,7 +11,7 @@
 namespace corvane {
 
 namespace {
-const OTColor kTextColor(68.0 / 255, 68.0 / 255, 68.0 / 255, 1);
+const OTColor kBannerTextColor(68.0 / 255, 68.0 / 255, 68.0 / 255, 1);
 
 double iconSide(double W) { return (W - 20) / 3; }
 double smallImageSide(double W) { return (W - 30) / 3; }
@@ -159,7 +159,7 @@ std::shared_ptr<OTLabel> OTBannerView::textLbl() {
     if (!textLbl_) {
         textLbl_ = std::make_shared<OTLabel>("textLbl");
         textLbl_->setNumberOfLines(0);
-        textLbl_->setTextColor(kTextColor);
+        textLbl_->setTextColor(kBannerTextColor);
         textLbl_->setBackgroundColor(OTColor(0, 0, 0, 0));
         textLbl_->setFont(kCampaignFontName, fontSizeFor(screenWidth_));
         textLbl_->setLineSpacing(kLineSpacing);

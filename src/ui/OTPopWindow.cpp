@@ -13,7 +13,7 @@
 namespace corvane {
 
 namespace {
-const OTColor kTextColor(68.0 / 255, 68.0 / 255, 68.0 / 255, 1);
+const OTColor kDialogTextColor(68.0 / 255, 68.0 / 255, 68.0 / 255, 1);
 constexpr const char* kImageWidth = "image_width";
 constexpr const char* kImageHeight = "image_height";
 constexpr const char* kTitleHeight = "title_height";
@@ -114,7 +114,7 @@ std::shared_ptr<OTLabel> OTPopWindow::titleLbl() {
         titleLbl_ = std::make_shared<OTLabel>("titleLbl");
         titleLbl_->setNumberOfLines(0);
         titleLbl_->setTextAlignment(OTSceneNode::TextAlignment::Center);
-        titleLbl_->setTextColor(kTextColor);
+        titleLbl_->setTextColor(kDialogTextColor);
         titleLbl_->setBackgroundColor(OTColor(0, 0, 0, 0));
         titleLbl_->setFont(OTSceneNode::kCampaignFontName, metrics_.titleFontSize);
         titleLbl_->setAttribute(data_ ? data_->title() : nullptr);
@@ -131,7 +131,7 @@ std::shared_ptr<OTLabel> OTPopWindow::textLbl() {
     if (!textLbl_) {
         textLbl_ = std::make_shared<OTLabel>("textLbl");
         textLbl_->setNumberOfLines(0);
-        textLbl_->setTextColor(kTextColor);
+        textLbl_->setTextColor(kDialogTextColor);
         textLbl_->setBackgroundColor(OTColor(0, 0, 0, 0));
         textLbl_->setFont(OTSceneNode::kCampaignFontName, metrics_.textFontSize);
         textLbl_->setAttribute(data_ ? data_->content() : nullptr);

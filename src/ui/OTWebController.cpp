@@ -10,12 +10,7 @@
 
 namespace corvane {
 
-namespace {
-OTSize screenSize() {
-    const auto& device = OTEnvironment::current()->device();
-    return {device.screenWidth, device.screenHeight};
-}
-}  // namespace
+namespace {}  // namespace
 
 OTWebController::OTWebController() : OTViewController("OTWebController") {}
 
@@ -45,7 +40,7 @@ std::weak_ptr<OTWebController> OTWebController::weakSelf() {
 std::shared_ptr<OTSceneNode> OTWebController::view() {
     if (!view_) {
         view_ = std::make_shared<OTSceneNode>(OTSceneNode::Role::View, "OTWebController");
-        view_->setFrame({{0, 0}, screenSize()});
+        view_->setFrame({{0, 0}, OTEnvironment::current()->device().screenSize()});
     }
     return view_;
 }
@@ -72,7 +67,7 @@ std::shared_ptr<OTWebView> OTWebController::wkWebView() {
     webView_->addScriptMessageHandler(kScriptChannel);
     if (jsString_) webView_->addUserScript({*jsString_, true, false});
     const bool sized = frame_.size.width != 0 && frame_.size.height != 0;
-    webView_->setFrame(sized ? frame_ : OTRect{{0, 0}, screenSize()});
+    webView_->setFrame(sized ? frame_ : OTRect{{0, 0}, OTEnvironment::current()->device().screenSize()});
     webView_->setDelegate(std::static_pointer_cast<OTWebView::Delegate>(weakSelf().lock()));
     webView_->setAllowsBackForwardNavigationGestures(true);
     if (canDownRefresh_) {

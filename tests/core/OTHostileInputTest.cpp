@@ -20,7 +20,7 @@ using nlohmann::json;
 namespace {
 
 // `levels` lists, one inside the next, built without recursion.
-json nested(std::size_t levels) {
+json deepJson(std::size_t levels) {
     json value = json::array();
     for (std::size_t i = 1; i < levels; ++i) {
         json outer = json::array();
@@ -77,12 +77,12 @@ TEST(OTHostileInput, ACampaignAnswerNestedTooDeepIsMalformedAndTheListStays) {
 TEST(OTHostileInput, HostValuesNestedTooDeepAreIgnoredBeforeTheyAreCopied) {
     Hostile h;
     json event = {{"source", 0}, {"xwhat", "buy"}};
-    event["xcontext"] = nested(20'000);
+    event["xcontext"] = deepJson(20'000);
     h.engine->onEventDataReceived(event);
-    h.engine->pushTrack(1, json{{"deep", nested(100)}}, "group.demo");
-    h.engine->onUserProfile(json{{"xwho", "mallory"}, {"deep", nested(100)}});
+    h.engine->pushTrack(1, json{{"deep", deepJson(100)}}, "group.demo");
+    h.engine->onUserProfile(json{{"xwho", "mallory"}, {"deep", deepJson(100)}});
     h.test.scheduler().runUntilIdle();
-    event["xcontext"] = nested(60);
+    event["xcontext"] = deepJson(60);
     h.engine->onEventDataReceived(event);
     const auto log = h.log();
     EXPECT_EQ(OTTestEnvironment::occurrences(log, "事件嵌套超过 64 层，已忽略"), 1u);

@@ -14,7 +14,7 @@ using nlohmann::json;
 using Role = OTSceneNode::Role;
 
 namespace {
-struct Screen {
+struct HostScreen {
     std::vector<std::pair<std::uint64_t, json>> shows;
     std::vector<std::uint64_t> dismisses;
 
@@ -30,7 +30,7 @@ TEST(OTScenePublisher, SendsOnlyWhatChangedKeepsIdsAndTakesTouchesOnlyOnShownNod
     OTTestEnvironment test;
     const auto app = test.installHostApp();
     auto publisher = OTScenePublisher::shared();
-    Screen screen;
+    HostScreen screen;
     publisher->setPresenter(screen.presenter());
 
     auto ball = std::make_shared<OTSceneNode>(Role::View, "OTFloatingBall");
@@ -129,7 +129,7 @@ TEST(OTScenePublisher, SendsOnlyWhatChangedKeepsIdsAndTakesTouchesOnlyOnShownNod
     next->setAlpha(0.5);
     publisher->publish();
     EXPECT_EQ(screen.shows.size(), 3u);
-    Screen fresh;
+    HostScreen fresh;
     publisher->setPresenter(fresh.presenter());
     publisher->publish();
     ASSERT_EQ(fresh.shows.size(), 1u);

@@ -17,7 +17,6 @@ OTRuleClause clause(const char* dataType, const char* function, const json& valu
     return OTRuleClause::parse("p", dataType, function, value);
 }
 
-OTRuleClause::Date at(const char* text) { return *OTUtils::dateFromString(std::string(text)); }
 }  // namespace
 
 TEST(OTRuleClause, OperatorsBelongToTheirDataType) {
@@ -73,9 +72,10 @@ TEST(OTRuleClause, OperandsAreConvertedOnce) {
     EXPECT_EQ(relative.direction, OTRuleClause::Direction::Within);
 
     const auto dates = OTRuleClause::readOperands({"2024-05-01 10:00:00", "", "2024-05-01"});
-    EXPECT_EQ(dates.instants[0].at, at("2024-05-01 10:00:00"));
+    EXPECT_EQ(dates.instants[0].at, OTTestEnvironment::date("2024-05-01 10:00:00"));
     EXPECT_TRUE(dates.instants[1].now);
-    EXPECT_EQ(dates.instants[1].resolve(at("2030-01-01 00:00:00")), at("2030-01-01 00:00:00"));
+    EXPECT_EQ(dates.instants[1].resolve(OTTestEnvironment::date("2030-01-01 00:00:00")),
+              OTTestEnvironment::date("2030-01-01 00:00:00"));
 
     EXPECT_EQ(OTRuleClause::readOperands({12}).text, "12");
     EXPECT_EQ(OTRuleClause::readOperands({true}).first, true);
@@ -89,23 +89,23 @@ TEST(OTRuleEvaluator, NowIsAnArgument) {
     OTTestEnvironment test;  // the clock says 2024-05-01 08:00:00 local; the evaluator never asks it
     const json yesterday = "2024-04-30 12:00:00";
     const auto before = clause("datetime", "RELATIVE_TIME_OF_CURRENT", {"1", "day", "before"});
-    EXPECT_TRUE(OTRuleEvaluator::evaluate(before, &yesterday, at("2024-05-01 08:00:00")));
-    EXPECT_FALSE(OTRuleEvaluator::evaluate(before, &yesterday, at("2024-05-02 08:00:00")));
-    EXPECT_TRUE(OTRuleEvaluator::evaluate(before, &yesterday, at("2024-05-01 23:59:59")));
+    EXPECT_TRUE(OTRuleEvaluator::evaluate(before, &yesterday, OTTestEnvironment::date("2024-05-01 08:00:00")));
+    EXPECT_FALSE(OTRuleEvaluator::evaluate(before, &yesterday, OTTestEnvironment::date("2024-05-02 08:00:00")));
+    EXPECT_TRUE(OTRuleEvaluator::evaluate(before, &yesterday, OTTestEnvironment::date("2024-05-01 23:59:59")));
 
     // An empty operand is the instant of evaluation, not the instant of parsing.
     const auto untilNow = clause("datetime", "ABSOLUTE_TIME", {"2024-04-01 00:00:00", ""});
     const json may = "2024-05-10 00:00:00";
-    EXPECT_FALSE(OTRuleEvaluator::evaluate(untilNow, &may, at("2024-05-01 08:00:00")));
-    EXPECT_TRUE(OTRuleEvaluator::evaluate(untilNow, &may, at("2024-05-11 08:00:00")));
+    EXPECT_FALSE(OTRuleEvaluator::evaluate(untilNow, &may, OTTestEnvironment::date("2024-05-01 08:00:00")));
+    EXPECT_TRUE(OTRuleEvaluator::evaluate(untilNow, &may, OTTestEnvironment::date("2024-05-11 08:00:00")));
     // An absent property reads as now for the null tests only.
-    EXPECT_FALSE(OTRuleEvaluator::evaluate(untilNow, nullptr, at("2024-05-11 08:00:00")));
+    EXPECT_FALSE(OTRuleEvaluator::evaluate(untilNow, nullptr, OTTestEnvironment::date("2024-05-11 08:00:00")));
     EXPECT_TRUE(OTRuleEvaluator::evaluate(clause("datetime", "NOT_NULL", json::array()), nullptr, {}));
 }
 
 TEST(OTRuleEvaluator, HugeAmountsStayWithinTheCalendar) {
     OTTestEnvironment test;
-    const auto now = at("2024-05-01 08:00:00");
+    const auto now = OTTestEnvironment::date("2024-05-01 08:00:00");
     const json old = "1950-01-01 00:00:00";
     const json recent = "2024-04-30 08:00:00";
     const auto wide = clause("datetime", "RELATIVE_TIME_RANGE_CUURENT", {"9223372036854775807", "0"});

@@ -4,11 +4,7 @@
 #include <thread>
 #include <vector>
 
-#include "foundation/OTFiles.h"
-#include "foundation/OTNotificationCenter.h"
-#include "foundation/OTText.h"
 #include "platform/OTEnvironment.h"
-#include "services/OTKeychainStore.h"
 #include "services/OTUserDefaults.h"
 #include "support/OTTestEnvironment.h"
 
@@ -76,71 +72,6 @@ TEST(OTEnvironment, SandboxLayoutAndDefaultsSurviveARestart) {
     EXPECT_FALSE(reread.objectForKey("gone").has_value());
     EXPECT_FALSE(reread.dateForKey("text").has_value());
     EXPECT_EQ(reread.integerForKey("missing"), 0);
-}
-
-TEST(OTEnvironment, CorruptDefaultsFileReadsAsEmptyAndIsReplacedOnWrite) {
-    OTTestEnvironment test;
-    const auto path = test.root() / "Library/Preferences/com.corvane.test.plist";
-    OTFiles::writeFileAtomically(path, "bplist00 this is not a property list at all, truncated");
-    test.restart();
-    auto& defaults = OTUserDefaults::standardUserDefaults();
-    EXPECT_TRUE(defaults.dictionaryRepresentation().empty());
-    defaults.setObject("v", "k");
-    test.restart();
-    EXPECT_EQ(OTUserDefaults::standardUserDefaults().stringForKey("k"), "v");
-}
-
-TEST(OTEnvironment, IntegerValueOfTextReadsLikeThePlatform) {
-    EXPECT_EQ(OTText::integerValue("3"), 3);
-    EXPECT_EQ(OTText::integerValue("  -42xyz"), -42);
-    EXPECT_EQ(OTText::integerValue("+7"), 7);
-    EXPECT_EQ(OTText::integerValue("abc"), 0);
-    EXPECT_EQ(OTText::integerValue(""), 0);
-    EXPECT_EQ(OTText::integerValue("1.9"), 1);
-    EXPECT_EQ(OTText::integerValue("99999999999999999999"), INT64_MAX);
-    EXPECT_EQ(OTText::integerValue("-99999999999999999999"), INT64_MIN);
-}
-
-TEST(OTEnvironment, KeychainItemsPersistForTheOwnerOnly) {
-    OTTestEnvironment test;
-    auto& keychain = OTKeychainStore::shared();
-    OTKeychainStore::Item item{{"class", OTPropertyList("genp")},
-                               {"gena", OTPropertyList("UUID")},
-                               {"v_Data", OTPropertyList(OTPropertyList::Data{'x'})}};
-    EXPECT_TRUE(keychain.add(item));
-    EXPECT_FALSE(keychain.add(item));
-    EXPECT_TRUE(keychain.update({{"gena", OTPropertyList("UUID")}}, {{"labl", OTPropertyList("l")}}));
-    EXPECT_FALSE(keychain.update({{"gena", OTPropertyList("other")}}, {{"labl", OTPropertyList("l")}}));
-    const auto perms = std::filesystem::status(test.root() / "Keychain/items.plist").permissions();
-    EXPECT_EQ(perms & std::filesystem::perms::all,
-              std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
-
-    test.restart();
-    auto& reread = OTKeychainStore::shared();
-    auto found = reread.copyMatching({{"class", OTPropertyList("genp")}, {"gena", OTPropertyList("UUID")}});
-    ASSERT_TRUE(found.has_value());
-    EXPECT_EQ(*found->at("labl").get<std::string>(), "l");
-    EXPECT_TRUE(reread.remove({{"gena", OTPropertyList("UUID")}}));
-    EXPECT_FALSE(reread.copyMatching({{"gena", OTPropertyList("UUID")}}).has_value());
-}
-
-TEST(OTEnvironment, NotificationsReachObserversInOrderUntilRemoved) {
-    OTNotificationCenter center;
-    std::vector<std::string> seen;
-    int owner1 = 0;
-    int owner2 = 0;
-    center.addObserver(&owner1, "N", [&](const auto& n) {
-        seen.push_back("1:" + n.name);
-        center.removeObserver(&owner2);  // removal during a post takes effect at once
-    });
-    center.addObserver(&owner2, "N", [&](const auto&) { seen.push_back("2"); });
-    center.addObserver(&owner2, "M", [&](const auto&) { seen.push_back("M"); });
-    center.post("N");
-    center.post("M");
-    EXPECT_EQ(seen, (std::vector<std::string>{"1:N"}));
-    EXPECT_EQ(center.observerCount("N"), 1u);
-    center.removeObserver(&owner1, "N");
-    EXPECT_EQ(center.observerCount("N"), 0u);
 }
 
 }  // namespace corvane

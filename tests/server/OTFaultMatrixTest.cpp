@@ -73,7 +73,7 @@ private:
 };
 
 enum class Fault { Status500, ExpiredToken, Garbage, NonObject, CutBody, Dropped, Late, Oversized };
-enum class Outcome { Retried, Queued, LoggedInAgain, Dropped };
+enum class FaultOutcome { Retried, Queued, LoggedInAgain, Dropped };
 
 const char* faultName(Fault fault) {
     switch (fault) {
@@ -145,7 +145,7 @@ struct Matrix {
 struct Family {
     const char* path;
     std::function<void(Matrix&)> request;
-    std::map<Fault, Outcome> outcomes;
+    std::map<Fault, FaultOutcome> outcomes;
 };
 
 void runFamily(const Family& family) {
@@ -162,22 +162,22 @@ void runFamily(const Family& family) {
         m.test.scheduler().advance(200s);
 
         switch (expected) {
-            case Outcome::Retried:
+            case FaultOutcome::Retried:
                 EXPECT_GE(m.transport->sent(family.path), 2);
                 EXPECT_TRUE(m.settled(family.path, 2));
                 break;
-            case Outcome::LoggedInAgain:
+            case FaultOutcome::LoggedInAgain:
                 EXPECT_TRUE(m.settled(kLogin, 1));
                 EXPECT_TRUE(m.settled(family.path, 2));
                 break;
-            case Outcome::Dropped:
+            case FaultOutcome::Dropped:
                 EXPECT_EQ(m.transport->sent(family.path), 1);
                 if (std::string(family.path) != kLogin) {
                     EXPECT_EQ(m.transport->sent(kLogin), 0);
                 }
                 EXPECT_TRUE(m.queued().empty());
                 break;
-            case Outcome::Queued: {
+            case FaultOutcome::Queued: {
                 EXPECT_EQ(m.transport->sent(family.path), 1);
                 const auto queued = m.queued();
                 ASSERT_EQ(queued.size(), 1u);
@@ -200,22 +200,22 @@ void runFamily(const Family& family) {
     }
 }
 
-std::map<Fault, Outcome> answered(Outcome expired, Outcome transportFailure) {
-    return {{Fault::Status500, Outcome::Dropped}, {Fault::ExpiredToken, expired},
-            {Fault::Garbage, Outcome::Dropped},   {Fault::NonObject, Outcome::Dropped},
-            {Fault::CutBody, transportFailure},   {Fault::Dropped, transportFailure},
-            {Fault::Late, transportFailure},      {Fault::Oversized, transportFailure}};
+std::map<Fault, FaultOutcome> answered(FaultOutcome expired, FaultOutcome transportFailure) {
+    return {{Fault::Status500, FaultOutcome::Dropped}, {Fault::ExpiredToken, expired},
+            {Fault::Garbage, FaultOutcome::Dropped},   {Fault::NonObject, FaultOutcome::Dropped},
+            {Fault::CutBody, transportFailure},        {Fault::Dropped, transportFailure},
+            {Fault::Late, transportFailure},           {Fault::Oversized, transportFailure}};
 }
 }  // namespace
 
 TEST(OTFaultMatrix, LoginRetriesTransportFailuresAndDropsWhatTheServerRefused) {
     runFamily({kLogin, [](Matrix& m) { m.engine->loginWithCompletion([] {}); },
-               answered(Outcome::Dropped, Outcome::Retried)});
+               answered(FaultOutcome::Dropped, FaultOutcome::Retried)});
 }
 
 TEST(OTFaultMatrix, ListsRetryTransportFailuresAndLogInAgainForAnExpiredToken) {
-    runFamily(
-        {kInApp, [](Matrix& m) { m.engine->getListData(true); }, answered(Outcome::LoggedInAgain, Outcome::Retried)});
+    runFamily({kInApp, [](Matrix& m) { m.engine->getListData(true); },
+               answered(FaultOutcome::LoggedInAgain, FaultOutcome::Retried)});
 }
 
 TEST(OTFaultMatrix, DialogReportsAreQueuedOnTransportFailuresAndSentWhenTheNetworkReturns) {
@@ -225,7 +225,7 @@ TEST(OTFaultMatrix, DialogReportsAreQueuedOnTransportFailuresAndSentWhenTheNetwo
                    data->setModelWithDic(json{{"id", "7"}, {"type", 1}});
                    m.engine->reportWindowEventWithName("$clickDialog", 2, data);
                },
-               answered(Outcome::LoggedInAgain, Outcome::Queued)});
+               answered(FaultOutcome::LoggedInAgain, FaultOutcome::Queued)});
 }
 
 TEST(OTFaultMatrix, SubscriptionTriggersLogInAgainForAnExpiredTokenAndDropTheRest) {
@@ -233,7 +233,7 @@ TEST(OTFaultMatrix, SubscriptionTriggersLogInAgainForAnExpiredTokenAndDropTheRes
                [](Matrix& m) {
                    m.engine->onEventDataReceived(json{{"source", 0}, {"xwhat", "purchase"}, {"xwho", "user-1"}});
                },
-               answered(Outcome::LoggedInAgain, Outcome::Dropped)});
+               answered(FaultOutcome::LoggedInAgain, FaultOutcome::Dropped)});
 }
 
 }  // namespace corvane

@@ -113,4 +113,39 @@ TEST(OTSandbox, FilesAndFoldersTheLibraryMakesAreTheUsersOnly) {
     EXPECT_GE(files, 5u);  // list, picture, keychain, log, group file
 }
 
+TEST(OTUserDefaults, ACorruptFileReadsAsEmptyAndIsReplacedOnWrite) {
+    OTTestEnvironment test;
+    const auto path = test.root() / "Library/Preferences/com.corvane.test.plist";
+    OTFiles::writeFileAtomically(path, "bplist00 this is not a property list at all, truncated");
+    test.restart();
+    auto& defaults = OTUserDefaults::standardUserDefaults();
+    EXPECT_TRUE(defaults.dictionaryRepresentation().empty());
+    defaults.setObject("v", "k");
+    test.restart();
+    EXPECT_EQ(OTUserDefaults::standardUserDefaults().stringForKey("k"), "v");
+}
+
+TEST(OTKeychainStore, ItemsPersistForTheOwnerOnly) {
+    OTTestEnvironment test;
+    auto& keychain = OTKeychainStore::shared();
+    OTKeychainStore::Item item{{"class", OTPropertyList("genp")},
+                               {"gena", OTPropertyList("UUID")},
+                               {"v_Data", OTPropertyList(OTPropertyList::Data{'x'})}};
+    EXPECT_TRUE(keychain.add(item));
+    EXPECT_FALSE(keychain.add(item));
+    EXPECT_TRUE(keychain.update({{"gena", OTPropertyList("UUID")}}, {{"labl", OTPropertyList("l")}}));
+    EXPECT_FALSE(keychain.update({{"gena", OTPropertyList("other")}}, {{"labl", OTPropertyList("l")}}));
+    const auto perms = std::filesystem::status(test.root() / "Keychain/items.plist").permissions();
+    EXPECT_EQ(perms & std::filesystem::perms::all,
+              std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+
+    test.restart();
+    auto& reread = OTKeychainStore::shared();
+    auto found = reread.copyMatching({{"class", OTPropertyList("genp")}, {"gena", OTPropertyList("UUID")}});
+    ASSERT_TRUE(found.has_value());
+    EXPECT_EQ(*found->at("labl").get<std::string>(), "l");
+    EXPECT_TRUE(reread.remove({{"gena", OTPropertyList("UUID")}}));
+    EXPECT_FALSE(reread.copyMatching({{"gena", OTPropertyList("UUID")}}).has_value());
+}
+
 }  // namespace corvane

@@ -8,11 +8,6 @@ namespace corvane {
 
 using namespace std::chrono_literals;
 
-namespace {
-// 2024-05-01 08:00:00 in the test zone (UTC+8).
-OTUtils::Date at(const char* text) { return *OTUtils::dateFromString(std::string(text)); }
-}  // namespace
-
 TEST(OTUtils, DateTextsUseTheFixedFormatInTheDeviceZone) {
     OTTestEnvironment test;
     EXPECT_EQ(OTUtils::dateFromString(std::string("2024-05-01 08:00:00")), OTVirtualClock::defaultStart());
@@ -44,24 +39,37 @@ TEST(OTUtils, DateTextsUseTheFixedFormatInTheDeviceZone) {
 
 TEST(OTUtils, ComparisonsAndSameUnitTestsFollowTheirQuirks) {
     OTTestEnvironment test;
-    EXPECT_EQ(OTUtils::compareOneDay(at("2024-01-01 10:00:01"), at("2024-01-01 10:00:00")), 1);
-    EXPECT_EQ(OTUtils::compareOneDay(at("2024-01-01 10:00:00"), at("2024-01-01 10:00:01")), -1);
-    EXPECT_EQ(OTUtils::compareOneDay(at("2024-01-01 10:00:00"), at("2024-01-01 10:00:00")), 0);
-    EXPECT_EQ(OTUtils::compareOneDay(std::nullopt, at("2024-01-01 10:00:00")), 0);
+    EXPECT_EQ(OTUtils::compareOneDay(OTTestEnvironment::date("2024-01-01 10:00:01"),
+                                     OTTestEnvironment::date("2024-01-01 10:00:00")),
+              1);
+    EXPECT_EQ(OTUtils::compareOneDay(OTTestEnvironment::date("2024-01-01 10:00:00"),
+                                     OTTestEnvironment::date("2024-01-01 10:00:01")),
+              -1);
+    EXPECT_EQ(OTUtils::compareOneDay(OTTestEnvironment::date("2024-01-01 10:00:00"),
+                                     OTTestEnvironment::date("2024-01-01 10:00:00")),
+              0);
+    EXPECT_EQ(OTUtils::compareOneDay(std::nullopt, OTTestEnvironment::date("2024-01-01 10:00:00")), 0);
     EXPECT_TRUE(test.console().contains("date1 : 2024-01-01 02:00:01 +0000, date2 : 2024-01-01 02:00:00 +0000"));
     EXPECT_TRUE(test.console().contains("date1 : (null), date2 : 2024-01-01 02:00:00 +0000"));
 
     // Calendar days are local: 23:59:59 and 00:00:00 of the next day differ.
-    EXPECT_TRUE(OTUtils::isSameDay(at("2024-01-01 00:00:00"), at("2024-01-01 23:59:59")));
-    EXPECT_FALSE(OTUtils::isSameDay(at("2024-01-01 23:59:59"), at("2024-01-02 00:00:00")));
-    EXPECT_FALSE(OTUtils::isSameDay(std::nullopt, at("2024-01-01 00:00:00")));
+    EXPECT_TRUE(OTUtils::isSameDay(OTTestEnvironment::date("2024-01-01 00:00:00"),
+                                   OTTestEnvironment::date("2024-01-01 23:59:59")));
+    EXPECT_FALSE(OTUtils::isSameDay(OTTestEnvironment::date("2024-01-01 23:59:59"),
+                                    OTTestEnvironment::date("2024-01-02 00:00:00")));
+    EXPECT_FALSE(OTUtils::isSameDay(std::nullopt, OTTestEnvironment::date("2024-01-01 00:00:00")));
     // The hour test ignores the day, the minute test the hour, the second test the minute.
-    EXPECT_TRUE(OTUtils::isSameHour(at("2024-01-01 10:00:00"), at("2024-01-02 10:59:59")));
-    EXPECT_FALSE(OTUtils::isSameHour(at("2024-01-01 10:00:00"), at("2024-01-01 11:00:00")));
-    EXPECT_TRUE(OTUtils::isSameMinute(at("2024-01-01 10:05:00"), at("2024-03-01 11:05:59")));
-    EXPECT_FALSE(OTUtils::isSameMinute(at("2024-01-01 10:05:00"), at("2024-01-01 10:06:00")));
-    EXPECT_TRUE(OTUtils::isSameSecond(at("2024-01-01 10:05:07"), at("2024-01-01 11:06:07")));
-    EXPECT_FALSE(OTUtils::isSameSecond(at("2024-01-01 10:05:07"), std::nullopt));
+    EXPECT_TRUE(OTUtils::isSameHour(OTTestEnvironment::date("2024-01-01 10:00:00"),
+                                    OTTestEnvironment::date("2024-01-02 10:59:59")));
+    EXPECT_FALSE(OTUtils::isSameHour(OTTestEnvironment::date("2024-01-01 10:00:00"),
+                                     OTTestEnvironment::date("2024-01-01 11:00:00")));
+    EXPECT_TRUE(OTUtils::isSameMinute(OTTestEnvironment::date("2024-01-01 10:05:00"),
+                                      OTTestEnvironment::date("2024-03-01 11:05:59")));
+    EXPECT_FALSE(OTUtils::isSameMinute(OTTestEnvironment::date("2024-01-01 10:05:00"),
+                                       OTTestEnvironment::date("2024-01-01 10:06:00")));
+    EXPECT_TRUE(OTUtils::isSameSecond(OTTestEnvironment::date("2024-01-01 10:05:07"),
+                                      OTTestEnvironment::date("2024-01-01 11:06:07")));
+    EXPECT_FALSE(OTUtils::isSameSecond(OTTestEnvironment::date("2024-01-01 10:05:07"), std::nullopt));
 }
 
 TEST(OTUtils, TextOperations) {

@@ -10,6 +10,7 @@
 #include "platform/OTPageClassRegistry.h"
 #include "server/OTNetwork.h"
 #include "services/OTLogger.h"
+#include "services/OTUtils.h"
 #include "view/OTTabBarController.h"
 
 namespace corvane {
@@ -34,6 +35,10 @@ OTTestEnvironment::~OTTestEnvironment() {
 std::string OTTestEnvironment::log() const {
     scheduler_->runUntilIdle();
     return OTFiles::readFile(OTLogger::getInstance()->logFilePath()).value_or("");
+}
+
+std::chrono::system_clock::time_point OTTestEnvironment::date(const char* text) {
+    return *OTUtils::dateFromString(std::string(text));
 }
 
 std::size_t OTTestEnvironment::occurrences(const std::string& text, const std::string& fragment) {

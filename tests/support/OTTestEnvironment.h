@@ -49,6 +49,8 @@ public:
     // How often `fragment` stands in `text`, overlapping runs counted.
     // The run's log file, once the queues have run.
     std::string log() const;
+    // A date text of the fixed format as a time point of the device's zone.
+    static std::chrono::system_clock::time_point date(const char* text);
     static std::size_t occurrences(const std::string& text, const std::string& fragment);
 
     // The host app most tests want: a key window over one tab holding HomeVC in a navigation

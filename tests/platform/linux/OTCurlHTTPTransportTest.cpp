@@ -18,24 +18,24 @@ namespace corvane {
 using namespace std::chrono_literals;
 
 namespace {
-struct Outcome {
+struct Fetched {
     long status = 0;
     std::size_t bodySize = 0;
     std::optional<OTHTTPTransport::Failure> failure;
 };
 
-Outcome fetch(OTHTTPTransport& transport, const std::string& url) {
-    auto promise = std::make_shared<std::promise<Outcome>>();
+Fetched fetch(OTHTTPTransport& transport, const std::string& url) {
+    auto promise = std::make_shared<std::promise<Fetched>>();
     auto future = promise->get_future();
     OTHTTPTransport::Request request;
     request.url = url;
     request.timeout = 10s;
     transport.send(request, [promise](long status, const std::string& body,
                                       const std::optional<OTHTTPTransport::Failure>& failure) {
-        promise->set_value(Outcome{status, body.size(), failure});
+        promise->set_value(Fetched{status, body.size(), failure});
     });
     if (future.wait_for(30s) != std::future_status::ready)
-        return Outcome{-1, 0, OTHTTPTransport::Failure{-1, "no answer"}};
+        return Fetched{-1, 0, OTHTTPTransport::Failure{-1, "no answer"}};
     return future.get();
 }
 
