@@ -13,7 +13,7 @@
 namespace corvane {
 
 void OTDialogFlow::prepareForPopWindowWithData(const std::shared_ptr<const OTWindowData>& data,
-                                               const std::shared_ptr<OTEvent>& event) {
+                                               const std::shared_ptr<OTEvent>& event, std::uint64_t index) {
     const bool autoPop = OTPopWindowManager::sharedManager()->autoPopWindow();
     OTLog(OTLogger::kLevelLog, "corvane-->prepareForPopWindowWithData");
     OTLog(OTLogger::kLevelLog, "corvane-->prepareForPopWindowWithData,autoPopWindow:%d", autoPop);
@@ -21,8 +21,8 @@ void OTDialogFlow::prepareForPopWindowWithData(const std::shared_ptr<const OTWin
     const auto showing = data->filledWithProperties(event ? event->xcontext() : nlohmann::json());
     OTLog(OTLogger::kLevelLog, "corvane-->prepareForPopWindowWithData->needContinue");
     std::weak_ptr<OTSDKManager> weak = engine_.weak_from_this();
-    auto goNext = [weak, event] {
-        if (auto self = weak.lock()) self->triggerEventMatchInApp(event, self->currentMatchEventIndex() + 1);
+    auto goNext = [weak, event, index] {
+        if (auto self = weak.lock()) self->triggerEventMatchInApp(event, index + 1);
     };
     _showWindowWithData(
         showing,

@@ -23,8 +23,10 @@ public:
     // The engine owns the flow and outlives it; scheduled work holds the engine weakly.
     explicit OTDialogFlow(OTSDKManager& engine) : engine_(engine) {}
 
+    // Shows the campaign matched at `index` of the walk for `event`; matching goes on from the
+    // campaign after it when it cannot show, or after a reaction that lets it.
     void prepareForPopWindowWithData(const std::shared_ptr<const OTWindowData>& data,
-                                     const std::shared_ptr<OTEvent>& event);
+                                     const std::shared_ptr<OTEvent>& event, std::uint64_t index);
     void _showWindowWithData(const std::shared_ptr<const OTWindowData>& data, const EventAction& eventAction,
                              const std::function<void(bool shown)>& callback);
     // Whether matching goes on after a reaction: closes do, and taps whose link stays in the app.

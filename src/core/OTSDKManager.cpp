@@ -285,13 +285,13 @@ void OTSDKManager::triggerEventMatchInApp(const std::shared_ptr<OTEvent>& event,
                 OTLog(OTLogger::kLevelLog, "corvane->triggerEventMatchInApp:windowData.type=%d,preEvent=%d",
                       data ? data->type() : 0, data ? data->preEvents().size() : 0);
                 OTLog(OTLogger::kLevelLog, "corvane->triggerEventMatchInApp->mainPage:%@", mainPage);
-                const auto goNext = [&] { triggerEventMatchInApp(current, currentMatchEventIndex() + 1); };
+                const auto goNext = [&] { triggerEventMatchInApp(current, index + 1); };
                 if (!data) {
                     goNext();
                 } else if (data->type() != 0) {
                     const auto& preEvents = data->preEvents();
                     if (preEvents.size() == 1) {
-                        handleEvent(current, data);
+                        handleEvent(current, data, index);
                     } else if (preEvents.empty() || !current->matches(preEvents.front())) {
                         goNext();
                     } else {
@@ -306,10 +306,10 @@ void OTSDKManager::triggerEventMatchInApp(const std::shared_ptr<OTEvent>& event,
                     }
                 } else if (mainPage && !mainPage->empty()) {
                     OTLog(OTLogger::kLevelLog, "corvane->triggerEventMatchInApp->firstPVWithMainPage:event");
-                    firstPVWithMainPage(current, data);
+                    firstPVWithMainPage(current, data, index);
                 } else {
                     OTLog(OTLogger::kLevelLog, "corvane->triggerEventMatchInApp->firstPVWithoutMainPage:event ");
-                    firstPVWithoutMainPage(current, data);
+                    firstPVWithoutMainPage(current, data, index);
                 }
             }
         }
@@ -319,37 +319,38 @@ void OTSDKManager::triggerEventMatchInApp(const std::shared_ptr<OTEvent>& event,
     walk.active = false;
 }
 
-void OTSDKManager::handleEvent(const std::shared_ptr<OTEvent>& event, const std::shared_ptr<const OTWindowData>& data) {
+void OTSDKManager::handleEvent(const std::shared_ptr<OTEvent>& event, const std::shared_ptr<const OTWindowData>& data,
+                               std::uint64_t index) {
     OTLog(OTLogger::kLevelLog, "corvane->handleEvent:event->%@,windowData->%@", event, data);
     if (event->matches(data->event())) {
         OTLog(OTLogger::kLevelLog, "corvane->handleEvent-->maches");
-        prepareForPopWindowWithData(data, event);
+        prepareForPopWindowWithData(data, event, index);
     } else {
         OTLog(OTLogger::kLevelLog, "corvane->handleEvent-->nomaches");
-        triggerEventMatchInApp(event, currentMatchEventIndex() + 1);
+        triggerEventMatchInApp(event, index + 1);
     }
 }
 
 void OTSDKManager::firstPVWithoutMainPage(const std::shared_ptr<OTEvent>& event,
-                                          const std::shared_ptr<const OTWindowData>& data) {
+                                          const std::shared_ptr<const OTWindowData>& data, std::uint64_t index) {
     const auto page = OTFirstPageViewRules::visiblePage(nullptr);
-    followFirstPageView(OTFirstPageViewRules::withoutMainPage(event, data, pvCount(), page), event, data);
+    followFirstPageView(OTFirstPageViewRules::withoutMainPage(event, data, pvCount(), page), event, data, index);
 }
 
 void OTSDKManager::firstPVWithMainPage(const std::shared_ptr<OTEvent>& event,
-                                       const std::shared_ptr<const OTWindowData>& data) {
+                                       const std::shared_ptr<const OTWindowData>& data, std::uint64_t index) {
     const auto configuration = this->configuration();
     const std::string mainPage = configuration ? configuration->mainPage().value_or("") : std::string();
     const auto page = OTFirstPageViewRules::visiblePage(mainPageController());
-    followFirstPageView(OTFirstPageViewRules::withMainPage(event, data, mainPage, mainPagePVCount(), page), event,
-                        data);
+    followFirstPageView(OTFirstPageViewRules::withMainPage(event, data, mainPage, mainPagePVCount(), page), event, data,
+                        index);
 }
 
 void OTSDKManager::followFirstPageView(OTFirstPageViewRules::Outcome outcome, const std::shared_ptr<OTEvent>& event,
-                                       const std::shared_ptr<const OTWindowData>& data) {
+                                       const std::shared_ptr<const OTWindowData>& data, std::uint64_t index) {
     switch (outcome) {
-        case OTFirstPageViewRules::Outcome::Show: prepareForPopWindowWithData(data, event); return;
-        case OTFirstPageViewRules::Outcome::GoNext: triggerEventMatchInApp(event, currentMatchEventIndex() + 1); return;
+        case OTFirstPageViewRules::Outcome::Show: prepareForPopWindowWithData(data, event, index); return;
+        case OTFirstPageViewRules::Outcome::GoNext: triggerEventMatchInApp(event, index + 1); return;
         case OTFirstPageViewRules::Outcome::Defer:
             // The window observation replays it once the cover is removed.
             setCachedFirstPVEventOfMainPage(event);

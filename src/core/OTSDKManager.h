@@ -97,10 +97,15 @@ public:
     void triggerEventMatchSubscribe(const std::shared_ptr<OTEvent>& event);
     // One step of the in-app walk from `startIndex`. Steps that go on to the next campaign run in a
     // loop of the walk already under way on this thread, so long lists never deepen the stack.
+    // Each step carries its event and its position (`index`) to wherever it goes on, on any queue:
+    // currentMatchEventIndex only reports the last position examined, it never steers.
     void triggerEventMatchInApp(const std::shared_ptr<OTEvent>& event, std::uint64_t startIndex);
-    void handleEvent(const std::shared_ptr<OTEvent>& event, const std::shared_ptr<const OTWindowData>& data);
-    void firstPVWithoutMainPage(const std::shared_ptr<OTEvent>& event, const std::shared_ptr<const OTWindowData>& data);
-    void firstPVWithMainPage(const std::shared_ptr<OTEvent>& event, const std::shared_ptr<const OTWindowData>& data);
+    void handleEvent(const std::shared_ptr<OTEvent>& event, const std::shared_ptr<const OTWindowData>& data,
+                     std::uint64_t index);
+    void firstPVWithoutMainPage(const std::shared_ptr<OTEvent>& event, const std::shared_ptr<const OTWindowData>& data,
+                                std::uint64_t index);
+    void firstPVWithMainPage(const std::shared_ptr<OTEvent>& event, const std::shared_ptr<const OTWindowData>& data,
+                             std::uint64_t index);
     void triggerEventMatchBanner(const std::shared_ptr<OTEvent>& event);
 
     // Display eligibility: the daily cap, the date window and the campaign's usage record.
@@ -121,8 +126,8 @@ public:
     // reported, followed and may let matching go on.
     using EventAction = OTDialogFlow::EventAction;
     void prepareForPopWindowWithData(const std::shared_ptr<const OTWindowData>& data,
-                                     const std::shared_ptr<OTEvent>& event) {
-        dialogs_->prepareForPopWindowWithData(data, event);
+                                     const std::shared_ptr<OTEvent>& event, std::uint64_t index) {
+        dialogs_->prepareForPopWindowWithData(data, event, index);
     }
     void _showWindowWithData(const std::shared_ptr<const OTWindowData>& data, const EventAction& eventAction,
                              const std::function<void(bool shown)>& callback) {
@@ -322,7 +327,7 @@ private:
     nlohmann::json triggerContext() const;
     // The visible page's class name and whether `controller` is on top, read on the main queue.
     void followFirstPageView(OTFirstPageViewRules::Outcome outcome, const std::shared_ptr<OTEvent>& event,
-                             const std::shared_ptr<const OTWindowData>& data);
+                             const std::shared_ptr<const OTWindowData>& data, std::uint64_t index);
 
     OTEnvironment& environment_;
     // The engine may be held past its environment; its destructor only needs the centre.

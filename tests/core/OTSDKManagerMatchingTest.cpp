@@ -180,6 +180,22 @@ TEST(OTSDKManagerMatching, ReactionsRecordForbidFollowAndDecideWhetherToGoOn) {
     EXPECT_FALSE(e.engine->_handleWindowClickCallback(7, std::nullopt));
 }
 
+TEST(OTSDKManagerMatching, AReactionGoesOnFromItsOwnEventsPlaceWhateverWalkedSince) {
+    Engine e;
+    e.campaigns({eventCampaign("1", "buy", {{"count", 9}}), eventCampaign("2", "other", {{"count", 9}}),
+                 eventCampaign("3", "buy", {{"count", 9}}), eventCampaign("4", "view", {{"count", 9}})});
+    e.send({{"xwhat", "buy"}});
+    e.settle();
+    // Another event walks to the end of the list while the first dialog is still up.
+    e.send({{"xwhat", "view"}});
+    e.settle();
+    ASSERT_EQ(e.presenter->shownIds(), (std::vector<std::string>{"1", "4"}));
+    // A click that stays in the app goes on with "buy" from the campaign after its own.
+    e.presenter->shown[0].action(5, std::string("app://elsewhere"));
+    e.settle();
+    EXPECT_EQ(e.presenter->shownIds(), (std::vector<std::string>{"1", "4", "3"}));
+}
+
 TEST(OTSDKManagerMatching, NoInAppDialogWhileOneIsShowing) {
     struct Showing : OTDialogView {
         bool isShowing() const override { return true; }
