@@ -1,5 +1,7 @@
 #include "core/OTSDKManager.h"
 
+#include <utility>
+
 #include "core/OTDispatchQueueManager.h"
 #include "core/OTFirstPageViewRules.h"
 #include "core/OTNavigation.h"
@@ -361,12 +363,21 @@ void OTSDKManager::followFirstPageView(OTFirstPageViewRules::Outcome outcome, co
 
 void OTSDKManager::addWaitingEvent(const std::shared_ptr<OTEvent>& event) {
     if (!event) return;
-    const auto waiting = waitingEvents();
-    if (waiting.size() >= maxWaitingEventsCount()) return;
-    for (const auto& held : waiting) {
-        if (held == event || held->matches(event)) return;
+    // Matching logs, so the list is compared outside its lock; the event goes in only if the list
+    // is still the one compared, else the comparison is made again on the list as it now is.
+    for (;;) {
+        const auto waiting = waitingEvents();
+        if (waiting.size() >= maxWaitingEventsCount()) return;
+        for (const auto& held : waiting) {
+            if (held == event || held->matches(event)) return;
+        }
+        const bool added = waitingEvents_.modify([&](auto& list) {
+            if (list != waiting) return false;
+            list.push_back(event);
+            return true;
+        });
+        if (added) return;
     }
-    waitingEvents_.modify([&](auto& list) { list.push_back(event); });
 }
 
 void OTSDKManager::startPageCollection() {
@@ -481,12 +492,12 @@ void OTSDKManager::acceptInAppList(std::vector<std::shared_ptr<const OTWindowDat
 
     // Only the opening page view is worth a late dialog: the first waiting one is replayed.
     auto& console = environment_.console();
-    const auto waiting = waitingEvents();
+    // Taken and cleared in one step: an event kept meanwhile waits for the next list, none is lost.
+    const auto waiting = waitingEvents_.modify([](auto& list) { return std::exchange(list, {}); });
     nlohmann::json described = nlohmann::json::array();
     for (const auto& event : waiting) described.push_back(event->description());
     const OTLogArgument waitingArgument[] = {described};
     console.print(OTLogFormatter::format("waitingEvents:%@", waitingArgument));
-    setWaitingEvents({});
     for (const auto& event : waiting) {
         const OTLogArgument eventArgument[] = {event};
         console.print(OTLogFormatter::format("event:%@", eventArgument));

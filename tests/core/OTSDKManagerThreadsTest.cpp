@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <set>
 #include <thread>
 
 #include "core/OTSDKManager.h"
+#include "model/OTEvent.h"
 #include "support/OTThreadedTestEnvironment.h"
 
 namespace corvane {
@@ -32,6 +34,32 @@ TEST(OTSDKManagerThreads, EventsFromManyThreadsAreAllHandledInTheirQueue) {
         EXPECT_TRUE(scheduler.runMainLoopUntil([&] { return engine->pvCount() == 200; }, 20s));
         EXPECT_EQ(engine->mainPagePVCount(), 100);
         EXPECT_LE(engine->waitingEvents().size(), 5u);
+    }
+}
+
+// Events kept before the campaigns, added from several threads at once: each check and append is
+// one decision, so the list never passes five nor holds an event twice.
+TEST(OTSDKManagerThreads, WaitingEventsStayFewAndDistinctWhoeverAddsThem) {
+    OTThreadedTestEnvironment threaded;
+    auto engine = OTSDKManager::sharedManager();
+    for (int round = 0; round < 100; ++round) {
+        engine->setWaitingEvents({});
+        std::vector<std::thread> adders;
+        for (int t = 0; t < 4; ++t) {
+            adders.emplace_back([engine, t] {
+                for (int i = 0; i < 4; ++i) {
+                    auto event = std::make_shared<OTEvent>();
+                    event->setModelWithDic(nlohmann::json{{"xwhat", "e" + std::to_string((t + i) % 7)}});
+                    engine->addWaitingEvent(event);
+                }
+            });
+        }
+        for (auto& adder : adders) adder.join();
+        const auto waiting = engine->waitingEvents();
+        std::set<std::string> names;
+        for (const auto& event : waiting) names.insert(event->xwhat().value_or(""));
+        ASSERT_EQ(waiting.size(), 5u) << "round " << round;
+        ASSERT_EQ(names.size(), waiting.size()) << "round " << round;
     }
 }
 
