@@ -163,12 +163,16 @@ void OTSDKManager::handleUserProfileUpload(const nlohmann::json& event, std::int
 
 void OTSDKManager::handleXwho(const std::optional<std::string>& newUserId) {
     auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(groupIdentifier());
-    const std::string stored = settings->userId().value_or("");
-    setUserId(stored);
-    // With nothing stored an empty id is no change; a missing id always is one.
-    if (newUserId == stored) return;
-    setUserId(newUserId);
-    settings->setUserId(newUserId);
+    std::string stored;
+    {
+        std::lock_guard decision(userChangeMutex_);
+        stored = settings->userId().value_or("");
+        setUserId(stored);
+        // With nothing stored an empty id is no change; a missing id always is one.
+        if (newUserId == stored) return;
+        setUserId(newUserId);
+        settings->setUserId(newUserId);
+    }
 
     auto condition = [weak = weak_from_this()] {
         auto self = weak.lock();

@@ -346,6 +346,9 @@ private:
     std::atomic<bool> autoCollectPageInfo_{true};
     OTLocked<std::shared_ptr<OTPageCollection>> pageCollection_;
     OTLocked<std::vector<std::shared_ptr<OTEvent>>> waitingEvents_;
+    // Held while a user change compares with the stored user and stores the new one, so that two
+    // changes at once decide one after the other.
+    std::mutex userChangeMutex_;
     std::atomic<std::uint64_t> maxWaitingEventsCount_{5};
     std::atomic<std::int64_t> pvCount_{0};
     std::atomic<std::int64_t> mainPagePVCount_{0};

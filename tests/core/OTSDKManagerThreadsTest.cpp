@@ -5,6 +5,7 @@
 
 #include "core/OTSDKManager.h"
 #include "model/OTEvent.h"
+#include "services/OTUserConfig.h"
 #include "support/OTThreadedTestEnvironment.h"
 
 namespace corvane {
@@ -60,6 +61,23 @@ TEST(OTSDKManagerThreads, WaitingEventsStayFewAndDistinctWhoeverAddsThem) {
         for (const auto& event : waiting) names.insert(event->xwhat().value_or(""));
         ASSERT_EQ(waiting.size(), 5u) << "round " << round;
         ASSERT_EQ(names.size(), waiting.size()) << "round " << round;
+    }
+}
+
+// Two user changes at once: each compares with the stored user and stores its own as one decision,
+// so the engine and the group's settings end on the same user.
+TEST(OTSDKManagerThreads, TwoUserChangesAtOnceLeaveTheEngineAndTheStoreAgreeing) {
+    OTThreadedTestEnvironment threaded;
+    auto engine = OTSDKManager::sharedManager()->managerWithGroupIdentifier("group.threads");
+    auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(std::string("group.threads"));
+    for (int round = 0; round < 40; ++round) {
+        const std::string a = "a" + std::to_string(round);
+        const std::string b = "b" + std::to_string(round);
+        std::thread first([&] { engine->handleXwho(a); });
+        std::thread second([&] { engine->handleXwho(b); });
+        first.join();
+        second.join();
+        ASSERT_EQ(engine->userId(), settings->userId()) << "round " << round;
     }
 }
 
