@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "OTBenchScratch.h"
+#include "core/OTCampaignStore.h"
 #include "core/OTSDKManager.h"
 #include "model/OTEvent.h"
 #include "model/OTWindowData.h"
@@ -56,7 +57,7 @@ static void BM_MatchWalkVsFloor(benchmark::State& state) {
     const auto count = static_cast<int>(state.range(0));
     auto engine = OTSDKManager::sharedManager();
     const auto campaigns = OTBenchScratch::campaigns(count, "other");
-    engine->setInAppDataArray(campaigns);
+    engine->campaigns().setInAppDataArray(campaigns);
     const json data = {{"xwhat", "buy"}, {"xcontext", {{"price", 150}}}};
     auto logger = OTLogger::getInstance();
     scratch.scheduler().runUntilIdle();
@@ -114,7 +115,7 @@ BENCHMARK(BM_MatchWalkVsFloor)
 static void BM_EventQueueShares(benchmark::State& state) {
     OTBenchScratch scratch;
     auto engine = OTSDKManager::sharedManager();
-    engine->setInAppDataArray(OTBenchScratch::campaigns(1000, "other"));
+    engine->campaigns().setInAppDataArray(OTBenchScratch::campaigns(1000, "other"));
     const json data = {{"xwhat", "buy"}, {"xcontext", {{"price", 150}}}, {"source", 0}};
     engine->onEventDataReceived(data);
     scratch.scheduler().runUntilIdle();

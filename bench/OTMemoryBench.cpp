@@ -12,6 +12,7 @@
 #include "platform/OTEnvironment.h"
 #include "platform/OTHTTPTransport.h"
 #include "platform/deterministic/OTManualScheduler.h"
+#include "server/OTServerSession.h"
 
 namespace corvane {
 
@@ -63,7 +64,7 @@ static void BM_CampaignListMemory(benchmark::State& state) {
         answer = inAppAnswer(count).size();
         OTBenchScratch scratch(server);
         auto engine = std::static_pointer_cast<OTSDKManager>(CorvaneOtManager::getObserverListener("group.bench"));
-        engine->setUserId("user-1");
+        engine->session().setUserId("user-1");
         auto config = std::make_shared<CorvaneOtConfig>();
         config->setApplicationGroupIdentifier("group.bench");
         config->setAppKey("app-key");
@@ -73,7 +74,7 @@ static void BM_CampaignListMemory(benchmark::State& state) {
         OTAllocationCounter::resetPeak();
         CorvaneOtManager::startWithConfig(config);
         scratch.scheduler().runUntilIdle();
-        held = engine->inAppDataArray().size();
+        held = engine->campaigns().inAppDataArray().size();
         resident = OTAllocationCounter::liveBytes() - before;
         peak = OTAllocationCounter::peakBytes() - before;
         std::error_code ec;

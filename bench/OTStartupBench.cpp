@@ -86,8 +86,8 @@ static void BM_ColdStart(benchmark::State& state) {
         for (const char* file : kStoredFiles)
             benchmark::DoNotOptimize(OTDataArchiver::getDataForPath(documents / file));
         const auto t2 = Clock::now();
-        restored = engine->inAppDataArray().size() + engine->windowRecordTree()->allNodes().size() +
-                   banners->bannerArray().size();
+        restored = engine->campaigns().inAppDataArray().size() +
+                   engine->campaigns().windowRecordTree()->allNodes().size() + banners->bannerArray().size();
         start += t1 - t0;
         decode += t2 - t1;
         state.SetIterationTime(std::chrono::duration<double>(t1 - t0).count());

@@ -2,6 +2,8 @@
 
 #include "OTFuzzSupport.h"
 #include "OTFuzzTargets.h"
+#include "server/OTIdentityUploader.h"
+#include "server/OTLoginClient.h"
 #include "support/OTHeldEngine.h"
 #include "tagging/OTTagManager.h"
 
@@ -28,7 +30,7 @@ constexpr std::array<Endpoint, 9> kEndpoints{{
 struct Rig : OTHeldEngine {
     Rig() {
         campaign->setModelWithDic(nlohmann::json::parse(R"({"id":"1","type":1})"));
-        engine->setDeviceToken("000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f");
+        engine->identity().setDeviceToken("000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f");
     }
     std::shared_ptr<OTWindowData> campaign = std::make_shared<OTWindowData>();
 };
@@ -50,13 +52,13 @@ int otFuzzAnswers(const std::uint8_t* data, std::size_t size) {
         }
         return std::string("{}");
     });
-    rig.engine->loginWithCompletion([] {});
+    rig.engine->login().loginWithCompletion([] {});
     rig.engine->getListData(true);
     rig.engine->reportWindowEventWithName("$impDialog", 1, rig.campaign);
     rig.engine->onEventDataReceived(nlohmann::json{{"source", 0}, {"xwhat", "buy"}, {"xcontext", {{"k", 1}}}});
-    rig.engine->uploadPushToken();
-    rig.engine->alias(std::string("previous-user"));
-    rig.engine->setWeChatId(std::string("union"), std::string("app"), std::string("open"));
+    rig.engine->identity().uploadPushToken();
+    rig.engine->identity().alias(std::string("previous-user"));
+    rig.engine->identity().setWeChatId(std::string("union"), std::string("app"), std::string("open"));
     OTTagManager::manager()->uploadAlias("home", "HomeVC", "https://shop.example.com/", [](bool) {});
     rig.test.scheduler().runUntilIdle();
     rig.test.scheduler().advance(std::chrono::minutes(10));

@@ -1,5 +1,7 @@
 #include "core/OTDialogFlow.h"
 
+#include "core/OTCampaignStore.h"
+#include "core/OTDisplayEligibility.h"
 #include "core/OTPopWindowManager.h"
 #include "core/OTPushManager.h"
 #include "core/OTSDKManager.h"
@@ -7,6 +9,7 @@
 #include "model/OTEvent.h"
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
+#include "platform/OTEnvironment.h"
 #include "services/OTLogger.h"
 #include "services/OTUtils.h"
 
@@ -39,7 +42,7 @@ void OTDialogFlow::_showWindowWithData(const std::shared_ptr<const OTWindowData>
                                        const std::function<void(bool shown)>& callback) {
     OTLog(OTLogger::kLevelLog, "corvane->_showWindowWithData,windowData:%@,eventAction:%@", data,
           eventAction ? "(block)" : nullptr);
-    if (!engine_.readyToShowWithData(data)) {
+    if (!engine_.eligibility().readyToShowWithData(data)) {
         if (callback) callback(false);
         return;
     }
@@ -67,7 +70,7 @@ void OTDialogFlow::_showWindowWithData(const std::shared_ptr<const OTWindowData>
 
 void OTDialogFlow::reactToDialogEvent(const std::shared_ptr<const OTWindowData>& data, std::int64_t type,
                                       const std::optional<std::string>& link) {
-    const auto tree = engine_.windowRecordTree();
+    const auto tree = engine_.campaigns().windowRecordTree();
     const auto node = tree ? tree->findWindowNodeById(data->windowIdIntegerValue()) : nullptr;
     OTLog(OTLogger::kLevelLog, "corvane->_showWindowWithData,eventType:%d", type);
     switch (type) {
@@ -84,7 +87,7 @@ void OTDialogFlow::reactToDialogEvent(const std::shared_ptr<const OTWindowData>&
         default: return;
     }
     syncTreeNode(node, type);
-    engine_.handleNodeForbiddenState(data);
+    engine_.campaigns().handleNodeForbiddenState(*data, engine_.environment().clock().now());
     if (type != 3) OTPushManager::sharedManager()->handlePush(link);
     engine_.reportWindowEventWithName(type == 3 ? "$closeDialog" : "$clickDialog", type, data);
 }
@@ -114,7 +117,7 @@ void OTDialogFlow::syncTreeNode(const std::shared_ptr<OTWindowRecordTreeNode>& n
             node->setLastEventType(rule ? rule->eventType() : std::nullopt);
         }
     }
-    engine_.syncRecordTree();
+    engine_.campaigns().syncRecordTree();
 }
 
 }  // namespace corvane

@@ -1,9 +1,13 @@
 #include "core/OTSDKManager.h"
 
+#include <nlohmann/json.hpp>
 #include <utility>
 
+#include "core/OTBannerHandler.h"
+#include "core/OTCampaignStore.h"
+#include "core/OTDialogFlow.h"
 #include "core/OTDispatchQueueManager.h"
-#include "core/OTFirstPageViewRules.h"
+#include "core/OTDisplayEligibility.h"
 #include "core/OTNavigation.h"
 #include "core/OTPageCollection.h"
 #include "core/OTPopWindowManager.h"
@@ -15,11 +19,18 @@
 #include "foundation/OTJSONLimits.h"
 #include "foundation/OTJSONValue.h"
 #include "foundation/OTLogFormatter.h"
+#include "foundation/OTNotificationCenter.h"
 #include "model/OTEvent.h"
 #include "model/OTSAEventAdapter.h"
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
+#include "platform/OTEnvironment.h"
+#include "server/OTCampaignDownloader.h"
+#include "server/OTEventReporter.h"
+#include "server/OTIdentityUploader.h"
+#include "server/OTLoginClient.h"
 #include "server/OTNetwork.h"
+#include "server/OTServerSession.h"
 #include "services/OTLogger.h"
 #include "services/OTReachability.h"
 #include "services/OTReachabilityManager.h"
@@ -38,18 +49,28 @@ std::optional<std::string> userIdText(const nlohmann::json& value) {
 }  // namespace
 
 OTSDKManager::OTSDKManager(OTEnvironment& environment)
+    : OTSDKManager(environment, OTSDKManagerCollaborators::of(environment)) {}
+
+OTSDKManager::OTSDKManager(OTEnvironment& environment, Collaborators collaborators)
     : environment_(environment),
       notifications_(environment.notificationCenterHandle()),
-      session_(std::make_shared<OTServerSession>(environment)),
-      login_(std::make_shared<OTLoginClient>(session_)),
-      downloader_(std::make_shared<OTCampaignDownloader>(session_, login_)),
-      reporter_(std::make_shared<OTEventReporter>(session_, login_)),
-      identity_(std::make_shared<OTIdentityUploader>(session_, login_, reporter_)),
+      session_(std::move(collaborators.session)),
+      login_(std::move(collaborators.login)),
+      downloader_(std::move(collaborators.downloader)),
+      reporter_(std::move(collaborators.reporter)),
+      identity_(std::move(collaborators.identity)),
+      tasks_(std::move(collaborators.tasks)),
+      popWindows_(std::move(collaborators.popWindows)),
+      push_(std::move(collaborators.push)),
+      reachability_(std::move(collaborators.reachability)),
+      settings_(std::move(collaborators.settings)),
       campaigns_(std::make_unique<OTCampaignStore>(session_)),
       eligibility_(std::make_unique<OTDisplayEligibility>(
-          environment, session_, [this] { return windowRecordTree(); }, [this] { syncRecordTree(); })),
+          environment, session_, [this] { return campaigns_->windowRecordTree(); },
+          [this] { campaigns_->syncRecordTree(); })),
       dialogs_(std::make_unique<OTDialogFlow>(*this)) {
     campaigns_->restore(environment.clock().now());
+    OTNetwork::configEnvironment(OTNetworkConfig{});
     startReachability();
     registerNotifications();
 }
@@ -60,18 +81,22 @@ OTSDKManager::~OTSDKManager() {
 
 std::shared_ptr<OTSDKManager> OTSDKManager::sharedManager() {
     auto environment = OTEnvironment::current();
-    return environment->singleton<OTSDKManager>([&] {
-        auto manager = std::make_shared<OTSDKManager>(*environment);
-        manager->connectServerLink();
-        manager->installDefaultServerEnvironments();
-        return manager;
-    });
+    return environment->singleton<OTSDKManager>([&] { return std::make_shared<OTSDKManager>(*environment); });
 }
 
 std::shared_ptr<OTSDKManager> OTSDKManager::managerWithGroupIdentifier(
     const std::optional<std::string>& groupIdentifier) {
-    if (groupIdentifier && !groupIdentifier->empty()) setGroupIdentifier(groupIdentifier);
+    if (groupIdentifier && !groupIdentifier->empty()) session_->setGroupIdentifier(groupIdentifier);
     return shared_from_this();
+}
+
+std::string OTSDKManager::SDKVersion() { return OTServerSession::kSDKVersion; }
+
+std::shared_ptr<CorvaneOtConfig> OTSDKManager::configuration() const { return session_->configuration(); }
+
+std::optional<std::string> OTSDKManager::mainPage() const {
+    const auto configuration = this->configuration();
+    return configuration ? configuration->mainPage() : std::nullopt;
 }
 
 void OTSDKManager::startWithConfiguration(const std::shared_ptr<CorvaneOtConfig>& configuration) {
@@ -84,7 +109,7 @@ void OTSDKManager::startWithConfiguration(const std::shared_ptr<CorvaneOtConfig>
         startPageCollection();
         startWindowObservation();
     });
-    setConfiguration(configuration);
+    session_->setConfiguration(configuration);
     if (!configuration->pushClosed()) registerForRemoteNotifications(*configuration);
     if (auto url = configuration->url(); url && !url->empty()) configureCustomServer(*url);
     if (configuration->logLevelType() != 0) {
@@ -151,8 +176,7 @@ void OTSDKManager::_handleSAEvent(const nlohmann::json& event) {
 void OTSDKManager::handleUserProfileUpload(const nlohmann::json& event, std::int64_t) {
     if (!event.is_object()) return;
     if (const auto what = event.find("xwhat"); what != event.end() && *what == "$pageview") pvCount_.fetch_add(1);
-    const auto configuration = this->configuration();
-    const auto mainPage = configuration ? configuration->mainPage() : std::nullopt;
+    const auto mainPage = this->mainPage();
     if (!mainPage || mainPage->empty()) return;
     const auto context = event.find("xcontext");
     if (context == event.end() || !context->is_object()) return;
@@ -162,43 +186,42 @@ void OTSDKManager::handleUserProfileUpload(const nlohmann::json& event, std::int
 }
 
 void OTSDKManager::handleXwho(const std::optional<std::string>& newUserId) {
-    auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(groupIdentifier());
+    auto settings = settings_->configWithGroupIdentifier(session_->groupIdentifier());
     std::string stored;
     {
         std::lock_guard decision(userChangeMutex_);
         stored = settings->userId().value_or("");
-        setUserId(stored);
+        session_->setUserId(stored);
         // With nothing stored an empty id is no change; a missing id always is one.
         if (newUserId == stored) return;
-        setUserId(newUserId);
+        session_->setUserId(newUserId);
         settings->setUserId(newUserId);
     }
 
     auto condition = [weak = weak_from_this()] {
         auto self = weak.lock();
         if (!self) return false;
-        const auto user = self->userId();
-        const auto token = self->token();
+        const auto user = self->session_->userId();
+        const auto token = self->session_->token();
         return user && !user->empty() && token && !token->empty();
     };
     auto uploadToken = OTTask::taskWithCondition(condition, [weak = weak_from_this()] {
-        if (auto self = weak.lock()) self->uploadPushToken();
+        if (auto self = weak.lock()) self->identity_->uploadPushToken();
     });
     uploadToken->setTaskId("uploadPushToken");
     // The alias links the previous identity to the one just stored.
     auto uploadAlias = OTTask::taskWithCondition(condition, [weak = weak_from_this(), previous = stored] {
-        if (auto self = weak.lock()) self->alias(previous);
+        if (auto self = weak.lock()) self->identity_->alias(previous);
     });
-    auto tasks = OTTaskManager::manager();
-    tasks->addTask(uploadToken);
-    tasks->addTask(uploadAlias);
+    tasks_->addTask(uploadToken);
+    tasks_->addTask(uploadAlias);
 
     // The old user's usage goes before the new user's lists are asked for, so that no answer can
     // be merged into a tree that is then wiped.
     settings->clearDialog();
-    if (auto tree = windowRecordTree()) tree->removeAllTreeNodes();
-    syncRecordTree();
-    if (!isPullingData()) getListData(true);
+    if (auto tree = campaigns_->windowRecordTree()) tree->removeAllTreeNodes();
+    campaigns_->syncRecordTree();
+    if (!downloader_->isPullingData()) getListData(true);
 }
 
 void OTSDKManager::handleCalibrationTime(const nlohmann::json& value) {
@@ -211,36 +234,35 @@ void OTSDKManager::handleCalibrationTime(const nlohmann::json& value) {
         OTLog(OTLogger::kLevelError, "calibration_time 超出范围，已忽略：%@", value);
         return;
     }
-    setCalibrationTime(static_cast<double>(*offset));
+    session_->setCalibrationTime(static_cast<double>(*offset));
 }
 
 void OTSDKManager::autoPageCollected(const std::shared_ptr<OTViewController>& controller) {
-    const auto configuration = this->configuration();
-    const auto mainPage = configuration ? configuration->mainPage() : std::nullopt;
+    const auto mainPage = this->mainPage();
     if (controller && mainPage && !mainPage->empty() && controller->className() == *mainPage) {
-        setMainPageController(controller);
+        mainPageController_.set(controller);
     }
 }
 
 void OTSDKManager::triggerEventMatchWithData(const nlohmann::json& data) {
     if (data.is_object()) {
-        if (const auto it = data.find("appid"); it != data.end()) setAppid(OTJSONValue::text(*it));
+        if (const auto it = data.find("appid"); it != data.end()) session_->setAppid(OTJSONValue::text(*it));
     }
     auto event = std::make_shared<OTEvent>();
     event->setModelWithDic(data);
-    setCurrentTriggerEvent(event);
+    currentTriggerEvent_.set(event);
     triggerEventMatchSubscribe(event);
     // While a dialog is on screen neither dialogs nor banners are matched for this event.
-    if (!OTPopWindowManager::sharedManager()->isHandlingPopWindow()) {
+    if (!popWindows_->isHandlingPopWindow()) {
         triggerEventMatchInApp(event, 0);
         triggerEventMatchBanner(event);
     }
 }
 
 void OTSDKManager::triggerEventMatchSubscribe(const std::shared_ptr<OTEvent>& event) {
-    for (const auto& campaign : subscribeDataArray()) {
+    for (const auto& campaign : campaigns_->subscribeDataArray()) {
         if (campaign && event->matches(campaign->event())) {
-            triggerEvent(event);
+            downloader_->triggerEvent(event);
             return;
         }
     }
@@ -249,7 +271,7 @@ void OTSDKManager::triggerEventMatchSubscribe(const std::shared_ptr<OTEvent>& ev
 void OTSDKManager::triggerEventMatchBanner(const std::shared_ptr<OTEvent>& event) {
     const auto configuration = this->configuration();
     if (configuration && configuration->bannerClosed()) return;
-    matchBanners(event);
+    if (auto handler = bannerHandler()) handler->triggerEventMatch(event);
 }
 
 namespace {
@@ -283,10 +305,9 @@ void OTSDKManager::triggerEventMatchInApp(const std::shared_ptr<OTEvent>& event,
             if (campaigns.empty()) {
                 addWaitingEvent(current);
             } else if (index < campaigns.size()) {
-                setCurrentMatchEventIndex(static_cast<std::int64_t>(index));
+                currentMatchEventIndex_.store(static_cast<std::int64_t>(index));
                 const auto& data = campaigns[index];
-                const auto configuration = this->configuration();
-                const auto mainPage = configuration ? configuration->mainPage() : std::nullopt;
+                const auto mainPage = this->mainPage();
                 OTLog(OTLogger::kLevelLog, "corvane->triggerEventMatchInApp:%@", data);
                 OTLog(OTLogger::kLevelLog, "corvane->triggerEventMatchInApp:windowData.type=%d,preEvent=%d",
                       data ? data->type() : 0, data ? data->preEvents().size() : 0);
@@ -330,7 +351,7 @@ void OTSDKManager::handleEvent(const std::shared_ptr<OTEvent>& event, const std:
     OTLog(OTLogger::kLevelLog, "corvane->handleEvent:event->%@,windowData->%@", event, data);
     if (event->matches(data->event())) {
         OTLog(OTLogger::kLevelLog, "corvane->handleEvent-->maches");
-        prepareForPopWindowWithData(data, event, index);
+        dialogs_->prepareForPopWindowWithData(data, event, index);
     } else {
         OTLog(OTLogger::kLevelLog, "corvane->handleEvent-->nomaches");
         triggerEventMatchInApp(event, index + 1);
@@ -340,27 +361,26 @@ void OTSDKManager::handleEvent(const std::shared_ptr<OTEvent>& event, const std:
 void OTSDKManager::firstPVWithoutMainPage(const std::shared_ptr<OTEvent>& event,
                                           const std::shared_ptr<const OTWindowData>& data, std::uint64_t index) {
     const auto page = OTFirstPageViewRules::visiblePage(nullptr);
-    followFirstPageView(OTFirstPageViewRules::withoutMainPage(event, data, pvCount(), page), event, data, index);
+    followFirstPageView(OTFirstPageViewRules::withoutMainPage(event, data, pvCount_.load(), page), event, data, index);
 }
 
 void OTSDKManager::firstPVWithMainPage(const std::shared_ptr<OTEvent>& event,
                                        const std::shared_ptr<const OTWindowData>& data, std::uint64_t index) {
-    const auto configuration = this->configuration();
-    const std::string mainPage = configuration ? configuration->mainPage().value_or("") : std::string();
-    const auto page = OTFirstPageViewRules::visiblePage(mainPageController());
-    followFirstPageView(OTFirstPageViewRules::withMainPage(event, data, mainPage, mainPagePVCount(), page), event, data,
-                        index);
+    const std::string mainPage = this->mainPage().value_or("");
+    const auto page = OTFirstPageViewRules::visiblePage(mainPageController_.get());
+    followFirstPageView(OTFirstPageViewRules::withMainPage(event, data, mainPage, mainPagePVCount_.load(), page), event,
+                        data, index);
 }
 
 void OTSDKManager::followFirstPageView(OTFirstPageViewRules::Outcome outcome, const std::shared_ptr<OTEvent>& event,
                                        const std::shared_ptr<const OTWindowData>& data, std::uint64_t index) {
     switch (outcome) {
-        case OTFirstPageViewRules::Outcome::Show: prepareForPopWindowWithData(data, event, index); return;
+        case OTFirstPageViewRules::Outcome::Show: dialogs_->prepareForPopWindowWithData(data, event, index); return;
         case OTFirstPageViewRules::Outcome::GoNext: triggerEventMatchInApp(event, index + 1); return;
         case OTFirstPageViewRules::Outcome::Defer:
             // The window observation replays it once the cover is removed.
-            setCachedFirstPVEventOfMainPage(event);
-            setMainPagePVCount(0);
+            cachedFirstPVEventOfMainPage_.set(event);
+            mainPagePVCount_.store(0);
             return;
     }
 }
@@ -386,7 +406,7 @@ void OTSDKManager::addWaitingEvent(const std::shared_ptr<OTEvent>& event) {
 
 void OTSDKManager::startPageCollection() {
     auto collection = std::make_shared<OTPageCollection>();
-    setPageCollection(collection);
+    pageCollection_.set(collection);
     collection->setDelegate(shared_from_this());
     collection->collectPage();
 }
@@ -417,27 +437,26 @@ void OTSDKManager::exchangeMethod() {
     if (!OTMethodRuntime::shared()->classExists("CorvaneSDK")) return;
     OTSwizzler::swizzleSelector(
         "saveUploadInfo:event:handler:", "CorvaneSDK",
-        [](const OTMethodRuntime::Receiver&, const std::string&, const OTMethodRuntime::Arguments& arguments) {
-            if (arguments.size() < 2) return;
-            if (const auto* event = std::any_cast<nlohmann::json>(&arguments[1])) {
-                OTSDKManager::sharedManager()->onEventDataReceived(*event);
-            }
+        [weak = weak_from_this()](const OTMethodRuntime::Receiver&, const std::string&,
+                                  const OTMethodRuntime::Arguments& arguments) {
+            auto self = weak.lock();
+            if (!self || arguments.size() < 2) return;
+            if (const auto* event = std::any_cast<nlohmann::json>(&arguments[1])) self->onEventDataReceived(*event);
         },
         "ot_saveUploadInfo");
 }
 
 void OTSDKManager::registerForRemoteNotifications(const CorvaneOtConfig& configuration) {
-    OTPushManager::sharedManager()->registerForRemoteNotificationWithDelegate(
-        configuration.notificationCenterDelegate());
+    push_->registerForRemoteNotificationWithDelegate(configuration.notificationCenterDelegate());
 }
 
 void OTSDKManager::networkStatusDidChange(const std::shared_ptr<OTReachability>& reachability) {
-    OTLog(OTLogger::kLevelLog, "网络状态发生变化，当前网络：%@",
-          OTReachabilityManager::sharedManager()->telephonyNetworkDescrition());
-    if (reachability && reachability->networkStatus() != OTReachability::kNotReachable) reportCachedOfflineEvents();
+    OTLog(OTLogger::kLevelLog, "网络状态发生变化，当前网络：%@", reachability_->telephonyNetworkDescrition());
+    if (reachability && reachability->networkStatus() != OTReachability::kNotReachable)
+        reporter_->reportCachedOfflineEvents();
 }
 
-void OTSDKManager::startReachability() { OTReachabilityManager::sharedManager()->startReachability(); }
+void OTSDKManager::startReachability() { reachability_->startReachability(); }
 
 void OTSDKManager::setBannerHandlerIfNone(const std::function<std::shared_ptr<OTBannerHandler>()>& make) {
     if (bannerHandler()) return;
@@ -447,47 +466,37 @@ void OTSDKManager::setBannerHandlerIfNone(const std::function<std::shared_ptr<OT
     });
 }
 
-void OTSDKManager::matchBanners(const std::shared_ptr<OTEvent>& event) {
-    if (auto handler = bannerHandler()) handler->triggerEventMatch(event);
-}
-
 void OTSDKManager::loadBanners() {
     auto handler = bannerHandler();
     if (!handler) return;
-    const auto group = groupIdentifier();
+    const auto group = session_->groupIdentifier();
     handler->loadBannerDefault(group);
     handler->loadBanner(group);
 }
 
 // ---- Server link ----
 
-void OTSDKManager::installDefaultServerEnvironments() { OTNetwork::configEnvironment(OTNetworkConfig{}); }
-
 void OTSDKManager::configureCustomServer(const std::string& url) {
     OTNetwork::configEnvironment(OTNetworkConfig::withBaseURL(url));
 }
 
-void OTSDKManager::connectServerLink() {
-    std::weak_ptr<OTSDKManager> weak = weak_from_this();
-    downloader_->setInAppListHandler([weak](std::vector<std::shared_ptr<const OTWindowData>> campaigns) {
-        if (auto self = weak.lock()) self->acceptInAppList(std::move(campaigns));
-    });
-    downloader_->setSubscribeListHandler([weak](std::vector<std::shared_ptr<const OTWindowData>> campaigns) {
-        if (auto self = weak.lock()) self->acceptSubscribeList(std::move(campaigns));
-    });
-    downloader_->setBannerLoader([weak] {
-        if (auto self = weak.lock()) self->loadBanners();
-    });
-}
-
 void OTSDKManager::loginThenDownload() {
-    loginWithCompletion([weak = weak_from_this()] {
+    login_->loginWithCompletion([weak = weak_from_this()] {
         if (auto self = weak.lock()) self->getListData(false);
     });
 }
 
-void OTSDKManager::loginWithCompletion(const std::function<void()>& completion) {
-    login_->loginWithCompletion(completion);
+void OTSDKManager::getListData(bool force) {
+    std::weak_ptr<OTSDKManager> weak = weak_from_this();
+    downloader_->getListData(force, {[weak](std::vector<std::shared_ptr<const OTWindowData>> campaigns) {
+                                         if (auto self = weak.lock()) self->acceptInAppList(std::move(campaigns));
+                                     },
+                                     [weak](std::vector<std::shared_ptr<const OTWindowData>> campaigns) {
+                                         if (auto self = weak.lock()) self->acceptSubscribeList(std::move(campaigns));
+                                     },
+                                     [weak] {
+                                         if (auto self = weak.lock()) self->loadBanners();
+                                     }});
 }
 
 void OTSDKManager::acceptInAppList(std::vector<std::shared_ptr<const OTWindowData>> campaigns) {
@@ -510,15 +519,19 @@ void OTSDKManager::acceptInAppList(std::vector<std::shared_ptr<const OTWindowDat
             break;
         }
     }
-    syncInAppData();
+    campaigns_->syncInAppData();
 }
 
 void OTSDKManager::acceptSubscribeList(std::vector<std::shared_ptr<const OTWindowData>> campaigns) {
-    setSubscribeDataArray(std::move(campaigns));
-    syncSubscribeData();
+    campaigns_->setSubscribeDataArray(std::move(campaigns));
+    campaigns_->syncSubscribeData();
 }
 
 // ---- Push identity and mailed logs ----
+
+void OTSDKManager::pushToken(const CorvanePushToken& token, const std::optional<std::string>& groupIdentifier) {
+    pushToken(token, OTIdentityUploader::kProviderApple, groupIdentifier);
+}
 
 void OTSDKManager::pushToken(const CorvanePushToken& token, std::uint64_t provider,
                              const std::optional<std::string>& groupIdentifier) {
@@ -531,10 +544,10 @@ void OTSDKManager::pushToken(const CorvanePushToken& token, std::uint64_t provid
     const bool ready = acceptance == OTIdentityUploader::Acceptance::Due;
     auto upload = OTTask::taskWithCondition([ready] { return ready; },
                                             [weak = weak_from_this()] {
-                                                if (auto self = weak.lock()) self->uploadPushToken();
+                                                if (auto self = weak.lock()) self->identity_->uploadPushToken();
                                             });
     upload->setTaskId("uploadPushToken");
-    OTTaskManager::manager()->addTask(upload);
+    tasks_->addTask(upload);
 }
 
 void OTSDKManager::sendLogToEmail(const std::string& address, const std::shared_ptr<OTViewController>& controller) {
@@ -547,7 +560,7 @@ void OTSDKManager::sendLogToEmail(const std::string& address, const std::shared_
         attachments.emplace_back(bytes->begin(), bytes->end());
         names.push_back(path.filename().string());
     }
-    const OTLogArgument version[] = {kSDKVersion};
+    const OTLogArgument version[] = {OTServerSession::kSDKVersion};
     const auto subject = OTLogFormatter::format("CorvaneOstrel v%@ 用户行为日志", version);
     OTDispatchQueueManager::dispatchInMainThread(
         [address, subject, attachments = std::move(attachments), names = std::move(names), controller] {
@@ -581,7 +594,7 @@ void OTSDKManager::pushTrack(std::int64_t type, const nlohmann::json& msg,
         return;
     }
     reportPushEventWithType(type, msg, groupIdentifier);
-    if (type == 1) OTPushManager::sharedManager()->handlePush(1, msg);
+    if (type == 1) push_->handlePush(1, msg);
 }
 
 }  // namespace corvane

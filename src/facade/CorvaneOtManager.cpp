@@ -3,6 +3,7 @@
 #include "core/OTPopWindowManager.h"
 #include "core/OTSDKManager.h"
 #include "platform/OTEnvironment.h"
+#include "server/OTIdentityUploader.h"
 #include "services/OTLogger.h"
 #include "tagging/OTTagManager.h"
 #include "ui/OTBannerManager.h"
@@ -72,7 +73,7 @@ void CorvaneOtManager::pushToken(const CorvanePushToken& token, std::uint64_t pr
 void CorvaneOtManager::setWeChatId(const std::optional<std::string>& weChatId, const std::optional<std::string>& appId,
                                    const std::optional<std::string>& openId) {
     try {
-        engine()->setWeChatId(weChatId, appId, openId);
+        engine()->identity().setWeChatId(weChatId, appId, openId);
     } catch (...) {}
 }
 

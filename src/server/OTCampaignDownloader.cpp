@@ -7,7 +7,7 @@
 #include "platform/OTEnvironment.h"
 #include "server/OTLoginClient.h"
 #include "server/OTNetwork.h"
-#include "server/OTServerAnswer.h"
+#include "server/OTServerOutcome.h"
 #include "server/OTServerSession.h"
 #include "services/OTDownloadManager.h"
 #include "services/OTLogger.h"
@@ -20,32 +20,7 @@ OTCampaignDownloader::OTCampaignDownloader(std::shared_ptr<OTServerSession> sess
                                            std::shared_ptr<OTLoginClient> login)
     : session_(std::move(session)), login_(std::move(login)) {}
 
-void OTCampaignDownloader::setInAppListHandler(ListHandler handler) {
-    std::lock_guard lock(handlersMutex_);
-    inAppHandler_ = std::move(handler);
-}
-
-void OTCampaignDownloader::setSubscribeListHandler(ListHandler handler) {
-    std::lock_guard lock(handlersMutex_);
-    subscribeHandler_ = std::move(handler);
-}
-
-void OTCampaignDownloader::setBannerLoader(std::function<void()> loader) {
-    std::lock_guard lock(handlersMutex_);
-    bannerLoader_ = std::move(loader);
-}
-
-OTCampaignDownloader::ListHandler OTCampaignDownloader::inAppHandler() const {
-    std::lock_guard lock(handlersMutex_);
-    return inAppHandler_;
-}
-
-OTCampaignDownloader::ListHandler OTCampaignDownloader::subscribeHandler() const {
-    std::lock_guard lock(handlersMutex_);
-    return subscribeHandler_;
-}
-
-void OTCampaignDownloader::getListData(bool force) {
+void OTCampaignDownloader::getListData(bool force, Receivers receivers) {
     session_->environment().console().print("getListData");
     const auto token = session_->token();
     const auto user = session_->userId();
@@ -58,15 +33,10 @@ void OTCampaignDownloader::getListData(bool force) {
         OTUtils::compareOneDay(settings->lastBackgroundUpdateTime(), session_->lastBackgroundUpdateTime()) == 0) {
         return;
     }
-    getInAppList();
-    getSubscribeList();
+    getInAppList(std::move(receivers.inApp));
+    getSubscribeList(std::move(receivers.subscribe));
     if (configuration && configuration->bannerClosed()) return;
-    std::function<void()> loadBanners;
-    {
-        std::lock_guard lock(handlersMutex_);
-        loadBanners = bannerLoader_;
-    }
-    if (loadBanners) loadBanners();
+    if (receivers.banners) receivers.banners();
 }
 
 nlohmann::json OTCampaignDownloader::listRequestBody(const std::optional<std::string>& user) const {
@@ -77,43 +47,47 @@ nlohmann::json OTCampaignDownloader::listRequestBody(const std::optional<std::st
             {"userId", user.value_or("")}};
 }
 
-void OTCampaignDownloader::downloadList(const char* path, const char* dataFormat,
-                                        std::atomic<std::uint64_t> OTCampaignDownloader::*retries,
-                                        void (OTCampaignDownloader::*again)(), ListAnswer handle) {
+void OTCampaignDownloader::downloadList(const char* path, const char* dataFormat, std::atomic<std::uint64_t>& retries,
+                                        bool everyRefusalExpires, Accept accept, OTServerCall::Done done) {
     std::weak_ptr<OTCampaignDownloader> weak = weak_from_this();
-    auto user = session_->userId();
-    auto body = listRequestBody(user);
-    session_->network()->postRequestWithRelativeURLStr(
-        path, nullptr, body,
-        [weak, path, dataFormat, user = std::move(user), handle = std::move(handle)](
-            const OTNetwork::Response& response, const std::string& data) {
+    // The user each sending asked for: a repeat after a new login asks for the user of its time.
+    auto asked = std::make_shared<OTLocked<std::optional<std::string>>>();
+    OTServerCall::Request request{.path = path, .body = [weak, asked]() -> std::optional<nlohmann::json> {
+                                      auto self = weak.lock();
+                                      if (!self) return std::nullopt;
+                                      auto user = self->session_->userId();
+                                      asked->set(user);
+                                      return self->listRequestBody(user);
+                                  }};
+    login_->send(
+        std::move(request),
+        [weak, path, dataFormat, asked, &retries, everyRefusalExpires, accept = std::move(accept)](
+            OTServerCall& call, OTServerOutcome& outcome) {
             auto self = weak.lock();
             if (!self) return;
-            self->setIsPullingData(false);
-            if (!OTServerAnswer::acceptedStatus(response.statusCode)) return;
+            self->isPullingData_.store(false);
+            if (outcome.kind() == OTServerOutcome::Kind::TransportFailure) {
+                call.repeatAfterTransportFailure(retries, outcome);
+                return;
+            }
+            if (outcome.refusedByStatus()) return outcome.logRefusedStatus();
             // Downloads for two users may overlap: a list for a user who is gone must not win.
-            if (self->session_->userId() != user) {
+            if (const auto user = asked->get(); self->session_->userId() != user) {
                 OTLog(OTLogger::kLevelLog, "用户已切换，丢弃用户 %@ 的列表：%@", user, path);
                 return;
             }
-            auto answer = OTServerAnswer::parse(data);
-            const auto code = OTServerAnswer::code(answer, -1);
-            if (code != 0) OTLog(OTLogger::kLevelError, "code:%@\nmessage:%@\n", code, OTServerAnswer::message(answer));
-            // Described before the handler takes the records out of it.
-            const auto logged = answer.is_discarded() ? OTPrepareLog(OTLogger::kLevelData, dataFormat, data)
-                                                      : OTPrepareLog(OTLogger::kLevelData, dataFormat, answer);
-            handle(*self, code, std::move(answer));
+            if (!outcome.succeeded()) {
+                OTLog(OTLogger::kLevelError, "code:%@\nmessage:%@\n", outcome.code(), outcome.message());
+                if (everyRefusalExpires) OTLog(OTLogger::kLevelError, "token 失效，重新 login");
+            }
+            // Described before the records are taken out of it.
+            const auto logged = OTPrepareLog(OTLogger::kLevelData, dataFormat, outcome.loggable());
+            if (outcome.kind() == OTServerOutcome::Kind::TokenExpired)
+                call.logInAgainAndRepeat(retries, everyRefusalExpires);
+            if (outcome.succeeded()) accept(*self, outcome.answer());
             OTLogger::log(logged);
         },
-        [weak, retries, again](const OTNetwork::Error& error) {
-            auto self = weak.lock();
-            if (!self) return;
-            self->setIsPullingData(false);
-            self->session_->retryAfterTransportFailure((*self).*retries, error.code, error.localizedDescription,
-                                                       [weak, again] {
-                                                           if (auto downloader = weak.lock()) ((*downloader).*again)();
-                                                       });
-        });
+        std::move(done));
 }
 
 OTCampaignDownloader::Campaigns OTCampaignDownloader::takeCampaigns(nlohmann::json& answer) {
@@ -132,21 +106,17 @@ OTCampaignDownloader::Campaigns OTCampaignDownloader::takeCampaigns(nlohmann::js
     return campaigns;
 }
 
-void OTCampaignDownloader::getInAppList() {
-    downloadList("/push/sdk/in_app", "in_app data:\n%@", &OTCampaignDownloader::inAppRetryCount_,
-                 &OTCampaignDownloader::getInAppList,
-                 [](OTCampaignDownloader& downloader, std::int64_t code, nlohmann::json answer) {
-                     if (code == 0) return downloader.acceptInAppList(std::move(answer));
-                     if (code != OTServerAnswer::kExpiredTokenCode) return;
-                     OTLog(OTLogger::kLevelError, "token 失效，重新 login");
-                     downloader.login_->loginAgainWithin(downloader.inAppRetryCount_,
-                                                         [weak = downloader.weak_from_this()] {
-                                                             if (auto again = weak.lock()) again->getInAppList();
-                                                         });
-                 });
+void OTCampaignDownloader::getInAppList(ListHandler receive, OTServerCall::Done done) {
+    downloadList(
+        "/push/sdk/in_app", "in_app data:\n%@", inAppRetryCount_, false,
+        [receive = std::move(receive)](OTCampaignDownloader& downloader, nlohmann::json& answer) {
+            auto campaigns = downloader.acceptInAppList(answer);
+            if (receive) receive(std::move(campaigns));
+        },
+        std::move(done));
 }
 
-void OTCampaignDownloader::acceptInAppList(nlohmann::json answer) {
+OTCampaignDownloader::Campaigns OTCampaignDownloader::acceptInAppList(nlohmann::json& answer) {
     auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(session_->groupIdentifier());
     settings->setLastBackgroundUpdateTime(session_->lastBackgroundUpdateTime());
     settings->setLastIPhoneUpdateTime(session_->environment().clock().now());
@@ -159,63 +129,58 @@ void OTCampaignDownloader::acceptInAppList(nlohmann::json answer) {
             OTDownloadManager::sharedManager()->downloadImageWithURL(*campaign->picture(), nullptr);
         }
     }
-    if (auto handler = inAppHandler()) handler(std::move(campaigns));
+    return campaigns;
 }
 
-void OTCampaignDownloader::getSubscribeList() {
-    downloadList("/push/sdk/event/subscribe", "subscribe data:\n%@", &OTCampaignDownloader::subscribeRetryCount_,
-                 &OTCampaignDownloader::getSubscribeList,
-                 [](OTCampaignDownloader& downloader, std::int64_t code, nlohmann::json answer) {
-                     if (code != 0) {
-                         // Every refusal reads as an expired token here; only 10001 logs in again.
-                         OTLog(OTLogger::kLevelError, "token 失效，重新 login");
-                         if (code != OTServerAnswer::kExpiredTokenCode) return;
-                         downloader.login_->loginAgainWithin(downloader.subscribeRetryCount_,
-                                                             [weak = downloader.weak_from_this()] {
-                                                                 if (auto again = weak.lock())
-                                                                     again->getSubscribeList();
-                                                             });
-                         return;
-                     }
-                     auto campaigns = takeCampaigns(answer);
-                     answer = nullptr;
-                     if (campaigns.empty()) return;
-                     if (auto handler = downloader.subscribeHandler()) handler(std::move(campaigns));
-                 });
+void OTCampaignDownloader::getSubscribeList(ListHandler receive, OTServerCall::Done done) {
+    downloadList(
+        "/push/sdk/event/subscribe", "subscribe data:\n%@", subscribeRetryCount_,
+        // Every refusal reads as an expired token here; only 10001 logs in again.
+        true,
+        [receive = std::move(receive)](OTCampaignDownloader&, nlohmann::json& answer) {
+            auto campaigns = takeCampaigns(answer);
+            answer = nullptr;
+            if (!campaigns.empty() && receive) receive(std::move(campaigns));
+        },
+        std::move(done));
 }
 
-void OTCampaignDownloader::triggerEvent(const std::shared_ptr<OTEvent>& event) {
+void OTCampaignDownloader::triggerEvent(const std::shared_ptr<OTEvent>& event, OTServerCall::Done done) {
     if (!event) return;
-    const nlohmann::json body = {{"os", session_->osObject(false, true)},
-                                 {"sdkVersion", OTServerSession::kSDKVersion},
-                                 {"token", session_->token().value_or("")},
-                                 {"userId", session_->userId().value_or("")},
-                                 {"events", nlohmann::json::array({event->toDictionary()})}};
     std::weak_ptr<OTCampaignDownloader> weak = weak_from_this();
-    session_->network()->postRequestWithRelativeURLStr(
-        "/push/sdk/event/trigger", nullptr, body,
-        [weak, event](const OTNetwork::Response& response, const std::string& data) {
+    OTServerCall::Request request{.path = "/push/sdk/event/trigger",
+                                  .body = [weak, event]() -> std::optional<nlohmann::json> {
+                                      auto self = weak.lock();
+                                      if (!self) return std::nullopt;
+                                      const auto& session = *self->session_;
+                                      return nlohmann::json{{"os", session.osObject(false, true)},
+                                                            {"sdkVersion", OTServerSession::kSDKVersion},
+                                                            {"token", session.token().value_or("")},
+                                                            {"userId", session.userId().value_or("")},
+                                                            {"events", nlohmann::json::array({event->toDictionary()})}};
+                                  }};
+    login_->send(
+        std::move(request),
+        [weak, event](OTServerCall& call, OTServerOutcome& outcome) {
+            if (outcome.kind() == OTServerOutcome::Kind::TransportFailure) {
+                OTLog(OTLogger::kLevelError, "code:%@\ndescripton:%@\n", outcome.errorCode(),
+                      outcome.errorDescription());
+                return;
+            }
             auto self = weak.lock();
             if (!self) return;
-            if (!OTServerAnswer::acceptedStatus(response.statusCode)) return;
-            const auto answer = OTServerAnswer::parse(data);
-            const auto code = OTServerAnswer::code(answer, -1);
-            if (code == 0) {
+            if (outcome.refusedByStatus()) return outcome.logRefusedStatus();
+            if (outcome.succeeded()) {
                 OTLog(OTLogger::kLevelLog, "触发事件成功!事件名：%@", event->xwhat());
             } else {
-                OTLog(OTLogger::kLevelError, "code:%@\nmessage:%@\n", code, OTServerAnswer::message(answer));
-                if (code == OTServerAnswer::kExpiredTokenCode) {
-                    OTLog(OTLogger::kLevelError, "token 失效，重新 login");
-                    self->login_->loginAgainWithin(self->triggerRetryCount_, [weak, event] {
-                        if (auto again = weak.lock()) again->triggerEvent(event);
-                    });
+                OTLog(OTLogger::kLevelError, "code:%@\nmessage:%@\n", outcome.code(), outcome.message());
+                if (outcome.kind() == OTServerOutcome::Kind::TokenExpired) {
+                    call.logInAgainAndRepeat(self->triggerRetryCount_);
                 }
             }
-            OTLog(OTLogger::kLevelLog, "触发事件 data:\n%@", OTServerAnswer::loggable(answer, data));
+            OTLog(OTLogger::kLevelLog, "触发事件 data:\n%@", outcome.loggable());
         },
-        [](const OTNetwork::Error& error) {
-            OTLog(OTLogger::kLevelError, "code:%@\ndescripton:%@\n", error.code, error.localizedDescription);
-        });
+        std::move(done));
 }
 
 }  // namespace corvane

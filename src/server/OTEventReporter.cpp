@@ -9,7 +9,7 @@
 #include "model/OTWindowData.h"
 #include "server/OTLoginClient.h"
 #include "server/OTNetwork.h"
-#include "server/OTServerAnswer.h"
+#include "server/OTServerOutcome.h"
 #include "server/OTServerSession.h"
 #include "services/OTDataArchiver.h"
 #include "services/OTLogger.h"
@@ -75,67 +75,70 @@ void OTEventReporter::reportPushEventWithType(std::int64_t type, const nlohmann:
     _reportEvent(event, groupIdentifier);
 }
 
-void OTEventReporter::_reportEvent(const std::shared_ptr<OTEvent>& event) { sendReport(event, true, std::nullopt); }
+void OTEventReporter::_reportEvent(const std::shared_ptr<OTEvent>& event, OTServerCall::Done done) {
+    sendReport(event, true, std::nullopt, std::move(done));
+}
 
 void OTEventReporter::_reportEvent(const std::shared_ptr<OTEvent>& event,
-                                   const std::optional<std::string>& groupIdentifier) {
-    sendReport(event, false, groupIdentifier);
+                                   const std::optional<std::string>& groupIdentifier, OTServerCall::Done done) {
+    sendReport(event, false, groupIdentifier, std::move(done));
 }
 
 void OTEventReporter::sendReport(const std::shared_ptr<OTEvent>& event, bool isWindowEvent,
-                                 const std::optional<std::string>& groupIdentifier) {
+                                 const std::optional<std::string>& groupIdentifier, OTServerCall::Done done) {
     if (!event) return;
-    std::optional<std::string> token, user;
-    if (isWindowEvent) {
-        token = session_->token();
-        user = session_->userId();
-    } else {
-        auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(groupIdentifier);
-        token = settings->token();
-        user = settings->userId();
-    }
-    const auto dictionary = event->toDictionary();
-    const nlohmann::json body = {{"os", session_->osObject(false, true)},
-                                 {"sdkVersion", OTServerSession::kSDKVersion},
-                                 {"token", token.value_or("")},
-                                 {"userId", user.value_or("")},
-                                 {"events", nlohmann::json::array({dictionary})}};
-    OTLog(OTLogger::kLevelData, isWindowEvent ? "上报（弹窗）事件:\n%@" : "上报（push）事件:\n%@",
-          OTJSONWriter::prettyString(dictionary).value_or(""));
-    const auto network =
-        isWindowEvent ? session_->network() : OTNetwork::networkWithGroupIdentifier(groupIdentifier.value_or(""));
     std::weak_ptr<OTEventReporter> weak = weak_from_this();
-    network->postRequestWithRelativeURLStr(
-        kReportPath, nullptr, body,
-        [weak, event, dictionary, isWindowEvent, groupIdentifier](const OTNetwork::Response& response,
-                                                                  const std::string& data) {
-            if (response.statusCode != 200) {
-                OTLog(OTLogger::kLevelError, "上报事件失败！\n事件：%@\nstatusCode:%@\ndescripton:%@\n", dictionary,
-                      response.statusCode, OTServerAnswer::statusText(response.statusCode));
+    OTServerCall::Request request;
+    request.path = kReportPath;
+    // Push events go out for the group they came with, not the session's.
+    if (!isWindowEvent) request.group = groupIdentifier.value_or("");
+    request.body = [weak, event, isWindowEvent, groupIdentifier]() -> std::optional<nlohmann::json> {
+        auto self = weak.lock();
+        if (!self) return std::nullopt;
+        std::optional<std::string> token, user;
+        if (isWindowEvent) {
+            token = self->session_->token();
+            user = self->session_->userId();
+        } else {
+            auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(groupIdentifier);
+            token = settings->token();
+            user = settings->userId();
+        }
+        auto dictionary = event->toDictionary();
+        OTLog(OTLogger::kLevelData, isWindowEvent ? "上报（弹窗）事件:\n%@" : "上报（push）事件:\n%@",
+              OTJSONWriter::prettyString(dictionary).value_or(""));
+        return nlohmann::json{{"os", self->session_->osObject(false, true)},
+                              {"sdkVersion", OTServerSession::kSDKVersion},
+                              {"token", token.value_or("")},
+                              {"userId", user.value_or("")},
+                              {"events", nlohmann::json::array({std::move(dictionary)})}};
+    };
+    login_->send(
+        std::move(request),
+        [weak, event, isWindowEvent](OTServerCall& call, OTServerOutcome& outcome) {
+            const auto dictionary = event->toDictionary();
+            if (outcome.kind() == OTServerOutcome::Kind::TransportFailure) {
+                OTLog(OTLogger::kLevelError, "上报事件失败！\n事件：%@\ncode:%@\ndescripton:%@\n", dictionary,
+                      outcome.errorCode(), outcome.errorDescription());
+                if (auto self = weak.lock()) self->syncCachedEvent(event, isWindowEvent);
                 return;
             }
-            const auto answer = OTServerAnswer::parse(data);
-            OTLog(OTLogger::kLevelLog, "上报事件 data:\n%@", OTServerAnswer::loggable(answer, data));
-            const auto code = OTServerAnswer::code(answer, -1);
-            if (code == 0) {
+            if (outcome.refusedByStatus()) {
+                OTLog(OTLogger::kLevelError, "上报事件失败！\n事件：%@\nstatusCode:%@\ndescripton:%@\n", dictionary,
+                      outcome.status(), OTServerOutcome::statusText(outcome.status()));
+                return;
+            }
+            OTLog(OTLogger::kLevelLog, "上报事件 data:\n%@", outcome.loggable());
+            if (outcome.succeeded()) {
                 OTLog(OTLogger::kLevelLog, "上报事件成功, event:\n%@", dictionary);
                 return;
             }
-            OTLog(OTLogger::kLevelError, "上报事件失败！\n事件：%@\ncode:%@\nmessage:%@\n", dictionary, code,
-                  OTServerAnswer::message(answer));
-            if (code != OTServerAnswer::kExpiredTokenCode) return;
-            OTLog(OTLogger::kLevelError, "token 失效，重新 login");
-            auto self = weak.lock();
-            if (!self) return;
-            self->login_->loginAgainWithin(self->reportEventRetryCount_, [weak, event, isWindowEvent, groupIdentifier] {
-                if (auto again = weak.lock()) again->sendReport(event, isWindowEvent, groupIdentifier);
-            });
+            OTLog(OTLogger::kLevelError, "上报事件失败！\n事件：%@\ncode:%@\nmessage:%@\n", dictionary, outcome.code(),
+                  outcome.message());
+            if (outcome.kind() != OTServerOutcome::Kind::TokenExpired) return;
+            if (auto self = weak.lock()) call.logInAgainAndRepeat(self->reportEventRetryCount_);
         },
-        [weak, event, dictionary, isWindowEvent](const OTNetwork::Error& error) {
-            OTLog(OTLogger::kLevelError, "上报事件失败！\n事件：%@\ncode:%@\ndescripton:%@\n", dictionary, error.code,
-                  error.localizedDescription);
-            if (auto self = weak.lock()) self->syncCachedEvent(event, isWindowEvent);
-        });
+        std::move(done));
 }
 
 bool OTEventReporter::writeCachedEvents(const std::vector<std::shared_ptr<OTEvent>>& events,

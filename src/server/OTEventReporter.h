@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "foundation/OTLocked.h"
+#include "server/OTServerCall.h"
 
 namespace corvane {
 
@@ -37,9 +38,10 @@ public:
                                  const std::optional<std::string>& groupIdentifier,
                                  const nlohmann::json& triggerContext);
     // A dialog event with the session's own token and user.
-    void _reportEvent(const std::shared_ptr<OTEvent>& event);
+    void _reportEvent(const std::shared_ptr<OTEvent>& event, OTServerCall::Done done = {});
     // A push event with the token and user of the group's settings: works without a login here.
-    void _reportEvent(const std::shared_ptr<OTEvent>& event, const std::optional<std::string>& groupIdentifier);
+    void _reportEvent(const std::shared_ptr<OTEvent>& event, const std::optional<std::string>& groupIdentifier,
+                      OTServerCall::Done done = {});
     void syncCachedEvent(const std::shared_ptr<OTEvent>& event, bool isWindowEvent);
     void syncCachedEvents(const std::vector<std::shared_ptr<OTEvent>>& events, bool isWindowEvents);
     void reportCachedOfflineEvents();
@@ -47,21 +49,14 @@ public:
     void reportCachedOfflinePushEvents();
 
     std::vector<std::shared_ptr<OTEvent>> cachedOfflineWindowEvents() const { return cachedOfflineWindowEvents_.get(); }
-    void setCachedOfflineWindowEvents(std::vector<std::shared_ptr<OTEvent>> value) {
-        cachedOfflineWindowEvents_.set(std::move(value));
-    }
     std::vector<std::shared_ptr<OTEvent>> cachedOfflinePushEvents() const { return cachedOfflinePushEvents_.get(); }
-    void setCachedOfflinePushEvents(std::vector<std::shared_ptr<OTEvent>> value) {
-        cachedOfflinePushEvents_.set(std::move(value));
-    }
     std::uint64_t reportEventRetryCount() const { return reportEventRetryCount_.load(); }
-    void setReportEventRetryCount(std::uint64_t value) { reportEventRetryCount_.store(value); }
     // The counter itself: the WeChat upload spends the same retries on purpose.
     std::atomic<std::uint64_t>& reportEventRetries() { return reportEventRetryCount_; }
 
 private:
     void sendReport(const std::shared_ptr<OTEvent>& event, bool isWindowEvent,
-                    const std::optional<std::string>& groupIdentifier);
+                    const std::optional<std::string>& groupIdentifier, OTServerCall::Done done);
     // Writes one queue file; called with the queue's lock held so that the file follows the list.
     bool writeCachedEvents(const std::vector<std::shared_ptr<OTEvent>>& events, bool isWindowEvents) const;
     // Loads a queue file into its list, sends every event and empties the file.

@@ -7,7 +7,7 @@
 #include "server/OTEventReporter.h"
 #include "server/OTLoginClient.h"
 #include "server/OTNetwork.h"
-#include "server/OTServerAnswer.h"
+#include "server/OTServerOutcome.h"
 #include "server/OTServerSession.h"
 #include "services/OTDataArchiver.h"
 #include "services/OTLogger.h"
@@ -126,123 +126,127 @@ nlohmann::json OTIdentityUploader::identityBody() const {
 
 // ---- Uploads ----
 
-void OTIdentityUploader::uploadPushToken() {
-    if (!OTText::isPresent(deviceToken()) && !OTText::isPresent(deviceId())) return;
-    auto body = identityBody();
-    body["userId"] = groupUser().value_or("");
+void OTIdentityUploader::uploadPushToken(OTServerCall::Done done) {
     static constexpr Texts kTexts{"上报 deviceToken 失败！\nstatusCode:%@\ndescripton:%@\n", "上报 deviceToken : \n%@",
                                   "上报 deviceToken 失败！\ncode:%@\nmessage:%@\n",
                                   "上报 deviceToken 失败！\ncode:%@\ndescripton:%@\n"};
     std::weak_ptr<OTIdentityUploader> weak = weak_from_this();
     post(
-        kTokenPath, body, kTexts, &OTIdentityUploader::uploadPushTokenRetryCount_,
-        [weak] {
-            if (auto self = weak.lock()) self->uploadPushToken();
-        },
-        [weak] {
+        kTokenPath,
+        [weak]() -> std::optional<nlohmann::json> {
             auto self = weak.lock();
-            if (!self) return;
-            OTLog(OTLogger::kLevelLog, "上报 deviceToken 成功! deviceToken：%@", self->deviceToken());
-            const auto record = self->currentTokenInfo();
+            if (!self) return std::nullopt;
+            if (!OTText::isPresent(self->deviceToken()) && !OTText::isPresent(self->deviceId())) return std::nullopt;
+            auto body = self->identityBody();
+            body["userId"] = self->groupUser().value_or("");
+            return body;
+        },
+        kTexts, uploadPushTokenRetryCount_,
+        [](OTIdentityUploader& self) {
+            OTLog(OTLogger::kLevelLog, "上报 deviceToken 成功! deviceToken：%@", self.deviceToken());
+            const auto record = self.currentTokenInfo();
             OTLog(OTLogger::kLevelLog, "上报 deviceToken 成功! currentTokenInfo：%@", record);
             OTDataArchiver::setTokenInfo(record);
-        });
+        },
+        std::move(done));
 }
 
-void OTIdentityUploader::alias(const std::optional<std::string>& userId) {
-    auto body = identityBody();
-    body["userId"] = userId.value_or("");
-    body["newUserId"] = groupUser().value_or("");
+void OTIdentityUploader::alias(const std::optional<std::string>& userId, OTServerCall::Done done) {
     static constexpr Texts kTexts{"alias 失败！\nstatusCode:%@\ndescripton:%@\n", "alias : \n%@",
                                   "alias 失败！\ncode:%@\nmessage:%@\n", "alias 失败！\ncode:%@\ndescripton:%@\n"};
     std::weak_ptr<OTIdentityUploader> weak = weak_from_this();
     post(
-        kAliasPath, body, kTexts, &OTIdentityUploader::aliasRetryCount_,
-        [weak, userId] {
-            if (auto self = weak.lock()) self->alias(userId);
+        kAliasPath,
+        [weak, userId]() -> std::optional<nlohmann::json> {
+            auto self = weak.lock();
+            if (!self) return std::nullopt;
+            auto body = self->identityBody();
+            body["userId"] = userId.value_or("");
+            body["newUserId"] = self->groupUser().value_or("");
+            return body;
         },
-        [] { OTLog(OTLogger::kLevelLog, "alias 成功!"); });
+        kTexts, aliasRetryCount_, [](OTIdentityUploader&) { OTLog(OTLogger::kLevelLog, "alias 成功!"); },
+        std::move(done));
 }
 
-void OTIdentityUploader::post(const char* path, const nlohmann::json& body, const Texts& texts,
-                              std::atomic<std::uint64_t> OTIdentityUploader::*retries,
-                              const std::function<void()>& again, const std::function<void()>& succeeded) {
+void OTIdentityUploader::post(const char* path, OTServerCall::Body body, const Texts& texts,
+                              std::atomic<std::uint64_t>& retries,
+                              const std::function<void(OTIdentityUploader& self)>& succeeded, OTServerCall::Done done) {
     std::weak_ptr<OTIdentityUploader> weak = weak_from_this();
-    session_->network()->postRequestWithRelativeURLStr(
-        path, nullptr, body,
-        [weak, texts, retries, again, succeeded](const OTNetwork::Response& response, const std::string& data) {
+    login_->send(
+        {.path = path, .body = std::move(body)},
+        [weak, texts, &retries, succeeded](OTServerCall& call, OTServerOutcome& outcome) {
+            if (outcome.kind() == OTServerOutcome::Kind::TransportFailure) {
+                OTLog(OTLogger::kLevelError, texts.failedTransport, outcome.errorCode(), outcome.errorDescription());
+                if (auto self = weak.lock()) call.repeatLater(retries);
+                return;
+            }
             auto self = weak.lock();
             if (!self) return;
             // Unlike the list downloads, a bad status is retried like a lost connection.
-            if (response.statusCode != 200) {
-                OTLog(OTLogger::kLevelError, texts.failedStatus, response.statusCode,
-                      OTServerAnswer::statusText(response.statusCode));
-                self->session_->retryWithin((*self).*retries, again);
+            if (outcome.refusedByStatus()) {
+                OTLog(OTLogger::kLevelError, texts.failedStatus, outcome.status(),
+                      OTServerOutcome::statusText(outcome.status()));
+                call.repeatLater(retries);
                 return;
             }
-            const auto answer = OTServerAnswer::parse(data);
-            OTLog(OTLogger::kLevelLog, texts.answered, OTServerAnswer::loggable(answer, data));
-            const auto code = OTServerAnswer::code(answer, -1);
-            if (code == 0) {
-                succeeded();
+            OTLog(OTLogger::kLevelLog, texts.answered, outcome.loggable());
+            if (outcome.succeeded()) {
+                succeeded(*self);
                 return;
             }
-            OTLog(OTLogger::kLevelError, texts.failedCode, code, OTServerAnswer::message(answer));
-            if (code != OTServerAnswer::kExpiredTokenCode) return;
-            OTLog(OTLogger::kLevelError, "token 失效，重新 login");
-            self->login_->loginAgainWithin((*self).*retries, again);
+            OTLog(OTLogger::kLevelError, texts.failedCode, outcome.code(), outcome.message());
+            if (outcome.kind() == OTServerOutcome::Kind::TokenExpired) call.logInAgainAndRepeat(retries);
         },
-        [weak, texts, retries, again](const OTNetwork::Error& error) {
-            OTLog(OTLogger::kLevelError, texts.failedTransport, error.code, error.localizedDescription);
-            if (auto self = weak.lock()) self->session_->retryWithin((*self).*retries, again);
-        });
+        std::move(done));
 }
 
 void OTIdentityUploader::setWeChatId(const std::optional<std::string>& weChatId,
-                                     const std::optional<std::string>& appId,
-                                     const std::optional<std::string>& openId) {
-    OTLog(OTLogger::kLevelData, "上报（setWeChatId）:unionId=%@,appid=%@,openId=%@", weChatId, appId, openId);
-    if (!OTText::isPresent(appId) || !OTText::isPresent(openId)) {
-        OTLog(OTLogger::kLevelError, "上报（setWeChatId）:appid is null or openId is null");
-        return;
-    }
-    const auto settings = groupSettings();
-    const nlohmann::json body = {{"os", OTServerSession::osObject(false, true)},
-                                 {"sdkVersion", OTServerSession::kSDKVersion},
-                                 {"token", settings->token().value_or("")},
-                                 {"xwho", settings->userId().value_or("")},
-                                 {"unionId", weChatId.value_or("")},
-                                 {"appId", *appId},
-                                 {"openId", *openId}};
+                                     const std::optional<std::string>& appId, const std::optional<std::string>& openId,
+                                     OTServerCall::Done done) {
     std::weak_ptr<OTIdentityUploader> weak = weak_from_this();
-    session_->network()->postRequestWithRelativeURLStr(
-        kWeChatPath, nullptr, body,
-        [weak, weChatId, appId, openId](const OTNetwork::Response& response, const std::string& data) {
-            if (response.statusCode != 200) {
-                OTLog(OTLogger::kLevelError, "上报setWeChatId事件失败！statusCode:%@\ndescripton:%@\n",
-                      response.statusCode, OTServerAnswer::statusText(response.statusCode));
+    OTServerCall::Request request{
+        .path = kWeChatPath, .body = [weak, weChatId, appId, openId]() -> std::optional<nlohmann::json> {
+            auto self = weak.lock();
+            if (!self) return std::nullopt;
+            OTLog(OTLogger::kLevelData, "上报（setWeChatId）:unionId=%@,appid=%@,openId=%@", weChatId, appId, openId);
+            if (!OTText::isPresent(appId) || !OTText::isPresent(openId)) {
+                OTLog(OTLogger::kLevelError, "上报（setWeChatId）:appid is null or openId is null");
+                return std::nullopt;
+            }
+            const auto settings = self->groupSettings();
+            return nlohmann::json{{"os", OTServerSession::osObject(false, true)},
+                                  {"sdkVersion", OTServerSession::kSDKVersion},
+                                  {"token", settings->token().value_or("")},
+                                  {"xwho", settings->userId().value_or("")},
+                                  {"unionId", weChatId.value_or("")},
+                                  {"appId", *appId},
+                                  {"openId", *openId}};
+        }};
+    login_->send(
+        std::move(request),
+        [weak](OTServerCall& call, OTServerOutcome& outcome) {
+            if (outcome.kind() == OTServerOutcome::Kind::TransportFailure) {
+                OTLog(OTLogger::kLevelError, "上报setWeChatId事件失败！code:%@\ndescripton:%@\n", outcome.errorCode(),
+                      outcome.errorDescription());
                 return;
             }
-            const auto answer = OTServerAnswer::parse(data);
-            OTLog(OTLogger::kLevelLog, "上报事件 setWeChatId:\n%@", OTServerAnswer::loggable(answer, data));
-            const auto code = OTServerAnswer::code(answer, -1);
-            if (code == 0) {
+            if (outcome.refusedByStatus()) {
+                OTLog(OTLogger::kLevelError, "上报setWeChatId事件失败！statusCode:%@\ndescripton:%@\n",
+                      outcome.status(), OTServerOutcome::statusText(outcome.status()));
+                return;
+            }
+            OTLog(OTLogger::kLevelLog, "上报事件 setWeChatId:\n%@", outcome.loggable());
+            if (outcome.succeeded()) {
                 OTLog(OTLogger::kLevelLog, "上报setWeChatId事件成功");
                 return;
             }
             OTLog(OTLogger::kLevelError, "上报setWeChatId事件失败");
-            if (code != OTServerAnswer::kExpiredTokenCode) return;
-            OTLog(OTLogger::kLevelError, "token 失效，重新 login");
-            auto self = weak.lock();
-            if (!self) return;
-            self->login_->loginAgainWithin(self->reporter_->reportEventRetries(), [weak, weChatId, appId, openId] {
-                if (auto again = weak.lock()) again->setWeChatId(weChatId, appId, openId);
-            });
+            if (outcome.kind() != OTServerOutcome::Kind::TokenExpired) return;
+            // The report's retries, spent here too on purpose.
+            if (auto self = weak.lock()) call.logInAgainAndRepeat(self->reporter_->reportEventRetries());
         },
-        [](const OTNetwork::Error& error) {
-            OTLog(OTLogger::kLevelError, "上报setWeChatId事件失败！code:%@\ndescripton:%@\n", error.code,
-                  error.localizedDescription);
-        });
+        std::move(done));
 }
 
 }  // namespace corvane

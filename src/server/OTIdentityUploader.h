@@ -10,6 +10,7 @@
 
 #include "corvane/CorvanePushToken.h"
 #include "foundation/OTLocked.h"
+#include "server/OTServerCall.h"
 
 namespace corvane {
 
@@ -50,11 +51,11 @@ public:
     // or fewer bytes.
     static std::optional<std::string> deviceToken2String(const CorvanePushToken& token);
 
-    void uploadPushToken();
+    void uploadPushToken(OTServerCall::Done done = {});
     // Links `userId` (the previous user) to the user now stored for the group.
-    void alias(const std::optional<std::string>& userId);
+    void alias(const std::optional<std::string>& userId, OTServerCall::Done done = {});
     void setWeChatId(const std::optional<std::string>& weChatId, const std::optional<std::string>& appId,
-                     const std::optional<std::string>& openId);
+                     const std::optional<std::string>& openId, OTServerCall::Done done = {});
 
     // "provider-address-group-user", as stored after a successful upload.
     std::string currentTokenInfo() const;
@@ -66,9 +67,7 @@ public:
     std::optional<std::string> deviceId() const { return deviceId_.get(); }
     void setDeviceId(std::optional<std::string> value) { deviceId_.set(std::move(value)); }
     std::uint64_t uploadPushTokenRetryCount() const { return uploadPushTokenRetryCount_.load(); }
-    void setUploadPushTokenRetryCount(std::uint64_t value) { uploadPushTokenRetryCount_.store(value); }
     std::uint64_t aliasRetryCount() const { return aliasRetryCount_.load(); }
-    void setAliasRetryCount(std::uint64_t value) { aliasRetryCount_.store(value); }
 
 private:
     // The app group's shared settings, and the user stored there: what every upload sends.
@@ -85,11 +84,10 @@ private:
         const char* failedCode;       // code, message
         const char* failedTransport;  // error code, description
     };
-    // Sends a token or alias request: a bad status or a lost connection repeats `again` after a
-    // random delay and an expired token logs in first, both counted by `retries`.
-    void post(const char* path, const nlohmann::json& body, const Texts& texts,
-              std::atomic<std::uint64_t> OTIdentityUploader::*retries, const std::function<void()>& again,
-              const std::function<void()>& succeeded);
+    // Sends a token or alias request: a bad status or a lost connection repeats it after a random
+    // delay and an expired token logs in first, both counted by `retries`.
+    void post(const char* path, OTServerCall::Body body, const Texts& texts, std::atomic<std::uint64_t>& retries,
+              const std::function<void(OTIdentityUploader& self)>& succeeded, OTServerCall::Done done);
 
     std::shared_ptr<OTServerSession> session_;
     std::shared_ptr<OTLoginClient> login_;

@@ -4,7 +4,7 @@
 
 #include "foundation/OTJSONValue.h"
 #include "server/OTNetwork.h"
-#include "server/OTServerAnswer.h"
+#include "server/OTServerOutcome.h"
 #include "server/OTServerSession.h"
 #include "services/OTLogger.h"
 #include "services/OTUserConfig.h"
@@ -14,24 +14,36 @@ namespace corvane {
 
 OTLoginClient::OTLoginClient(std::shared_ptr<OTServerSession> session) : session_(std::move(session)) {}
 
-void OTLoginClient::loginWithCompletion(const std::function<void()>& completion) {
-    const auto configuration = session_->configuration();
-    const nlohmann::json body = {{"os", session_->osObject(true, true)},
-                                 {"sdkVersion", OTServerSession::kSDKVersion},
-                                 {"appKey", configuration ? configuration->appKey().value_or("") : ""},
-                                 {"userId", session_->userId().value_or("")}};
+void OTLoginClient::loginWithCompletion(const std::function<void()>& completion, OTServerCall::Done done) {
     std::weak_ptr<OTLoginClient> weak = weak_from_this();
-    session_->network()->postRequestWithRelativeURLStr(
-        "/push/sdk/login", nullptr, body,
-        [weak, completion](const OTNetwork::Response& response, const std::string& data) {
+    OTServerCall::Request request{.path = "/push/sdk/login",
+                                  .body = [weak]() -> std::optional<nlohmann::json> {
+                                      auto self = weak.lock();
+                                      if (!self) return std::nullopt;
+                                      const auto& session = *self->session_;
+                                      const auto configuration = session.configuration();
+                                      return nlohmann::json{
+                                          {"os", session.osObject(true, true)},
+                                          {"sdkVersion", OTServerSession::kSDKVersion},
+                                          {"appKey", configuration ? configuration->appKey().value_or("") : ""},
+                                          {"userId", session.userId().value_or("")}};
+                                  },
+                                  .missingCode = 0};
+    send(
+        std::move(request),
+        [weak, completion](OTServerCall& call, OTServerOutcome& outcome) {
             auto self = weak.lock();
             if (!self) return;
-            if (!OTServerAnswer::acceptedStatus(response.statusCode)) return;
-            const auto answer = OTServerAnswer::parse(data);
-            OTLog(OTLogger::kLevelData, "login data:\n%@", OTServerAnswer::loggable(answer, data));
+            if (outcome.kind() == OTServerOutcome::Kind::TransportFailure) {
+                call.repeatAfterTransportFailure(self->loginRetryCount_, outcome);
+                return;
+            }
+            if (outcome.refusedByStatus()) return outcome.logRefusedStatus();
+            const auto& answer = outcome.answer();
+            OTLog(OTLogger::kLevelData, "login data:\n%@", outcome.loggable());
             if (!answer.is_object()) return;
-            if (const auto code = OTServerAnswer::code(answer, 0); code != 0) {
-                OTLog(OTLogger::kLevelError, "code:%@\nmessage:%@\n", code, OTServerAnswer::message(answer));
+            if (!outcome.succeeded()) {
+                OTLog(OTLogger::kLevelError, "code:%@\nmessage:%@\n", outcome.code(), outcome.message());
                 return;
             }
             auto& session = *self->session_;
@@ -44,20 +56,18 @@ void OTLoginClient::loginWithCompletion(const std::function<void()>& completion)
             OTUserConfig::configWithDictionary(rule);
             if (completion) completion();
         },
-        [weak, completion](const OTNetwork::Error& error) {
-            auto self = weak.lock();
-            if (!self) return;
-            self->session_->retryAfterTransportFailure(self->loginRetryCount_, error.code, error.localizedDescription,
-                                                       [weak, completion] {
-                                                           if (auto again = weak.lock())
-                                                               again->loginWithCompletion(completion);
-                                                       });
-        });
+        std::move(done));
 }
 
-void OTLoginClient::loginAgainWithin(std::atomic<std::uint64_t>& retries, const std::function<void()>& retry) {
-    if (++retries > session_->maxRetryCount()) return;
+void OTLoginClient::send(OTServerCall::Request request, OTServerCall::Handler handle, OTServerCall::Done done) {
+    std::make_shared<OTServerCall>(session_, weak_from_this(), std::move(request), std::move(handle), std::move(done))
+        ->send();
+}
+
+bool OTLoginClient::loginAgainWithin(std::atomic<std::uint64_t>& retries, const std::function<void()>& retry) {
+    if (++retries > session_->maxRetryCount()) return false;
     loginWithCompletion(retry);
+    return true;
 }
 
 }  // namespace corvane

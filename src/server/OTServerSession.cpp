@@ -55,10 +55,8 @@ void OTServerSession::scheduleRetry(std::uint32_t seconds, std::function<void()>
     environment_.mainQueue()->after(std::chrono::seconds(seconds), std::move(retry));
 }
 
-void OTServerSession::retryAfterTransportFailure(std::atomic<std::uint64_t>& counter, long code,
-                                                 const std::string& description, std::function<void()> retry) {
-    OTLog(OTLogger::kLevelError, "code:%@\ndescripton:%@\n", code, description);
-    retryWithin(counter, std::move(retry));
+void OTServerSession::observeOutcome(const std::string& path, const OTServerOutcome& outcome) const {
+    if (const auto observer = outcomeObserver_.get()) observer(path, outcome);
 }
 
 void OTServerSession::retryWithin(std::atomic<std::uint64_t>& counter, std::function<void()> retry) {

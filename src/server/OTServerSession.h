@@ -17,6 +17,7 @@ namespace corvane {
 
 class OTEnvironment;
 class OTNetwork;
+class OTServerOutcome;
 
 // Who the library is to its server: the configuration, the app group, the session token and the
 // user, and what every request shares (the "os" object, report times, retry delays). The server
@@ -56,14 +57,17 @@ public:
     // Where the library's files live: the documents folder of the sandbox.
     std::string documentsPath(const std::string& fileName) const;
 
+    // Hears every outcome of the session's requests, after the request's own handling, with the
+    // request's path: what a test waits on, and what a run's account of the server is made from.
+    using OutcomeObserver = std::function<void(const std::string& path, const OTServerOutcome& outcome)>;
+    void setOutcomeObserver(OutcomeObserver observer) { outcomeObserver_.set(std::move(observer)); }
+    void observeOutcome(const std::string& path, const OTServerOutcome& outcome) const;
+
     // Seconds to wait before retry `count`: below 60 × ratio, 120 or 180 for the first three.
     std::uint32_t getRandomRetryDurationWithRetryCount(std::uint64_t count, double ratio);
     void scheduleRetry(std::uint32_t seconds, std::function<void()> retry);
     // Counts a retry and, within the limit, repeats `retry` after a random delay.
     void retryWithin(std::atomic<std::uint64_t>& counter, std::function<void()> retry);
-    // Logs a transport failure and, within the retry limit, repeats `retry` after a random delay.
-    void retryAfterTransportFailure(std::atomic<std::uint64_t>& counter, long code, const std::string& description,
-                                    std::function<void()> retry);
 
 private:
     OTEnvironment& environment_;
@@ -75,6 +79,7 @@ private:
     std::atomic<double> calibrationTime_{0};
     OTLocked<OTClock::TimePoint> lastBackgroundUpdateTime_;
     std::atomic<std::uint64_t> maxRetryCount_{3};
+    OTLocked<OutcomeObserver> outcomeObserver_;
 };
 
 }  // namespace corvane

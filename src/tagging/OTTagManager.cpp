@@ -6,8 +6,8 @@
 #include "core/OTSDKManager.h"
 #include "foundation/OTText.h"
 #include "platform/OTEnvironment.h"
-#include "server/OTNetwork.h"
-#include "server/OTServerAnswer.h"
+#include "server/OTLoginClient.h"
+#include "server/OTServerOutcome.h"
 #include "server/OTServerSession.h"
 #include "services/OTLogger.h"
 #include "services/OTUserConfig.h"
@@ -16,8 +16,6 @@
 #include "view/OTNavigationController.h"
 
 namespace corvane {
-
-namespace {}  // namespace
 
 std::shared_ptr<OTTagManager> OTTagManager::manager() {
     return OTEnvironment::current()->singleton<OTTagManager>([] { return std::make_shared<OTTagManager>(); });
@@ -62,7 +60,7 @@ void OTTagManager::openAliasScreen() {
 nlohmann::json OTTagManager::aliasBody(const std::string& alias, const std::optional<std::string>& url,
                                        const std::optional<std::string>& h5Url) {
     const auto engine = OTSDKManager::sharedManager();
-    const auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(engine->groupIdentifier());
+    const auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(engine->session().groupIdentifier());
     nlohmann::json context = {{"$title", "title"}};
     if (url) context["$url"] = *url;
     if (h5Url) context["$h5Url"] = *h5Url;
@@ -77,42 +75,31 @@ void OTTagManager::uploadAlias(const std::optional<std::string>& alias, const st
                                const std::optional<std::string>& h5Url, Completion completion) {
     if (!OTText::isPresent(alias) || (!OTText::isPresent(url) && !OTText::isPresent(h5Url))) return;
     if (!completion) completion = [](bool) {};
-    send(*alias, url, h5Url, completion, 0);
-}
-
-void OTTagManager::send(const std::string& alias, const std::optional<std::string>& url,
-                        const std::optional<std::string>& h5Url, const Completion& completion, std::uint64_t logins) {
-    const auto engine = OTSDKManager::sharedManager();
-    const auto network = OTNetwork::networkWithGroupIdentifier(engine->groupIdentifier().value_or(""));
-    network->postRequestWithRelativeURLStr(
-        kUploadPath, nullptr, aliasBody(alias, url, h5Url),
-        [weak = weak_from_this(), alias, url, h5Url, completion, logins](const OTNetwork::Response& response,
-                                                                         const std::string& data) {
-            if (response.statusCode != 200) {
-                OTLog(OTLogger::kLevelError, "statusCode:%@\ndescripton:%@\n", response.statusCode,
-                      OTServerAnswer::statusText(response.statusCode));
+    // A server that keeps saying the login expired gets a bounded number of logins per upload.
+    auto logins = std::make_shared<std::atomic<std::uint64_t>>(0);
+    OTSDKManager::sharedManager()->login().send(
+        {.path = kUploadPath,
+         .body = [alias = *alias, url, h5Url]() -> std::optional<nlohmann::json> {
+             return aliasBody(alias, url, h5Url);
+         }},
+        [alias = *alias, url, h5Url, completion, logins](OTServerCall& call, OTServerOutcome& outcome) {
+            if (outcome.kind() == OTServerOutcome::Kind::TransportFailure) {
+                OTLog(OTLogger::kLevelError, "code:%@\ndescripton:%@\n", outcome.errorCode(),
+                      outcome.errorDescription());
                 return completion(false);
             }
-            const auto answer = OTServerAnswer::parse(data);
-            const auto code = OTServerAnswer::code(answer, -1);
-            if (code == 0) {
-                OTLog(OTLogger::kLevelLog, "上传别名 data:\n%@", OTServerAnswer::loggable(answer, data));
+            if (outcome.refusedByStatus()) {
+                outcome.logRefusedStatus();
+                return completion(false);
+            }
+            if (outcome.succeeded()) {
+                OTLog(OTLogger::kLevelLog, "上传别名 data:\n%@", outcome.loggable());
                 OTLog(OTLogger::kLevelLog, "上传别名成功, url:%@, h5Url:%@, alias:%@", url, h5Url, alias);
                 return completion(true);
             }
-            const auto sdk = OTSDKManager::sharedManager();
-            // A server that keeps saying the login expired gets a bounded number of logins.
-            if (code == OTServerAnswer::kExpiredTokenCode && logins < sdk->maxRetryCount()) {
-                sdk->loginWithCompletion([weak, alias, url, h5Url, completion, logins] {
-                    if (auto self = weak.lock()) self->send(alias, url, h5Url, completion, logins + 1);
-                });
+            if (outcome.kind() == OTServerOutcome::Kind::TokenExpired && call.logInAgainAndRepeat(*logins, true))
                 return;
-            }
-            OTLog(OTLogger::kLevelError, "code:%@\nmessage:%@\n", code, OTServerAnswer::message(answer));
-            completion(false);
-        },
-        [completion](const OTNetwork::Error& error) {
-            OTLog(OTLogger::kLevelError, "code:%@\ndescripton:%@\n", error.code, error.localizedDescription);
+            OTLog(OTLogger::kLevelError, "code:%@\nmessage:%@\n", outcome.code(), outcome.message());
             completion(false);
         });
 }

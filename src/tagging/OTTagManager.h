@@ -43,9 +43,6 @@ public:
                                     const std::optional<std::string>& h5Url);
 
 private:
-    void send(const std::string& alias, const std::optional<std::string>& url, const std::optional<std::string>& h5Url,
-              const Completion& completion, std::uint64_t logins);
-
     std::shared_ptr<OTFloatingBall> ball_;
 };
 

@@ -8,8 +8,8 @@
 #include "model/OTBannerRecordTreeNode.h"
 #include "platform/OTEnvironment.h"
 #include "platform/OTUIHost.h"
-#include "server/OTNetwork.h"
-#include "server/OTServerAnswer.h"
+#include "server/OTLoginClient.h"
+#include "server/OTServerOutcome.h"
 #include "server/OTServerSession.h"
 #include "services/OTDataArchiver.h"
 #include "services/OTDownloadManager.h"
@@ -59,62 +59,61 @@ std::string OTBannerManager::pathOf(const char* fileName) const {
 // ---- Downloads ----
 
 void OTBannerManager::loadBannerDefault(const std::optional<std::string>& groupIdentifier) {
-    request(kDefaultBannerPath, groupIdentifier, true, bannerDefaultRetryCount_, &OTBannerManager::loadBannerDefault,
+    request(kDefaultBannerPath, groupIdentifier, true, bannerDefaultRetryCount_,
             [](OTBannerManager& manager, const nlohmann::json& answer) { manager.acceptDefaultBanners(answer); });
 }
 
 void OTBannerManager::loadBanner(const std::optional<std::string>& groupIdentifier) {
-    request(kBannerPath, groupIdentifier, false, bannerRetryCount_, &OTBannerManager::loadBanner,
+    request(kBannerPath, groupIdentifier, false, bannerRetryCount_,
             [](OTBannerManager& manager, const nlohmann::json& answer) { manager.acceptBanners(answer); });
 }
 
 void OTBannerManager::request(const char* path, const std::optional<std::string>& groupIdentifier, bool withDevice,
-                              std::atomic<std::uint64_t>& retries,
-                              void (OTBannerManager::*again)(const std::optional<std::string>&), Answer answer) {
-    const auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(groupIdentifier);
-    const nlohmann::json body = {{"newUser", 1},
-                                 {"os", OTServerSession::osObject(withDevice, withDevice)},
-                                 {"sdkVersion", OTServerSession::kSDKVersion},
-                                 {"token", settings->token().value_or("")},
-                                 {"userId", settings->userId().value_or("")}};
+                              std::atomic<std::uint64_t>& retries, Answer answer) {
+    OTServerCall::Request request{.path = path,
+                                  .body = [groupIdentifier, withDevice]() -> std::optional<nlohmann::json> {
+                                      const auto settings =
+                                          OTUserConfig::defaultConfig()->configWithGroupIdentifier(groupIdentifier);
+                                      return nlohmann::json{{"newUser", 1},
+                                                            {"os", OTServerSession::osObject(withDevice, withDevice)},
+                                                            {"sdkVersion", OTServerSession::kSDKVersion},
+                                                            {"token", settings->token().value_or("")},
+                                                            {"userId", settings->userId().value_or("")}};
+                                  },
+                                  .group = groupIdentifier.value_or("")};
     std::weak_ptr<OTBannerManager> weak = weak_from_this();
-    OTNetwork::networkWithGroupIdentifier(groupIdentifier.value_or(""))
-        ->postRequestWithRelativeURLStr(
-            path, nullptr, body,
-            [weak, path, groupIdentifier, &retries, again, answer = std::move(answer)](
-                const OTNetwork::Response& response, const std::string& data) {
-                auto self = weak.lock();
-                if (!self || !OTServerAnswer::acceptedStatus(response.statusCode)) return;
-                const auto parsed = OTServerAnswer::parse(data);
-                if (!parsed.is_object()) {
-                    OTLog(OTLogger::kLevelError, "code:%@\nmessage:%@\n", -1, OTServerAnswer::loggable(parsed, data));
-                    return;
-                }
-                const auto code = OTServerAnswer::code(parsed, -1);
-                if (code != 0) {
-                    OTLog(OTLogger::kLevelError, "code:%@\nmessage:%@\n", code, OTServerAnswer::message(parsed));
-                    if (code != OTServerAnswer::kExpiredTokenCode) return;
-                    // A server that keeps refusing the token is asked again only within the limit.
-                    OTSDKManager::sharedManager()->loginAgainWithin(retries, [weak, again, groupIdentifier] {
-                        if (auto manager = weak.lock()) ((*manager).*again)(groupIdentifier);
-                    });
-                    return;
-                }
-                retries.store(0);
-                OTEnvironment::current()->mainQueue()->async([weak, answer, parsed, path] {
-                    auto manager = weak.lock();
-                    if (!manager) return;
-                    const auto list = parsed.find("data");
-                    if (list == parsed.end() || !list->is_array()) {
-                        OTLog(OTLogger::kLevelError, "%@ 应答的 data 不是列表，保留现有横幅", path);
-                        return;
-                    }
-                    answer(*manager, parsed);
-                });
-            },
-            [](const OTNetwork::Error& error) {
-                OTLog(OTLogger::kLevelError, "code:%@\ndescripton:%@\n", error.code, error.localizedDescription);
-            });
+    OTSDKManager::sharedManager()->login().send(std::move(request), [weak, path, &retries, answer = std::move(answer)](
+                                                                        OTServerCall& call, OTServerOutcome& outcome) {
+        if (outcome.kind() == OTServerOutcome::Kind::TransportFailure) {
+            OTLog(OTLogger::kLevelError, "code:%@\ndescripton:%@\n", outcome.errorCode(), outcome.errorDescription());
+            return;
+        }
+        auto self = weak.lock();
+        if (!self) return;
+        if (outcome.refusedByStatus()) return outcome.logRefusedStatus();
+        if (!outcome.answer().is_object()) {
+            OTLog(OTLogger::kLevelError, "code:%@\nmessage:%@\n", -1, outcome.loggable());
+            return;
+        }
+        if (!outcome.succeeded()) {
+            OTLog(OTLogger::kLevelError, "code:%@\nmessage:%@\n", outcome.code(), outcome.message());
+            // A server that keeps refusing the token is asked again only within the limit; the
+            // banners never logged the expired token's line.
+            if (outcome.kind() == OTServerOutcome::Kind::TokenExpired) call.logInAgainAndRepeat(retries, true);
+            return;
+        }
+        retries.store(0);
+        OTEnvironment::current()->mainQueue()->async([weak, answer, parsed = outcome.answer(), path] {
+            auto manager = weak.lock();
+            if (!manager) return;
+            const auto list = parsed.find("data");
+            if (list == parsed.end() || !list->is_array()) {
+                OTLog(OTLogger::kLevelError, "%@ 应答的 data 不是列表，保留现有横幅", path);
+                return;
+            }
+            answer(*manager, parsed);
+        });
+    });
 }
 
 OTBannerManager::Banners OTBannerManager::bannersFrom(const nlohmann::json& list) {

@@ -98,8 +98,7 @@ private:
     // One banner request with its answer handling; an expired token logs in again and repeats it,
     // counted by `retries`.
     void request(const char* path, const std::optional<std::string>& groupIdentifier, bool withDevice,
-                 std::atomic<std::uint64_t>& retries, void (OTBannerManager::*again)(const std::optional<std::string>&),
-                 Answer answer);
+                 std::atomic<std::uint64_t>& retries, Answer answer);
     void acceptDefaultBanners(const nlohmann::json& data);
     void acceptBanners(const nlohmann::json& data);
     static Banners bannersFrom(const nlohmann::json& list);

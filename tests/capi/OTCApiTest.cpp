@@ -11,6 +11,7 @@
 #include "platform/OTPageClassRegistry.h"
 #include "services/OTImageDiskCache.h"
 #include "support/OTServerHarness.h"
+#include "ui/OTBannerManager.h"
 #include "view/OTNavigationController.h"
 #include "view/OTWindow.h"
 
@@ -60,8 +61,9 @@ TEST(OTCApi, ACHostStartsSendsEventsAndReceivesBannersFromTheDevServer) {
     OTServerHarness h;
     h.test.installHostApp();
     ASSERT_EQ(ot_capi_start("group.demo", (h.server.baseURL() + "/").c_str()), 0);
-    ASSERT_TRUE(h.waitForLog("in_app data:\n"));
-    ASSERT_TRUE(h.waitForLog("banner data:\n"));
+    ASSERT_TRUE(h.waitForOutcomes("/push/sdk/in_app"));
+    ASSERT_TRUE(h.waitForOutcomes(OTBannerManager::kBannerPath));
+    h.test.scheduler().runUntilIdle();  // the banners are taken in on the main queue
     const auto logins = h.server.requestsTo("/push/sdk/login");
     ASSERT_FALSE(logins.empty());
     EXPECT_EQ(logins[0].body.value("appKey", ""), "capi-key");
@@ -87,8 +89,9 @@ TEST(OTCApi, ACHostDrawsTheDialogAndTheBannerItIsGivenAndTapsThemBack) {
     OTPageClassRegistry::shared()->registerPageClass({"DetailVC", {"id", "name"}, std::nullopt, std::nullopt});
     const std::string group = "group.demo";
     ASSERT_EQ(ot_capi_start(group.c_str(), (h.server.baseURL() + "/").c_str()), 0);
-    ASSERT_TRUE(h.waitForLog("in_app data:\n"));
-    ASSERT_TRUE(h.waitForLog("banner data:\n"));
+    ASSERT_TRUE(h.waitForOutcomes("/push/sdk/in_app"));
+    ASSERT_TRUE(h.waitForOutcomes(OTBannerManager::kBannerPath));
+    h.test.scheduler().runUntilIdle();  // the banners are taken in on the main queue
     const std::string picture = h.server.baseURL() + "/media/spring-sale.png";
     ASSERT_TRUE(h.waitFor([&] { return OTImageDiskCache::cache()->containsImageDataForKey(picture); }));
 

@@ -5,13 +5,17 @@
 
 #include "OTDevServer.h"
 
+#include "core/OTCampaignStore.h"
 #include "core/OTPushManager.h"
 #include "core/OTSDKManager.h"
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
 #include "platform/OTMethodRuntime.h"
 #include "platform/OTPageClassRegistry.h"
+#include "server/OTEventReporter.h"
+#include "server/OTLoginClient.h"
 #include "server/OTNetwork.h"
+#include "server/OTServerSession.h"
 #include "services/OTUserConfig.h"
 #include "support/OTRecordingPresenter.h"
 #include "support/OTTestEnvironment.h"
@@ -31,13 +35,13 @@ TEST(OTDialogFlow, FromEventToDialogToNavigationAndOnToTheNextCampaign) {
     OTPopWindowManager::sharedManager()->setPresenter(presenter);
 
     auto engine = OTSDKManager::sharedManager()->managerWithGroupIdentifier("group.demo");
-    engine->setConfiguration(std::make_shared<CorvaneOtConfig>());
+    engine->session().setConfiguration(std::make_shared<CorvaneOtConfig>());
     OTDevServer server({OT_SAMPLE_CAMPAIGNS});
     ASSERT_TRUE(server.start());
     OTNetwork::configEnvironment(OTNetworkConfig::withBaseURL(server.baseURL()));
-    engine->setUserId("u1");
-    engine->loginWithCompletion({});
-    ASSERT_TRUE(test.scheduler().runUntil([&] { return engine->token().has_value(); }, 10s));
+    engine->session().setUserId("u1");
+    engine->login().loginWithCompletion({});
+    ASSERT_TRUE(test.scheduler().runUntil([&] { return engine->session().token().has_value(); }, 10s));
     std::vector<std::shared_ptr<const OTWindowData>> campaigns;
     for (const char* text : {R"({"id":"1","type":1,"count":2,"closeDialogType":2,"preEvents":[{"xwhat":"buy"}],
                                  "event":{"xwhat":"buy","delay":1.5},
@@ -51,9 +55,9 @@ TEST(OTDialogFlow, FromEventToDialogToNavigationAndOnToTheNextCampaign) {
         node->setNodeId(data->windowIdIntegerValue());
         node->setCount(data->count());
         node->setCloseDialogType(data->closeDialogType());
-        engine->windowRecordTree()->addTreeNode(node);
+        engine->campaigns().windowRecordTree()->addTreeNode(node);
     }
-    engine->setInAppDataArray(campaigns);
+    engine->campaigns().setInAppDataArray(campaigns);
 
     engine->onEventDataReceived(json{{"xwhat", "buy"}, {"xcontext", {{"name", "Ann"}}}});
     test.scheduler().runUntilIdle();
@@ -67,7 +71,7 @@ TEST(OTDialogFlow, FromEventToDialogToNavigationAndOnToTheNextCampaign) {
     // later with its declared properties, and matching goes on (the link is no web address).
     const auto link = presenter->shown[0].data->rightBtnAttribute()->eventLink();
     presenter->react(5, link);
-    auto node = engine->windowRecordTree()->findWindowNodeById(1);
+    auto node = engine->campaigns().windowRecordTree()->findWindowNodeById(1);
     EXPECT_EQ(node->clickCount(), 1);
     EXPECT_TRUE(node->forbidden());
     test.scheduler().advance(599ms);
@@ -81,9 +85,9 @@ TEST(OTDialogFlow, FromEventToDialogToNavigationAndOnToTheNextCampaign) {
 
     // The reports reach the server in any order: each arrives on its own connection.
     ASSERT_TRUE(
-        test.scheduler().runUntil([&] { return server.requestsTo(OTSDKManager::kReportPath).size() >= 3; }, 10s));
+        test.scheduler().runUntil([&] { return server.requestsTo(OTEventReporter::kReportPath).size() >= 3; }, 10s));
     std::vector<std::string> reports;
-    for (const auto& request : server.requestsTo(OTSDKManager::kReportPath)) {
+    for (const auto& request : server.requestsTo(OTEventReporter::kReportPath)) {
         const auto& event = request.body["events"].at(0);
         reports.push_back(event["xwhat"].get<std::string>() + ":" + event["xcontext"]["$dialog_type"].dump() + ":" +
                           event["xcontext"]["activityId"].get<std::string>() + ":" +
@@ -117,7 +121,7 @@ TEST(OTDialogFlow, BadLinksAndCampaignsNeverBreakTheFlow) {
     auto engine = OTSDKManager::sharedManager();
     auto data = std::make_shared<OTWindowData>();
     data->setModelWithDic(json{{"id", "1"}, {"type", 1}, {"preEvents", json::array()}});
-    engine->setInAppDataArray({data});
+    engine->campaigns().setInAppDataArray({data});
     engine->triggerEventMatchWithData(json{{"xwhat", "buy"}});
     EXPECT_EQ(engine->currentMatchEventIndex(), 0);
     test.scheduler().advance(1s);
@@ -129,7 +133,7 @@ TEST(OTDialogFlow, ShowingsAndSequenceStepsLeaveThePublishedCampaignsAsTheyWere)
     auto presenter = std::make_shared<OTRecordingPresenter>();
     OTPopWindowManager::sharedManager()->setPresenter(presenter);
     auto engine = OTSDKManager::sharedManager()->managerWithGroupIdentifier("group.demo");
-    engine->setConfiguration(std::make_shared<CorvaneOtConfig>());
+    engine->session().setConfiguration(std::make_shared<CorvaneOtConfig>());
     // Shown again one second after a close, as often as the user likes.
     const json rules = json::array({{{"eventType", "$clickDialog"}, {"type", 3}, {"count", 9}, {"intervalValue", 0}},
                                     {{"eventType", "$closeDialog"}, {"type", 3}, {"count", 9}, {"intervalValue", 0}}});
@@ -148,10 +152,10 @@ TEST(OTDialogFlow, ShowingsAndSequenceStepsLeaveThePublishedCampaignsAsTheyWere)
         node->setCount(9);
         node->setClickRule(data->clickRule());
         node->setCloseRule(data->closeRule());
-        engine->windowRecordTree()->addTreeNode(node);
+        engine->campaigns().windowRecordTree()->addTreeNode(node);
         campaigns.push_back(std::move(data));
     }
-    engine->setInAppDataArray(campaigns);
+    engine->campaigns().setInAppDataArray(campaigns);
 
     const auto greet = [&](const char* name) {
         engine->onEventDataReceived(json{{"xwhat", "greet"}, {"xcontext", {{"name", name}}}});
@@ -164,15 +168,15 @@ TEST(OTDialogFlow, ShowingsAndSequenceStepsLeaveThePublishedCampaignsAsTheyWere)
     ASSERT_EQ(presenter->shownIds(), (std::vector<std::string>{"1", "1"}));
     EXPECT_EQ(presenter->shown[0].data->title()->text(), "Hello Alice");
     EXPECT_EQ(presenter->shown[1].data->title()->text(), "Hello Bob");
-    EXPECT_EQ(engine->inAppDataArray()[0]->title()->text(), "Hello ${event.name}");
+    EXPECT_EQ(engine->campaigns().inAppDataArray()[0]->title()->text(), "Hello ${event.name}");
 
     // A sequence step swaps in a copy: a list read before the step still sees both pre-events.
     presenter->react(3);
-    const auto before = engine->inAppDataArray();
+    const auto before = engine->campaigns().inAppDataArray();
     engine->onEventDataReceived(json{{"xwhat", "open"}});
     test.scheduler().advance(1s);
     EXPECT_EQ(before[1]->preEvents().size(), 2u);
-    const auto after = engine->inAppDataArray();
+    const auto after = engine->campaigns().inAppDataArray();
     ASSERT_EQ(after[1]->preEvents().size(), 1u);
     EXPECT_EQ(after[1]->preEvents()[0]->xwhat(), "greet");
     EXPECT_EQ(after[0], before[0]);

@@ -9,6 +9,7 @@
 #include "model/OTWindowData.h"
 #include "model/OTWindowRule.h"
 #include "server/OTNetwork.h"
+#include "server/OTServerSession.h"
 #include "services/OTDataArchiver.h"
 #include "services/OTLogger.h"
 #include "support/OTHeldEngine.h"
@@ -98,7 +99,7 @@ TEST(OTHostileInput, NumbersBeyondTheirRangeAreTreatedAsAbsent) {
     for (const json& value : {json(1e39), json(-1e39), json(std::nan("")), json("1e39"), json(HUGE_VAL)}) {
         h.engine->onUserProfile(json{{"calibration_time", value}});
     }
-    EXPECT_EQ(h.engine->calibrationTime(), 2.5);
+    EXPECT_EQ(h.engine->session().calibrationTime(), 2.5);
     EXPECT_EQ(OTTestEnvironment::occurrences(h.log(), "calibration_time 超出范围，已忽略"), 5u);
 
     // A delay and a font size beyond the float range are absent, and the campaign archives.

@@ -2,7 +2,9 @@
 
 #include "platform/OTScheduler.h"
 #include "platform/deterministic/OTManualScheduler.h"
+#include "server/OTEventReporter.h"
 #include "support/OTServerHarness.h"
+#include "ui/OTBannerManager.h"
 
 namespace corvane {
 
@@ -12,12 +14,13 @@ TEST(OTIdle, AStartedLibraryWithNothingToDoWakesOnlyForItsCacheTrims) {
     OTServerHarness h;
     h.test.installHostApp();
     h.start();
-    ASSERT_TRUE(h.waitForLog("in_app data:\n"));
-    ASSERT_TRUE(h.waitForLog("banner data:\n"));
+    ASSERT_TRUE(h.waitForOutcomes("/push/sdk/in_app"));
+    ASSERT_TRUE(h.waitForOutcomes(OTBannerManager::kBannerPath));
+    h.test.scheduler().runUntilIdle();  // the banners are taken in on the main queue
     // The start's own follow-ups settle within minutes; the one report of the start, "$pullDialog",
     // is answered on the HTTP thread.
     h.test.scheduler().advance(5min);
-    ASSERT_TRUE(h.waitForLog("上报事件成功"));
+    ASSERT_TRUE(h.waitForOutcomes(OTEventReporter::kReportPath));
     h.test.scheduler().runUntilIdle();
     h.test.scheduler().resetLaneUse();
 

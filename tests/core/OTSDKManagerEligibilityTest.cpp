@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include "core/OTCampaignStore.h"
+#include "core/OTDialogFlow.h"
+#include "core/OTDisplayEligibility.h"
 #include "core/OTSDKManager.h"
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
@@ -27,7 +30,7 @@ struct Eligibility {
         node->setCount(data->count());
         node->setClickRule(data->clickRule());
         node->setCloseRule(data->closeRule());
-        engine->windowRecordTree()->addTreeNode(node);
+        engine->campaigns().windowRecordTree()->addTreeNode(node);
         return {data, node};
     }
 };
@@ -42,13 +45,13 @@ TEST(OTSDKManagerEligibility, DailyCapAndDateWindowByCalendarDay) {
     auto [data, node] = e.campaign({{"id", "1"}, {"count", 100}});
     e.settings->setMaxDailyPopWindowCount(3);
     e.settings->setDailyPopWindowCount(3);
-    EXPECT_FALSE(e.engine->matchOldRuleWithData(data));
+    EXPECT_FALSE(e.engine->eligibility().matchOldRuleWithData(data));
     e.settings->setDailyPopWindowCount(2);
 
     auto check = [&](const char* start, const char* end) {
         auto [d, n] = e.campaign({{"id", "2"}, {"count", 100}, {"startTime", start}, {"endTime", end}});
         n->setActivated(false);
-        return e.engine->matchNewRuleWithData(d);  // no rules: judged as a first showing
+        return e.engine->eligibility().matchNewRuleWithData(d);  // no rules: judged as a first showing
     };
     EXPECT_TRUE(check("2024-05-01 23:00:00", "2024-05-01 00:00:01"));  // times of day do not count
     EXPECT_FALSE(check("2024-05-02 00:00:00", "2024-06-01 00:00:00"));
@@ -63,20 +66,20 @@ TEST(OTSDKManagerEligibility, DailyCapAndDateWindowByCalendarDay) {
 TEST(OTSDKManagerEligibility, TheOldRuleCountsTwiceAndShowsOncePerProcess) {
     Eligibility e;
     auto [data, node] = e.campaign({{"id", "1"}, {"count", 3}});
-    EXPECT_TRUE(e.engine->readyToShowWithData(data));
+    EXPECT_TRUE(e.engine->eligibility().readyToShowWithData(data));
     EXPECT_EQ(node->usedCount(), 2);
     EXPECT_EQ(e.settings->dailyPopWindowCount(), 2u);
     EXPECT_TRUE(node->activated());
-    EXPECT_FALSE(e.engine->readyToShowWithData(data));  // armed until activation is cleared
+    EXPECT_FALSE(e.engine->eligibility().readyToShowWithData(data));  // armed until activation is cleared
     EXPECT_TRUE(e.test.console().contains("readyToShowWithData:0"));
 
-    e.engine->setTreeNodesInit(false);
-    e.engine->clearTreeNodeActivateState();
-    EXPECT_TRUE(e.engine->readyToShowWithData(data));
+    e.engine->campaigns().setTreeNodesInit(false);
+    e.engine->campaigns().clearTreeNodeActivateState(e.engine->environment().clock().now());
+    EXPECT_TRUE(e.engine->eligibility().readyToShowWithData(data));
     EXPECT_EQ(node->usedCount(), 3);  // 2 + 2, held at the limit of 3
-    e.engine->setTreeNodesInit(false);
-    e.engine->clearTreeNodeActivateState();
-    EXPECT_FALSE(e.engine->readyToShowWithData(data));
+    e.engine->campaigns().setTreeNodesInit(false);
+    e.engine->campaigns().clearTreeNodeActivateState(e.engine->environment().clock().now());
+    EXPECT_FALSE(e.engine->eligibility().readyToShowWithData(data));
     EXPECT_TRUE(
         e.test.console().contains("matchOldRuleWithData:dailyPopWindowCount->4,maxDailyPopWindowCount->4294967295"));
 }
@@ -86,24 +89,24 @@ TEST(OTSDKManagerEligibility, PauseRulesWaitStrictlyLongerThanThePause) {
     auto [data, node] =
         e.campaign(withRules({{"eventType", "click"}, {"type", 1}, {"count", 2}},
                              {{"eventType", "close"}, {"type", 3}, {"intervalValue", 2}, {"intervalType", "hour"}}));
-    EXPECT_TRUE(e.engine->readyToShowWithData(data));  // first showing
-    EXPECT_EQ(node->usedCount(), 1);                   // counted once under the new rule
-    e.engine->syncTreeNode(node, 1);
-    e.engine->syncTreeNode(node, 3);  // closed
+    EXPECT_TRUE(e.engine->eligibility().readyToShowWithData(data));  // first showing
+    EXPECT_EQ(node->usedCount(), 1);                                 // counted once under the new rule
+    e.engine->dialogFlow().syncTreeNode(node, 1);
+    e.engine->dialogFlow().syncTreeNode(node, 3);  // closed
     EXPECT_EQ(node->lastEventType(), "close");
     e.test.clock().advance(7200s);
-    EXPECT_FALSE(e.engine->matchNewRuleWithData(data));
+    EXPECT_FALSE(e.engine->eligibility().matchNewRuleWithData(data));
     e.test.clock().advance(1s);
-    EXPECT_TRUE(e.engine->matchNewRuleWithData(data));
+    EXPECT_TRUE(e.engine->eligibility().matchNewRuleWithData(data));
 
     // "day" multiplies by 24 hours.
     data->closeRule()->setIntervalType("day");
     data->closeRule()->setIntervalValue(1);
-    e.engine->syncTreeNode(node, 1);
+    e.engine->dialogFlow().syncTreeNode(node, 1);
     e.test.clock().advance(86400s);
-    EXPECT_FALSE(e.engine->matchNewRuleWithData(data));
+    EXPECT_FALSE(e.engine->eligibility().matchNewRuleWithData(data));
     e.test.clock().advance(1s);
-    EXPECT_TRUE(e.engine->matchNewRuleWithData(data));
+    EXPECT_TRUE(e.engine->eligibility().matchNewRuleWithData(data));
 }
 
 TEST(OTSDKManagerEligibility, NumberRulesCountClicksOrCloses) {
@@ -112,25 +115,25 @@ TEST(OTSDKManagerEligibility, NumberRulesCountClicksOrCloses) {
         e.campaign(withRules({{"eventType", "click"}, {"type", 1}, {"count", 2}},
                              {{"eventType", "close"}, {"type", 2}, {"count", 1}, {"intervalValue", 0}}));
     node->setUsedCount(1);
-    e.engine->syncTreeNode(node, 2);  // one click
-    EXPECT_TRUE(e.engine->matchNewRuleWithData(data));
-    e.engine->syncTreeNode(node, 4);  // a second click
-    EXPECT_FALSE(e.engine->matchNewRuleWithData(data));
+    e.engine->dialogFlow().syncTreeNode(node, 2);  // one click
+    EXPECT_TRUE(e.engine->eligibility().matchNewRuleWithData(data));
+    e.engine->dialogFlow().syncTreeNode(node, 4);  // a second click
+    EXPECT_FALSE(e.engine->eligibility().matchNewRuleWithData(data));
 
-    e.engine->syncTreeNode(node, 1);
-    e.engine->syncTreeNode(node, 3);  // a close: number and pause
+    e.engine->dialogFlow().syncTreeNode(node, 1);
+    e.engine->dialogFlow().syncTreeNode(node, 3);  // a close: number and pause
     e.test.clock().advance(1s);
-    EXPECT_FALSE(e.engine->matchNewRuleWithData(data));  // one close of one allowed
+    EXPECT_FALSE(e.engine->eligibility().matchNewRuleWithData(data));  // one close of one allowed
     data->closeRule()->setCount(2);
-    EXPECT_TRUE(e.engine->matchNewRuleWithData(data));
+    EXPECT_TRUE(e.engine->eligibility().matchNewRuleWithData(data));
     data->closeRule()->setType(9);
-    EXPECT_FALSE(e.engine->matchNewRuleWithData(data));
+    EXPECT_FALSE(e.engine->eligibility().matchNewRuleWithData(data));
     node->setLastEventType("unknown");
     data->closeRule()->setType(1);
-    EXPECT_FALSE(e.engine->matchNewRuleWithData(data));
+    EXPECT_FALSE(e.engine->eligibility().matchNewRuleWithData(data));
     // Shown but never clicked or closed: judged as a first showing.
     node->setLastEventType("");
-    EXPECT_TRUE(e.engine->matchNewRuleWithData(data));
+    EXPECT_TRUE(e.engine->eligibility().matchNewRuleWithData(data));
     EXPECT_TRUE(e.test.console().contains("matchNewRuleWithData->11111"));
     EXPECT_TRUE(e.test.console().contains("matchNewRuleWithData->22222"));
 }
@@ -142,7 +145,7 @@ TEST(OTSDKManagerEligibility, ForbiddenStatesFollowTheCloseDialogType) {
     auto [two, nodeTwo] = e.campaign({{"id", "12"}, {"closeDialogType", 2}});
     for (const auto& [d, n] : {std::pair{zero, nodeZero}, std::pair{one, nodeOne}, std::pair{two, nodeTwo}}) {
         n->setCloseDialogType(d->closeDialogType());
-        e.engine->handleNodeForbiddenState(d);
+        e.engine->campaigns().handleNodeForbiddenState(*d, e.engine->environment().clock().now());
     }
     EXPECT_FALSE(nodeZero->forbidden());
     EXPECT_EQ(nodeZero->forbiddenStartTime(), e.test.clock().now() + std::chrono::seconds(4294967295LL));
@@ -154,9 +157,9 @@ TEST(OTSDKManagerEligibility, ForbiddenStatesFollowTheCloseDialogType) {
     e.test.clock().advance(24h);
     e.test.restart();
     auto restarted = OTSDKManager::sharedManager();
-    EXPECT_FALSE(restarted->windowRecordTree()->findWindowNodeById(11)->forbidden());
-    EXPECT_FALSE(restarted->windowRecordTree()->findWindowNodeById(11)->activated());
-    EXPECT_TRUE(restarted->windowRecordTree()->findWindowNodeById(12)->forbidden());
+    EXPECT_FALSE(restarted->campaigns().windowRecordTree()->findWindowNodeById(11)->forbidden());
+    EXPECT_FALSE(restarted->campaigns().windowRecordTree()->findWindowNodeById(11)->activated());
+    EXPECT_TRUE(restarted->campaigns().windowRecordTree()->findWindowNodeById(12)->forbidden());
 }
 
 }  // namespace corvane

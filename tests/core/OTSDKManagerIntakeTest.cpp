@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "core/OTCampaignStore.h"
 #include "core/OTSDKManager.h"
 #include "core/OTTaskManager.h"
 #include "corvane/CorvaneOtManager.h"
@@ -7,9 +8,11 @@
 #include "model/OTEvent.h"
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
+#include "server/OTServerSession.h"
 #include "services/OTDataArchiver.h"
 #include "services/OTLogger.h"
 #include "services/OTUserConfig.h"
+#include "support/OTSDKManagerProbe.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {
@@ -57,12 +60,12 @@ TEST(OTSDKManagerIntake, ARestartRestoresCampaignsAndRecordsWithActivationCleare
     test.restart();
 
     auto engine = OTSDKManager::sharedManager();
-    ASSERT_EQ(engine->inAppDataArray().size(), 1u);
-    EXPECT_EQ(engine->inAppDataArray()[0]->windowId(), "11");
-    EXPECT_EQ(engine->inAppDataArray()[0]->event()->xwhat(), "buy");
-    EXPECT_EQ(engine->subscribeDataArray().size(), 2u);
-    EXPECT_TRUE(engine->treeNodesInit());
-    auto tree = engine->windowRecordTree();
+    ASSERT_EQ(engine->campaigns().inAppDataArray().size(), 1u);
+    EXPECT_EQ(engine->campaigns().inAppDataArray()[0]->windowId(), "11");
+    EXPECT_EQ(engine->campaigns().inAppDataArray()[0]->event()->xwhat(), "buy");
+    EXPECT_EQ(engine->campaigns().subscribeDataArray().size(), 2u);
+    EXPECT_TRUE(engine->campaigns().treeNodesInit());
+    auto tree = engine->campaigns().windowRecordTree();
     ASSERT_EQ(tree->allNodes().size(), 5u);
     auto at = [&](std::int64_t id) { return tree->findWindowNodeById(id); };
     EXPECT_FALSE(at(1)->forbidden());
@@ -76,7 +79,7 @@ TEST(OTSDKManagerIntake, ARestartRestoresCampaignsAndRecordsWithActivationCleare
     EXPECT_FALSE(at(5)->activated());
     // Clearing runs once until a download asks again.
     at(5)->setActivated(true);
-    engine->clearTreeNodeActivateState();
+    engine->campaigns().clearTreeNodeActivateState(engine->environment().clock().now());
     EXPECT_TRUE(at(5)->activated());
 }
 
@@ -85,8 +88,8 @@ TEST(OTSDKManagerIntake, CorruptCampaignFilesGiveEmptyLists) {
     OTFiles::writeFileAtomically(test.documents() / "OTInAppWindowData.plist", "garbage");
     OTFiles::writeFileAtomically(test.documents() / "OTWindowRecordTreeData.plist", std::string(64, '\0'));
     auto engine = OTSDKManager::sharedManager();
-    EXPECT_TRUE(engine->inAppDataArray().empty());
-    EXPECT_TRUE(engine->windowRecordTree()->allNodes().empty());
+    EXPECT_TRUE(engine->campaigns().inAppDataArray().empty());
+    EXPECT_TRUE(engine->campaigns().windowRecordTree()->allNodes().empty());
 }
 
 TEST(OTSDKManagerIntake, EventsAreCountedAndHeldOnTheEventQueue) {
@@ -94,7 +97,7 @@ TEST(OTSDKManagerIntake, EventsAreCountedAndHeldOnTheEventQueue) {
     auto config = std::make_shared<CorvaneOtConfig>();
     config->setMainPage("HomeVC");
     auto engine = OTSDKManager::sharedManager();
-    engine->setConfiguration(config);
+    engine->session().setConfiguration(config);
     auto observer = CorvaneOtManager::getObserverListener("group.demo");
 
     observer->onEventDataReceived(
@@ -111,7 +114,7 @@ TEST(OTSDKManagerIntake, EventsAreCountedAndHeldOnTheEventQueue) {
     // "x" reads as source 0; [1] and source 2 are dropped.
     EXPECT_EQ(engine->pvCount(), 4);
     EXPECT_EQ(engine->mainPagePVCount(), 2);
-    EXPECT_EQ(engine->appid(), "");  // the adapted Sensors Analytics event came last
+    EXPECT_EQ(engine->session().appid(), "");  // the adapted Sensors Analytics event came last
     EXPECT_EQ(engine->currentTriggerEvent()->xwhat(), "$pageview");
     // With no campaigns, events wait, but none that a waiting one already matches: the page view
     // without properties and the second HomeVC view are matched by the first.
@@ -130,7 +133,7 @@ TEST(OTSDKManagerIntake, AtMostFiveEventsWait) {
     for (int i = 0; i < 6; ++i) engine->addWaitingEvent(eventNamed(("e" + std::to_string(i)).c_str()));
     ASSERT_EQ(engine->waitingEvents().size(), 5u);
     EXPECT_EQ(engine->waitingEvents()[4]->xwhat(), "e4");
-    engine->setWaitingEvents({});
+    OTSDKManagerProbe::setWaitingEvents(*engine, {});
     auto held = eventNamed("$pageview", json{{"$url", "A"}, {"x", 1}});
     engine->addWaitingEvent(held);
     engine->addWaitingEvent(held);
@@ -144,18 +147,18 @@ TEST(OTSDKManagerIntake, ProfileChangesSetUserAndCalibration) {
     OTTestEnvironment test;
     auto engine = OTSDKManager::sharedManager()->managerWithGroupIdentifier("group.demo");
     engine->onUserProfile(json{{"xwho", "user-1"}, {"calibration_time", "12.5"}, {"other", 1}});
-    EXPECT_EQ(engine->userId(), "user-1");
-    EXPECT_EQ(engine->calibrationTime(), 12.5);
+    EXPECT_EQ(engine->session().userId(), "user-1");
+    EXPECT_EQ(engine->session().calibrationTime(), 12.5);
     engine->onUserProfile(json{{"calibration_time", 0.1}});
-    EXPECT_EQ(engine->calibrationTime(), static_cast<double>(0.1f));  // single precision, on purpose
+    EXPECT_EQ(engine->session().calibrationTime(), static_cast<double>(0.1f));  // single precision, on purpose
     engine->onUserProfile(json{{"calibration_time", nullptr}});
-    EXPECT_EQ(engine->calibrationTime(), static_cast<double>(0.1f));
+    EXPECT_EQ(engine->session().calibrationTime(), static_cast<double>(0.1f));
     engine->onUserProfile("calibration_time", 99);
-    EXPECT_EQ(engine->calibrationTime(), static_cast<double>(0.1f));
+    EXPECT_EQ(engine->session().calibrationTime(), static_cast<double>(0.1f));
     engine->onUserProfile("xwho", "user-2");
-    EXPECT_EQ(engine->userId(), "user-2");
+    EXPECT_EQ(engine->session().userId(), "user-2");
     engine->onUserProfile(json::array({"xwho"}));
-    EXPECT_EQ(engine->userId(), "user-2");
+    EXPECT_EQ(engine->session().userId(), "user-2");
 }
 
 TEST(OTSDKManagerIntake, AUserChangeQueuesUploadsClearsTheCounterAndEmptiesTheTree) {
@@ -163,13 +166,13 @@ TEST(OTSDKManagerIntake, AUserChangeQueuesUploadsClearsTheCounterAndEmptiesTheTr
     auto engine = OTSDKManager::sharedManager()->managerWithGroupIdentifier("group.demo");
     auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(std::string("group.demo"));
     settings->setDailyPopWindowCount(3);
-    engine->windowRecordTree()->addTreeNode(node(1, 0, false, std::nullopt));
+    engine->campaigns().windowRecordTree()->addTreeNode(node(1, 0, false, std::nullopt));
 
     engine->handleXwho(std::string("u-1"));
-    EXPECT_EQ(engine->userId(), "u-1");
+    EXPECT_EQ(engine->session().userId(), "u-1");
     EXPECT_EQ(settings->userId(), "u-1");
     EXPECT_EQ(settings->dailyPopWindowCount(), 0u);
-    EXPECT_TRUE(engine->windowRecordTree()->allNodes().empty());
+    EXPECT_TRUE(engine->campaigns().windowRecordTree()->allNodes().empty());
     EXPECT_EQ(
         OTDataArchiver::getObjectsForPath<OTWindowRecordTreeNode>(test.documents() / "OTWindowRecordTreeData.plist")
             ->size(),
@@ -179,21 +182,21 @@ TEST(OTSDKManagerIntake, AUserChangeQueuesUploadsClearsTheCounterAndEmptiesTheTr
     ASSERT_EQ(pending.size(), 2u);
     EXPECT_EQ(pending[0]->taskId(), "uploadPushToken");
     EXPECT_FALSE(pending[1]->taskId().has_value());
-    engine->setToken("t");
+    engine->session().setToken("t");
     test.scheduler().advance(1s);
     EXPECT_TRUE(OTTaskManager::manager()->pendingTasks().empty());
 
     // The same id again only re-reads the stored id.
     settings->setDailyPopWindowCount(2);
-    engine->setUserId("stale");
+    engine->session().setUserId("stale");
     engine->handleXwho(std::string("u-1"));
-    EXPECT_EQ(engine->userId(), "u-1");
+    EXPECT_EQ(engine->session().userId(), "u-1");
     EXPECT_EQ(settings->dailyPopWindowCount(), 2u);
     EXPECT_TRUE(OTTaskManager::manager()->pendingTasks().empty());
 
     // A missing id is always a change.
     engine->handleXwho(std::nullopt);
-    EXPECT_FALSE(engine->userId().has_value());
+    EXPECT_FALSE(engine->session().userId().has_value());
     EXPECT_EQ(settings->dailyPopWindowCount(), 0u);
     test.scheduler().runUntilIdle();
     EXPECT_TRUE(test.console().contains("corvane->setUserId"));

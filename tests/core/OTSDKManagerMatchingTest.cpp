@@ -1,9 +1,12 @@
 #include <gtest/gtest.h>
 
+#include "core/OTCampaignStore.h"
+#include "core/OTDialogFlow.h"
 #include "core/OTPopWindowManager.h"
 #include "core/OTSDKManager.h"
 #include "corvane/CorvaneOtManager.h"
 #include "model/OTWindowRecordTree.h"
+#include "server/OTServerSession.h"
 #include "services/OTUserConfig.h"
 #include "support/OTRecordingPresenter.h"
 #include "support/OTTestEnvironment.h"
@@ -26,7 +29,7 @@ struct Engine {
 
     Engine() {
         OTPopWindowManager::sharedManager()->setPresenter(presenter);
-        engine->setConfiguration(std::make_shared<CorvaneOtConfig>());
+        engine->session().setConfiguration(std::make_shared<CorvaneOtConfig>());
     }
 
     // Campaigns from JSON objects, each with a fresh record node of its count.
@@ -42,13 +45,13 @@ struct Engine {
             node->setClickRule(d->clickRule());
             node->setCloseRule(d->closeRule());
             node->setCloseDialogType(d->closeDialogType());
-            engine->windowRecordTree()->addTreeNode(node);
+            engine->campaigns().windowRecordTree()->addTreeNode(node);
         }
-        engine->setInAppDataArray(data);
+        engine->campaigns().setInAppDataArray(data);
     }
 
     std::shared_ptr<OTWindowRecordTreeNode> node(std::int64_t id) {
-        return engine->windowRecordTree()->findWindowNodeById(id);
+        return engine->campaigns().windowRecordTree()->findWindowNodeById(id);
     }
 
     void send(const json& event) {
@@ -113,9 +116,9 @@ TEST(OTSDKManagerMatching, SequencesAdvanceWithoutShowing) {
     e.settle();
     EXPECT_TRUE(e.presenter->shown.empty());  // only advanced sequences; campaign 3 not examined
     EXPECT_EQ(e.engine->currentMatchEventIndex(), 0);
-    EXPECT_EQ(e.engine->inAppDataArray()[0]->preEvents().size(), 1u);
-    EXPECT_EQ(e.engine->inAppDataArray()[1]->preEvents().size(), 1u);
-    EXPECT_EQ(e.engine->inAppDataArray()[2]->preEvents().size(), 1u);  // a single step is never removed
+    EXPECT_EQ(e.engine->campaigns().inAppDataArray()[0]->preEvents().size(), 1u);
+    EXPECT_EQ(e.engine->campaigns().inAppDataArray()[1]->preEvents().size(), 1u);
+    EXPECT_EQ(e.engine->campaigns().inAppDataArray()[2]->preEvents().size(), 1u);  // a single step is never removed
     e.send({{"xwhat", "C"}});
     e.settle();
     EXPECT_EQ(e.presenter->shownIds(), std::vector<std::string>{"2"});
@@ -140,11 +143,11 @@ TEST(OTSDKManagerMatching, TenThousandCampaignsWalkWithoutDeepeningTheStack) {
         d->setModelWithDic(eventCampaign(std::to_string(i + 1).c_str(), i == 9999 ? "buy" : "other"));
         data.push_back(d);
     }
-    e.engine->setInAppDataArray(data);
+    e.engine->campaigns().setInAppDataArray(data);
     auto node = std::make_shared<OTWindowRecordTreeNode>();
     node->setNodeId(10000);
     node->setCount(1);
-    e.engine->windowRecordTree()->addTreeNode(node);
+    e.engine->campaigns().windowRecordTree()->addTreeNode(node);
     e.send({{"xwhat", "buy"}});
     e.settle();
     EXPECT_EQ(e.presenter->shownIds(), std::vector<std::string>{"10000"});
@@ -174,10 +177,10 @@ TEST(OTSDKManagerMatching, ReactionsRecordForbidFollowAndDecideWhetherToGoOn) {
     e.settle();
     EXPECT_EQ(e.presenter->shownIds(), (std::vector<std::string>{"1", "2"}));
 
-    EXPECT_FALSE(e.engine->_handleWindowClickCallback(1, std::nullopt));
-    EXPECT_TRUE(e.engine->_handleWindowClickCallback(3, std::string("https://x")));
-    EXPECT_TRUE(e.engine->_handleWindowClickCallback(2, std::nullopt));
-    EXPECT_FALSE(e.engine->_handleWindowClickCallback(7, std::nullopt));
+    EXPECT_FALSE(OTDialogFlow::_handleWindowClickCallback(1, std::nullopt));
+    EXPECT_TRUE(OTDialogFlow::_handleWindowClickCallback(3, std::string("https://x")));
+    EXPECT_TRUE(OTDialogFlow::_handleWindowClickCallback(2, std::nullopt));
+    EXPECT_FALSE(OTDialogFlow::_handleWindowClickCallback(7, std::nullopt));
 }
 
 TEST(OTSDKManagerMatching, AReactionGoesOnFromItsOwnEventsPlaceWhateverWalkedSince) {
@@ -236,7 +239,7 @@ TEST(OTSDKManagerMatching, FirstPageViewCampaigns) {
     m.test.uiHost().setWindows({window});
     auto config = std::make_shared<CorvaneOtConfig>();
     config->setMainPage("HomeVC");
-    m.engine->setConfiguration(config);
+    m.engine->session().setConfiguration(config);
     m.engine->autoPageCollected(home);
     m.engine->autoPageCollected(std::make_shared<OTViewController>("MineVC"));
     EXPECT_EQ(m.engine->mainPageController(), home);

@@ -1,8 +1,13 @@
 #include <gtest/gtest.h>
 
+#include "core/OTCampaignStore.h"
 #include "core/OTSDKManager.h"
 #include "corvane/CorvaneOtManager.h"
+#include "model/OTWindowData.h"
+#include "server/OTEventReporter.h"
+#include "server/OTServerSession.h"
 #include "services/OTLogger.h"
+#include "support/OTHeldTransport.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {
@@ -11,10 +16,10 @@ TEST(OTSDKManager, ConstructionClearsActivationAndObservesTheNetwork) {
     OTTestEnvironment test;
     test.clock().advance(std::chrono::seconds(5));
     auto engine = OTSDKManager::sharedManager();
-    EXPECT_TRUE(engine->treeNodesInit());
+    EXPECT_TRUE(engine->campaigns().treeNodesInit());
     EXPECT_EQ(engine->maxWaitingEventsCount(), 5u);
-    EXPECT_EQ(engine->maxRetryCount(), 3u);
-    EXPECT_EQ(engine->lastBackgroundUpdateTime(), OTVirtualClock::defaultStart() + std::chrono::seconds(5));
+    EXPECT_EQ(engine->session().maxRetryCount(), 3u);
+    EXPECT_EQ(engine->session().lastBackgroundUpdateTime(), OTVirtualClock::defaultStart() + std::chrono::seconds(5));
     EXPECT_EQ(CorvaneOtManager::SDKVersion(), "2.2.2");
     EXPECT_EQ(test.environment().notificationCenter().observerCount("OTNetworkDidChangeNotification"), 1u);
 }
@@ -24,13 +29,13 @@ TEST(OTSDKManager, ObserverListenerIsTheSharedEngineAndKeepsTheLastNonEmptyGroup
     auto observer = CorvaneOtManager::getObserverListener("group.demo");
     auto engine = OTSDKManager::sharedManager();
     EXPECT_EQ(observer.get(), static_cast<CorvaneOtObserver*>(engine.get()));
-    EXPECT_EQ(engine->groupIdentifier(), "group.demo");
+    EXPECT_EQ(engine->session().groupIdentifier(), "group.demo");
     CorvaneOtManager::getObserverListener("");
-    EXPECT_EQ(engine->groupIdentifier(), "group.demo");
+    EXPECT_EQ(engine->session().groupIdentifier(), "group.demo");
     engine->managerWithGroupIdentifier(std::nullopt);
-    EXPECT_EQ(engine->groupIdentifier(), "group.demo");
+    EXPECT_EQ(engine->session().groupIdentifier(), "group.demo");
     engine->managerWithGroupIdentifier("group.other");
-    EXPECT_EQ(engine->groupIdentifier(), "group.other");
+    EXPECT_EQ(engine->session().groupIdentifier(), "group.other");
 
     // A new environment is a new process: a new engine, which stops observing when it goes.
     std::weak_ptr<OTSDKManager> old = engine;
@@ -38,7 +43,7 @@ TEST(OTSDKManager, ObserverListenerIsTheSharedEngineAndKeepsTheLastNonEmptyGroup
     observer.reset();
     test.restart();
     EXPECT_TRUE(old.expired());
-    EXPECT_FALSE(OTSDKManager::sharedManager()->groupIdentifier().has_value());
+    EXPECT_FALSE(OTSDKManager::sharedManager()->session().groupIdentifier().has_value());
 }
 
 TEST(OTSDKManager, StartKeepsTheConfigurationAndSetsTheLogLevel) {
@@ -64,6 +69,36 @@ TEST(OTSDKManager, StartKeepsTheConfigurationAndSetsTheLogLevel) {
     CorvaneOtManager::startWithConfig(nullptr);
     EXPECT_EQ(OTSDKManager::sharedManager()->configuration(), config);
     EXPECT_TRUE(test.console().contains("启动配置为空，忽略本次启动"));
+}
+
+TEST(OTSDKManager, AnEngineBuiltDirectlyIsCompleteAndWorksWithTheCollaboratorsItIsGiven) {
+    OTTestEnvironment test;
+    auto transport = std::make_shared<OTHeldTransport>();
+    test.setHTTPTransport(transport);
+    transport->setAnswerAtOnce([](const OTHeldTransport::Held& held) -> std::string {
+        if (held.isFor(OTHeldTransport::kLoginPath)) return R"({"code":0,"token":"token-1"})";
+        if (held.isFor(OTHeldTransport::kInAppPath)) return R"({"code":0,"data":[{"id":"7","type":1}]})";
+        return R"({"code":0,"data":[]})";
+    });
+    OTSDKManagerCollaborators given;
+    given.session = std::make_shared<OTServerSession>(test.environment());
+    given.session->setUserId("user-1");
+    auto engine =
+        std::make_shared<OTSDKManager>(test.environment(), OTSDKManagerCollaborators::of(test.environment(), given));
+    EXPECT_EQ(&engine->session(), given.session.get());
+
+    auto config = std::make_shared<CorvaneOtConfig>();
+    config->setAppKey("key");
+    engine->startWithConfiguration(config);
+    test.scheduler().runUntilIdle();
+    // Logged in, the list taken into the store and "$pullDialog" reported: nothing was left for
+    // a second wiring step.
+    const auto campaigns = engine->campaigns().inAppDataArray();
+    ASSERT_EQ(campaigns.size(), 1u);
+    EXPECT_EQ(campaigns[0]->windowId(), "7");
+    const auto reports = transport->bodiesTo(OTEventReporter::kReportPath);
+    ASSERT_EQ(reports.size(), 1u);
+    EXPECT_EQ(reports[0]["events"][0]["xwhat"], "$pullDialog");
 }
 
 }  // namespace corvane

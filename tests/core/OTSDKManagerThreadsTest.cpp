@@ -5,7 +5,9 @@
 
 #include "core/OTSDKManager.h"
 #include "model/OTEvent.h"
+#include "server/OTServerSession.h"
 #include "services/OTUserConfig.h"
+#include "support/OTSDKManagerProbe.h"
 #include "support/OTThreadedTestEnvironment.h"
 
 namespace corvane {
@@ -20,7 +22,7 @@ TEST(OTSDKManagerThreads, EventsFromManyThreadsAreAllHandledInTheirQueue) {
         auto engine = OTSDKManager::sharedManager()->managerWithGroupIdentifier("group.threads");
         auto config = std::make_shared<CorvaneOtConfig>();
         config->setMainPage("HomeVC");
-        engine->setConfiguration(config);
+        engine->session().setConfiguration(config);
         std::vector<std::thread> senders;
         for (int t = 0; t < 4; ++t) {
             senders.emplace_back([engine, t] {
@@ -44,7 +46,7 @@ TEST(OTSDKManagerThreads, WaitingEventsStayFewAndDistinctWhoeverAddsThem) {
     OTThreadedTestEnvironment threaded;
     auto engine = OTSDKManager::sharedManager();
     for (int round = 0; round < 100; ++round) {
-        engine->setWaitingEvents({});
+        OTSDKManagerProbe::setWaitingEvents(*engine, {});
         std::vector<std::thread> adders;
         for (int t = 0; t < 4; ++t) {
             adders.emplace_back([engine, t] {
@@ -77,7 +79,7 @@ TEST(OTSDKManagerThreads, TwoUserChangesAtOnceLeaveTheEngineAndTheStoreAgreeing)
         std::thread second([&] { engine->handleXwho(b); });
         first.join();
         second.join();
-        ASSERT_EQ(engine->userId(), settings->userId()) << "round " << round;
+        ASSERT_EQ(engine->session().userId(), settings->userId()) << "round " << round;
     }
 }
 

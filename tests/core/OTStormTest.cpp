@@ -4,13 +4,16 @@
 #include <thread>
 
 #include "OTDevServer.h"
+#include "core/OTCampaignStore.h"
 #include "core/OTPopWindowManager.h"
 #include "core/OTPushManager.h"
 #include "core/OTSDKManager.h"
 #include "foundation/OTFiles.h"
 #include "model/OTWindowData.h"
 #include "platform/deterministic/OTManualReachabilitySource.h"
+#include "server/OTIdentityUploader.h"
 #include "server/OTNetwork.h"
+#include "server/OTServerSession.h"
 #include "support/OTThreadedTestEnvironment.h"
 #include "view/OTViewController.h"
 
@@ -74,9 +77,10 @@ TEST(OTStorm, EveryQueueAtOnceWithCampaignsLoaded) {
         config->setAppKey("app-key");
         config->setMainPage("HomeVC");
         config->setUrl(server.baseURL() + "/");
-        engine->setUserId("u0");
+        engine->session().setUserId("u0");
         engine->startWithConfiguration(config);
-        ASSERT_TRUE(scheduler.runMainLoopUntil([&] { return engine->inAppDataArray().size() == kCampaigns; }, 20s));
+        ASSERT_TRUE(
+            scheduler.runMainLoopUntil([&] { return engine->campaigns().inAppDataArray().size() == kCampaigns; }, 20s));
 
         constexpr int kThreads = 8;
         constexpr int kRounds = 40;
@@ -101,8 +105,8 @@ TEST(OTStorm, EveryQueueAtOnceWithCampaignsLoaded) {
                             break;
                         case 3: engine->autoPageCollected(std::make_shared<OTViewController>("HomeVC")); break;
                         case 4:
-                            engine->syncInAppData();
-                            engine->syncRecordTree();
+                            engine->campaigns().syncInAppData();
+                            engine->campaigns().syncRecordTree();
                             break;
                         case 5: reachability->setFlags(i % 2 == 0 ? 0 : OTManualReachabilitySource::kWiFiFlags); break;
                         case 6: engine->getListData(true); break;
@@ -112,10 +116,10 @@ TEST(OTStorm, EveryQueueAtOnceWithCampaignsLoaded) {
                                 engine->pushToken(std::vector<std::uint8_t>(32, static_cast<std::uint8_t>(t)),
                                                   std::string("group.storm"));
                             } else {
-                                engine->setWeChatId(std::string("union"), std::string("app"),
-                                                    "open-" + std::to_string(t));
+                                engine->identity().setWeChatId(std::string("union"), std::string("app"),
+                                                               "open-" + std::to_string(t));
                             }
-                            (void)engine->inAppDataArray();
+                            (void)engine->campaigns().inAppDataArray();
                             break;
                     }
                 }
@@ -129,7 +133,7 @@ TEST(OTStorm, EveryQueueAtOnceWithCampaignsLoaded) {
         scheduler.runMainLoopUntil([] { return false; }, 500ms);
 
         EXPECT_GT(presenter->shown.load(), 0);
-        for (const auto& campaign : engine->inAppDataArray()) {
+        for (const auto& campaign : engine->campaigns().inAppDataArray()) {
             ASSERT_TRUE(campaign);
             // The placeholders stay in every published campaign.
             ASSERT_TRUE(campaign->title());

@@ -1,13 +1,16 @@
 #include <gtest/gtest.h>
 
+#include "core/OTCampaignStore.h"
 #include "core/OTPageCollection.h"
 #include "core/OTSDKManager.h"
 #include "core/OTSwizzler.h"
 #include "foundation/OTFiles.h"
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
+#include "server/OTServerSession.h"
 #include "services/OTLogger.h"
 #include "support/OTRecordingPresenter.h"
+#include "support/OTSDKManagerProbe.h"
 #include "support/OTTestEnvironment.h"
 #include "view/OTNavigationController.h"
 #include "view/OTTabBarController.h"
@@ -75,7 +78,7 @@ TEST(OTPageCollection, ReportsTheHostsOwnPagesOnly) {
     auto engine = OTSDKManager::sharedManager();
     auto config = std::make_shared<CorvaneOtConfig>();
     config->setMainPage("HomeVC");
-    engine->setConfiguration(config);
+    engine->session().setConfiguration(config);
     engine->startPageCollection();
     test.scheduler().runUntilIdle();
 
@@ -96,7 +99,7 @@ TEST(OTPageCollection, ReportsTheHostsOwnPagesOnly) {
     EXPECT_TRUE(collection->canCollectViewController(
         std::make_shared<OTViewController>("MyAlert", std::vector<std::string>{"UIAlertController"})));
     EXPECT_FALSE(collection->canCollectViewController(std::make_shared<OTTabBarController>("MyTabs")));
-    engine->setAutoCollectPageInfo(false);
+    OTSDKManagerProbe::setAutoCollectPageInfo(*engine, false);
     EXPECT_FALSE(collection->canCollectViewController(home));
 }
 
@@ -120,11 +123,11 @@ TEST(OTPageCollection, TheMainPagesFirstViewIsMatchedWhenItsCoverGoes) {
     home->viewDidAppear(true);
     auto campaign = std::make_shared<OTWindowData>();
     campaign->setModelWithDic(nlohmann::json{{"id", "7"}, {"type", 0}, {"count", 3}});
-    engine->setInAppDataArray({campaign});
+    engine->campaigns().setInAppDataArray({campaign});
     auto node = std::make_shared<OTWindowRecordTreeNode>();
     node->setNodeId(7);
     node->setCount(3);
-    engine->windowRecordTree()->addTreeNode(node);
+    engine->campaigns().windowRecordTree()->addTreeNode(node);
 
     engine->onEventDataReceived(nlohmann::json{{"xwhat", "$pageview"}, {"xcontext", {{"$url", "HomeVC"}}}});
     test.scheduler().runUntilIdle();

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "core/OTCampaignStore.h"
 #include "core/OTSDKManager.h"
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
@@ -26,7 +27,7 @@ std::string listAnswer(int id) {
 struct UserChange : OTHeldEngine {
     std::vector<std::int64_t> nodeIds() const {
         std::vector<std::int64_t> ids;
-        for (const auto& node : engine->windowRecordTree()->allNodes()) ids.push_back(node->nodeId());
+        for (const auto& node : engine->campaigns().windowRecordTree()->allNodes()) ids.push_back(node->nodeId());
         return ids;
     }
 };
@@ -64,7 +65,7 @@ TEST(OTUserChange, TheOldUsersRecordsAreWipedBeforeTheNewUsersListCanBeMerged) {
         UserChange c;
         auto old = std::make_shared<OTWindowRecordTreeNode>();
         old->setNodeId(9);
-        c.engine->windowRecordTree()->addTreeNode(old);
+        c.engine->campaigns().windowRecordTree()->addTreeNode(old);
         if (atOnce) {
             c.transport->setAnswerAtOnce([](const OTHeldTransport::Held& held) {
                 return held.isFor(OTHeldTransport::kInAppPath) ? listAnswer(5) : std::string(R"({"code":0})");

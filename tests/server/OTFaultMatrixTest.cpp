@@ -2,6 +2,7 @@
 
 #include <map>
 #include <mutex>
+#include <optional>
 
 #include "OTDevServer.h"
 #include "core/OTSDKManager.h"
@@ -9,8 +10,14 @@
 #include "model/OTEvent.h"
 #include "model/OTWindowData.h"
 #include "platform/linux/OTCurlHTTPTransport.h"
+#include "server/OTEventReporter.h"
+#include "server/OTLoginClient.h"
 #include "server/OTNetwork.h"
+#include "server/OTServerOutcome.h"
+#include "server/OTServerSession.h"
 #include "services/OTDataArchiver.h"
+#include "support/OTOutcomeRecorder.h"
+#include "support/OTScopedTimeout.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {
@@ -73,7 +80,7 @@ private:
 };
 
 enum class Fault { Status500, ExpiredToken, Garbage, NonObject, CutBody, Dropped, Late, Oversized };
-enum class FaultOutcome { Retried, Queued, LoggedInAgain, Dropped };
+using Kind = OTServerOutcome::Kind;
 
 const char* faultName(Fault fault) {
     switch (fault) {
@@ -114,7 +121,8 @@ struct Matrix {
         test.setHTTPTransport(transport);
         EXPECT_TRUE(server.start());
         engine = std::static_pointer_cast<OTSDKManager>(CorvaneOtManager::getObserverListener("group.demo"));
-        engine->setUserId("user-1");
+        engine->session().setUserId("user-1");
+        recorder->observe(engine->session());
         auto config = std::make_shared<CorvaneOtConfig>();
         config->setApplicationGroupIdentifier("group.demo");
         config->setAppKey("app-key");
@@ -126,13 +134,20 @@ struct Matrix {
         EXPECT_TRUE(settled(kReport, 1));
         transport->reset();
         server.clearRequests();
+        recorder->clear();
     }
     // Waits (in real time, bounded) until `count` answers to `path` have been handled.
     bool settled(const char* path, int count) {
         return test.scheduler().runUntil([&] { return transport->handled(path) >= count; }, 20s);
     }
+    // Waits (in real time, bounded) until `count` outcomes of requests to `path` are in.
+    std::vector<Kind> outcomesOf(const char* path, std::size_t count) {
+        test.scheduler().runUntil([&] { return recorder->count(path) >= count; }, 20s);
+        return recorder->kinds(path);
+    }
     std::vector<std::shared_ptr<OTEvent>> queued() const {
-        return OTDataArchiver::getObjectsForPath<OTEvent>(test.documents() / OTSDKManager::kOfflineWindowEventsFileName)
+        return OTDataArchiver::getObjectsForPath<OTEvent>(test.documents() /
+                                                          OTEventReporter::kOfflineWindowEventsFileName)
             .value_or(std::vector<std::shared_ptr<OTEvent>>{});
     }
 
@@ -140,57 +155,52 @@ struct Matrix {
     std::shared_ptr<CountingTransport> transport = std::make_shared<CountingTransport>();
     OTDevServer server{{OT_SAMPLE_CAMPAIGNS}};
     std::shared_ptr<OTSDKManager> engine;
+    std::shared_ptr<OTOutcomeRecorder> recorder = OTOutcomeRecorder::make();
 };
 
+// What one family of requests makes of each fault: the outcomes of its requests, the first one's
+// and any repeat's, in order. A family that queues its transport failures sends them once the
+// network returns.
 struct Family {
     const char* path;
     std::function<void(Matrix&)> request;
-    std::map<Fault, FaultOutcome> outcomes;
+    std::map<Fault, std::vector<Kind>> outcomes;
+    bool queuesTransportFailures = false;
 };
 
 void runFamily(const Family& family) {
     for (const auto& [fault, expected] : family.outcomes) {
         SCOPED_TRACE(std::string(family.path) + " × " + faultName(fault));
         Matrix m;
-        if (fault == Fault::Late) OTNetwork::network()->setTimeoutInterval(150ms);
         m.server.injectFault(family.path, serverFault(fault));
-        family.request(m);
-        ASSERT_TRUE(m.settled(family.path, 1));
-        OTNetwork::network()->setTimeoutInterval(OTNetwork::kDefaultTimeout);
+        {
+            std::optional<OTScopedTimeout> shortTimeout;
+            if (fault == Fault::Late) shortTimeout.emplace(150ms);
+            family.request(m);
+            ASSERT_TRUE(m.settled(family.path, 1));
+        }
         m.test.scheduler().runUntilIdle();
         // Every retry waits less than three minutes.
         m.test.scheduler().advance(200s);
-
-        switch (expected) {
-            case FaultOutcome::Retried:
-                EXPECT_GE(m.transport->sent(family.path), 2);
-                EXPECT_TRUE(m.settled(family.path, 2));
-                break;
-            case FaultOutcome::LoggedInAgain:
-                EXPECT_TRUE(m.settled(kLogin, 1));
-                EXPECT_TRUE(m.settled(family.path, 2));
-                break;
-            case FaultOutcome::Dropped:
-                EXPECT_EQ(m.transport->sent(family.path), 1);
-                if (std::string(family.path) != kLogin) {
-                    EXPECT_EQ(m.transport->sent(kLogin), 0);
-                }
-                EXPECT_TRUE(m.queued().empty());
-                break;
-            case FaultOutcome::Queued: {
-                EXPECT_EQ(m.transport->sent(family.path), 1);
-                const auto queued = m.queued();
-                ASSERT_EQ(queued.size(), 1u);
-                // The network goes and comes back: the queue is sent and emptied.
-                m.test.reachability().setFlags(0);
-                m.test.reachability().setFlags(OTManualReachabilitySource::kWiFiFlags);
-                EXPECT_TRUE(m.settled(family.path, 2));
-                EXPECT_TRUE(m.test.scheduler().runUntil([&] { return m.queued().empty(); }, 20s));
-                const auto received = m.server.requestsTo(family.path);
-                ASSERT_FALSE(received.empty());
-                EXPECT_EQ(received.back().body["events"][0]["xwhat"], queued[0]->xwhat());
-                break;
-            }
+        EXPECT_EQ(m.outcomesOf(family.path, expected.size()), expected);
+        EXPECT_EQ(m.transport->sent(family.path), static_cast<int>(expected.size()));
+        // Only an expired token logs in again (the login's own refusal aside).
+        if (std::string(family.path) != kLogin) {
+            EXPECT_EQ(m.transport->sent(kLogin), expected.front() == Kind::TokenExpired ? 1 : 0);
+        }
+        const auto queued = m.queued();
+        if (family.queuesTransportFailures && expected.front() == Kind::TransportFailure) {
+            ASSERT_EQ(queued.size(), 1u);
+            // The network goes and comes back: the queue is sent and emptied.
+            m.test.reachability().setFlags(0);
+            m.test.reachability().setFlags(OTManualReachabilitySource::kWiFiFlags);
+            EXPECT_EQ(m.outcomesOf(family.path, 2), (std::vector{Kind::TransportFailure, Kind::Success}));
+            EXPECT_TRUE(m.test.scheduler().runUntil([&] { return m.queued().empty(); }, 20s));
+            const auto received = m.server.requestsTo(family.path);
+            ASSERT_FALSE(received.empty());
+            EXPECT_EQ(received.back().body["events"][0]["xwhat"], queued[0]->xwhat());
+        } else {
+            EXPECT_TRUE(queued.empty());
         }
         // Whatever happened, the main queue still runs.
         bool ran = false;
@@ -200,22 +210,25 @@ void runFamily(const Family& family) {
     }
 }
 
-std::map<Fault, FaultOutcome> answered(FaultOutcome expired, FaultOutcome transportFailure) {
-    return {{Fault::Status500, FaultOutcome::Dropped}, {Fault::ExpiredToken, expired},
-            {Fault::Garbage, FaultOutcome::Dropped},   {Fault::NonObject, FaultOutcome::Dropped},
-            {Fault::CutBody, transportFailure},        {Fault::Dropped, transportFailure},
-            {Fault::Late, transportFailure},           {Fault::Oversized, transportFailure}};
+// The outcomes of a family for each fault: refusals end the request; an expired token and the
+// transport failures lead to `expired` and `transportFailure`.
+std::map<Fault, std::vector<Kind>> answered(std::vector<Kind> expired, std::vector<Kind> transportFailure) {
+    return {{Fault::Status500, {Kind::Refused}}, {Fault::ExpiredToken, expired},
+            {Fault::Garbage, {Kind::Refused}},   {Fault::NonObject, {Kind::Refused}},
+            {Fault::CutBody, transportFailure},  {Fault::Dropped, transportFailure},
+            {Fault::Late, transportFailure},     {Fault::Oversized, transportFailure}};
 }
+const std::vector<Kind> kRepeated = {Kind::TransportFailure, Kind::Success};
+const std::vector<Kind> kLoggedInAgain = {Kind::TokenExpired, Kind::Success};
 }  // namespace
 
 TEST(OTFaultMatrix, LoginRetriesTransportFailuresAndDropsWhatTheServerRefused) {
-    runFamily({kLogin, [](Matrix& m) { m.engine->loginWithCompletion([] {}); },
-               answered(FaultOutcome::Dropped, FaultOutcome::Retried)});
+    runFamily({kLogin, [](Matrix& m) { m.engine->login().loginWithCompletion([] {}); },
+               answered({Kind::TokenExpired}, kRepeated)});
 }
 
 TEST(OTFaultMatrix, ListsRetryTransportFailuresAndLogInAgainForAnExpiredToken) {
-    runFamily({kInApp, [](Matrix& m) { m.engine->getListData(true); },
-               answered(FaultOutcome::LoggedInAgain, FaultOutcome::Retried)});
+    runFamily({kInApp, [](Matrix& m) { m.engine->getListData(true); }, answered(kLoggedInAgain, kRepeated)});
 }
 
 TEST(OTFaultMatrix, DialogReportsAreQueuedOnTransportFailuresAndSentWhenTheNetworkReturns) {
@@ -225,7 +238,7 @@ TEST(OTFaultMatrix, DialogReportsAreQueuedOnTransportFailuresAndSentWhenTheNetwo
                    data->setModelWithDic(json{{"id", "7"}, {"type", 1}});
                    m.engine->reportWindowEventWithName("$clickDialog", 2, data);
                },
-               answered(FaultOutcome::LoggedInAgain, FaultOutcome::Queued)});
+               answered(kLoggedInAgain, {Kind::TransportFailure}), true});
 }
 
 TEST(OTFaultMatrix, SubscriptionTriggersLogInAgainForAnExpiredTokenAndDropTheRest) {
@@ -233,7 +246,7 @@ TEST(OTFaultMatrix, SubscriptionTriggersLogInAgainForAnExpiredTokenAndDropTheRes
                [](Matrix& m) {
                    m.engine->onEventDataReceived(json{{"source", 0}, {"xwhat", "purchase"}, {"xwho", "user-1"}});
                },
-               answered(FaultOutcome::LoggedInAgain, FaultOutcome::Dropped)});
+               answered(kLoggedInAgain, {Kind::TransportFailure})});
 }
 
 }  // namespace corvane

@@ -3,6 +3,7 @@
 #include "core/OTTaskManager.h"
 #include "corvane/CorvaneOtManager.h"
 #include "foundation/OTFiles.h"
+#include "server/OTIdentityUploader.h"
 #include "services/OTDataArchiver.h"
 #include "services/OTUserConfig.h"
 #include "support/OTHeldEngine.h"
@@ -44,11 +45,11 @@ struct Identity : OTHeldEngine {
 
 TEST(OTIdentityUpload, TheHexFormAndTheTokensEachProviderRefuses) {
     Identity c;
-    EXPECT_EQ(OTSDKManager::deviceToken2String(countingBytes(32)), kHex);
-    EXPECT_EQ(OTSDKManager::deviceToken2String(countingBytes(40)), kHex);  // only the first 32 bytes
-    EXPECT_EQ(OTSDKManager::deviceToken2String(countingBytes(31)), std::nullopt);
-    EXPECT_EQ(OTSDKManager::deviceToken2String(std::vector<std::uint8_t>(32, 0xff)), std::string(64, 'f'));
-    EXPECT_EQ(OTSDKManager::deviceToken2String(CorvanePushToken(kHex)), std::nullopt);
+    EXPECT_EQ(OTIdentityUploader::deviceToken2String(countingBytes(32)), kHex);
+    EXPECT_EQ(OTIdentityUploader::deviceToken2String(countingBytes(40)), kHex);  // only the first 32 bytes
+    EXPECT_EQ(OTIdentityUploader::deviceToken2String(countingBytes(31)), std::nullopt);
+    EXPECT_EQ(OTIdentityUploader::deviceToken2String(std::vector<std::uint8_t>(32, 0xff)), std::string(64, 'f'));
+    EXPECT_EQ(OTIdentityUploader::deviceToken2String(CorvanePushToken(kHex)), std::nullopt);
     EXPECT_EQ(c.logCount("请传入系统直接返回的 NSData 类型的 deviceToken"), 1u);
 
     c.engine->pushToken(CorvanePushToken(kHex), 0, std::string("group.other"));                 // text for Apple push
@@ -65,10 +66,10 @@ TEST(OTIdentityUpload, TheHexFormAndTheTokensEachProviderRefuses) {
     EXPECT_EQ(c.logCount("获取 deviceToken 失败"), 3u);
     EXPECT_EQ(c.logCount("请传入系统直接返回的 NSData 类型的 deviceToken"), 2u);
     // Nothing was kept: no address, no provider, no group, no record, no task, no request.
-    EXPECT_EQ(c.engine->deviceToken(), std::nullopt);
-    EXPECT_EQ(c.engine->deviceId(), std::nullopt);
+    EXPECT_EQ(c.engine->identity().deviceToken(), std::nullopt);
+    EXPECT_EQ(c.engine->identity().deviceId(), std::nullopt);
     EXPECT_EQ(c.engine->configuration()->pushProvider(), 0u);
-    EXPECT_EQ(c.engine->groupIdentifier(), "group.demo");
+    EXPECT_EQ(c.engine->session().groupIdentifier(), "group.demo");
     EXPECT_EQ(OTDataArchiver::getTokenInfo(), std::nullopt);
     EXPECT_TRUE(OTTaskManager::manager()->pendingTasks().empty());
     EXPECT_TRUE(c.transport->sent().empty());
@@ -168,14 +169,14 @@ TEST(OTIdentityUpload, FailedUploadsAreRetriedWithinTheirOwnCountersAndAnExpired
     ASSERT_TRUE(c.transport->complete(kTokenPath, 200, "{\"code\":"));
     c.runRetries();
     EXPECT_EQ(c.transport->bodiesTo(kTokenPath).size(), 3u);
-    EXPECT_EQ(c.engine->uploadPushTokenRetryCount(), 2u);
+    EXPECT_EQ(c.engine->identity().uploadPushTokenRetryCount(), 2u);
     EXPECT_EQ(c.logCount("上报 deviceToken 失败！\ncode:-1001\ndescripton:timed out\n"), 1u);
     EXPECT_EQ(c.logCount("上报 deviceToken 失败！\nstatusCode:503\ndescripton:service unavailable\n"), 1u);
     EXPECT_EQ(c.logCount("上报 deviceToken 失败！\ncode:-1\nmessage:(null)\n"), 1u);
 
     // An expired token spends the same counter on a login, then uploads again; the fourth attempt
     // is over the limit.
-    c.engine->uploadPushToken();
+    c.engine->identity().uploadPushToken();
     c.test.scheduler().runUntilIdle();
     ASSERT_TRUE(c.transport->complete(kTokenPath, 200, R"({"code":10001,"message":"expired"})"));
     c.test.scheduler().runUntilIdle();
@@ -187,11 +188,11 @@ TEST(OTIdentityUpload, FailedUploadsAreRetriedWithinTheirOwnCountersAndAnExpired
     ASSERT_TRUE(c.transport->complete(kTokenPath, 0, "", OTHTTPTransport::Failure{-1009, "offline"}));
     c.runRetries();
     EXPECT_EQ(c.transport->bodiesTo(kTokenPath).size(), 5u);
-    EXPECT_EQ(c.engine->uploadPushTokenRetryCount(), 4u);
+    EXPECT_EQ(c.engine->identity().uploadPushTokenRetryCount(), 4u);
     EXPECT_EQ(OTDataArchiver::getTokenInfo(), std::nullopt);
 
     // The alias has a counter of its own and repeats with the same previous id.
-    c.engine->alias(std::string("old-user"));
+    c.engine->identity().alias(std::string("old-user"));
     c.test.scheduler().runUntilIdle();
     ASSERT_TRUE(c.transport->complete(kAliasPath, 0, "", OTHTTPTransport::Failure{-1005, "lost"}));
     c.runRetries();
@@ -205,7 +206,7 @@ TEST(OTIdentityUpload, FailedUploadsAreRetriedWithinTheirOwnCountersAndAnExpired
     ASSERT_EQ(aliases.size(), 4u);
     for (const auto& body : aliases) EXPECT_EQ(body["userId"], "old-user");
     EXPECT_EQ(aliases[3]["token"], "token-3");
-    EXPECT_EQ(c.engine->aliasRetryCount(), 3u);
+    EXPECT_EQ(c.engine->identity().aliasRetryCount(), 3u);
     EXPECT_EQ(c.logCount("alias 失败！\ncode:-1005\ndescripton:lost\n"), 1u);
     EXPECT_EQ(c.logCount("alias 失败！\nstatusCode:404\ndescripton:not found\n"), 1u);
     EXPECT_EQ(c.logCount("alias 失败！\ncode:10001\nmessage:(null)\n"), 1u);
@@ -249,7 +250,7 @@ TEST(OTIdentityUpload, TheWeChatIdentityNeedsAnAppAndAnOpenIdAndSharesTheReports
     EXPECT_EQ(c.logCount("上报setWeChatId事件失败！code:-1004\ndescripton:refused\n"), 1u);
 
     // 10001 logs in again on the usage reports' counter: with two retries spent there, one more.
-    c.engine->setReportEventRetryCount(2);
+    c.engine->reporter().reportEventRetries().store(2);
     CorvaneOtManager::setWeChatId(std::string("u"), std::string("a"), std::string("o"));
     c.test.scheduler().runUntilIdle();
     ASSERT_TRUE(c.transport->complete(kWeChatPath, 200, R"({"code":10001})"));
@@ -259,7 +260,7 @@ TEST(OTIdentityUpload, TheWeChatIdentityNeedsAnAppAndAnOpenIdAndSharesTheReports
     ASSERT_TRUE(c.transport->complete(kWeChatPath, 200, R"({"code":10001})"));
     c.test.scheduler().runUntilIdle();
     EXPECT_EQ(c.transport->bodiesTo(OTHeldTransport::kLoginPath).size(), 1u);
-    EXPECT_EQ(c.engine->reportEventRetryCount(), 4u);
+    EXPECT_EQ(c.engine->reporter().reportEventRetryCount(), 4u);
     EXPECT_EQ(c.logCount("上报setWeChatId事件失败"), 4u);
     EXPECT_EQ(c.logCount("上报事件 setWeChatId:\n"), 2u);
 }

@@ -1,15 +1,21 @@
 #include <gtest/gtest.h>
 
 #include "OTDevServer.h"
+#include "core/OTCampaignStore.h"
 #include "core/OTSDKManager.h"
 #include "corvane/CorvaneOtManager.h"
 #include "model/OTEvent.h"
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
 #include "platform/OTSandbox.h"
+#include "server/OTCampaignDownloader.h"
+#include "server/OTEventReporter.h"
+#include "server/OTLoginClient.h"
+#include "server/OTServerSession.h"
 #include "services/OTDataArchiver.h"
 #include "services/OTLogger.h"
 #include "services/OTUserConfig.h"
+#include "support/OTOutcomeRecorder.h"
 #include "support/OTServerHarness.h"
 
 namespace corvane {
@@ -33,8 +39,8 @@ TEST(OTLoginDownload, StartLogsInDownloadsMergesAndReplaysTheFirstWaitingPageVie
     ASSERT_EQ(s.engine->waitingEvents().size(), 2u);
 
     s.start();
-    ASSERT_TRUE(s.waitForLog("in_app data:\n"));
-    ASSERT_TRUE(s.waitForLog("subscribe data:\n"));
+    ASSERT_TRUE(s.waitForOutcomes("/push/sdk/in_app"));
+    ASSERT_TRUE(s.waitForOutcomes("/push/sdk/event/subscribe"));
     const auto login = s.server.requestsTo("/push/sdk/login").at(0).body;
     EXPECT_EQ(login["appKey"], "app-key");
     EXPECT_EQ(login["sdkVersion"], "2.2.2");
@@ -48,9 +54,9 @@ TEST(OTLoginDownload, StartLogsInDownloadsMergesAndReplaysTheFirstWaitingPageVie
     EXPECT_EQ(settings->token(), "token-1");
     EXPECT_EQ(settings->maxDailyPopWindowCount(), 5u);  // the login rule
     EXPECT_TRUE(settings->dataPulledToday());
-    EXPECT_EQ(s.engine->windowRecordTree()->allNodes().size(), 4u);
+    EXPECT_EQ(s.engine->campaigns().windowRecordTree()->allNodes().size(), 4u);
     EXPECT_TRUE(s.engine->waitingEvents().empty());
-    ASSERT_TRUE(s.waitForLog("上报事件成功"));
+    ASSERT_TRUE(s.waitForOutcomes(OTEventReporter::kReportPath));
     const auto reports = s.server.requestsTo("/push/sdk/in_app/callback");
     ASSERT_EQ(reports.size(), 1u);
     const auto pulled = reports[0].body["events"].at(0);
@@ -71,8 +77,8 @@ TEST(OTLoginDownload, StartLogsInDownloadsMergesAndReplaysTheFirstWaitingPageVie
     s.server.clearRequests();
     s.engine->getListData(false);
     s.engine->getListData(true);
-    ASSERT_TRUE(s.waitForLog("in_app data:\n", 2));
-    ASSERT_TRUE(s.waitForLog("subscribe data:\n", 2));
+    ASSERT_TRUE(s.waitForOutcomes("/push/sdk/in_app", 2));
+    ASSERT_TRUE(s.waitForOutcomes("/push/sdk/event/subscribe", 2));
     EXPECT_EQ(s.server.requestsTo("/push/sdk/in_app").size(), 1u);
     EXPECT_EQ(s.server.requestsTo("/push/sdk/event/subscribe").size(), 1u);
     EXPECT_TRUE(s.server.requestsTo("/push/sdk/login").empty());
@@ -81,25 +87,32 @@ TEST(OTLoginDownload, StartLogsInDownloadsMergesAndReplaysTheFirstWaitingPageVie
 TEST(OTLoginDownload, AnExpiredTokenLogsInAgainAndRetriesAreCounted) {
     Started s;
     s.start();
-    ASSERT_TRUE(s.waitForLog("in_app data:\n"));
-    ASSERT_TRUE(s.waitForLog("subscribe data:\n"));
-    ASSERT_TRUE(s.waitForLog("上报事件成功"));  // "$pullDialog", answered before the tokens expire
+    ASSERT_TRUE(s.waitForOutcomes("/push/sdk/in_app"));
+    ASSERT_TRUE(s.waitForOutcomes("/push/sdk/event/subscribe"));
+    ASSERT_TRUE(s.waitForOutcomes(OTEventReporter::kReportPath));  // "$pullDialog", answered before the tokens expire
     s.server.expireTokens();
     s.server.clearRequests();
-    s.engine->getInAppList();
-    ASSERT_TRUE(s.waitForLog("in_app data:\n", 3));  // refused, then answered after a new login
+    const auto inApp = OTOutcomeRecorder::make();
+    s.engine->downloader().getInAppList({}, inApp->done());
+    // Refused, then answered after a new login: the caller hears both.
+    ASSERT_TRUE(s.waitFor([&] { return inApp->count() == 2; }));
+    EXPECT_EQ(inApp->kinds(), (std::vector{OTServerOutcome::Kind::TokenExpired, OTServerOutcome::Kind::Success}));
+    EXPECT_EQ(inApp->outcomes()[0].code(), OTServerOutcome::kExpiredTokenCode);
     EXPECT_EQ(s.server.requestsTo("/push/sdk/login").size(), 1u);
-    EXPECT_EQ(s.engine->inAppRetryCount(), 1u);
+    EXPECT_EQ(s.engine->downloader().inAppRetryCount(), 1u);
     EXPECT_EQ(s.server.requestsTo("/push/sdk/in_app")[1].body["token"], "token-2");
 
     // Subscribe: any refusal logs the token message; only 10001 logs in again.
     OTDevServer::Fault refusal;
     refusal.code = 10002;
     s.server.injectFault("/push/sdk/event/subscribe", refusal);
-    s.engine->getSubscribeList();
-    ASSERT_TRUE(s.waitForLog("subscribe data:\n", 2));
+    const auto subscribe = OTOutcomeRecorder::make();
+    s.engine->downloader().getSubscribeList({}, subscribe->done());
+    ASSERT_TRUE(s.waitFor([&] { return subscribe->count() == 1; }));
+    EXPECT_EQ(subscribe->kinds(), std::vector{OTServerOutcome::Kind::Refused});
+    EXPECT_EQ(subscribe->outcomes()[0].code(), 10002);
     EXPECT_NE(s.log().find("code:10002\nmessage:injected fault\n"), std::string::npos);
-    EXPECT_NE(s.log().find("token 失效，重新 login"), std::string::npos);
+    EXPECT_EQ(s.logCount("token 失效，重新 login"), 2u);
     EXPECT_EQ(s.server.requestsTo("/push/sdk/login").size(), 1u);
 }
 
@@ -117,35 +130,35 @@ TEST(OTLoginDownload, TransportFailuresRetryAfterARandomDelayAtMostThreeTimes) {
     };
     for (std::uint64_t attempt = 1; attempt <= 3; ++attempt) {
         // The retry waits on the main queue for its random delay, below 60, 120 and 180 s.
-        ASSERT_TRUE(s.waitFor([&] { return s.engine->loginRetryCount() == attempt && retryWaiting(); }))
-            << "attempt " << attempt << ", count " << s.engine->loginRetryCount() << ", log ends:\n"
+        ASSERT_TRUE(s.waitFor([&] { return s.engine->login().loginRetryCount() == attempt && retryWaiting(); }))
+            << "attempt " << attempt << ", count " << s.engine->login().loginRetryCount() << ", log ends:\n"
             << tail(s.log(), 3000);
         const auto wait = *scheduler.nextDueTime() - s.test.clock().now();
         EXPECT_LT(wait, std::chrono::seconds(60 * attempt));
         // Exactly to the retry: the failure it meets may land while a longer advance goes on.
         scheduler.advance(std::chrono::duration_cast<std::chrono::nanoseconds>(wait));
     }
-    ASSERT_TRUE(s.waitFor([&] { return s.engine->loginRetryCount() == 4; }));
+    ASSERT_TRUE(s.waitFor([&] { return s.engine->login().loginRetryCount() == 4; }));
     scheduler.runUntil([] { return false; }, 50ms);
     EXPECT_FALSE(retryWaiting());  // a fourth failure schedules nothing
     EXPECT_EQ(s.server.requestsTo("/push/sdk/login").size(), 4u);
 
     for (int i = 0; i < 200; ++i) {
-        EXPECT_LT(s.engine->getRandomRetryDurationWithRetryCount(1, 1.0), 60u);
-        EXPECT_LT(s.engine->getRandomRetryDurationWithRetryCount(1, 0.5), 30u);
-        EXPECT_LT(s.engine->getRandomRetryDurationWithRetryCount(1, 0.0), 60u);
-        EXPECT_LT(s.engine->getRandomRetryDurationWithRetryCount(2, 0.5), 120u);
-        EXPECT_LT(s.engine->getRandomRetryDurationWithRetryCount(3, 1.0), 180u);
+        EXPECT_LT(s.engine->session().getRandomRetryDurationWithRetryCount(1, 1.0), 60u);
+        EXPECT_LT(s.engine->session().getRandomRetryDurationWithRetryCount(1, 0.5), 30u);
+        EXPECT_LT(s.engine->session().getRandomRetryDurationWithRetryCount(1, 0.0), 60u);
+        EXPECT_LT(s.engine->session().getRandomRetryDurationWithRetryCount(2, 0.5), 120u);
+        EXPECT_LT(s.engine->session().getRandomRetryDurationWithRetryCount(3, 1.0), 180u);
     }
-    EXPECT_EQ(s.engine->getRandomRetryDurationWithRetryCount(4, 1.0), 0u);
+    EXPECT_EQ(s.engine->session().getRandomRetryDurationWithRetryCount(4, 1.0), 0u);
 }
 
 TEST(OTLoginDownload, SubscribeMatchesAskTheServerOncePerEvent) {
     Started s;
     s.start();
-    ASSERT_TRUE(s.waitForLog("subscribe data:\n"));
+    ASSERT_TRUE(s.waitForOutcomes("/push/sdk/event/subscribe"));
     s.engine->onEventDataReceived(json{{"xwhat", "purchase"}, {"xcontext", {{"price", 9}}}});
-    ASSERT_TRUE(s.waitForLog("触发事件 data:\n"));
+    ASSERT_TRUE(s.waitForOutcomes("/push/sdk/event/trigger"));
     const auto trigger = s.server.requestsTo("/push/sdk/event/trigger")[0].body;
     EXPECT_EQ(trigger["events"][0]["xwhat"], "purchase");
     EXPECT_EQ(trigger["os"]["packageName"], "com.corvane.test");

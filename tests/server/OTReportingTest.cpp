@@ -7,9 +7,13 @@
 #include "foundation/OTFiles.h"
 #include "model/OTEvent.h"
 #include "model/OTWindowData.h"
+#include "server/OTEventReporter.h"
 #include "server/OTNetwork.h"
+#include "server/OTServerSession.h"
 #include "services/OTDataArchiver.h"
 #include "services/OTUserConfig.h"
+#include "support/OTSDKManagerProbe.h"
+#include "support/OTScopedTimeout.h"
 #include "support/OTServerHarness.h"
 
 namespace corvane {
@@ -18,16 +22,17 @@ using namespace std::chrono_literals;
 using nlohmann::json;
 
 namespace {
-constexpr const char* kCallback = OTSDKManager::kReportPath;
+constexpr const char* kCallback = OTEventReporter::kReportPath;
 
 // Started, logged in as "token-1", campaigns downloaded and the "$pullDialog" report answered.
 struct Reporting : OTServerHarness {
     Reporting() {
         start();
-        EXPECT_TRUE(waitForLog("in_app data:\n"));
-        EXPECT_TRUE(waitForLog("subscribe data:\n"));
-        EXPECT_TRUE(waitForLog("上报事件成功"));
+        EXPECT_TRUE(waitForOutcomes("/push/sdk/in_app"));
+        EXPECT_TRUE(waitForOutcomes("/push/sdk/event/subscribe"));
+        EXPECT_TRUE(waitForOutcomes(kCallback));
         server.clearRequests();
+        clearOutcomes();
     }
     // The events of the reports received so far, once `count` have arrived.
     std::vector<json> reportedEvents(std::size_t count) {
@@ -58,11 +63,11 @@ OTDevServer::Fault dropped(int count = 1) {
 
 TEST(OTReporting, DialogReportsCarryTheTriggerPropertiesTypeAndButtonText) {
     Reporting r;
-    r.engine->setAppid("app-9");
-    r.engine->setCalibrationTime(2.5);
+    r.engine->session().setAppid("app-9");
+    r.engine->session().setCalibrationTime(2.5);
     auto trigger = std::make_shared<OTEvent>();
     trigger->setModelWithDic(json{{"xwhat", "buy"}, {"xcontext", {{"name", "Ann"}, {"$lib_version", "old"}}}});
-    r.engine->setCurrentTriggerEvent(trigger);
+    OTSDKManagerProbe::setCurrentTriggerEvent(*r.engine, trigger);
     const auto data = campaign({{"id", "7"},
                                 {"type", 2},
                                 {"buttonLeft", {{"text", "No"}}},
@@ -94,12 +99,13 @@ TEST(OTReporting, DialogReportsCarryTheTriggerPropertiesTypeAndButtonText) {
                                          {"dialog_button_text", "OK"}}},
                                        {"count", 1},
                                        {"delay", 0}}));
-    EXPECT_TRUE(r.waitForLog("上报事件成功, event:\n"));
+    ASSERT_TRUE(r.waitForOutcomes(kCallback));
+    EXPECT_EQ(r.outcomes(kCallback), std::vector{OTServerOutcome::Kind::Success});
     EXPECT_NE(r.log().find("上报（弹窗）事件:\n{\n  \"appid\" : \"app-9\""), std::string::npos);
 
     // The other types: "$pullDialog" has no type at all; only buttons with text name themselves.
     r.server.clearRequests();
-    r.engine->setCurrentTriggerEvent(nullptr);
+    OTSDKManagerProbe::setCurrentTriggerEvent(*r.engine, nullptr);
     r.engine->reportWindowEventWithName("$pullDialog", 0, data);
     r.engine->reportWindowEventWithName("$clickDialog", 4, data);
     r.engine->reportWindowEventWithName("$clickDialog", 6, data);
@@ -119,7 +125,7 @@ TEST(OTReporting, DialogReportsCarryTheTriggerPropertiesTypeAndButtonText) {
 
 TEST(OTReporting, PushReportsUseTheGroupsSettingsAndOpenedPushesNavigate) {
     Reporting r;
-    r.engine->setAppid("app-9");
+    r.engine->session().setAppid("app-9");
     // A notification extension: its group's settings hold the token and user, the engine never logged in there.
     auto extension = OTUserConfig::defaultConfig()->configWithGroupIdentifier(std::string("group.ext"));
     extension->setToken("token-1");
@@ -131,7 +137,8 @@ TEST(OTReporting, PushReportsUseTheGroupsSettingsAndOpenedPushesNavigate) {
         1, json{{"activityId", "57"}, {"$push_channel", "apns"}, {"intentUrl", "demo://deal/57"}}, "group.ext");
     CorvaneOtManager::pushTrack(1, json::array({1, 2}), "group.ext");  // not a payload: nothing
     auto events = r.reportedEvents(2);
-    ASSERT_TRUE(r.waitForLog("上报事件成功", 2));
+    ASSERT_TRUE(r.waitForOutcomes(kCallback, 2));
+    EXPECT_EQ(r.outcomes(kCallback), std::vector(2, OTServerOutcome::Kind::Success));
     ASSERT_EQ(r.server.requestsTo(kCallback).size(), 2u);
     for (const auto& request : r.server.requestsTo(kCallback)) {
         EXPECT_EQ(request.body["token"], "token-1");
@@ -165,49 +172,52 @@ TEST(OTReporting, OnlyTransportFailuresAreQueuedAndTheyGoOutWhenTheNetworkReturn
     status500.httpStatus = 500;
     r.server.injectFault(kCallback, status500);
     r.engine->reportWindowEventWithName("$impDialog", 1, data);
-    ASSERT_TRUE(r.waitForLog("statusCode:500\ndescripton:internal server error\n"));
+    ASSERT_TRUE(r.waitForOutcomes(kCallback, 1));
     OTDevServer::Fault refused;
     refused.code = 20003;
     r.server.injectFault(kCallback, refused);
     r.engine->reportWindowEventWithName("$impDialog", 1, data);
-    ASSERT_TRUE(r.waitForLog("code:20003\nmessage:injected fault\n"));
-    EXPECT_FALSE(std::filesystem::exists(r.test.documents() / OTSDKManager::kOfflineWindowEventsFileName));
+    ASSERT_TRUE(r.waitForOutcomes(kCallback, 2));
+    EXPECT_EQ(r.outcomes(kCallback), std::vector(2, OTServerOutcome::Kind::Refused));
+    EXPECT_EQ(r.logCount("上报事件失败！\n事件："), 2u);
+    EXPECT_FALSE(std::filesystem::exists(r.test.documents() / OTEventReporter::kOfflineWindowEventsFileName));
 
     // Lost in transport: each kind lands in its own file.
     r.server.injectFault(kCallback, dropped(2));
     r.engine->reportWindowEventWithName("$closeDialog", 3, data);
-    ASSERT_TRUE(r.waitForLog("syncCachedEvents 成功！isWindowEvent : 1"));
+    ASSERT_TRUE(r.waitForOutcomes(kCallback, 3));
     r.engine->pushTrack(0, json{{"activityId", "55"}}, std::string("group.demo"));
-    ASSERT_TRUE(r.waitForLog("syncCachedEvents 成功！isWindowEvent : 0"));
-    ASSERT_EQ(r.queueFile(OTSDKManager::kOfflineWindowEventsFileName).size(), 1u);
-    EXPECT_EQ(r.queueFile(OTSDKManager::kOfflineWindowEventsFileName)[0]->xwhat(), "$closeDialog");
-    ASSERT_EQ(r.queueFile(OTSDKManager::kOfflinePushEventsFileName).size(), 1u);
-    EXPECT_EQ(r.queueFile(OTSDKManager::kOfflinePushEventsFileName)[0]->xwhat(), "$ot_push_delivery");
+    ASSERT_TRUE(r.waitForOutcomes(kCallback, 4));
+    EXPECT_EQ(r.outcomes(kCallback).back(), OTServerOutcome::Kind::TransportFailure);
+    ASSERT_EQ(r.queueFile(OTEventReporter::kOfflineWindowEventsFileName).size(), 1u);
+    EXPECT_EQ(r.queueFile(OTEventReporter::kOfflineWindowEventsFileName)[0]->xwhat(), "$closeDialog");
+    ASSERT_EQ(r.queueFile(OTEventReporter::kOfflinePushEventsFileName).size(), 1u);
+    EXPECT_EQ(r.queueFile(OTEventReporter::kOfflinePushEventsFileName)[0]->xwhat(), "$ot_push_delivery");
 
     // Going offline flushes nothing; coming back sends both queues and empties the files.
     r.server.clearRequests();
     r.test.reachability().setFlags(0);
-    ASSERT_TRUE(r.waitForLog("网络状态发生变化，当前网络：NO_NETWORK"));
+    r.test.scheduler().runUntilIdle();
+    EXPECT_EQ(r.logCount("网络状态发生变化，当前网络：NO_NETWORK"), 1u);
     EXPECT_TRUE(r.server.requestsTo(kCallback).empty());
     r.test.reachability().setFlags(2);
-    ASSERT_TRUE(r.waitForLog("网络状态发生变化，当前网络：WIFI"));
     auto events = r.reportedEvents(2);
     std::vector<std::string> names;
     for (const auto& event : events) names.push_back(event["xwhat"]);
     std::sort(names.begin(), names.end());
     EXPECT_EQ(names, (std::vector<std::string>{"$closeDialog", "$ot_push_delivery"}));
-    EXPECT_TRUE(r.queueFile(OTSDKManager::kOfflineWindowEventsFileName).empty());
-    EXPECT_TRUE(r.queueFile(OTSDKManager::kOfflinePushEventsFileName).empty());
+    EXPECT_TRUE(r.queueFile(OTEventReporter::kOfflineWindowEventsFileName).empty());
+    EXPECT_TRUE(r.queueFile(OTEventReporter::kOfflinePushEventsFileName).empty());
     // The lists in memory are kept as they were.
-    EXPECT_EQ(r.engine->cachedOfflineWindowEvents().size(), 1u);
-    EXPECT_EQ(r.engine->cachedOfflinePushEvents().size(), 1u);
-    ASSERT_TRUE(r.waitForLog("上报事件成功", 3));
+    EXPECT_EQ(r.engine->reporter().cachedOfflineWindowEvents().size(), 1u);
+    EXPECT_EQ(r.engine->reporter().cachedOfflinePushEvents().size(), 1u);
+    ASSERT_TRUE(r.waitForOutcomes(kCallback, 6));
 
     // A later failure writes the kept list whole: the file holds the re-sent event again.
     r.server.injectFault(kCallback, dropped());
     r.engine->reportWindowEventWithName("$impDialog", 1, data);
-    ASSERT_TRUE(r.waitForLog("syncCachedEvents 成功！isWindowEvent : 1", 3));
-    const auto kept = r.queueFile(OTSDKManager::kOfflineWindowEventsFileName);
+    ASSERT_TRUE(r.waitForOutcomes(kCallback, 7));
+    const auto kept = r.queueFile(OTEventReporter::kOfflineWindowEventsFileName);
     ASSERT_EQ(kept.size(), 2u);
     EXPECT_EQ(kept[0]->xwhat(), "$closeDialog");
     EXPECT_EQ(kept[1]->xwhat(), "$impDialog");
@@ -217,23 +227,23 @@ TEST(OTReporting, EventsQueuedInAnEarlierRunAreOverwrittenBeforeTheFirstFlush) {
     OTServerHarness h;
     auto old = std::make_shared<OTEvent>();
     old->setXwhat("$ot_push_delivery");
-    const auto pushFile = h.test.documents() / OTSDKManager::kOfflinePushEventsFileName;
+    const auto pushFile = h.test.documents() / OTEventReporter::kOfflinePushEventsFileName;
     ASSERT_TRUE(OTDataArchiver::setData(std::vector<std::shared_ptr<OTEvent>>{old, old}, pushFile));
     h.server.injectFault(kCallback, dropped());
     h.engine->pushTrack(1, json{{"activityId", "1"}}, std::string("group.demo"));
-    ASSERT_TRUE(h.waitForLog("syncCachedEvents 成功！isWindowEvent : 0"));
+    ASSERT_TRUE(h.waitForOutcomes(kCallback));
     const auto left = OTDataArchiver::getObjectsForPath<OTEvent>(pushFile);
     ASSERT_TRUE(left.has_value());
     ASSERT_EQ(left->size(), 1u);
     EXPECT_EQ((*left)[0]->xwhat(), "$ot_push_click");
 
     // Flushing a missing or broken file sends nothing and leaves an empty list.
-    std::filesystem::remove(h.test.documents() / OTSDKManager::kOfflineWindowEventsFileName);
-    h.engine->reportCachedOfflineWindowEvents();
-    EXPECT_TRUE(h.engine->cachedOfflineWindowEvents().empty());
+    std::filesystem::remove(h.test.documents() / OTEventReporter::kOfflineWindowEventsFileName);
+    h.engine->reporter().reportCachedOfflineWindowEvents();
+    EXPECT_TRUE(h.engine->reporter().cachedOfflineWindowEvents().empty());
     ASSERT_TRUE(OTFiles::writeFileAtomically(pushFile, std::string("bplist00\xff\xff garbage", 18)));
-    h.engine->reportCachedOfflinePushEvents();
-    EXPECT_TRUE(h.engine->cachedOfflinePushEvents().empty());
+    h.engine->reporter().reportCachedOfflinePushEvents();
+    EXPECT_TRUE(h.engine->reporter().cachedOfflinePushEvents().empty());
     h.test.scheduler().runUntilIdle();
     EXPECT_TRUE(h.server.requestsTo(kCallback).empty());
 }
@@ -246,18 +256,20 @@ TEST(OTReporting, AnExpiredTokenLogsInAgainAtMostThreeTimesAcrossBothSenders) {
     r.server.injectFault(kCallback, expired);
     r.engine->reportWindowEventWithName("$impDialog", 1, campaign({{"id", "7"}}));
     // The first answer and three re-sent ones, each after a new login.
-    ASSERT_TRUE(r.waitForLog("token 失效，重新 login", 4));
-    ASSERT_TRUE(r.waitFor([&] { return r.engine->reportEventRetryCount() == 4; }));
+    ASSERT_TRUE(r.waitForOutcomes(kCallback, 4));
+    ASSERT_TRUE(r.waitFor([&] { return r.engine->reporter().reportEventRetryCount() == 4; }));
     r.test.scheduler().runUntil([] { return false; }, 100ms);
     EXPECT_EQ(r.server.requestsTo(kCallback).size(), 4u);
     EXPECT_EQ(r.server.requestsTo("/push/sdk/login").size(), 3u);
 
     // The counter is never reset and is shared with push reports: no more logins.
     r.engine->pushTrack(0, json{{"activityId", "1"}}, std::string("group.demo"));
-    ASSERT_TRUE(r.waitForLog("token 失效，重新 login", 5));
+    ASSERT_TRUE(r.waitForOutcomes(kCallback, 5));
+    EXPECT_EQ(r.outcomes(kCallback), std::vector(5, OTServerOutcome::Kind::TokenExpired));
+    EXPECT_EQ(r.logCount("token 失效，重新 login"), 5u);
     r.test.scheduler().runUntil([] { return false; }, 100ms);
     EXPECT_EQ(r.server.requestsTo("/push/sdk/login").size(), 3u);
-    EXPECT_FALSE(std::filesystem::exists(r.test.documents() / OTSDKManager::kOfflineWindowEventsFileName));
+    EXPECT_FALSE(std::filesystem::exists(r.test.documents() / OTEventReporter::kOfflineWindowEventsFileName));
 }
 
 TEST(OTReporting, HostileAnswersNeverCrashBlockOrLoseAQueuedEvent) {
@@ -269,7 +281,8 @@ TEST(OTReporting, HostileAnswersNeverCrashBlockOrLoseAQueuedEvent) {
     garbage.malformedBody = true;
     r.server.injectFault(kCallback, garbage);
     r.engine->reportWindowEventWithName("$impDialog", 1, data);
-    ASSERT_TRUE(r.waitForLog("code:-1\nmessage:(null)\n"));
+    ASSERT_TRUE(r.waitForOutcomes(kCallback));
+    EXPECT_EQ(r.logCount("code:-1\nmessage:(null)\n"), 1u);
 
     // Closed half-way through the body, and answered after the time-out: both are transport failures.
     OTDevServer::Fault truncated;
@@ -277,15 +290,19 @@ TEST(OTReporting, HostileAnswersNeverCrashBlockOrLoseAQueuedEvent) {
     truncated.paddedBodyBytes = 4096;
     r.server.injectFault(kCallback, truncated);
     r.engine->reportWindowEventWithName("$clickDialog", 2, data);
-    ASSERT_TRUE(r.waitForLog("syncCachedEvents 成功！isWindowEvent : 1"));
-    OTNetwork::network()->setTimeoutInterval(100ms);
-    OTDevServer::Fault late;
-    late.delay = 700ms;
-    r.server.injectFault(kCallback, late);
-    r.engine->reportWindowEventWithName("$closeDialog", 3, data);
-    ASSERT_TRUE(r.waitForLog("syncCachedEvents 成功！isWindowEvent : 1", 2));
-    OTNetwork::network()->setTimeoutInterval(OTNetwork::kDefaultTimeout);
-    const auto queued = r.queueFile(OTSDKManager::kOfflineWindowEventsFileName);
+    ASSERT_TRUE(r.waitForOutcomes(kCallback, 2));
+    {
+        OTScopedTimeout shortTimeout(100ms);
+        OTDevServer::Fault late;
+        late.delay = 700ms;
+        r.server.injectFault(kCallback, late);
+        r.engine->reportWindowEventWithName("$closeDialog", 3, data);
+        ASSERT_TRUE(r.waitForOutcomes(kCallback, 3));
+    }
+    EXPECT_EQ(r.outcomes(kCallback),
+              (std::vector{OTServerOutcome::Kind::Refused, OTServerOutcome::Kind::TransportFailure,
+                           OTServerOutcome::Kind::TransportFailure}));
+    const auto queued = r.queueFile(OTEventReporter::kOfflineWindowEventsFileName);
     ASSERT_EQ(queued.size(), 2u);
     EXPECT_EQ(queued[0]->xwhat(), "$clickDialog");
     EXPECT_EQ(queued[1]->xwhat(), "$closeDialog");
@@ -301,9 +318,9 @@ TEST(OTReporting, HostileAnswersNeverCrashBlockOrLoseAQueuedEvent) {
     r.test.scheduler().runUntilIdle();
     EXPECT_TRUE(mainRan);
     // Fifty megabytes take their time under the sanitizers: the wait is bounded, not short.
-    ASSERT_TRUE(r.waitForLog("syncCachedEvents 成功！isWindowEvent : 1", 3, 60s));
+    ASSERT_TRUE(r.waitForOutcomes(kCallback, 4, 60s));
     EXPECT_NE(r.log().find("code:-1103\ndescripton:answer larger than 16777216 bytes\n"), std::string::npos);
-    const auto requeued = r.queueFile(OTSDKManager::kOfflineWindowEventsFileName);
+    const auto requeued = r.queueFile(OTEventReporter::kOfflineWindowEventsFileName);
     ASSERT_EQ(requeued.size(), 3u);
     EXPECT_EQ(requeued[2]->xwhat(), "$impDialog");
 }

@@ -36,14 +36,18 @@ struct ServerLink {
         session->setConfiguration(config);
         session->setGroupIdentifier("group.demo");
         session->setUserId("user-9");
-        downloader->setInAppListHandler([this](OTCampaignDownloader::Campaigns campaigns) {
-            std::lock_guard lock(mutex);
-            inApp.push_back(std::move(campaigns));
-        });
-        downloader->setSubscribeListHandler([this](OTCampaignDownloader::Campaigns campaigns) {
-            std::lock_guard lock(mutex);
-            subscribe.push_back(std::move(campaigns));
-        });
+    }
+    // Where the lists go: kept as they came.
+    OTCampaignDownloader::Receivers receivers() {
+        return {[this](OTCampaignDownloader::Campaigns campaigns) {
+                    std::lock_guard lock(mutex);
+                    inApp.push_back(std::move(campaigns));
+                },
+                [this](OTCampaignDownloader::Campaigns campaigns) {
+                    std::lock_guard lock(mutex);
+                    subscribe.push_back(std::move(campaigns));
+                },
+                {}};
     }
     bool waitFor(const std::function<bool()>& done) { return test.scheduler().runUntil(done, 10s); }
 
@@ -67,7 +71,7 @@ TEST(OTServerLink, LoginBothListsAndAQueuedReportWithoutTheEngine) {
     EXPECT_EQ(link.session->token(), "token-1");
     EXPECT_EQ(OTUserConfig::defaultConfig()->configWithGroupIdentifier(std::string("group.demo"))->token(), "token-1");
 
-    link.downloader->getListData(false);
+    link.downloader->getListData(false, link.receivers());
     ASSERT_TRUE(link.waitFor([&] {
         std::lock_guard lock(link.mutex);
         return link.inApp.size() == 1 && link.subscribe.size() == 1;

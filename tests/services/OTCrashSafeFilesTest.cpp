@@ -9,6 +9,7 @@
 #include "core/OTSDKManager.h"
 #include "foundation/OTFiles.h"
 #include "model/OTEvent.h"
+#include "server/OTEventReporter.h"
 #include "services/OTDataArchiver.h"
 #include "services/OTLogger.h"
 #include "services/OTUserDefaults.h"
@@ -99,7 +100,7 @@ TEST(OTCrashSafeFiles, AFullSandboxFailsWritesButKeepsTheValuesInMemory) {
     EXPECT_NO_THROW(defaults.setObject("after", "key"));
     EXPECT_FALSE(defaults.synchronize());
     EXPECT_NO_THROW(defaults.setData(OTPropertyList::Data(OTUserDefaults::kMaxInlineDataBytes + 1, 7), "picture"));
-    EXPECT_NO_THROW(engine->syncCachedEvent(event, true));
+    EXPECT_NO_THROW(engine->reporter().syncCachedEvent(event, true));
 
     ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &saved), 0);
     ::sigaction(SIGXFSZ, &previous, nullptr);

@@ -4,10 +4,12 @@
 #include <string>
 #include <vector>
 
+#include "core/OTCampaignStore.h"
 #include "core/OTSDKManager.h"
 #include "foundation/OTFiles.h"
 #include "model/OTWindowData.h"
 #include "server/OTNetwork.h"
+#include "server/OTServerSession.h"
 #include "services/OTLogger.h"
 #include "support/OTHeldTransport.h"
 #include "support/OTTestEnvironment.h"
@@ -24,12 +26,13 @@ public:
         engine = OTSDKManager::sharedManager()->managerWithGroupIdentifier("group.demo");
         auto config = std::make_shared<CorvaneOtConfig>();
         config->setAppKey("app-key");
-        engine->setConfiguration(config);
-        engine->setToken("token-1");
+        engine->session().setConfiguration(config);
+        engine->session().setToken("token-1");
     }
     std::vector<std::string> campaignIds() const {
         std::vector<std::string> ids;
-        for (const auto& campaign : engine->inAppDataArray()) ids.push_back(campaign->windowId().value_or(""));
+        for (const auto& campaign : engine->campaigns().inAppDataArray())
+            ids.push_back(campaign->windowId().value_or(""));
         return ids;
     }
     // How often the log file holds `fragment` once the queues have run.

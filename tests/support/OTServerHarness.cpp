@@ -5,6 +5,7 @@
 #include "core/OTSDKManager.h"
 #include "corvane/CorvaneOtManager.h"
 #include "foundation/OTFiles.h"
+#include "server/OTServerSession.h"
 #include "services/OTLogger.h"
 
 namespace corvane {
@@ -14,7 +15,8 @@ using namespace std::chrono_literals;
 OTServerHarness::OTServerHarness() {
     EXPECT_TRUE(server.start());
     engine = std::static_pointer_cast<OTSDKManager>(CorvaneOtManager::getObserverListener("group.demo"));
-    engine->setUserId("user-1");
+    engine->session().setUserId("user-1");
+    recorder->observe(engine->session());
 }
 
 void OTServerHarness::start() {
@@ -31,9 +33,8 @@ bool OTServerHarness::waitFor(const std::function<bool()>& done, std::chrono::mi
 
 std::string OTServerHarness::log() { return test.log(); }
 
-bool OTServerHarness::waitForLog(const std::string& fragment, std::size_t occurrences,
-                                 std::chrono::milliseconds limit) {
-    return waitFor([&] { return OTTestEnvironment::occurrences(log(), fragment) >= occurrences; }, limit);
+bool OTServerHarness::waitForOutcomes(const std::string& path, std::size_t count, std::chrono::milliseconds limit) {
+    return waitFor([&] { return recorder->count(path) >= count; }, limit);
 }
 
 }  // namespace corvane

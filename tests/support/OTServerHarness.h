@@ -4,8 +4,10 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "OTDevServer.h"
+#include "support/OTOutcomeRecorder.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {
@@ -23,13 +25,22 @@ public:
     bool waitFor(const std::function<bool()>& done, std::chrono::milliseconds limit = std::chrono::seconds(10));
     // The log file so far, once the log queue has written everything.
     std::string log();
-    // Answers are handled on the HTTP thread: tests wait for a handler's last log line.
-    bool waitForLog(const std::string& fragment, std::size_t occurrences = 1,
-                    std::chrono::milliseconds limit = std::chrono::seconds(10));
+    // How often the log so far holds `fragment`.
+    std::size_t logCount(const std::string& fragment) { return OTTestEnvironment::occurrences(log(), fragment); }
+    // Answers are handled on the HTTP thread: tests wait until `count` requests to `path` have
+    // been handled, whatever their outcome.
+    bool waitForOutcomes(const std::string& path, std::size_t count = 1,
+                         std::chrono::milliseconds limit = std::chrono::seconds(10));
+    // The outcomes of the requests to `path` handled so far, in order.
+    std::vector<OTServerOutcome::Kind> outcomes(const std::string& path) const { return recorder->kinds(path); }
+    // Forgets the outcomes so far: later waits count from here.
+    void clearOutcomes() { recorder->clear(); }
 
     OTTestEnvironment test;
     OTDevServer server{{OT_SAMPLE_CAMPAIGNS}};
     std::shared_ptr<OTSDKManager> engine;
+
+    std::shared_ptr<OTOutcomeRecorder> recorder = OTOutcomeRecorder::make();
 };
 
 }  // namespace corvane

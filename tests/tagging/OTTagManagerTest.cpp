@@ -85,10 +85,10 @@ TEST(OTTagManager, TheUploadBodyKeyByKeyAndTheArgumentsItRefuses) {
     EXPECT_EQ(bodies[2]["events"][0]["xcontext"],
               (json{{"$title", "title"}, {"$url", ""}, {"$h5Url", "https://h5.test/a?x=1"}}));
     // The token and user are those of the engine's group; a group with nothing stored sends empty texts.
-    c.engine->setGroupIdentifier(std::string("group.empty"));
+    c.engine->session().setGroupIdentifier(std::string("group.empty"));
     EXPECT_EQ(OTTagManager::aliasBody("a", std::nullopt, std::string("u"))["token"], "");
     EXPECT_EQ(OTTagManager::aliasBody("a", std::nullopt, std::string("u"))["userId"], "");
-    c.engine->setGroupIdentifier(std::string("group.demo"));
+    c.engine->session().setGroupIdentifier(std::string("group.demo"));
 
     ASSERT_TRUE(c.transport->complete(kUploadPath, 200, R"({"code":0,"message":"ok"})"));
     c.test.scheduler().runUntilIdle();

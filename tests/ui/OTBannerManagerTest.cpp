@@ -181,7 +181,7 @@ TEST(OTBannerManager, TheReadyWindowTheDefaultFallbackAndHiding) {
     // Banners switched off: nothing rendered, nothing waits.
     auto closed = std::make_shared<CorvaneOtConfig>();
     closed->setBannerClosed(true);
-    r.engine->setConfiguration(closed);
+    r.engine->session().setConfiguration(closed);
     EXPECT_EQ(r.manager->renderBanner(r.config("carousel", nullptr)), (OTSize{}));
     EXPECT_TRUE(r.manager->waitingBannerConfigs().empty());
 }
@@ -311,7 +311,7 @@ TEST(OTBannerManager, HostileAnswersAndFilesLeaveThePreviousListsInPlace) {
 
 TEST(OTBannerManager, TheEngineLoadsBannersAfterTheDialogListsAndMatchesThemUnlessADialogIsShown) {
     BannerRig r;
-    r.engine->setUserId("user-1");
+    r.engine->session().setUserId("user-1");
     r.engine->getListData(true);
     r.test.scheduler().runUntilIdle();
     std::vector<std::string> paths;
@@ -337,7 +337,7 @@ TEST(OTBannerManager, TheEngineLoadsBannersAfterTheDialogListsAndMatchesThemUnle
     // Banners closed: no match and no download.
     auto closed = std::make_shared<CorvaneOtConfig>();
     closed->setBannerClosed(true);
-    r.engine->setConfiguration(closed);
+    r.engine->session().setConfiguration(closed);
     r.engine->triggerEventMatchWithData(json{{"xwhat", "$pageview"}});
     EXPECT_FALSE(r.node(305)->activated());
     r.transport->forgetSent();
@@ -345,7 +345,7 @@ TEST(OTBannerManager, TheEngineLoadsBannersAfterTheDialogListsAndMatchesThemUnle
     r.test.scheduler().runUntilIdle();
     for (const auto& held : r.transport->sent()) EXPECT_EQ(held.request.url.find("anner"), std::string::npos);
 
-    r.engine->setConfiguration(std::make_shared<CorvaneOtConfig>());
+    r.engine->session().setConfiguration(std::make_shared<CorvaneOtConfig>());
     r.engine->triggerEventMatchWithData(json{{"xwhat", "$pageview"}});
     EXPECT_TRUE(r.node(305)->activated());
 }

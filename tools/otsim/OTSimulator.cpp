@@ -17,6 +17,7 @@
 #include "OTSimulatorScreenshots.h"
 #include "OTSimulatorTagging.h"
 #include "OTSimulatorTranscript.h"
+#include "core/OTCampaignStore.h"
 #include "core/OTSDKManager.h"
 #include "corvane/CorvaneOtManager.h"
 #include "model/OTEvent.h"
@@ -31,6 +32,7 @@
 #include "render/OTHTMLRenderer.h"
 #include "render/OTHeadlessRenderer.h"
 #include "render/OTHeadlessUIHost.h"
+#include "server/OTEventReporter.h"
 #include "services/OTDataArchiver.h"
 #include "services/OTLogger.h"
 #include "services/OTUserConfig.h"
@@ -512,7 +514,7 @@ std::size_t OTSimulator::storedEvents(const char* fileName) const {
 json OTSimulator::finalState() {
     json nodes = json::array();
     auto engine = OTSDKManager::sharedManager();
-    if (auto tree = engine->windowRecordTree()) {
+    if (auto tree = engine->campaigns().windowRecordTree()) {
         for (const auto& node : tree->allNodes()) {
             const auto record = std::static_pointer_cast<OTWindowRecordTreeNode>(node);
             nodes.push_back({{"id", record->nodeId()},
@@ -526,10 +528,10 @@ json OTSimulator::finalState() {
     json state = {{"type", "state"},
                   {"dailyPopWindowCount", OTUserConfig::defaultConfig()->dailyPopWindowCount()},
                   {"nodes", nodes},
-                  {"offlineWindowEvents", engine->cachedOfflineWindowEvents().size()},
-                  {"offlinePushEvents", engine->cachedOfflinePushEvents().size()},
-                  {"storedOfflineWindowEvents", storedEvents(OTSDKManager::kOfflineWindowEventsFileName)},
-                  {"storedOfflinePushEvents", storedEvents(OTSDKManager::kOfflinePushEventsFileName)}};
+                  {"offlineWindowEvents", engine->reporter().cachedOfflineWindowEvents().size()},
+                  {"offlinePushEvents", engine->reporter().cachedOfflinePushEvents().size()},
+                  {"storedOfflineWindowEvents", storedEvents(OTEventReporter::kOfflineWindowEventsFileName)},
+                  {"storedOfflinePushEvents", storedEvents(OTEventReporter::kOfflinePushEventsFileName)}};
     banners_->addState(state);
     return state;
 }

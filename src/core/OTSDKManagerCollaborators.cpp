@@ -1,0 +1,31 @@
+#include "core/OTSDKManagerCollaborators.h"
+
+#include "core/OTPopWindowManager.h"
+#include "core/OTPushManager.h"
+#include "core/OTTaskManager.h"
+#include "server/OTCampaignDownloader.h"
+#include "server/OTEventReporter.h"
+#include "server/OTIdentityUploader.h"
+#include "server/OTLoginClient.h"
+#include "server/OTServerSession.h"
+#include "services/OTReachabilityManager.h"
+#include "services/OTUserConfig.h"
+
+namespace corvane {
+
+OTSDKManagerCollaborators OTSDKManagerCollaborators::of(OTEnvironment& environment, OTSDKManagerCollaborators given) {
+    auto& c = given;
+    if (!c.session) c.session = std::make_shared<OTServerSession>(environment);
+    if (!c.login) c.login = std::make_shared<OTLoginClient>(c.session);
+    if (!c.downloader) c.downloader = std::make_shared<OTCampaignDownloader>(c.session, c.login);
+    if (!c.reporter) c.reporter = std::make_shared<OTEventReporter>(c.session, c.login);
+    if (!c.identity) c.identity = std::make_shared<OTIdentityUploader>(c.session, c.login, c.reporter);
+    if (!c.tasks) c.tasks = OTTaskManager::manager();
+    if (!c.popWindows) c.popWindows = OTPopWindowManager::sharedManager();
+    if (!c.push) c.push = OTPushManager::sharedManager();
+    if (!c.reachability) c.reachability = OTReachabilityManager::sharedManager();
+    if (!c.settings) c.settings = OTUserConfig::defaultConfig();
+    return given;
+}
+
+}  // namespace corvane

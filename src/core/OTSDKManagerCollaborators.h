@@ -1,0 +1,38 @@
+#pragma once
+
+#include <memory>
+
+namespace corvane {
+
+class OTCampaignDownloader;
+class OTEnvironment;
+class OTEventReporter;
+class OTIdentityUploader;
+class OTLoginClient;
+class OTPopWindowManager;
+class OTPushManager;
+class OTReachabilityManager;
+class OTServerSession;
+class OTTaskManager;
+class OTUserConfig;
+
+// What the engine works with besides its own state: the server link and the shared managers it
+// hands work to. A test or a host may pass its own; `of` fills in whatever is left empty.
+struct OTSDKManagerCollaborators {
+    std::shared_ptr<OTServerSession> session;
+    std::shared_ptr<OTLoginClient> login;
+    std::shared_ptr<OTCampaignDownloader> downloader;
+    std::shared_ptr<OTEventReporter> reporter;
+    std::shared_ptr<OTIdentityUploader> identity;
+    std::shared_ptr<OTTaskManager> tasks;
+    std::shared_ptr<OTPopWindowManager> popWindows;
+    std::shared_ptr<OTPushManager> push;
+    std::shared_ptr<OTReachabilityManager> reachability;
+    std::shared_ptr<OTUserConfig> settings;
+
+    // A server link of its own on `environment` and the environment's shared managers, for
+    // whatever `given` leaves empty.
+    static OTSDKManagerCollaborators of(OTEnvironment& environment, OTSDKManagerCollaborators given = {});
+};
+
+}  // namespace corvane
