@@ -10,6 +10,7 @@
 #include "corvane/CorvaneOtManager.h"
 #include "facade/OTScenePublisher.h"
 #include "foundation/OTJSONLimits.h"
+#include "model/OTConfigurationReader.h"
 #include "platform/OTEnvironment.h"
 #include "services/OTLogger.h"
 
@@ -72,33 +73,11 @@ corvane_status onMainThread(Body&& body) noexcept {
     });
 }
 
-bool isWholeNumber(const json& value) {
-    return value.is_number_unsigned() || (value.is_number_integer() && value.get<std::int64_t>() >= 0);
-}
-
 // The configuration a JSON object describes; nothing when a field has the wrong kind.
 std::shared_ptr<corvane::CorvaneOtConfig> configurationFrom(const json& object) {
     auto config = std::make_shared<corvane::CorvaneOtConfig>();
-    for (const auto& [key, value] : object.items()) {
-        if (key == "appKey" || key == "mainPage" || key == "url" || key == "applicationGroupIdentifier") {
-            if (!value.is_string() && !value.is_null()) return nullptr;
-            const auto text = value.is_string() ? std::optional<std::string>(value.get<std::string>()) : std::nullopt;
-            if (key == "appKey") config->setAppKey(text);
-            else if (key == "mainPage") config->setMainPage(text);
-            else if (key == "url") config->setUrl(text);
-            else config->setApplicationGroupIdentifier(text);
-        } else if (key == "envType" || key == "logLevelType" || key == "pushProvider") {
-            if (!isWholeNumber(value)) return nullptr;
-            const auto number = value.get<std::uint64_t>();
-            if (key == "envType") config->setEnvType(number);
-            else if (key == "logLevelType") config->setLogLevelType(number);
-            else config->setPushProvider(number);
-        } else if (key == "pushClosed" || key == "bannerClosed") {
-            if (!value.is_boolean()) return nullptr;
-            if (key == "pushClosed") config->setPushClosed(value.get<bool>());
-            else config->setBannerClosed(value.get<bool>());
-        }
-    }
+    std::string problem;
+    if (!corvane::OTConfigurationReader::apply(object, *config, problem)) return nullptr;
     return config;
 }
 }  // namespace

@@ -216,9 +216,10 @@ TEST(OTSimulator, BadLinesAreReportedWithTheirNumberAndTheRunGoesOn) {
                                           "{\"action\":\"dialogVisible\",\"visible\":false}\n"
                                           "{\"action\":\"banner\",\"locationId\":\"x\",\"container\":\"drawer\"}\n"
                                           "{\"action\":\"tapBanner\",\"locationId\":\"nowhere\",\"item\":2}\n"
-                                          "{\"action\":\"banner\",\"container\":\"view\"}\n");
+                                          "{\"action\":\"banner\",\"container\":\"view\"}\n"
+                                          "{\"action\":\"start\",\"config\":{\"envType\":\"x\"}}\n");
     const auto errors = errorLines(observations);
-    ASSERT_EQ(errors.size(), 13u);
+    ASSERT_EQ(errors.size(), 14u);
     EXPECT_EQ(errors[0], "2 not a JSON object: {not json");
     EXPECT_EQ(errors[1], "4 unknown action \"fly\"");
     EXPECT_EQ(errors[2], "5 no dialog on screen");
@@ -232,9 +233,11 @@ TEST(OTSimulator, BadLinesAreReportedWithTheirNumberAndTheRunGoesOn) {
     EXPECT_EQ(errors[10], "14 unknown container \"drawer\"");
     EXPECT_EQ(errors[11], "15 no banner shown at \"nowhere\"");
     EXPECT_EQ(errors[12].substr(0, 3), "16 ");
+    // The configuration is read as the C interface reads it.
+    EXPECT_EQ(errors[13], "17 configuration field \"envType\" must be a whole number not below 0");
     const auto actions = ofType(observations, "action");
     ASSERT_FALSE(actions.empty());
-    EXPECT_EQ(actions.back()["line"], 15);
+    EXPECT_EQ(actions.back()["line"], 17);
     EXPECT_EQ(observations.back()["type"], "state");
 }
 

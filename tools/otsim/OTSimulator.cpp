@@ -20,6 +20,7 @@
 #include "core/OTCampaignStore.h"
 #include "core/OTSDKManager.h"
 #include "corvane/CorvaneOtManager.h"
+#include "model/OTConfigurationReader.h"
 #include "model/OTEvent.h"
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
@@ -183,7 +184,7 @@ void OTSimulator::perform(std::size_t line, const OTScenarioAction& action) {
         observer_ = CorvaneOtManager::getObserverListener(*group_);
         return;
     }
-    if (name == "start") return start(action);
+    if (name == "start") return start(line, action);
     if (name == "profile") return observer()->onUserProfile(action.value("profile"));
     if (name == "event") return observer()->onEventDataReceived(action.value("event"));
     if (name == "page") return showPage(line, action);
@@ -258,27 +259,18 @@ void OTSimulator::buildApp() {
     navigation_ = navigationState();
 }
 
-void OTSimulator::start(const OTScenarioAction& action) {
-    config_ = std::make_shared<CorvaneOtConfig>();
+void OTSimulator::start(std::size_t line, const OTScenarioAction& action) {
+    auto config = std::make_shared<CorvaneOtConfig>();
     const json fields = action.has("config") ? action.value("config") : json::object();
-    if (!fields.contains("url")) config_->setUrl(serverURL_);
-    config_->setLogLevelType(static_cast<std::uint64_t>(options_.logLevel));
-    for (const auto& [key, value] : fields.items()) {
-        if (key == "appKey") config_->setAppKey(OTSimulatorTranscript::text(value));
-        else if (key == "mainPage") config_->setMainPage(OTSimulatorTranscript::text(value));
-        else if (key == "url") config_->setUrl(OTSimulatorTranscript::text(value));
-        else if (key == "envType") config_->setEnvType(value.get<std::uint64_t>());
-        else if (key == "logLevelType") config_->setLogLevelType(value.get<std::uint64_t>());
-        else if (key == "applicationGroupIdentifier")
-            config_->setApplicationGroupIdentifier(OTSimulatorTranscript::text(value));
-        else if (key == "pushClosed") config_->setPushClosed(value.get<bool>());
-        else if (key == "bannerClosed") config_->setBannerClosed(value.get<bool>());
-        else if (key == "pushProvider") config_->setPushProvider(value.get<std::uint64_t>());
-    }
+    if (!fields.contains("url")) config->setUrl(serverURL_);
+    config->setLogLevelType(static_cast<std::uint64_t>(options_.logLevel));
+    // Read as the C interface reads it: a field of the wrong kind starts nothing.
+    if (std::string problem; !OTConfigurationReader::apply(fields, *config, problem)) return error(line, problem);
     if (!fields.contains("applicationGroupIdentifier") && group_) {
-        config_->setApplicationGroupIdentifier(*group_);
-        if (!fields.contains("url")) config_->setUrl(serverURL_);
+        config->setApplicationGroupIdentifier(*group_);
+        if (!fields.contains("url")) config->setUrl(serverURL_);
     }
+    config_ = std::move(config);
     CorvaneOtManager::startWithConfig(config_);
     // As in a launching app, the selected tab's top page appears.
     if (auto stack = std::dynamic_pointer_cast<OTNavigationController>(tabBar_->selectedViewController())) {

@@ -82,7 +82,7 @@ private:
     void perform(std::size_t line, const OTScenarioAction& action);
     void declareApp(const OTScenarioAction& action);
     void buildApp();
-    void start(const OTScenarioAction& action);
+    void start(std::size_t line, const OTScenarioAction& action);
     void showPage(std::size_t line, const OTScenarioAction& action);
     void tap(std::size_t line, const std::string& element);
     // The user closes what is presented on top (a browser page, say).
