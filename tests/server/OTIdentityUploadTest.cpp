@@ -3,6 +3,7 @@
 #include "core/OTTaskManager.h"
 #include "corvane/CorvaneOtManager.h"
 #include "foundation/OTFiles.h"
+#include "server/OTEventReporter.h"
 #include "server/OTIdentityUploader.h"
 #include "services/OTDataArchiver.h"
 #include "services/OTUserConfig.h"
