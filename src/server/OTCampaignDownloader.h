@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>

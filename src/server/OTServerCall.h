@@ -50,8 +50,6 @@ public:
     // `repeatLater` after a transport failure, logged in the words every request shares.
     void repeatAfterTransportFailure(std::atomic<std::uint64_t>& retries, const OTServerOutcome& outcome);
 
-    const char* path() const { return request_.path; }
-
 private:
     void deliver(OTServerOutcome outcome);
 

@@ -51,7 +51,7 @@ TEST(OTIdentityUpload, TheHexFormAndTheTokensEachProviderRefuses) {
     EXPECT_EQ(OTIdentityUploader::deviceToken2String(countingBytes(31)), std::nullopt);
     EXPECT_EQ(OTIdentityUploader::deviceToken2String(std::vector<std::uint8_t>(32, 0xff)), std::string(64, 'f'));
     EXPECT_EQ(OTIdentityUploader::deviceToken2String(CorvanePushToken(kHex)), std::nullopt);
-    EXPECT_EQ(c.logCount("请传入系统直接返回的 NSData 类型的 deviceToken"), 1u);
+    EXPECT_EQ(c.test.logCount("请传入系统直接返回的 NSData 类型的 deviceToken"), 1u);
 
     c.engine->pushToken(CorvanePushToken(kHex), 0, std::string("group.other"));                 // text for Apple push
     c.engine->pushToken(countingBytes(32), 1, std::string("group.other"));                      // bytes for JPush
@@ -62,10 +62,10 @@ TEST(OTIdentityUpload, TheHexFormAndTheTokensEachProviderRefuses) {
     c.engine->pushToken(CorvanePushToken(), std::string("group.other"));
     c.engine->pushToken(CorvanePushToken(nullptr, 32), std::string("group.other"));
     c.runRetries();
-    EXPECT_EQ(c.logCount("请检查 pushToken:provider:groupIdentifier: 接口传参"), 3u);
-    EXPECT_EQ(c.logCount("获取 registrationId 失败"), 2u);
-    EXPECT_EQ(c.logCount("获取 deviceToken 失败"), 3u);
-    EXPECT_EQ(c.logCount("请传入系统直接返回的 NSData 类型的 deviceToken"), 2u);
+    EXPECT_EQ(c.test.logCount("请检查 pushToken:provider:groupIdentifier: 接口传参"), 3u);
+    EXPECT_EQ(c.test.logCount("获取 registrationId 失败"), 2u);
+    EXPECT_EQ(c.test.logCount("获取 deviceToken 失败"), 3u);
+    EXPECT_EQ(c.test.logCount("请传入系统直接返回的 NSData 类型的 deviceToken"), 2u);
     // Nothing was kept: no address, no provider, no group, no record, no task, no request.
     EXPECT_EQ(c.engine->identity().deviceToken(), std::nullopt);
     EXPECT_EQ(c.engine->identity().deviceId(), std::nullopt);
@@ -98,9 +98,9 @@ TEST(OTIdentityUpload, AnAddressGoesUpOncePerDayPerProviderAddressGroupAndUser) 
     EXPECT_EQ(uploads()[0], expected);
     const std::string record = "0-" + kHex + "-group.demo-user-1";
     EXPECT_EQ(OTDataArchiver::getTokenInfo(), record);
-    EXPECT_EQ(c.logCount("获取到 deviceToken ：" + kHex), 1u);
-    EXPECT_EQ(c.logCount("上报 deviceToken 成功! deviceToken：" + kHex), 1u);
-    EXPECT_EQ(c.logCount("上报 deviceToken 成功! currentTokenInfo：" + record), 1u);
+    EXPECT_EQ(c.test.logCount("获取到 deviceToken ：" + kHex), 1u);
+    EXPECT_EQ(c.test.logCount("上报 deviceToken 成功! deviceToken：" + kHex), 1u);
+    EXPECT_EQ(c.test.logCount("上报 deviceToken 成功! currentTokenInfo：" + record), 1u);
 
     // The same record later that day: nothing; the next day: once more.
     c.test.scheduler().advance(15h);
@@ -154,8 +154,8 @@ TEST(OTIdentityUpload, ATokenTaskMadeBeforeTheUserWasKnownNeverRunsAndTheAliasLi
     EXPECT_EQ(aliases[1]["token"], "token-1");
     EXPECT_EQ(aliases[1]["os"]["mac"], "11111111-2222-4333-8444-555555555555");
     EXPECT_EQ(aliases[1]["push"]["apns"], kHex);
-    EXPECT_EQ(c.logCount("alias 成功!"), 2u);
-    EXPECT_EQ(c.logCount("alias : \n"), 2u);
+    EXPECT_EQ(c.test.logCount("alias 成功!"), 2u);
+    EXPECT_EQ(c.test.logCount("alias : \n"), 2u);
 }
 
 TEST(OTIdentityUpload, FailedUploadsAreRetriedWithinTheirOwnCountersAndAnExpiredTokenLogsInAgain) {
@@ -171,9 +171,9 @@ TEST(OTIdentityUpload, FailedUploadsAreRetriedWithinTheirOwnCountersAndAnExpired
     c.runRetries();
     EXPECT_EQ(c.transport->bodiesTo(kTokenPath).size(), 3u);
     EXPECT_EQ(c.engine->identity().uploadPushTokenRetryCount(), 2u);
-    EXPECT_EQ(c.logCount("上报 deviceToken 失败！\ncode:-1001\ndescripton:timed out\n"), 1u);
-    EXPECT_EQ(c.logCount("上报 deviceToken 失败！\nstatusCode:503\ndescripton:service unavailable\n"), 1u);
-    EXPECT_EQ(c.logCount("上报 deviceToken 失败！\ncode:-1\nmessage:(null)\n"), 1u);
+    EXPECT_EQ(c.test.logCount("上报 deviceToken 失败！\ncode:-1001\ndescripton:timed out\n"), 1u);
+    EXPECT_EQ(c.test.logCount("上报 deviceToken 失败！\nstatusCode:503\ndescripton:service unavailable\n"), 1u);
+    EXPECT_EQ(c.test.logCount("上报 deviceToken 失败！\ncode:-1\nmessage:(null)\n"), 1u);
 
     // An expired token spends the same counter on a login, then uploads again; the fourth attempt
     // is over the limit.
@@ -185,7 +185,7 @@ TEST(OTIdentityUpload, FailedUploadsAreRetriedWithinTheirOwnCountersAndAnExpired
     c.test.scheduler().runUntilIdle();
     ASSERT_EQ(c.transport->bodiesTo(kTokenPath).size(), 5u);
     EXPECT_EQ(c.transport->bodiesTo(kTokenPath)[4]["token"], "token-2");
-    EXPECT_EQ(c.logCount("上报 deviceToken 失败！\ncode:10001\nmessage:expired\n"), 1u);
+    EXPECT_EQ(c.test.logCount("上报 deviceToken 失败！\ncode:10001\nmessage:expired\n"), 1u);
     ASSERT_TRUE(c.transport->complete(kTokenPath, 0, "", OTHTTPTransport::Failure{-1009, "offline"}));
     c.runRetries();
     EXPECT_EQ(c.transport->bodiesTo(kTokenPath).size(), 5u);
@@ -208,10 +208,10 @@ TEST(OTIdentityUpload, FailedUploadsAreRetriedWithinTheirOwnCountersAndAnExpired
     for (const auto& body : aliases) EXPECT_EQ(body["userId"], "old-user");
     EXPECT_EQ(aliases[3]["token"], "token-3");
     EXPECT_EQ(c.engine->identity().aliasRetryCount(), 3u);
-    EXPECT_EQ(c.logCount("alias 失败！\ncode:-1005\ndescripton:lost\n"), 1u);
-    EXPECT_EQ(c.logCount("alias 失败！\nstatusCode:404\ndescripton:not found\n"), 1u);
-    EXPECT_EQ(c.logCount("alias 失败！\ncode:10001\nmessage:(null)\n"), 1u);
-    EXPECT_EQ(c.logCount("token 失效，重新 login"), 2u);
+    EXPECT_EQ(c.test.logCount("alias 失败！\ncode:-1005\ndescripton:lost\n"), 1u);
+    EXPECT_EQ(c.test.logCount("alias 失败！\nstatusCode:404\ndescripton:not found\n"), 1u);
+    EXPECT_EQ(c.test.logCount("alias 失败！\ncode:10001\nmessage:(null)\n"), 1u);
+    EXPECT_EQ(c.test.logCount("token 失效，重新 login"), 2u);
 }
 
 TEST(OTIdentityUpload, TheWeChatIdentityNeedsAnAppAndAnOpenIdAndSharesTheReportsRetries) {
@@ -220,8 +220,8 @@ TEST(OTIdentityUpload, TheWeChatIdentityNeedsAnAppAndAnOpenIdAndSharesTheReports
     CorvaneOtManager::setWeChatId(std::string("union-1"), std::nullopt, std::string("open-1"));
     c.test.scheduler().runUntilIdle();
     EXPECT_TRUE(c.transport->sent().empty());
-    EXPECT_EQ(c.logCount("上报（setWeChatId）:appid is null or openId is null"), 2u);
-    EXPECT_EQ(c.logCount("上报（setWeChatId）:unionId=union-1,appid=(null),openId=open-1"), 1u);
+    EXPECT_EQ(c.test.logCount("上报（setWeChatId）:appid is null or openId is null"), 2u);
+    EXPECT_EQ(c.test.logCount("上报（setWeChatId）:unionId=union-1,appid=(null),openId=open-1"), 1u);
 
     CorvaneOtManager::setWeChatId(std::nullopt, std::string("wx-app"), std::string("open-1"));
     c.test.scheduler().runUntilIdle();
@@ -247,8 +247,8 @@ TEST(OTIdentityUpload, TheWeChatIdentityNeedsAnAppAndAnOpenIdAndSharesTheReports
     ASSERT_TRUE(c.transport->complete(kWeChatPath, 0, "", OTHTTPTransport::Failure{-1004, "refused"}));
     c.runRetries();
     EXPECT_EQ(c.transport->bodiesTo(kWeChatPath).size(), 2u);
-    EXPECT_EQ(c.logCount("上报setWeChatId事件失败！statusCode:500\ndescripton:internal server error\n"), 1u);
-    EXPECT_EQ(c.logCount("上报setWeChatId事件失败！code:-1004\ndescripton:refused\n"), 1u);
+    EXPECT_EQ(c.test.logCount("上报setWeChatId事件失败！statusCode:500\ndescripton:internal server error\n"), 1u);
+    EXPECT_EQ(c.test.logCount("上报setWeChatId事件失败！code:-1004\ndescripton:refused\n"), 1u);
 
     // 10001 logs in again on the usage reports' counter: with two retries spent there, one more.
     c.engine->reporter().reportEventRetries().store(2);
@@ -262,8 +262,8 @@ TEST(OTIdentityUpload, TheWeChatIdentityNeedsAnAppAndAnOpenIdAndSharesTheReports
     c.test.scheduler().runUntilIdle();
     EXPECT_EQ(c.transport->bodiesTo(OTHeldTransport::kLoginPath).size(), 1u);
     EXPECT_EQ(c.engine->reporter().reportEventRetryCount(), 4u);
-    EXPECT_EQ(c.logCount("上报setWeChatId事件失败"), 4u);
-    EXPECT_EQ(c.logCount("上报事件 setWeChatId:\n"), 2u);
+    EXPECT_EQ(c.test.logCount("上报setWeChatId事件失败"), 4u);
+    EXPECT_EQ(c.test.logCount("上报事件 setWeChatId:\n"), 2u);
 }
 
 TEST(OTIdentityUpload, TheLogFilesAreMailedInNameOrderWithTheVersionedSubject) {

@@ -112,7 +112,7 @@ TEST(OTLoginDownload, AnExpiredTokenLogsInAgainAndRetriesAreCounted) {
     EXPECT_EQ(subscribe->kinds(), std::vector{OTServerOutcome::Kind::Refused});
     EXPECT_EQ(subscribe->outcomes()[0].code(), 10002);
     EXPECT_NE(s.log().find("code:10002\nmessage:injected fault\n"), std::string::npos);
-    EXPECT_EQ(s.logCount("token 失效，重新 login"), 2u);
+    EXPECT_EQ(s.test.logCount("token 失效，重新 login"), 2u);
     EXPECT_EQ(s.server.requestsTo("/push/sdk/login").size(), 1u);
 }
 

@@ -179,7 +179,7 @@ TEST(OTReporting, OnlyTransportFailuresAreQueuedAndTheyGoOutWhenTheNetworkReturn
     r.engine->reportWindowEventWithName("$impDialog", 1, data);
     ASSERT_TRUE(r.waitForOutcomes(kCallback, 2));
     EXPECT_EQ(r.outcomes(kCallback), std::vector(2, OTServerOutcome::Kind::Refused));
-    EXPECT_EQ(r.logCount("上报事件失败！\n事件："), 2u);
+    EXPECT_EQ(r.test.logCount("上报事件失败！\n事件："), 2u);
     EXPECT_FALSE(std::filesystem::exists(r.test.documents() / OTEventReporter::kOfflineWindowEventsFileName));
 
     // Lost in transport: each kind lands in its own file.
@@ -198,7 +198,7 @@ TEST(OTReporting, OnlyTransportFailuresAreQueuedAndTheyGoOutWhenTheNetworkReturn
     r.server.clearRequests();
     r.test.reachability().setFlags(0);
     r.test.scheduler().runUntilIdle();
-    EXPECT_EQ(r.logCount("网络状态发生变化，当前网络：NO_NETWORK"), 1u);
+    EXPECT_EQ(r.test.logCount("网络状态发生变化，当前网络：NO_NETWORK"), 1u);
     EXPECT_TRUE(r.server.requestsTo(kCallback).empty());
     r.test.reachability().setFlags(2);
     auto events = r.reportedEvents(2);
@@ -266,7 +266,7 @@ TEST(OTReporting, AnExpiredTokenLogsInAgainAtMostThreeTimesAcrossBothSenders) {
     r.engine->pushTrack(0, json{{"activityId", "1"}}, std::string("group.demo"));
     ASSERT_TRUE(r.waitForOutcomes(kCallback, 5));
     EXPECT_EQ(r.outcomes(kCallback), std::vector(5, OTServerOutcome::Kind::TokenExpired));
-    EXPECT_EQ(r.logCount("token 失效，重新 login"), 5u);
+    EXPECT_EQ(r.test.logCount("token 失效，重新 login"), 5u);
     r.test.scheduler().runUntil([] { return false; }, 100ms);
     EXPECT_EQ(r.server.requestsTo("/push/sdk/login").size(), 3u);
     EXPECT_FALSE(std::filesystem::exists(r.test.documents() / OTEventReporter::kOfflineWindowEventsFileName));
@@ -282,7 +282,7 @@ TEST(OTReporting, HostileAnswersNeverCrashBlockOrLoseAQueuedEvent) {
     r.server.injectFault(kCallback, garbage);
     r.engine->reportWindowEventWithName("$impDialog", 1, data);
     ASSERT_TRUE(r.waitForOutcomes(kCallback));
-    EXPECT_EQ(r.logCount("code:-1\nmessage:(null)\n"), 1u);
+    EXPECT_EQ(r.test.logCount("code:-1\nmessage:(null)\n"), 1u);
 
     // Closed half-way through the body, and answered after the time-out: both are transport failures.
     OTDevServer::Fault truncated;

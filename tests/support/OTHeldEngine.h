@@ -35,8 +35,6 @@ public:
             ids.push_back(campaign->windowId().value_or(""));
         return ids;
     }
-    // How often the log file holds `fragment` once the queues have run.
-    std::size_t logCount(const std::string& fragment) const { return OTTestEnvironment::occurrences(log(), fragment); }
     // The log file once the queues have run.
     std::string log() const { return test.log(); }
 

@@ -25,8 +25,6 @@ public:
     bool waitFor(const std::function<bool()>& done, std::chrono::milliseconds limit = std::chrono::seconds(10));
     // The log file so far, once the log queue has written everything.
     std::string log();
-    // How often the log so far holds `fragment`.
-    std::size_t logCount(const std::string& fragment) { return OTTestEnvironment::occurrences(log(), fragment); }
     // Answers are handled on the HTTP thread: tests wait until `count` requests to `path` have
     // been handled, whatever their outcome.
     bool waitForOutcomes(const std::string& path, std::size_t count = 1,

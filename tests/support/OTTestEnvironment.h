@@ -46,11 +46,13 @@ public:
     std::filesystem::path documents() const { return root_ / "Documents"; }
 
     static OTDeviceInfo fixedDevice();
-    // How often `fragment` stands in `text`, overlapping runs counted.
     // The run's log file, once the queues have run.
     std::string log() const;
+    // How often the run's log holds `fragment`, once the queues have run.
+    std::size_t logCount(const std::string& fragment) const { return occurrences(log(), fragment); }
     // A date text of the fixed format as a time point of the device's zone.
     static std::chrono::system_clock::time_point date(const char* text);
+    // How often `fragment` stands in `text`, overlapping runs counted.
     static std::size_t occurrences(const std::string& text, const std::string& fragment);
 
     // The host app most tests want: a key window over one tab holding HomeVC in a navigation

@@ -94,8 +94,8 @@ TEST(OTTagManager, TheUploadBodyKeyByKeyAndTheArgumentsItRefuses) {
     c.test.scheduler().runUntilIdle();
     EXPECT_EQ(c.outcomes, std::vector<bool>{true});
     // Also the upload without a completion succeeded.
-    EXPECT_EQ(c.logCount("上传别名成功, url:HomeVC, h5Url:(null), alias:home"), 2u);
-    EXPECT_EQ(c.logCount("上传别名 data:\n{\n    code = 0;\n    message = ok;\n}"), 1u);
+    EXPECT_EQ(c.test.logCount("上传别名成功, url:HomeVC, h5Url:(null), alias:home"), 2u);
+    EXPECT_EQ(c.test.logCount("上传别名 data:\n{\n    code = 0;\n    message = ok;\n}"), 1u);
 }
 
 TEST(OTTagManager, FailuresEndFalseAndAnExpiredLoginRepeatsTheSameUpload) {
@@ -110,10 +110,10 @@ TEST(OTTagManager, FailuresEndFalseAndAnExpiredLoginRepeatsTheSameUpload) {
     ASSERT_TRUE(c.transport->complete(kUploadPath, 0, "", OTHTTPTransport::Failure{-1009, "offline"}));
     c.test.scheduler().runUntilIdle();
     EXPECT_EQ(c.outcomes, (std::vector<bool>{false, false, false, false}));
-    EXPECT_EQ(c.logCount("statusCode:500\ndescripton:internal server error\n"), 1u);
-    EXPECT_EQ(c.logCount("code:3\nmessage:bad alias\n"), 1u);
-    EXPECT_EQ(c.logCount("code:-1\nmessage:(null)\n"), 1u);
-    EXPECT_EQ(c.logCount("code:-1009\ndescripton:offline\n"), 1u);
+    EXPECT_EQ(c.test.logCount("statusCode:500\ndescripton:internal server error\n"), 1u);
+    EXPECT_EQ(c.test.logCount("code:3\nmessage:bad alias\n"), 1u);
+    EXPECT_EQ(c.test.logCount("code:-1\nmessage:(null)\n"), 1u);
+    EXPECT_EQ(c.test.logCount("code:-1009\ndescripton:offline\n"), 1u);
 
     // 10001: log in, then the same upload again with the new token.
     c.outcomes.clear();
@@ -144,7 +144,7 @@ TEST(OTTagManager, FailuresEndFalseAndAnExpiredLoginRepeatsTheSameUpload) {
     c.test.scheduler().runUntilIdle();
     EXPECT_FALSE(c.transport->complete(OTHeldTransport::kLoginPath, 200, "{}"));
     EXPECT_EQ(c.outcomes, std::vector<bool>{false});
-    EXPECT_EQ(c.logCount("code:10001\nmessage:expired\n"), 1u);
+    EXPECT_EQ(c.test.logCount("code:10001\nmessage:expired\n"), 1u);
 }
 
 TEST(OTTagManager, TheBallOpensOneNamingScreenForThePageOnShowAndItsWebPage) {
@@ -193,10 +193,10 @@ TEST(OTTagManager, TheBallOpensOneNamingScreenForThePageOnShowAndItsWebPage) {
     app.window->setRootViewController(app.home);
     OTTagManager::manager()->openAliasScreen();
     EXPECT_EQ(app.stack->viewControllers().size(), 1u);
-    EXPECT_EQ(c.logCount("当前页面不在导航栈中，无法添加别名"), 1u);
+    EXPECT_EQ(c.test.logCount("当前页面不在导航栈中，无法添加别名"), 1u);
     c.test.uiHost().setWindows({});
     OTTagManager::manager()->openAliasScreen();
-    EXPECT_EQ(c.logCount("当前页面不在导航栈中，无法添加别名"), 2u);
+    EXPECT_EQ(c.test.logCount("当前页面不在导航栈中，无法添加别名"), 2u);
 }
 
 TEST(OTTagManager, TheSubmitButtonFollowsTheAliasAndTheRowsAndTheToastTellsTheOutcome) {
