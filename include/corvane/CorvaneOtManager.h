@@ -35,6 +35,28 @@ public:
     static void configLogLevel(std::uint64_t level);
     // False holds every dialog back (nothing is shown or counted) until set true again.
     static void setDialogVisible(bool visible);
+    // Why a campaign did or did not show: for every pass of an event over the campaigns, one record
+    // of each campaign's verdict, with the first reason it was not shown and the values that
+    // decided it. The listener is called on the main queue, once a pass is over (a dialog it
+    // scheduled has reached the screen); an empty listener stops the records, and while none is
+    // set no record is made at all. The record:
+    //   {"event": {"xwhat", "source" (0 CorvaneSDK, 1 Sensors Analytics, null for a replay)},
+    //    "pass": "event" | "waitingEvent" | "mainPageReplay" | "afterReaction", "startIndex" (> 0),
+    //    "campaigns": [{"id", "kind": "inApp" | "subscribe" | "banner", "verdict", "reason", ...}],
+    //    "verdict", "reason", ... (the pass's own, when no campaign was examined or the in-app and
+    //    banner walks were held back), "omitted": {kind: {verdict: count}} (past 100 campaigns)}
+    // Verdicts: "shown", "scheduled" (never presented: no presenter), "advanced" (a step of a
+    // sequence was taken, the pass ends), "notMatched", "notEligible", "heldBack", "notExamined"
+    // (after the campaign that ended the pass: "endedBy", "because"), "sentToServer",
+    // "waiting", "dropped", "activated", "notActivated". Reasons and their values:
+    //   "eventName" {expected, actual}; "propertyRule" {relation, field, operator, dataType,
+    //   expected, actual}; "sequenceStep" {step, of, expected}; "firstPageView" {case, url,
+    //   expected, mainPage, visiblePage, mainPageViews, kept}; "dailyCap" {count, max}; "usedUp"
+    //   {used, count}; "dateWindow" {start, end, today}; "shownBefore"; "pause" {rule, until};
+    //   "reactionCount" {rule, count, max}; "noRuleForReaction" {lastEventType}; "dialogOnScreen"
+    //   {id}; "dialogsHidden"; "bannersClosed"; "noRecord"; "noCampaignsYet" {waiting, max,
+    //   discarded}; "passEnded" {endedBy, because}.
+    static void setDecisionListener(std::function<void(const nlohmann::json& record)> listener);
     // A push notification delivered (type 0) or opened (type 1); `msg` is its payload. An opened
     // one is also followed: its link is opened in the app. Works in a notification extension too:
     // the token and user come from the group's shared settings.

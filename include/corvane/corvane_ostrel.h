@@ -87,6 +87,13 @@ corvane_status corvane_banner_size(const char* location_id, double* width, doubl
 typedef void (*corvane_banner_callback)(void* user, const char* banners_json);
 corvane_status corvane_get_banner(const char* location_id, corvane_banner_callback callback, void* user);
 
+/* Why a campaign did or did not show: `callback` is handed one JSON record per pass of an event
+ * over the campaigns (the format of CorvaneOtManager::setDecisionListener in CorvaneOtManager.h),
+ * with `user`, on the main thread from corvane_run_main_queue; the text lives only for the call.
+ * A NULL callback stops the records; while none is set no record is made. */
+typedef void (*corvane_decision_callback)(void* user, const char* record_json);
+void corvane_set_decision_listener(corvane_decision_callback callback, void* user);
+
 /* ---- The main thread ----------------------------------------------------------------------
  * The library's main-thread work (dialogs, banners, navigation) runs on the thread that first
  * called into it, whenever that thread calls corvane_run_main_queue: from the host's own loop,

@@ -18,6 +18,9 @@ public:
     virtual void loadBanner(const std::optional<std::string>& groupIdentifier) = 0;
     // Called on the event queue.
     virtual void triggerEventMatch(const std::shared_ptr<OTEvent>& event) = 0;
+    // Banners are closed by the configuration: each banner campaign goes into the traced pass as
+    // not activated.
+    virtual void traceBannersClosed() = 0;
 };
 
 }  // namespace corvane

@@ -1,6 +1,9 @@
 #include "core/OTDialogFlow.h"
 
+#include <cmath>
+
 #include "core/OTCampaignStore.h"
+#include "core/OTDecisionTrace.h"
 #include "core/OTDisplayEligibility.h"
 #include "core/OTPopWindowManager.h"
 #include "core/OTPushManager.h"
@@ -20,12 +23,18 @@ void OTDialogFlow::prepareForPopWindowWithData(const std::shared_ptr<const OTWin
     const bool autoPop = OTPopWindowManager::sharedManager()->autoPopWindow();
     OTLog(OTLogger::kLevelLog, "corvane-->prepareForPopWindowWithData");
     OTLog(OTLogger::kLevelLog, "corvane-->prepareForPopWindowWithData,autoPopWindow:%d", autoPop);
-    if (!autoPop) return;
+    if (!autoPop) {
+        if (auto* trace = OTDecisionTrace::current()) {
+            trace->end(OTDecisionTrace::Kind::InApp, data->windowId(), "heldBack",
+                       OTDecisionTrace::reason("dialogsHidden"));
+        }
+        return;
+    }
     const auto showing = data->filledWithProperties(event ? event->xcontext() : nlohmann::json());
     OTLog(OTLogger::kLevelLog, "corvane-->prepareForPopWindowWithData->needContinue");
     std::weak_ptr<OTSDKManager> weak = engine_.weak_from_this();
     auto goNext = [weak, event, index] {
-        if (auto self = weak.lock()) self->triggerEventMatchInApp(event, index + 1);
+        if (auto self = weak.lock()) self->triggerEventMatchInApp(event, index + 1, "afterReaction");
     };
     _showWindowWithData(
         showing,
@@ -42,7 +51,12 @@ void OTDialogFlow::_showWindowWithData(const std::shared_ptr<const OTWindowData>
                                        const std::function<void(bool shown)>& callback) {
     OTLog(OTLogger::kLevelLog, "corvane->_showWindowWithData,windowData:%@,eventAction:%@", data,
           eventAction ? "(block)" : nullptr);
-    if (!engine_.eligibility().readyToShowWithData(data)) {
+    auto* trace = OTDecisionTrace::current();
+    if (const auto refused = engine_.eligibility().refusalToShow(data)) {
+        if (trace != nullptr) {
+            trace->add(OTDecisionTrace::Kind::InApp, data->windowId(), "notEligible",
+                       [&refused] { return refused->describe(); });
+        }
         if (callback) callback(false);
         return;
     }
@@ -51,11 +65,20 @@ void OTDialogFlow::_showWindowWithData(const std::shared_ptr<const OTWindowData>
     OTLog(OTLogger::kLevelLog, "corvane->_showWindowWithData,windowData:->yes->yes");
     const auto condition = data->event();
     const double delay = (condition ? static_cast<double>(condition->delay()) : 0.0) + 0.2;
+    // The pass's record waits for the dialog to reach the screen.
+    std::shared_ptr<OTDecisionTrace> held;
+    if (trace != nullptr) {
+        trace->end(OTDecisionTrace::Kind::InApp, data->windowId(), "scheduled",
+                   {{"delay", std::round(delay * 1000) / 1000}});
+        trace->holdForShowing();
+        held = trace->shared_from_this();
+    }
     engine_.environment().mainQueue()->after(
-        OTJSONValue::durationOfSeconds(delay), [weak = engine_.weak_from_this(), data, eventAction] {
+        OTJSONValue::durationOfSeconds(delay), [weak = engine_.weak_from_this(), data, eventAction, held] {
             auto presenter = OTPopWindowManager::sharedManager()->presenter();
             if (!presenter) {
                 OTLog(OTLogger::kLevelError, "没有可用的弹窗展示器，弹窗未展示：%@", data->windowId());
+                if (held) held->notPresented();
                 return;
             }
             presenter->popWithData(
@@ -65,6 +88,7 @@ void OTDialogFlow::_showWindowWithData(const std::shared_ptr<const OTWindowData>
                     self->dialogFlow().reactToDialogEvent(data, type, link);
                     if (eventAction) eventAction(type, link);
                 });
+            if (held) held->shown();
         });
 }
 

@@ -42,39 +42,52 @@ bool OTFirstPageViewRules::conditionFits(const OTWindowData& data, const std::op
     return !condition || pageUrl(condition) == url;
 }
 
-OTFirstPageViewRules::Outcome OTFirstPageViewRules::withoutMainPage(const std::shared_ptr<OTEvent>& event,
-                                                                    const std::shared_ptr<const OTWindowData>& data,
-                                                                    std::int64_t pvCount, const Page& page) {
+const char* OTFirstPageViewRules::caseName(Case why) {
+    switch (why) {
+        case Case::None: return "";
+        case Case::NotPageView: return "notPageView";
+        case Case::UrlDiffers: return "urlDiffers";
+        case Case::NotMainPage: return "notMainPage";
+        case Case::MainPageSeenBefore: return "mainPageSeenBefore";
+        case Case::MainPageCovered: return "mainPageCovered";
+    }
+    return "";
+}
+
+OTFirstPageViewRules::Decision OTFirstPageViewRules::withoutMainPage(const std::shared_ptr<OTEvent>& event,
+                                                                     const std::shared_ptr<const OTWindowData>& data,
+                                                                     std::int64_t pvCount, const Page& page) {
     const auto url = pageUrl(event);
     OTLog(OTLogger::kLevelLog, "corvane->firstPVWithoutMainPage->xwhat:%@,url:%@,pvCount:%ld,currentControllerName:%@",
           event->xwhat(), url, pvCount, page.visibleName);
     if (event->xwhat() != "$pageview") {
         print("corvane->firstPVWithoutMainPage->else->triggerEventMatchInApp");
-        return Outcome::GoNext;
+        return {Outcome::GoNext, Case::NotPageView};
     }
     const auto condition = data->event();
     const OTLogArgument urlArgument[] = {url};
     print(OTLogFormatter::format("corvane->firstPVWithoutMainPage:Property_PageUrl->%@", urlArgument));
     const OTLogArgument conditionArgument[] = {condition ? OTLogArgument(condition) : OTLogArgument(nullptr)};
     print(OTLogFormatter::format("corvane->firstPVWithoutMainPage:%@", conditionArgument));
-    if (conditionFits(*data, url)) return Outcome::Show;
+    if (conditionFits(*data, url)) return {Outcome::Show};
     print("corvane->firstPVWithoutMainPage->triggerEventMatchInApp");
-    return Outcome::GoNext;
+    return {Outcome::GoNext, Case::UrlDiffers};
 }
 
-OTFirstPageViewRules::Outcome OTFirstPageViewRules::withMainPage(const std::shared_ptr<OTEvent>& event,
-                                                                 const std::shared_ptr<const OTWindowData>& data,
-                                                                 const std::string& mainPage,
-                                                                 std::int64_t mainPagePVCount, const Page& page) {
+OTFirstPageViewRules::Decision OTFirstPageViewRules::withMainPage(const std::shared_ptr<OTEvent>& event,
+                                                                  const std::shared_ptr<const OTWindowData>& data,
+                                                                  const std::string& mainPage,
+                                                                  std::int64_t mainPagePVCount, const Page& page) {
     OTLog(OTLogger::kLevelLog, "corvane->firstPVWithMainPage:%@,windowData:%@", event, data);
     const auto url = pageUrl(event);
-    if (event->xwhat() != "$pageview" || !url || url->empty() || *url != page.visibleName || *url != mainPage) {
-        return Outcome::GoNext;
-    }
+    if (event->xwhat() != "$pageview") return {Outcome::GoNext, Case::NotPageView};
+    if (!url || url->empty() || *url != page.visibleName) return {Outcome::GoNext, Case::UrlDiffers};
+    if (*url != mainPage) return {Outcome::GoNext, Case::NotMainPage};
     OTLog(OTLogger::kLevelLog, "corvane-firstPVWithMainPage:url->%@,page->%d", url, mainPagePVCount);
     // A first view under a cover waits for it; later views never show.
-    if (!page.mainPageOnTop) return mainPagePVCount < 2 ? Outcome::Defer : Outcome::GoNext;
-    return mainPagePVCount < 2 && conditionFits(*data, url) ? Outcome::Show : Outcome::GoNext;
+    if (mainPagePVCount >= 2) return {Outcome::GoNext, Case::MainPageSeenBefore};
+    if (!page.mainPageOnTop) return {Outcome::Defer, Case::MainPageCovered};
+    return conditionFits(*data, url) ? Decision{Outcome::Show} : Decision{Outcome::GoNext, Case::UrlDiffers};
 }
 
 }  // namespace corvane

@@ -20,6 +20,13 @@ public:
         GoNext,  // the walk goes on with the next campaign
         Defer,   // something covers the main page: its first view waits for the cover to go
     };
+    // Why a campaign is not shown: the first test that failed.
+    enum class Case { None, NotPageView, UrlDiffers, NotMainPage, MainPageSeenBefore, MainPageCovered };
+    struct Decision {
+        Outcome outcome = Outcome::GoNext;
+        Case why = Case::None;
+    };
+    static const char* caseName(Case why);
 
     // What the main thread showed when the rule was asked.
     struct Page {
@@ -32,11 +39,11 @@ public:
     // The page address "$url" among an event's properties.
     static std::optional<std::string> pageUrl(const std::shared_ptr<OTEvent>& event);
 
-    static Outcome withoutMainPage(const std::shared_ptr<OTEvent>& event,
-                                   const std::shared_ptr<const OTWindowData>& data, std::int64_t pvCount,
-                                   const Page& page);
-    static Outcome withMainPage(const std::shared_ptr<OTEvent>& event, const std::shared_ptr<const OTWindowData>& data,
-                                const std::string& mainPage, std::int64_t mainPagePVCount, const Page& page);
+    static Decision withoutMainPage(const std::shared_ptr<OTEvent>& event,
+                                    const std::shared_ptr<const OTWindowData>& data, std::int64_t pvCount,
+                                    const Page& page);
+    static Decision withMainPage(const std::shared_ptr<OTEvent>& event, const std::shared_ptr<const OTWindowData>& data,
+                                 const std::string& mainPage, std::int64_t mainPagePVCount, const Page& page);
 
 private:
     // A campaign without a condition fits every page; one with a condition only its "$url".

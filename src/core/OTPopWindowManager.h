@@ -18,6 +18,8 @@ class OTDialogView {
 public:
     virtual ~OTDialogView() = default;
     virtual bool isShowing() const = 0;
+    // The campaign it shows, when it shows one.
+    virtual std::optional<std::string> campaignId() const { return std::nullopt; }
 };
 
 // Shows dialogs: reports each user reaction as (event type, link); see OTPopWindowManager for types.

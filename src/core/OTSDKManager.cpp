@@ -5,9 +5,11 @@
 
 #include "core/OTBannerHandler.h"
 #include "core/OTCampaignStore.h"
+#include "core/OTDecisionTrace.h"
 #include "core/OTDialogFlow.h"
 #include "core/OTDispatchQueueManager.h"
 #include "core/OTDisplayEligibility.h"
+#include "core/OTInAppWalk.h"
 #include "core/OTNavigation.h"
 #include "core/OTPageCollection.h"
 #include "core/OTPopWindowManager.h"
@@ -163,14 +165,14 @@ void OTSDKManager::onUserProfile(const std::string& key, const nlohmann::json& v
 void OTSDKManager::_handleCorvaneEvent(const nlohmann::json& event) {
     OTLog(OTLogger::kLevelData, "收到岚桥 event 回调：\n%@", event);
     handleUserProfileUpload(event, 0);
-    triggerEventMatchWithData(event);
+    triggerEventMatchWithData(event, 0);
 }
 
 void OTSDKManager::_handleSAEvent(const nlohmann::json& event) {
     OTLog(OTLogger::kLevelData, "收到神策 event 回调：\n%@", event);
     const auto adapted = OTSAEventAdapter::adapter()->adaptEvent(event, 1).value_or(nlohmann::json());
     handleUserProfileUpload(adapted, 1);
-    triggerEventMatchWithData(adapted);
+    triggerEventMatchWithData(adapted, 1);
 }
 
 void OTSDKManager::handleUserProfileUpload(const nlohmann::json& event, std::int64_t) {
@@ -244,163 +246,103 @@ void OTSDKManager::autoPageCollected(const std::shared_ptr<OTViewController>& co
     }
 }
 
-void OTSDKManager::triggerEventMatchWithData(const nlohmann::json& data) {
+void OTSDKManager::triggerEventMatchWithData(const nlohmann::json& data, std::optional<std::int64_t> source) {
     if (data.is_object()) {
         if (const auto it = data.find("appid"); it != data.end()) session_->setAppid(OTJSONValue::text(*it));
     }
     auto event = std::make_shared<OTEvent>();
     event->setModelWithDic(data);
     currentTriggerEvent_.set(event);
+    const auto trace = makeTrace(*event, source, "event", 0);
+    OTDecisionTrace::Scope scope(trace.get());
     triggerEventMatchSubscribe(event);
     // While a dialog is on screen neither dialogs nor banners are matched for this event.
     if (!popWindows_->isHandlingPopWindow()) {
         triggerEventMatchInApp(event, 0);
         triggerEventMatchBanner(event);
+    } else if (trace) {
+        std::optional<std::string> shown;
+        for (const auto& view : popWindows_->popWindows()) {
+            if ((shown = view->campaignId())) break;
+        }
+        trace->setOutcome(
+            "heldBack",
+            OTDecisionTrace::reason("dialogOnScreen", {{"id", shown ? nlohmann::json(*shown) : nlohmann::json()}}));
     }
+    if (trace) trace->close();
 }
 
 void OTSDKManager::triggerEventMatchSubscribe(const std::shared_ptr<OTEvent>& event) {
-    for (const auto& campaign : campaigns_->subscribeDataArray()) {
+    const auto campaigns = campaigns_->subscribeDataArray();
+    auto* trace = OTDecisionTrace::current();
+    for (std::size_t i = 0; i < campaigns.size(); ++i) {
+        const auto& campaign = campaigns[i];
         if (campaign && event->matches(campaign->event())) {
             downloader_->triggerEvent(event);
+            if (trace == nullptr) return;
+            trace->end(OTDecisionTrace::Kind::Subscribe, campaign->windowId(), "sentToServer");
+            trace->notExamined(OTDecisionTrace::Kind::Subscribe, campaigns.size() - i - 1, [&](std::size_t k) {
+                const auto& later = campaigns[i + 1 + k];
+                return later ? later->windowId() : std::nullopt;
+            });
             return;
+        }
+        if (trace != nullptr && campaign) {
+            trace->add(OTDecisionTrace::Kind::Subscribe, campaign->windowId(), "notMatched",
+                       [&] { return event->mismatch(campaign->event().get()); });
         }
     }
 }
 
 void OTSDKManager::triggerEventMatchBanner(const std::shared_ptr<OTEvent>& event) {
     const auto configuration = this->configuration();
-    if (configuration && configuration->bannerClosed()) return;
-    if (auto handler = bannerHandler()) handler->triggerEventMatch(event);
-}
-
-namespace {
-// The in-app walk under way on this thread: a step that goes on leaves its next step here.
-struct InAppWalk {
-    bool active = false;
-    std::optional<std::pair<std::shared_ptr<OTEvent>, std::uint64_t>> next;
-};
-thread_local InAppWalk tInAppWalk;
-
-}  // namespace
-
-void OTSDKManager::triggerEventMatchInApp(const std::shared_ptr<OTEvent>& event, std::uint64_t startIndex) {
-    auto& walk = tInAppWalk;
-    if (walk.active) {
-        walk.next = std::make_pair(event, startIndex);
+    auto handler = bannerHandler();
+    if (configuration && configuration->bannerClosed()) {
+        if (handler && OTDecisionTrace::current() != nullptr) handler->traceBannersClosed();
         return;
     }
-    walk.active = true;
-    std::optional<std::pair<std::shared_ptr<OTEvent>, std::uint64_t>> step = std::make_pair(event, startIndex);
-    while (step) {
-        walk.next.reset();
-        // Named copies, not a structured binding: lambdas below capture them.
-        const auto current = step->first;
-        const auto index = step->second;
-        const auto list = campaigns_->inAppCampaigns();
-        const auto& campaigns = *list;
-        OTLog(OTLogger::kLevelLog, "corvane->triggerEventMatchInApp:event->%@,startIndex:%d,inAppDataArray:%d", current,
-              index, campaigns.size());
-        if (current) {
-            if (campaigns.empty()) {
-                addWaitingEvent(current);
-            } else if (index < campaigns.size()) {
-                currentMatchEventIndex_.store(static_cast<std::int64_t>(index));
-                const auto& data = campaigns[index];
-                const auto mainPage = this->mainPage();
-                OTLog(OTLogger::kLevelLog, "corvane->triggerEventMatchInApp:%@", data);
-                OTLog(OTLogger::kLevelLog, "corvane->triggerEventMatchInApp:windowData.type=%d,preEvent=%d",
-                      data ? data->type() : 0, data ? data->preEvents().size() : 0);
-                OTLog(OTLogger::kLevelLog, "corvane->triggerEventMatchInApp->mainPage:%@", mainPage);
-                const auto goNext = [&] { triggerEventMatchInApp(current, index + 1); };
-                if (!data) {
-                    goNext();
-                } else if (data->type() != 0) {
-                    const auto& preEvents = data->preEvents();
-                    if (preEvents.size() == 1) {
-                        handleEvent(current, data, index);
-                    } else if (preEvents.empty() || !current->matches(preEvents.front())) {
-                        goNext();
-                    } else {
-                        // The event only advances sequences: every campaign waiting on it moves on.
-                        OTCampaignStore::Campaigns met;
-                        for (const auto& other : campaigns) {
-                            if (!other) continue;
-                            const auto& waiting = other->preEvents();
-                            if (waiting.size() >= 2 && current->matches(waiting.front())) met.push_back(other);
-                        }
-                        campaigns_->advanceSequences(met);
-                    }
-                } else if (mainPage && !mainPage->empty()) {
-                    OTLog(OTLogger::kLevelLog, "corvane->triggerEventMatchInApp->firstPVWithMainPage:event");
-                    firstPVWithMainPage(current, data, index);
-                } else {
-                    OTLog(OTLogger::kLevelLog, "corvane->triggerEventMatchInApp->firstPVWithoutMainPage:event ");
-                    firstPVWithoutMainPage(current, data, index);
-                }
-            }
-        }
-        step = walk.next;
-    }
-    walk.next.reset();
-    walk.active = false;
+    if (handler) handler->triggerEventMatch(event);
 }
 
-void OTSDKManager::handleEvent(const std::shared_ptr<OTEvent>& event, const std::shared_ptr<const OTWindowData>& data,
-                               std::uint64_t index) {
-    OTLog(OTLogger::kLevelLog, "corvane->handleEvent:event->%@,windowData->%@", event, data);
-    if (event->matches(data->event())) {
-        OTLog(OTLogger::kLevelLog, "corvane->handleEvent-->maches");
-        dialogs_->prepareForPopWindowWithData(data, event, index);
-    } else {
-        OTLog(OTLogger::kLevelLog, "corvane->handleEvent-->nomaches");
-        triggerEventMatchInApp(event, index + 1);
-    }
+// ---- Decision trace ----
+
+void OTSDKManager::setDecisionListener(DecisionListener listener) {
+    decisionListener_.set(listener ? std::make_shared<const DecisionListener>(std::move(listener)) : nullptr);
 }
 
-void OTSDKManager::firstPVWithoutMainPage(const std::shared_ptr<OTEvent>& event,
-                                          const std::shared_ptr<const OTWindowData>& data, std::uint64_t index) {
-    const auto page = OTFirstPageViewRules::visiblePage(nullptr);
-    followFirstPageView(OTFirstPageViewRules::withoutMainPage(event, data, pvCount_.load(), page), event, data, index);
+std::shared_ptr<OTDecisionTrace> OTSDKManager::makeTrace(const OTEvent& event, std::optional<std::int64_t> source,
+                                                         const char* pass, std::uint64_t startIndex) const {
+    auto listener = decisionListener_.get();
+    if (!listener) return nullptr;
+    // Handed over on the main queue, in the order the passes end.
+    return std::make_shared<OTDecisionTrace>(
+        event, source, pass, startIndex,
+        [queue = environment_.mainQueue(), listener = std::move(listener)](nlohmann::json record) {
+            queue->async([listener, record = std::move(record)] { (*listener)(record); });
+        });
 }
 
-void OTSDKManager::firstPVWithMainPage(const std::shared_ptr<OTEvent>& event,
-                                       const std::shared_ptr<const OTWindowData>& data, std::uint64_t index) {
-    const std::string mainPage = this->mainPage().value_or("");
-    const auto page = OTFirstPageViewRules::visiblePage(mainPageController_.get());
-    followFirstPageView(OTFirstPageViewRules::withMainPage(event, data, mainPage, mainPagePVCount_.load(), page), event,
-                        data, index);
+void OTSDKManager::triggerEventMatchInApp(const std::shared_ptr<OTEvent>& event, std::uint64_t startIndex,
+                                          const char* pass) {
+    OTInAppWalk(*this).run(event, startIndex, pass);
 }
 
-void OTSDKManager::followFirstPageView(OTFirstPageViewRules::Outcome outcome, const std::shared_ptr<OTEvent>& event,
-                                       const std::shared_ptr<const OTWindowData>& data, std::uint64_t index) {
-    switch (outcome) {
-        case OTFirstPageViewRules::Outcome::Show: dialogs_->prepareForPopWindowWithData(data, event, index); return;
-        case OTFirstPageViewRules::Outcome::GoNext: triggerEventMatchInApp(event, index + 1); return;
-        case OTFirstPageViewRules::Outcome::Defer:
-            // The window observation replays it once the cover is removed.
-            cachedFirstPVEventOfMainPage_.set(event);
-            mainPagePVCount_.store(0);
-            return;
-    }
-}
-
-void OTSDKManager::addWaitingEvent(const std::shared_ptr<OTEvent>& event) {
-    if (!event) return;
+OTSDKManager::Waiting OTSDKManager::addWaitingEvent(const std::shared_ptr<OTEvent>& event) {
+    if (!event) return Waiting::NoEvent;
     // Matching logs, so the list is compared outside its lock; the event goes in only if the list
     // is still the one compared, else the comparison is made again on the list as it now is.
     for (;;) {
         const auto waiting = waitingEvents();
-        if (waiting.size() >= maxWaitingEventsCount()) return;
+        if (waiting.size() >= maxWaitingEventsCount()) return Waiting::ListFull;
         for (const auto& held : waiting) {
-            if (held == event || held->matches(event)) return;
+            if (held == event || held->matches(event)) return Waiting::AlreadyWaiting;
         }
         const bool added = waitingEvents_.modify([&](auto& list) {
             if (list != waiting) return false;
             list.push_back(event);
             return true;
         });
-        if (added) return;
+        if (added) return Waiting::Kept;
     }
 }
 
@@ -426,7 +368,7 @@ void OTSDKManager::startWindowObservation() {
                 self->mainPagePVCount() < 2) {
                 self->environment_.mainQueue()->after(std::chrono::milliseconds(100), [weak] {
                     if (auto engine = weak.lock())
-                        engine->triggerEventMatchInApp(engine->cachedFirstPVEventOfMainPage(), 0);
+                        engine->triggerEventMatchInApp(engine->cachedFirstPVEventOfMainPage(), 0, "mainPageReplay");
                 });
             }
         },
@@ -511,13 +453,24 @@ void OTSDKManager::acceptInAppList(std::vector<std::shared_ptr<const OTWindowDat
     for (const auto& event : waiting) described.push_back(event->description());
     const OTLogArgument waitingArgument[] = {described};
     console.print(OTLogFormatter::format("waitingEvents:%@", waitingArgument));
+    std::shared_ptr<OTEvent> replayed;
     for (const auto& event : waiting) {
         const OTLogArgument eventArgument[] = {event};
         console.print(OTLogFormatter::format("event:%@", eventArgument));
         if (event->xwhat() == "$pageview") {
-            triggerEventMatchInApp(event, 0);
+            replayed = event;
+            triggerEventMatchInApp(event, 0, "waitingEvent");
             break;
         }
+    }
+    // The others are dropped: a trace tells of each.
+    for (const auto& event : waiting) {
+        const auto trace = event != replayed ? makeTrace(*event, std::nullopt, "waitingEvent", 0) : nullptr;
+        if (!trace) continue;
+        trace->setOutcome("dropped", OTDecisionTrace::reason("noCampaignsYet", {{"waiting", waiting.size()},
+                                                                                {"max", maxWaitingEventsCount()},
+                                                                                {"discarded", "notReplayed"}}));
+        trace->close();
     }
     campaigns_->syncInAppData();
 }

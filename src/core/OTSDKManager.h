@@ -10,7 +10,6 @@
 #include <string>
 #include <vector>
 
-#include "core/OTFirstPageViewRules.h"
 #include "core/OTSDKManagerCollaborators.h"
 #include "corvane/CorvaneOtConfig.h"
 #include "corvane/CorvaneOtObserver.h"
@@ -21,6 +20,7 @@ namespace corvane {
 
 class OTBannerHandler;
 class OTCampaignStore;
+class OTDecisionTrace;
 class OTDialogFlow;
 class OTDisplayEligibility;
 class OTEnvironment;
@@ -91,18 +91,25 @@ public:
     bool autoCollectPage() const { return autoCollectPageInfo_.load(); }
 
     // Matching of one event against the campaigns: subscribe campaigns (the server decides), then,
-    // unless a dialog is on screen, in-app campaigns in list order and banners.
-    void triggerEventMatchWithData(const nlohmann::json& data);
+    // unless a dialog is on screen, in-app campaigns in list order and banners. `source` is the
+    // analytics SDK it came from (0 CorvaneSDK, 1 Sensors Analytics), for the decision trace.
+    void triggerEventMatchWithData(const nlohmann::json& data, std::optional<std::int64_t> source = std::nullopt);
     void triggerEventMatchSubscribe(const std::shared_ptr<OTEvent>& event);
-    // One step of the in-app walk from `startIndex`. Steps that go on to the next campaign run in a
-    // loop of the walk already under way on this thread, so long lists never deepen the stack.
-    // Each step carries its event and its position (`index`) to wherever it goes on, on any queue:
-    // currentMatchEventIndex only reports the last position examined, it never steers.
-    void triggerEventMatchInApp(const std::shared_ptr<OTEvent>& event, std::uint64_t startIndex);
+    // The in-app walk from `startIndex` (see OTInAppWalk): currentMatchEventIndex only reports the
+    // last position examined, it never steers. `pass` names what started a walk that no traced
+    // pass is under way for ("mainPageReplay", "waitingEvent", "afterReaction").
+    void triggerEventMatchInApp(const std::shared_ptr<OTEvent>& event, std::uint64_t startIndex,
+                                const char* pass = "walk");
     void triggerEventMatchBanner(const std::shared_ptr<OTEvent>& event);
     // Holds an event that came before the campaigns: at most `maxWaitingEventsCount`, none twice,
     // none that a waiting event already matches.
-    void addWaitingEvent(const std::shared_ptr<OTEvent>& event);
+    enum class Waiting { Kept, ListFull, AlreadyWaiting, NoEvent };
+    Waiting addWaitingEvent(const std::shared_ptr<OTEvent>& event);
+
+    // Why each campaign was shown, held back or passed over, one JSON record per pass of an event
+    // (see OTDecisionTrace), on the main queue; an empty listener stops the records.
+    using DecisionListener = std::function<void(const nlohmann::json& record)>;
+    void setDecisionListener(DecisionListener listener);
 
     // The walk's state, for what reports it.
     std::int64_t currentMatchEventIndex() const { return currentMatchEventIndex_.load(); }
@@ -146,19 +153,15 @@ public:
 
 private:
     friend struct OTSDKManagerProbe;
+    friend class OTInAppWalk;
 
     void registerNotifications();
     void startReachability();
     void registerForRemoteNotifications(const CorvaneOtConfig& configuration);
     void configureCustomServer(const std::string& url);
-    void handleEvent(const std::shared_ptr<OTEvent>& event, const std::shared_ptr<const OTWindowData>& data,
-                     std::uint64_t index);
-    void firstPVWithoutMainPage(const std::shared_ptr<OTEvent>& event, const std::shared_ptr<const OTWindowData>& data,
-                                std::uint64_t index);
-    void firstPVWithMainPage(const std::shared_ptr<OTEvent>& event, const std::shared_ptr<const OTWindowData>& data,
-                             std::uint64_t index);
-    void followFirstPageView(OTFirstPageViewRules::Outcome outcome, const std::shared_ptr<OTEvent>& event,
-                             const std::shared_ptr<const OTWindowData>& data, std::uint64_t index);
+    // The trace of a pass, when the host listens for decisions; null otherwise.
+    std::shared_ptr<OTDecisionTrace> makeTrace(const OTEvent& event, std::optional<std::int64_t> source,
+                                               const char* pass, std::uint64_t startIndex) const;
     void loadBanners();
     // The in-app list answered: record nodes merged, "$pullDialog" reported, the first waiting
     // page view replayed.
@@ -200,6 +203,7 @@ private:
     OTLocked<std::shared_ptr<OTEvent>> cachedFirstPVEventOfMainPage_;
     OTLocked<std::shared_ptr<OTEvent>> currentTriggerEvent_;
     OTLocked<std::shared_ptr<OTBannerHandler>> bannerHandler_;
+    OTLocked<std::shared_ptr<const DecisionListener>> decisionListener_;
 };
 
 }  // namespace corvane

@@ -51,6 +51,12 @@ void CorvaneOtManager::setDialogVisible(bool visible) {
     } catch (...) {}
 }
 
+void CorvaneOtManager::setDecisionListener(std::function<void(const nlohmann::json& record)> listener) {
+    try {
+        engine()->setDecisionListener(std::move(listener));
+    } catch (...) {}
+}
+
 void CorvaneOtManager::pushTrack(std::int64_t type, const nlohmann::json& msg, const std::string& groupIdentifier) {
     try {
         engine()->pushTrack(type, msg, groupIdentifier);

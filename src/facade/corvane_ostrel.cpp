@@ -145,6 +145,19 @@ void corvane_set_dialog_visible(int visible) {
     });
 }
 
+void corvane_set_decision_listener(corvane_decision_callback callback, void* user) {
+    (void)guarded([&] {
+        if (callback == nullptr) {
+            CorvaneOtManager::setDecisionListener(nullptr);
+        } else {
+            CorvaneOtManager::setDecisionListener([callback, user](const nlohmann::json& record) {
+                callback(user, record.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
+            });
+        }
+        return CORVANE_OK;
+    });
+}
+
 corvane_status corvane_push_track(int64_t type, const char* msg_json, const char* group_identifier) {
     return guarded([&] {
         if (group_identifier == nullptr) return CORVANE_ERROR_NULL_ARGUMENT;

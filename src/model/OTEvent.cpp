@@ -102,21 +102,31 @@ bool OTEvent::matches(const OTEvent* condition) const {
 
 bool OTEvent::matchRules(const OTEvent* condition) const {
     if (condition == nullptr || condition->rules_.empty()) return false;
-    // The incoming event's own relation decides how the condition's rules combine.
-    if (relationKind_ == Relation::And) {
-        long matchCount = 0;
-        for (const auto& rule : condition->rules_) {
-            if (rule && rule->compareRuleWithEvent(this)) ++matchCount;
-        }
-        const long count = static_cast<long>(condition->rules_.size());
-        console("matchRules->matchCount:%ld,count:%ld", matchCount, count);
-        return matchCount == count;
+    if (relationKind_ != Relation::And) return matchRulesQuietly(*condition);
+    const long passing = passingRules(*condition);
+    const long count = static_cast<long>(condition->rules_.size());
+    console("matchRules->matchCount:%ld,count:%ld", passing, count);
+    return passing == count;
+}
+
+long OTEvent::passingRules(const OTEvent& condition) const {
+    long passing = 0;
+    for (const auto& rule : condition.rules_) {
+        if (rule && rule->compareRuleWithEvent(this)) ++passing;
     }
-    if (relationKind_ == Relation::Or) {
-        for (const auto& rule : condition->rules_) {
-            if (rule && rule->compareRuleWithEvent(this)) return true;
-        }
-        return false;
+    return passing;
+}
+
+bool OTEvent::matchRulesQuietly(const OTEvent& condition) const {
+    // The incoming event's own relation decides how the condition's rules combine.
+    switch (relationKind_) {
+        case Relation::And: return passingRules(condition) == static_cast<long>(condition.rules_.size());
+        case Relation::Or:
+            for (const auto& rule : condition.rules_) {
+                if (rule && rule->compareRuleWithEvent(this)) return true;
+            }
+            return false;
+        case Relation::Neither: return false;
     }
     return false;
 }
@@ -125,27 +135,79 @@ bool OTEvent::matchXcontext(const OTEvent* condition) const {
     if (!xcontext_.is_object() || condition == nullptr || condition->xcontext_.is_null()) return true;
     if (!condition->xcontext_.is_object()) return true;
     console("matchXcontext:self->%@ ;event->%@", xcontext_, condition->xcontext_);
-    bool result = true;
-    if (xcontext_.size() >= condition->xcontext_.size()) {
+    const bool result = !firstDifferingProperty(*condition);
+    console("matchXcontext->endMatch:%d", result);
+    return result;
+}
+
+std::optional<OTEvent::PropertyDifference> OTEvent::firstDifferingProperty(const OTEvent& condition) const {
+    const auto differs = [](const std::string& key, const nlohmann::json& value, const nlohmann::json& other,
+                            const std::string& otherKey) -> std::optional<PropertyDifference> {
+        const auto it = other.find(otherKey);
+        const auto* found = it != other.end() ? &*it : nullptr;
+        if (sameProperty(value, found)) return std::nullopt;
+        return PropertyDifference{key, &value, found};
+    };
+    if (xcontext_.size() >= condition.xcontext_.size()) {
         // The usual case, an event with more properties: the condition's keys ignore letter case.
-        for (const auto& [key, value] : condition->xcontext_.items()) {
-            const auto it = xcontext_.find(OTText::lowercase(key));
-            if (!sameProperty(value, it != xcontext_.end() ? &*it : nullptr)) {
-                result = false;
-                break;
-            }
+        for (const auto& [key, value] : condition.xcontext_.items()) {
+            if (auto difference = differs(key, value, xcontext_, OTText::lowercase(key))) return difference;
         }
     } else {
         for (const auto& [key, value] : xcontext_.items()) {
-            const auto it = condition->xcontext_.find(key);
-            if (!sameProperty(value, it != condition->xcontext_.end() ? &*it : nullptr)) {
-                result = false;
-                break;
+            if (auto difference = differs(key, value, condition.xcontext_, key)) {
+                // Here the event's own value is the one looked up in the condition.
+                std::swap(difference->expected, difference->actual);
+                return difference;
             }
         }
     }
-    console("matchXcontext->endMatch:%d", result);
-    return result;
+    return std::nullopt;
+}
+
+nlohmann::json OTEvent::mismatch(const OTEvent* condition) const {
+    const auto text = [](const std::optional<std::string>& value) {
+        return value ? nlohmann::json(*value) : nlohmann::json();
+    };
+    const bool conditionAvailable = condition != nullptr && condition->available_;
+    if (!available_ || !conditionAvailable || xwhat_ != condition->xwhat_) {
+        return {{"reason", "eventName"},
+                {"expected", conditionAvailable ? text(condition->xwhat_) : nlohmann::json()},
+                {"actual", text(xwhat_)}};
+    }
+    if (!condition->rules_.empty()) {
+        if (matchRulesQuietly(*condition)) return nullptr;
+        // The first clause that fails decides: under AND it alone sinks the condition; under OR every
+        // clause failed, the first among them.
+        std::shared_ptr<OTEventRule> failing;
+        for (const auto& rule : condition->rules_) {
+            if (!rule || !rule->compareRuleWithEvent(this)) {
+                failing = rule;
+                break;
+            }
+        }
+        nlohmann::json reason = {{"reason", "propertyRule"}, {"relation", text(relation_)}};
+        if (failing) {
+            const auto& field = failing->field();
+            reason["field"] = field;
+            reason["operator"] = failing->function();
+            reason["dataType"] = failing->dataType();
+            reason["expected"] = failing->value();
+            const auto actual =
+                field.is_string() && xcontext_.is_object() ? xcontext_.find(field.get<std::string>()) : xcontext_.end();
+            reason["actual"] = xcontext_.is_object() && actual != xcontext_.end() ? *actual : nlohmann::json();
+        }
+        return reason;
+    }
+    if (!xcontext_.is_object() || condition->xcontext_.is_null() || !condition->xcontext_.is_object()) return nullptr;
+    const auto difference = firstDifferingProperty(*condition);
+    if (!difference) return nullptr;
+    return {{"reason", "propertyRule"},
+            {"field", difference->key},
+            {"operator", "EQ"},
+            {"dataType", nullptr},
+            {"expected", difference->expected != nullptr ? *difference->expected : nlohmann::json()},
+            {"actual", difference->actual != nullptr ? *difference->actual : nlohmann::json()}};
 }
 
 nlohmann::json OTEvent::toDictionary() const {

@@ -33,6 +33,11 @@ public:
     bool matches(const std::shared_ptr<OTEvent>& condition) const { return matches(condition.get()); }
     bool matchXcontext(const OTEvent* condition) const;
     bool matchRules(const OTEvent* condition) const;
+    // Why this event does not meet `condition`, tested in the order `matches` tests, without a
+    // line of its logging: {"reason": "eventName", "expected", "actual"} or {"reason":
+    // "propertyRule", "relation" (rules only), "field", "operator", "dataType", "expected",
+    // "actual"} for the first clause or property that fails. Null when it does meet it.
+    nlohmann::json mismatch(const OTEvent* condition) const;
     nlohmann::json toDictionary() const;
     std::string description() const { return *keptDescription(); }
     // Worked out once: an event is logged for every campaign it is walked past.
@@ -88,6 +93,15 @@ public:
     }
 
 private:
+    // A condition's property that the event lacks or holds with another value.
+    struct PropertyDifference {
+        std::string key;
+        const nlohmann::json* expected;  // each null when absent
+        const nlohmann::json* actual;
+    };
+    std::optional<PropertyDifference> firstDifferingProperty(const OTEvent& condition) const;
+    long passingRules(const OTEvent& condition) const;
+    bool matchRulesQuietly(const OTEvent& condition) const;
     std::string makeDescription() const;
     std::shared_ptr<const std::string> rulesDescription() const;
     void changed();

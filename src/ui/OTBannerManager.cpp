@@ -1,5 +1,6 @@
 #include "ui/OTBannerManager.h"
 
+#include "core/OTDecisionTrace.h"
 #include "core/OTSDKManager.h"
 #include "core/OTTask.h"
 #include "core/OTTaskManager.h"
@@ -176,17 +177,40 @@ void OTBannerManager::acceptBanners(const nlohmann::json& answer) {
 
 void OTBannerManager::triggerEventMatch(const std::shared_ptr<OTEvent>& event) {
     if (!event) return;
+    auto* trace = OTDecisionTrace::current();
+    constexpr auto kBanner = OTDecisionTrace::Kind::Banner;
     bool armed = false;
     for (const auto& banner : bannerArray()) {
         const auto& conditions = banner->events();
-        if (conditions.empty() || !event->matches(conditions.front())) continue;
+        if (conditions.empty() || !event->matches(conditions.front())) {
+            if (trace != nullptr) {
+                trace->add(kBanner, banner->bannerID(), "notActivated",
+                           [&] { return event->mismatch(conditions.empty() ? nullptr : conditions.front().get()); });
+            }
+            continue;
+        }
         auto node = std::dynamic_pointer_cast<OTBannerRecordTreeNode>(
             bannerRecordTree_->findTreeNodeById(banner->bannerIDIntegerValue()));
-        if (!node) continue;
+        if (!node) {
+            if (trace != nullptr)
+                trace->add(kBanner, banner->bannerID(), "notActivated",
+                           [] { return OTDecisionTrace::reason("noRecord"); });
+            continue;
+        }
         node->setActivated(true);
         armed = true;
+        if (trace != nullptr) trace->add(kBanner, banner->bannerID(), "activated");
     }
     if (armed) syncBannerRecordTree();
+}
+
+void OTBannerManager::traceBannersClosed() {
+    auto* trace = OTDecisionTrace::current();
+    if (trace == nullptr) return;
+    for (const auto& banner : bannerArray()) {
+        trace->add(OTDecisionTrace::Kind::Banner, banner->bannerID(), "notActivated",
+                   [] { return OTDecisionTrace::reason("bannersClosed"); });
+    }
 }
 
 bool OTBannerManager::readyToShow(const std::shared_ptr<OTBannerRecordTreeNode>& node) const {

@@ -50,6 +50,7 @@ public:
     // Arms every banner whose first trigger condition the event meets; the other conditions are
     // never looked at.
     void triggerEventMatch(const std::shared_ptr<OTEvent>& event) override;
+    void traceBannersClosed() override;
 
     // Rendering, on the main queue: the size of the banner put into the config's container (its
     // preferred size without a container); zero while banners are closed or nothing was

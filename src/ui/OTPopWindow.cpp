@@ -164,6 +164,10 @@ std::shared_ptr<OTButton> OTPopWindow::middleBtn() {
 
 // ---- Showing ----
 
+// Read off the main queue: the data is set before the view reports itself showing, and the dialog
+// manager's lock orders the two.
+std::optional<std::string> OTPopWindow::campaignId() const { return data_ ? data_->windowId() : std::nullopt; }
+
 void OTPopWindow::popWithData(const std::shared_ptr<const OTWindowData>& data, EventAction eventAction) {
     OTLog(OTLogger::kLevelData, "pop window with data:%@\n", data);
     onMainQueue([self = shared_from_this(), data, eventAction = std::move(eventAction)] {

@@ -50,6 +50,7 @@ public:
     // A text dialog with "取消" and "确定", shown without measuring, laying out or registering.
     void popWithTitle(const std::string& title, const std::optional<std::string>& message, EventAction eventAction);
     bool isShowing() const override { return isShowing_; }
+    std::optional<std::string> campaignId() const override;
     void setIsShowing(bool value);
     void closeWithCompletion(std::function<void()> completion);
     void _close();
