@@ -59,7 +59,10 @@ void OTDecisionTrace::add(Kind kind, const std::optional<std::string>& id, const
     auto item = entry(kind, id, verdict);
     if (explain) {
         // The entry's own names come first: a reason's values never overwrite them.
-        for (auto& [key, value] : explain().items()) item.emplace(key, std::move(value));
+        auto values = explain();
+        if (values.is_object()) {
+            for (auto& [key, value] : values.items()) item.emplace(key, std::move(value));
+        }
     }
     record_["campaigns"].push_back(std::move(item));
     ++listed_;

@@ -35,6 +35,11 @@ struct Eligibility {
     }
 };
 
+// A refusal as its reason and deciding values, or "eligible".
+std::string why(const std::optional<OTDisplayEligibility::Refusal>& refusal) {
+    return refusal ? refusal->describe().dump() : "eligible";
+}
+
 json withRules(json click, json close) {
     return {{"id", "5"}, {"count", 100}, {"dialogRule", {std::move(click), std::move(close)}}};
 }
@@ -45,22 +50,26 @@ TEST(OTSDKManagerEligibility, DailyCapAndDateWindowByCalendarDay) {
     auto [data, node] = e.campaign({{"id", "1"}, {"count", 100}});
     e.settings->setMaxDailyPopWindowCount(3);
     e.settings->setDailyPopWindowCount(3);
-    EXPECT_FALSE(e.engine->eligibility().matchOldRuleWithData(data));
+    EXPECT_EQ(why(e.engine->eligibility().refusalByOldRule(data)), R"({"count":3,"max":3,"reason":"dailyCap"})");
     e.settings->setDailyPopWindowCount(2);
 
     auto check = [&](const char* start, const char* end) {
         auto [d, n] = e.campaign({{"id", "2"}, {"count", 100}, {"startTime", start}, {"endTime", end}});
         n->setActivated(false);
-        return e.engine->eligibility().matchNewRuleWithData(d);  // no rules: judged as a first showing
+        return why(e.engine->eligibility().refusalByNewRule(d));  // no rules: judged as a first showing
     };
-    EXPECT_TRUE(check("2024-05-01 23:00:00", "2024-05-01 00:00:01"));  // times of day do not count
-    EXPECT_FALSE(check("2024-05-02 00:00:00", "2024-06-01 00:00:00"));
-    EXPECT_FALSE(check("2024-04-01 00:00:00", "2024-04-30 23:59:59"));
-    EXPECT_TRUE(check("bad", "also bad"));  // unparsable dates compare as equal
+    EXPECT_EQ(check("2024-05-01 23:00:00", "2024-05-01 00:00:01"), "eligible");  // times of day do not count
+    EXPECT_EQ(
+        check("2024-05-02 00:00:00", "2024-06-01 00:00:00"),
+        R"({"end":"2024-06-01 00:00:00","reason":"dateWindow","start":"2024-05-02 00:00:00","today":"2024-05-01"})");
+    EXPECT_NE(check("2024-04-01 00:00:00", "2024-04-30 23:59:59"), "eligible");
+    EXPECT_EQ(check("bad", "also bad"), "eligible");  // unparsable dates compare as equal
     e.test.clock().advance(15h + 59min + 59s);
-    EXPECT_TRUE(check("2024-04-01 00:00:00", "2024-05-01 08:00:00"));  // 23:59:59 on the last day
+    EXPECT_EQ(check("2024-04-01 00:00:00", "2024-05-01 08:00:00"), "eligible");  // 23:59:59 on the last day
     e.test.clock().advance(1s);
-    EXPECT_FALSE(check("2024-04-01 00:00:00", "2024-05-01 08:00:00"));
+    EXPECT_EQ(
+        check("2024-04-01 00:00:00", "2024-05-01 08:00:00"),
+        R"({"end":"2024-05-01 08:00:00","reason":"dateWindow","start":"2024-04-01 00:00:00","today":"2024-05-02"})");
 }
 
 TEST(OTSDKManagerEligibility, TheOldRuleCountsTwiceAndShowsOncePerProcess) {
@@ -70,7 +79,7 @@ TEST(OTSDKManagerEligibility, TheOldRuleCountsTwiceAndShowsOncePerProcess) {
     EXPECT_EQ(node->usedCount(), 2);
     EXPECT_EQ(e.settings->dailyPopWindowCount(), 2u);
     EXPECT_TRUE(node->activated());
-    EXPECT_FALSE(e.engine->eligibility().readyToShowWithData(data));  // armed until activation is cleared
+    EXPECT_EQ(why(e.engine->eligibility().refusalToShow(data)), R"({"reason":"shownBefore"})");  // until cleared
     EXPECT_TRUE(e.test.console().contains("readyToShowWithData:0"));
 
     e.engine->campaigns().setTreeNodesInit(false);
@@ -79,7 +88,7 @@ TEST(OTSDKManagerEligibility, TheOldRuleCountsTwiceAndShowsOncePerProcess) {
     EXPECT_EQ(node->usedCount(), 3);  // 2 + 2, held at the limit of 3
     e.engine->campaigns().setTreeNodesInit(false);
     e.engine->campaigns().clearTreeNodeActivateState(e.engine->environment().clock().now());
-    EXPECT_FALSE(e.engine->eligibility().readyToShowWithData(data));
+    EXPECT_EQ(why(e.engine->eligibility().refusalToShow(data)), R"({"count":3,"reason":"usedUp","used":3})");
     EXPECT_TRUE(
         e.test.console().contains("matchOldRuleWithData:dailyPopWindowCount->4,maxDailyPopWindowCount->4294967295"));
 }
@@ -95,7 +104,8 @@ TEST(OTSDKManagerEligibility, PauseRulesWaitStrictlyLongerThanThePause) {
     e.engine->dialogFlow().syncTreeNode(node, 3);  // closed
     EXPECT_EQ(node->lastEventType(), "close");
     e.test.clock().advance(7200s);
-    EXPECT_FALSE(e.engine->eligibility().matchNewRuleWithData(data));
+    EXPECT_EQ(why(e.engine->eligibility().refusal(data)),
+              R"({"reason":"pause","rule":"close","until":"2024-05-01 10:00:00"})");
     e.test.clock().advance(1s);
     EXPECT_TRUE(e.engine->eligibility().matchNewRuleWithData(data));
 
@@ -118,19 +128,23 @@ TEST(OTSDKManagerEligibility, NumberRulesCountClicksOrCloses) {
     e.engine->dialogFlow().syncTreeNode(node, 2);  // one click
     EXPECT_TRUE(e.engine->eligibility().matchNewRuleWithData(data));
     e.engine->dialogFlow().syncTreeNode(node, 4);  // a second click
-    EXPECT_FALSE(e.engine->eligibility().matchNewRuleWithData(data));
+    EXPECT_EQ(why(e.engine->eligibility().refusal(data)),
+              R"({"count":2,"max":2,"reason":"reactionCount","rule":"click"})");
 
     e.engine->dialogFlow().syncTreeNode(node, 1);
     e.engine->dialogFlow().syncTreeNode(node, 3);  // a close: number and pause
     e.test.clock().advance(1s);
-    EXPECT_FALSE(e.engine->eligibility().matchNewRuleWithData(data));  // one close of one allowed
+    EXPECT_EQ(why(e.engine->eligibility().refusal(data)),  // one close of one allowed
+              R"({"count":1,"max":1,"reason":"reactionCount","rule":"close"})");
     data->closeRule()->setCount(2);
     EXPECT_TRUE(e.engine->eligibility().matchNewRuleWithData(data));
     data->closeRule()->setType(9);
-    EXPECT_FALSE(e.engine->eligibility().matchNewRuleWithData(data));
+    EXPECT_EQ(why(e.engine->eligibility().refusal(data)),
+              R"({"lastEventType":"close","reason":"noRuleForReaction","ruleType":9})");
     node->setLastEventType("unknown");
     data->closeRule()->setType(1);
-    EXPECT_FALSE(e.engine->eligibility().matchNewRuleWithData(data));
+    EXPECT_EQ(why(e.engine->eligibility().refusal(data)),
+              R"({"lastEventType":"unknown","reason":"noRuleForReaction"})");
     // Shown but never clicked or closed: judged as a first showing.
     node->setLastEventType("");
     EXPECT_TRUE(e.engine->eligibility().matchNewRuleWithData(data));

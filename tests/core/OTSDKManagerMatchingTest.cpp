@@ -27,9 +27,13 @@ struct Engine {
     std::shared_ptr<OTUserConfig> settings =
         OTUserConfig::defaultConfig()->configWithGroupIdentifier(std::string("group.demo"));
 
+    // Every pass's decision record, as the host's listener hears them.
+    std::vector<json> records;
+
     Engine() {
         OTPopWindowManager::sharedManager()->setPresenter(presenter);
         engine->session().setConfiguration(std::make_shared<CorvaneOtConfig>());
+        engine->setDecisionListener([this](const json& record) { records.push_back(record); });
     }
 
     // Campaigns from JSON objects, each with a fresh record node of its count.
@@ -60,6 +64,16 @@ struct Engine {
     }
     void settle() { test.scheduler().advance(1s); }
 };
+
+// A record's campaigns as "id verdict reason" each, in the order they were decided.
+std::vector<std::string> verdicts(const json& record) {
+    std::vector<std::string> lines;
+    for (const auto& c : record["campaigns"]) {
+        lines.push_back(c["id"].get<std::string>() + " " + c["verdict"].get<std::string>() + " " +
+                        c.value("reason", std::string("-")));
+    }
+    return lines;
+}
 
 json eventCampaign(const char* id, const char* what, json extra = json::object()) {
     json c = {{"id", id}, {"type", 1}, {"style", 3}, {"preEvents", {{{"xwhat", what}}}}};
@@ -92,6 +106,29 @@ TEST(OTSDKManagerMatching, TheFirstEligibleCampaignInOrderIsShownAfterItsDelay) 
     e.test.scheduler().advance(1ms);
     EXPECT_EQ(e.presenter->shownIds(), (std::vector<std::string>{"2", "3"}));
     EXPECT_EQ(e.node(2)->closeCount(), 1);
+
+    // The first pass's record came once its dialog was on screen; the close started another.
+    ASSERT_EQ(e.records.size(), 2u);
+    EXPECT_EQ(e.records[0]["event"], (json{{"xwhat", "buy"}, {"source", nullptr}}));
+    EXPECT_EQ(e.records[0]["pass"], "event");
+    EXPECT_EQ(verdicts(e.records[0]),
+              (std::vector<std::string>{"1 notMatched eventName", "2 shown -", "3 notExamined passEnded"}));
+    EXPECT_EQ(e.records[0]["campaigns"][0]["expected"], "other");
+    EXPECT_EQ(e.records[0]["campaigns"][0]["actual"], "buy");
+    EXPECT_EQ(e.records[0]["campaigns"][1]["delay"], 0.2);
+    EXPECT_EQ(e.records[0]["campaigns"][2]["endedBy"], "2");
+    EXPECT_EQ(e.records[0]["campaigns"][2]["because"], "scheduled");
+    EXPECT_EQ(e.records[1]["pass"], "afterReaction");
+    EXPECT_EQ(e.records[1]["startIndex"], 2);
+    EXPECT_EQ(verdicts(e.records[1]), std::vector<std::string>{"3 shown -"});
+    EXPECT_EQ(e.records[1]["campaigns"][0]["delay"], 3.2);
+
+    // No listener, no record.
+    e.engine->setDecisionListener(nullptr);
+    e.presenter->react(3);
+    e.send({{"xwhat", "buy"}});
+    e.settle();
+    EXPECT_EQ(e.records.size(), 2u);
 }
 
 TEST(OTSDKManagerMatching, HiddenDialogsAreNeitherShownNorCountedNorPassedOver) {
@@ -103,6 +140,10 @@ TEST(OTSDKManagerMatching, HiddenDialogsAreNeitherShownNorCountedNorPassedOver) 
     EXPECT_TRUE(e.presenter->shown.empty());
     EXPECT_EQ(e.node(1)->usedCount(), 0);
     EXPECT_EQ(e.engine->currentMatchEventIndex(), 0);
+    ASSERT_EQ(e.records.size(), 1u);
+    EXPECT_EQ(verdicts(e.records[0]),
+              (std::vector<std::string>{"1 heldBack dialogsHidden", "2 notExamined passEnded"}));
+    EXPECT_EQ(e.records[0]["campaigns"][1]["because"], "heldBack");
 }
 
 TEST(OTSDKManagerMatching, SequencesAdvanceWithoutShowing) {
@@ -122,6 +163,18 @@ TEST(OTSDKManagerMatching, SequencesAdvanceWithoutShowing) {
     e.send({{"xwhat", "C"}});
     e.settle();
     EXPECT_EQ(e.presenter->shownIds(), std::vector<std::string>{"2"});
+
+    ASSERT_EQ(e.records.size(), 3u);
+    EXPECT_EQ(
+        verdicts(e.records[0]),
+        (std::vector<std::string>{"1 notMatched sequenceStep", "2 notMatched sequenceStep", "3 notMatched eventName"}));
+    EXPECT_EQ(e.records[0]["campaigns"][1]["expected"], "A");
+    EXPECT_EQ(e.records[0]["campaigns"][1]["of"], 2);
+    EXPECT_EQ(verdicts(e.records[1]),
+              (std::vector<std::string>{"1 advanced -", "2 notExamined passEnded", "3 notExamined passEnded"}));
+    EXPECT_EQ(e.records[1]["campaigns"][0]["next"], "B");
+    EXPECT_EQ(e.records[1]["campaigns"][0]["moved"], (json{"1", "2"}));
+    EXPECT_EQ(e.records[1]["campaigns"][2]["because"], "advanced");
 }
 
 TEST(OTSDKManagerMatching, EventsWaitWithoutCampaignsAndTheWalkEndsAtTheList) {
@@ -133,6 +186,14 @@ TEST(OTSDKManagerMatching, EventsWaitWithoutCampaignsAndTheWalkEndsAtTheList) {
     e.engine->triggerEventMatchInApp(nullptr, 0);
     e.settle();
     EXPECT_TRUE(e.presenter->shown.empty());
+    ASSERT_EQ(e.records.size(), 2u);  // the walk past the end examined nothing
+    EXPECT_EQ(e.records[0]["verdict"], "waiting");
+    EXPECT_EQ(e.records[0]["reason"], "noCampaignsYet");
+    EXPECT_EQ(e.records[0]["waiting"], 1);
+    EXPECT_EQ(e.records[0]["max"], 5);
+    EXPECT_TRUE(e.records[0]["campaigns"].empty());
+    EXPECT_EQ(e.records[1]["pass"], "walk");
+    EXPECT_TRUE(e.records[1]["campaigns"].empty());
 }
 
 TEST(OTSDKManagerMatching, TenThousandCampaignsWalkWithoutDeepeningTheStack) {
@@ -151,6 +212,13 @@ TEST(OTSDKManagerMatching, TenThousandCampaignsWalkWithoutDeepeningTheStack) {
     e.send({{"xwhat", "buy"}});
     e.settle();
     EXPECT_EQ(e.presenter->shownIds(), std::vector<std::string>{"10000"});
+    // The record lists a hundred campaigns, the one shown among them, and counts the rest.
+    ASSERT_EQ(e.records.size(), 1u);
+    const auto& campaigns = e.records[0]["campaigns"];
+    ASSERT_EQ(campaigns.size(), 101u);
+    EXPECT_EQ(campaigns[100]["id"], "10000");
+    EXPECT_EQ(campaigns[100]["verdict"], "shown");
+    EXPECT_EQ(e.records[0]["omitted"], (json{{"inApp", {{"notMatched", 9899}}}}));
 }
 
 TEST(OTSDKManagerMatching, ReactionsRecordForbidFollowAndDecideWhetherToGoOn) {
@@ -202,6 +270,7 @@ TEST(OTSDKManagerMatching, AReactionGoesOnFromItsOwnEventsPlaceWhateverWalkedSin
 TEST(OTSDKManagerMatching, NoInAppDialogWhileOneIsShowing) {
     struct Showing : OTDialogView {
         bool isShowing() const override { return true; }
+        std::optional<std::string> campaignId() const override { return "7"; }
     };
     Engine e;
     e.campaigns({eventCampaign("1", "buy", {{"count", 5}})});
@@ -213,6 +282,10 @@ TEST(OTSDKManagerMatching, NoInAppDialogWhileOneIsShowing) {
     e.settle();
     EXPECT_TRUE(e.presenter->shown.empty());
     EXPECT_TRUE(e.engine->waitingEvents().empty());
+    ASSERT_EQ(e.records.size(), 1u);
+    EXPECT_EQ(e.records[0]["verdict"], "heldBack");
+    EXPECT_EQ(e.records[0]["reason"], "dialogOnScreen");
+    EXPECT_EQ(e.records[0]["id"], "7");
 }
 
 TEST(OTSDKManagerMatching, FirstPageViewCampaigns) {
@@ -269,6 +342,21 @@ TEST(OTSDKManagerMatching, FirstPageViewCampaigns) {
     m.send(homeView);
     m.settle();
     EXPECT_EQ(m.presenter->shown.size(), 1u);
+
+    ASSERT_EQ(e.records.size(), 1u);
+    EXPECT_EQ(verdicts(e.records[0]), (std::vector<std::string>{"1 shown -", "2 notExamined passEnded"}));
+    std::vector<std::string> cases;
+    for (const auto& record : m.records) {
+        for (const auto& c : record["campaigns"])
+            cases.push_back(c["verdict"].get<std::string>() + " " + c.value("case", ""));
+    }
+    EXPECT_EQ(cases, (std::vector<std::string>{"notMatched urlDiffers", "heldBack mainPageCovered", "shown ",
+                                               "notMatched mainPageSeenBefore"}));
+    const auto& covered = m.records[1]["campaigns"][0];
+    EXPECT_EQ(covered["kept"], true);
+    EXPECT_EQ(covered["url"], "HomeVC");
+    EXPECT_EQ(covered["mainPage"], "HomeVC");
+    EXPECT_EQ(m.records.back()["campaigns"][0]["mainPageViews"], 2);
 }
 
 }  // namespace corvane

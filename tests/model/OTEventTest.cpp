@@ -57,15 +57,32 @@ TEST(OTEvent, MatchingNamesThenRulesOrProperties) {
     EXPECT_TRUE(incoming->matches(event(R"({"xwhat":"buy","rule":[]})")));
     EXPECT_FALSE(incoming->matches(event(R"({"xwhat":"Buy"})")));
     EXPECT_FALSE(incoming->matches(nullptr));
+    EXPECT_EQ(incoming->mismatch(event(R"({"xwhat":"Buy"})").get()),
+              (nlohmann::json{{"reason", "eventName"}, {"expected", "Buy"}, {"actual", "buy"}}));
+    EXPECT_EQ(incoming->mismatch(nullptr)["expected"], nullptr);
     // A larger event: the condition's keys are lower-cased.
     EXPECT_TRUE(incoming->matches(event(R"({"xwhat":"buy","xcontext":{"Page":"home"}})")));
     EXPECT_FALSE(incoming->matches(event(R"({"xwhat":"buy","xcontext":{"page":"Home"}})")));
     EXPECT_FALSE(incoming->matches(event(R"({"xwhat":"buy","xcontext":{"missing":"home"}})")));
+    EXPECT_EQ(incoming->mismatch(event(R"({"xwhat":"buy","xcontext":{"Page":"Home"}})").get()),
+              (nlohmann::json{{"reason", "propertyRule"},
+                              {"field", "Page"},
+                              {"operator", "EQ"},
+                              {"dataType", nullptr},
+                              {"expected", "Home"},
+                              {"actual", "home"}}));
+    EXPECT_EQ(incoming->mismatch(event(R"({"xwhat":"buy","xcontext":{"missing":"home"}})").get())["actual"], nullptr);
+    EXPECT_TRUE(incoming->mismatch(event(R"({"xwhat":"buy","xcontext":{"Page":"home"}})").get()).is_null());
     // A smaller event: its own keys are looked up in the condition as they stand.
     auto small = event(R"({"xwhat":"buy","xcontext":{"a":"1"}})");
     EXPECT_TRUE(small->matches(event(R"({"xwhat":"buy","xcontext":{"a":"1","b":"2"}})")));
     EXPECT_FALSE(event(R"({"xwhat":"buy","xcontext":{"A":"1"}})")
                      ->matches(event(R"({"xwhat":"buy","xcontext":{"a":"1","b":"2"}})")));
+    const auto smallMismatch = event(R"({"xwhat":"buy","xcontext":{"A":"1"}})")
+                                   ->mismatch(event(R"({"xwhat":"buy","xcontext":{"a":"1","b":"2"}})").get());
+    EXPECT_EQ(smallMismatch["field"], "A");
+    EXPECT_EQ(smallMismatch["expected"], nullptr);
+    EXPECT_EQ(smallMismatch["actual"], "1");
     // Texts never equal numbers; numbers compare by value, booleans count as numbers.
     EXPECT_FALSE(event(R"({"xwhat":"e","xcontext":{"n":"5"}})")->matches(event(R"({"xwhat":"e","xcontext":{"n":5}})")));
     EXPECT_TRUE(event(R"({"xwhat":"e","xcontext":{"n":5}})")->matches(event(R"({"xwhat":"e","xcontext":{"n":5.0}})")));
@@ -99,6 +116,12 @@ TEST(OTEvent, RulesCombineByTheIncomingEventsRelation) {
     EXPECT_TRUE(test.console().contains("matches->OT_ArrayNotEmpty"));
     EXPECT_TRUE(test.console().contains("matchRules->matchCount:1,count:2"));
     EXPECT_TRUE(event(R"({"xwhat":"buy","xcontext":{"price":150,"city":"BEIJING"}})")->matches(event(condition)));
+    // Why not, for the first clause that fails, without a line of matching's logging.
+    test.console().clear();
+    EXPECT_EQ(andEvent->mismatch(event(condition).get()),
+              nlohmann::json::parse(R"({"reason":"propertyRule","relation":"AND","field":"price","operator":"GT",
+                                        "dataType":"number","expected":["100"],"actual":50})"));
+    EXPECT_TRUE(test.console().lines().empty());
 
     auto orEvent = event(R"({"xwhat":"buy","relation":"OR","xcontext":{"price":50,"city":"beijing"}})");
     EXPECT_TRUE(orEvent->matches(event(condition)));
@@ -106,6 +129,11 @@ TEST(OTEvent, RulesCombineByTheIncomingEventsRelation) {
     auto orCondition = event(condition);
     orCondition->setRelation("OR");
     EXPECT_FALSE(andEvent->matches(orCondition));
+    const auto orMismatch =
+        event(R"({"xwhat":"buy","relation":"OR","xcontext":{"price":5,"city":"x"}})")->mismatch(event(condition).get());
+    EXPECT_EQ(orMismatch["relation"], "OR");
+    EXPECT_EQ(orMismatch["field"], "price");
+    EXPECT_TRUE(orEvent->mismatch(event(condition).get()).is_null());
     // An event built without parsing has no relation and never matches a condition with rules.
     OTEvent bare;
     bare.setAvailable(true);
@@ -114,6 +142,8 @@ TEST(OTEvent, RulesCombineByTheIncomingEventsRelation) {
     EXPECT_FALSE(bare.matches(event(condition)));
     bare.setRelation("XOR");
     EXPECT_FALSE(bare.matchRules(event(condition).get()));
+    const auto noRelation = bare.mismatch(event(condition).get());
+    EXPECT_EQ(noRelation, (nlohmann::json{{"reason", "propertyRule"}, {"relation", "XOR"}}));
 }
 
 TEST(OTEvent, DictionaryDescriptionAndArchive) {

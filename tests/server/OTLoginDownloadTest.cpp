@@ -33,6 +33,8 @@ std::string tail(const std::string& text, std::size_t size) {
 
 TEST(OTLoginDownload, StartLogsInDownloadsMergesAndReplaysTheFirstWaitingPageView) {
     Started s;
+    std::vector<json> records;
+    s.engine->setDecisionListener([&records](const json& record) { records.push_back(record); });
     s.engine->onEventDataReceived(json{{"xwhat", "buy"}});
     s.engine->onEventDataReceived(json{{"xwhat", "$pageview"}, {"xcontext", {{"$url", "MineVC"}}}});
     s.test.scheduler().runUntilIdle();
@@ -67,6 +69,16 @@ TEST(OTLoginDownload, StartLogsInDownloadsMergesAndReplaysTheFirstWaitingPageVie
     EXPECT_GE(s.engine->currentMatchEventIndex(), 2);
     EXPECT_EQ(OTDataArchiver::getObjectsForPath<OTWindowData>(s.test.documents() / "OTInAppWindowData.plist")->size(),
               4u);
+    // Both events waited; once the list came the page view was walked again and "buy" dropped.
+    ASSERT_TRUE(s.waitFor([&] { return records.size() >= 4; }));
+    std::vector<std::string> passes;
+    for (const auto& r : records) {
+        passes.push_back(r["event"]["xwhat"].get<std::string>() + " " + r["pass"].get<std::string>() + " " +
+                         r.value("verdict", "") + " " + r.value("discarded", ""));
+    }
+    EXPECT_EQ(passes, (std::vector<std::string>{"buy event waiting ", "$pageview event waiting ",
+                                                "$pageview waitingEvent  ", "buy waitingEvent dropped notReplayed"}));
+    EXPECT_EQ(records[3]["reason"], "noCampaignsYet");
     EXPECT_TRUE(s.test.console().contains("getListData"));
     const auto log = s.log();
     EXPECT_NE(log.find("CorvaneOstrel 启动成功！\nCorvaneOstrel 版本号：2.2.2\nAppKey：app-key\nuserId：user-1"),
@@ -157,6 +169,8 @@ TEST(OTLoginDownload, SubscribeMatchesAskTheServerOncePerEvent) {
     Started s;
     s.start();
     ASSERT_TRUE(s.waitForOutcomes("/push/sdk/event/subscribe"));
+    std::vector<json> records;
+    s.engine->setDecisionListener([&records](const json& record) { records.push_back(record); });
     s.engine->onEventDataReceived(json{{"xwhat", "purchase"}, {"xcontext", {{"price", 9}}}});
     ASSERT_TRUE(s.waitForOutcomes("/push/sdk/event/trigger"));
     const auto trigger = s.server.requestsTo("/push/sdk/event/trigger")[0].body;
@@ -164,6 +178,9 @@ TEST(OTLoginDownload, SubscribeMatchesAskTheServerOncePerEvent) {
     EXPECT_EQ(trigger["os"]["packageName"], "com.corvane.test");
     EXPECT_NE(s.log().find("触发事件成功!事件名：purchase"), std::string::npos);
     EXPECT_EQ(s.server.requestsTo("/push/sdk/event/trigger").size(), 1u);
+    ASSERT_TRUE(s.waitFor([&] { return !records.empty(); }));
+    EXPECT_EQ(records[0]["event"], (json{{"xwhat", "purchase"}, {"source", 0}}));
+    EXPECT_EQ(records[0]["campaigns"][0], (json{{"id", "201"}, {"kind", "subscribe"}, {"verdict", "sentToServer"}}));
 }
 
 }  // namespace corvane

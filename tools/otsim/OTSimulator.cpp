@@ -182,6 +182,7 @@ void OTSimulator::perform(std::size_t line, const OTScenarioAction& action) {
     if (name == "observe") {
         group_ = action.text("group", "");
         observer_ = CorvaneOtManager::getObserverListener(*group_);
+        listenForDecisions();
         return;
     }
     if (name == "start") return start(line, action);
@@ -219,7 +220,10 @@ void OTSimulator::perform(std::size_t line, const OTScenarioAction& action) {
 }
 
 std::shared_ptr<CorvaneOtObserver> OTSimulator::observer() {
-    if (!observer_) observer_ = OTSDKManager::sharedManager();
+    if (!observer_) {
+        observer_ = OTSDKManager::sharedManager();
+        listenForDecisions();
+    }
     return observer_;
 }
 
@@ -271,6 +275,7 @@ void OTSimulator::start(std::size_t line, const OTScenarioAction& action) {
         if (!fields.contains("url")) config->setUrl(serverURL_);
     }
     config_ = std::move(config);
+    listenForDecisions();
     CorvaneOtManager::startWithConfig(config_);
     // As in a launching app, the selected tab's top page appears.
     if (auto stack = std::dynamic_pointer_cast<OTNavigationController>(tabBar_->selectedViewController())) {
@@ -542,7 +547,15 @@ void OTSimulator::observe(json observation) {
 
 void OTSimulator::print(const json& o) {
     if (options_.json) out_ << o.dump() << std::endl;
-    else OTSimulatorTranscript::print(out_, o);
+    else if (options_.why || o["type"] != "decision") OTSimulatorTranscript::print(out_, o);
+}
+
+void OTSimulator::listenForDecisions() {
+    CorvaneOtManager::setDecisionListener([this](const json& record) {
+        auto observation = record;
+        observation["type"] = "decision";
+        observe(std::move(observation));
+    });
 }
 
 }  // namespace corvane

@@ -42,6 +42,8 @@ public:
         std::filesystem::path campaigns;
         std::optional<std::string> serverURL;  // the embedded dev server when absent
         bool json = false;
+        // The text transcript shows, under each event, why each campaign was not shown.
+        bool why = false;
         std::optional<std::filesystem::path> htmlDirectory;
         // Each page of htmlDirectory drawn as a PNG picture here, at the end of the run.
         std::optional<std::filesystem::path> pngDirectory;
@@ -101,6 +103,8 @@ private:
 
     void observe(nlohmann::json observation);
     void print(const nlohmann::json& observation);
+    // The library's decision records become observations.
+    void listenForDecisions();
     void error(std::size_t line, const std::string& message);
     void dialogShown(const std::shared_ptr<const OTWindowData>& data);
     void dialogReacted(const std::shared_ptr<const OTWindowData>& data, std::int64_t type);

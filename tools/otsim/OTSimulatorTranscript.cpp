@@ -5,6 +5,7 @@
 #include <string>
 
 #include "OTSimulatorBanners.h"
+#include "OTSimulatorDecisions.h"
 #include "OTSimulatorIdentity.h"
 #include "OTSimulatorLoad.h"
 #include "OTSimulatorTagging.h"
@@ -29,8 +30,9 @@ std::string OTSimulatorTranscript::text(const json& value) {
 void OTSimulatorTranscript::print(std::ostream& out, const json& o) {
     const std::string type = o["type"];
     const std::string at = timeText(o["t"].get<double>());
-    if (OTSimulatorBanners::print(out, at, o) || OTSimulatorIdentity::print(out, at, o) ||
-        OTSimulatorTagging::print(out, at, o) || OTSimulatorLoad::print(out, at, o)) {
+    if (OTSimulatorDecisions::print(out, at, o) || OTSimulatorBanners::print(out, at, o) ||
+        OTSimulatorIdentity::print(out, at, o) || OTSimulatorTagging::print(out, at, o) ||
+        OTSimulatorLoad::print(out, at, o)) {
         out.flush();
         return;
     }

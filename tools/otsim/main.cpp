@@ -20,6 +20,7 @@ int main(int argc, char** argv) {
     std::string png;
     bool json = false;
     bool log = false;
+    bool why = false;
     bool console = false;
     std::int64_t logLevel = 0;
     app.add_option("scenario", scenario, "scenario file (JSON lines)");
@@ -27,6 +28,7 @@ int main(int argc, char** argv) {
     app.add_option("--campaigns", campaigns, "campaign folder for the embedded dev server")->capture_default_str();
     app.add_option("--server", server, "use this server instead of the embedded one");
     app.add_flag("--json", json, "print observations as JSON lines");
+    app.add_flag("--why", why, "under each event, say why each campaign was not shown");
     app.add_flag("--log", log, "also print every message of the library's logger, whatever the console level");
     app.add_flag("--console", console,
                  "show the library's console (its own prints and log banners) on standard error; otherwise it "
@@ -58,6 +60,7 @@ int main(int argc, char** argv) {
     if (!server.empty()) options.serverURL = server;
     options.json = json;
     options.log = log;
+    options.why = why;
     options.console = console;
     if (!html.empty()) options.htmlDirectory = html;
     if (!png.empty()) {
