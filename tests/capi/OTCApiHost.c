@@ -16,6 +16,16 @@ static void on_banners(void* user, const char* banners_json) {
     }
 }
 
+static void on_decision(void* user, const char* record_json) {
+    ot_capi_decisions* decisions = (ot_capi_decisions*)user;
+    decisions->calls++;
+    snprintf(decisions->last, sizeof decisions->last, "%s", record_json);
+}
+
+void ot_capi_listen_for_decisions(ot_capi_decisions* decisions) {
+    corvane_set_decision_listener(decisions != NULL ? on_decision : NULL, decisions);
+}
+
 static void on_show(void* user, uint64_t surface, const char* surface_json) {
     ot_capi_screen* screen = (ot_capi_screen*)user;
     size_t length = strlen(surface_json);
@@ -132,8 +142,7 @@ int ot_capi_bad_input(void) {
         CHECK(corvane_load_banner(NULL, 390, 120, 0, &surface, NULL, NULL), CORVANE_ERROR_NULL_ARGUMENT);
         CHECK(corvane_load_banner("home_top", 390, 120, 0, NULL, NULL, NULL), CORVANE_ERROR_NULL_ARGUMENT);
         CHECK(corvane_load_banner("home_top", -1, 120, 0, &surface, NULL, NULL), CORVANE_ERROR_INVALID_ARGUMENT);
-        CHECK(corvane_load_banner("home_top", 390, NAN, 0, &surface, NULL, NULL),
-              CORVANE_ERROR_INVALID_ARGUMENT);
+        CHECK(corvane_load_banner("home_top", 390, NAN, 0, &surface, NULL, NULL), CORVANE_ERROR_INVALID_ARGUMENT);
         CHECK(corvane_release_banner(surface), CORVANE_ERROR_NOT_FOUND);
     }
     corvane_observer_release(NULL);

@@ -15,6 +15,14 @@ typedef struct ot_capi_banners {
     int was_null;
 } ot_capi_banners;
 
+/* The decision records the listener received: how many, and the last one's JSON. */
+typedef struct ot_capi_decisions {
+    int calls;
+    char last[16384];
+} ot_capi_decisions;
+/* Listens for decision records into `decisions`; NULL stops listening. */
+void ot_capi_listen_for_decisions(ot_capi_decisions* decisions);
+
 /* What a host drawing for itself keeps: the surfaces shown now, each with its latest JSON. */
 #define OT_CAPI_MAX_SURFACES 8
 typedef struct ot_capi_screen {

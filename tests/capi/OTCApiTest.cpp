@@ -68,6 +68,8 @@ TEST(OTCApi, ACHostStartsSendsEventsAndReceivesBannersFromTheDevServer) {
     ASSERT_FALSE(logins.empty());
     EXPECT_EQ(logins[0].body.value("appKey", ""), "capi-key");
 
+    ot_capi_decisions decisions{};
+    ot_capi_listen_for_decisions(&decisions);
     ot_capi_banners banners{};
     ASSERT_EQ(ot_capi_purchase_and_banners("group.demo", 120, &banners), 0);
     // The sample purchase campaign asks the server to trigger its follow-up.
@@ -78,6 +80,19 @@ TEST(OTCApi, ACHostStartsSendsEventsAndReceivesBannersFromTheDevServer) {
     ASSERT_TRUE(list.is_array()) << banners.text;
     ASSERT_FALSE(list.empty());
     EXPECT_EQ(list[0].value("locationId", ""), "home_top");
+
+    // The purchase's decision record reached the C host as JSON text.
+    ASSERT_TRUE(h.waitFor([&] { return decisions.calls == 1; }));
+    const auto record = nlohmann::json::parse(decisions.last, nullptr, false);
+    ASSERT_TRUE(record.is_object()) << decisions.last;
+    EXPECT_EQ(record["event"], (nlohmann::json{{"xwhat", "purchase"}, {"source", 0}}));
+    EXPECT_EQ(record["campaigns"][0]["verdict"], "sentToServer");
+    EXPECT_EQ(record["campaigns"][1]["reason"], "eventName");
+    ot_capi_listen_for_decisions(nullptr);
+    ASSERT_EQ(ot_capi_event("group.demo", R"({"source":0,"xwhat":"purchase","xwho":"u1"})"), 0);
+    ASSERT_TRUE(h.waitFor([&] { return h.server.requestsTo("/push/sdk/event/trigger").size() == 2; }));
+    h.test.scheduler().runUntilIdle();
+    EXPECT_EQ(decisions.calls, 1);
 }
 
 }  // namespace corvane

@@ -164,6 +164,18 @@ TEST(OTSimulator, TheDemoShowsDialogsFollowsLinksQueuesOfflineAndHitsTheDailyCap
     EXPECT_EQ(balls[1]["x"], 0.0);
     EXPECT_EQ(balls[2]["shown"], false);
 
+    // Why the survey never showed: the daily cap, in the decision of its event.
+    std::vector<std::string> refused;
+    for (const auto& decision : ofType(observations, "decision")) {
+        for (const auto& c : decision["campaigns"]) {
+            if (c["verdict"] == "notEligible")
+                refused.push_back(decision["event"]["xwhat"].get<std::string>() + " " + c["id"].get<std::string>() +
+                                  " " + c["reason"].get<std::string>() + " " + c["count"].dump() + "/" +
+                                  c["max"].dump());
+        }
+    }
+    EXPECT_EQ(refused, std::vector<std::string>{"open_survey 104 dailyCap 5/5"});
+
     const auto state = observations.back();
     ASSERT_EQ(state["type"], "state");
     EXPECT_EQ(state["dailyPopWindowCount"], 0);        // the clock has moved on to the next day

@@ -327,6 +327,18 @@ TEST(OTBannerManager, TheEngineLoadsBannersAfterTheDialogListsAndMatchesThemUnle
         bool showing = true;
         bool isShowing() const override { return showing; }
     };
+    std::vector<json> records;
+    r.engine->setDecisionListener([&records](const json& record) { records.push_back(record); });
+    // The banners' verdicts in one record: "id verdict reason" each.
+    const auto banners = [&records](std::size_t at) {
+        std::vector<std::string> lines;
+        for (const auto& c : records.at(at)["campaigns"]) {
+            if (c["kind"] == "banner")
+                lines.push_back(c["id"].get<std::string>() + " " + c["verdict"].get<std::string>() + " " +
+                                c.value("reason", ""));
+        }
+        return lines;
+    };
     auto dialog = std::make_shared<Dialog>();
     OTPopWindowManager::sharedManager()->handlePopWindow(dialog);
     r.engine->triggerEventMatchWithData(json{{"xwhat", "$pageview"}});
@@ -348,6 +360,18 @@ TEST(OTBannerManager, TheEngineLoadsBannersAfterTheDialogListsAndMatchesThemUnle
     r.engine->session().setConfiguration(std::make_shared<CorvaneOtConfig>());
     r.engine->triggerEventMatchWithData(json{{"xwhat", "$pageview"}});
     EXPECT_TRUE(r.node(305)->activated());
+
+    r.test.scheduler().runUntilIdle();
+    // The engine has no in-app campaigns here: the page view waits, and waits again when the list
+    // download replays it.
+    ASSERT_EQ(records.size(), 4u);
+    EXPECT_TRUE(banners(0).empty());  // held back with the dialogs
+    EXPECT_EQ(records[0]["reason"], "dialogOnScreen");
+    EXPECT_EQ(banners(1),
+              (std::vector<std::string>{"301 notActivated bannersClosed", "305 notActivated bannersClosed"}));
+    EXPECT_EQ(records[2]["pass"], "waitingEvent");
+    EXPECT_EQ(banners(3), (std::vector<std::string>{"301 notActivated eventName", "305 activated "}));
+    EXPECT_EQ(records[3]["discarded"], "alreadyWaiting");
 }
 
 }  // namespace corvane
