@@ -10,6 +10,12 @@ namespace {
 thread_local OTDecisionTrace* tCurrentTrace = nullptr;
 
 nlohmann::json idValue(const std::optional<std::string>& id) { return id ? nlohmann::json(*id) : nlohmann::json(); }
+
+// Adds `values` (an object) to `item`; the item's own names come first and are never overwritten.
+void addValues(nlohmann::json& item, nlohmann::json values) {
+    if (!values.is_object()) return;
+    for (auto& [key, value] : values.items()) item.emplace(key, std::move(value));
+}
 }  // namespace
 
 OTDecisionTrace::OTDecisionTrace(const OTEvent& event, std::optional<std::int64_t> source, std::string pass,
@@ -57,13 +63,7 @@ void OTDecisionTrace::add(Kind kind, const std::optional<std::string>& id, const
         return;
     }
     auto item = entry(kind, id, verdict);
-    if (explain) {
-        // The entry's own names come first: a reason's values never overwrite them.
-        auto values = explain();
-        if (values.is_object()) {
-            for (auto& [key, value] : values.items()) item.emplace(key, std::move(value));
-        }
-    }
+    if (explain) addValues(item, explain());
     record_["campaigns"].push_back(std::move(item));
     ++listed_;
 }
@@ -71,9 +71,7 @@ void OTDecisionTrace::add(Kind kind, const std::optional<std::string>& id, const
 void OTDecisionTrace::end(Kind kind, const std::optional<std::string>& id, const char* verdict, nlohmann::json values) {
     std::lock_guard lock(mutex_);
     auto item = entry(kind, id, verdict);
-    if (values.is_object()) {
-        for (auto& [key, value] : values.items()) item.emplace(key, std::move(value));
-    }
+    addValues(item, std::move(values));
     auto& campaigns = record_["campaigns"];
     campaigns.push_back(std::move(item));
     ++listed_;

@@ -83,7 +83,7 @@ void OTInAppWalk::examine(const std::shared_ptr<OTEvent>& current, std::uint64_t
     }
     if (index >= campaigns.size()) return;
     tWalk.lastIndex = index;
-    tWalk.lastList = list;
+    if (tWalk.lastList != list) tWalk.lastList = list;
     engine_.currentMatchEventIndex_.store(static_cast<std::int64_t>(index));
     const auto& data = campaigns[index];
     const auto mainPage = engine_.mainPage();
@@ -108,7 +108,7 @@ void OTInAppWalk::examine(const std::shared_ptr<OTEvent>& current, std::uint64_t
             }
             goNext(current, index);
         } else {
-            advanceSequences(current, data);
+            advanceSequences(current, campaigns, index);
         }
     } else if (mainPage && !mainPage->empty()) {
         OTLog(OTLogger::kLevelLog, "corvane->triggerEventMatchInApp->firstPVWithMainPage:event");
@@ -119,12 +119,11 @@ void OTInAppWalk::examine(const std::shared_ptr<OTEvent>& current, std::uint64_t
     }
 }
 
-void OTInAppWalk::advanceSequences(const std::shared_ptr<OTEvent>& event,
-                                   const std::shared_ptr<const OTWindowData>& data) {
+void OTInAppWalk::advanceSequences(const std::shared_ptr<OTEvent>& event, const OTCampaignStore::Campaigns& campaigns,
+                                   std::uint64_t index) {
     // The event only advances sequences: every campaign waiting on it moves on, and the pass ends.
-    const auto list = engine_.campaigns_->inAppCampaigns();
     OTCampaignStore::Campaigns met;
-    for (const auto& other : *list) {
+    for (const auto& other : campaigns) {
         if (!other) continue;
         const auto& waiting = other->preEvents();
         if (waiting.size() >= 2 && event->matches(waiting.front())) met.push_back(other);
@@ -133,6 +132,7 @@ void OTInAppWalk::advanceSequences(const std::shared_ptr<OTEvent>& event,
     if (auto* trace = OTDecisionTrace::current()) {
         nlohmann::json moved = nlohmann::json::array();
         for (const auto& campaign : met) moved.push_back(campaign->windowId() ? *campaign->windowId() : "");
+        const auto& data = campaigns[index];
         const auto& steps = data->preEvents();
         trace->end(Kind::InApp, data->windowId(), "advanced",
                    {{"step", 1}, {"of", steps.size()}, {"next", xwhatOf(steps[1])}, {"moved", std::move(moved)}});

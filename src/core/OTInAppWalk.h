@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "core/OTCampaignStore.h"
 #include "core/OTFirstPageViewRules.h"
 
 namespace corvane {
@@ -29,7 +30,9 @@ private:
     void examine(const std::shared_ptr<OTEvent>& event, std::uint64_t index);
     void handleEvent(const std::shared_ptr<OTEvent>& event, const std::shared_ptr<const OTWindowData>& data,
                      std::uint64_t index);
-    void advanceSequences(const std::shared_ptr<OTEvent>& event, const std::shared_ptr<const OTWindowData>& data);
+    // The campaign at `index` matched the first of its steps: the pass ends there.
+    void advanceSequences(const std::shared_ptr<OTEvent>& event, const OTCampaignStore::Campaigns& campaigns,
+                          std::uint64_t index);
     void firstPVWithoutMainPage(const std::shared_ptr<OTEvent>& event, const std::shared_ptr<const OTWindowData>& data,
                                 std::uint64_t index);
     void firstPVWithMainPage(const std::shared_ptr<OTEvent>& event, const std::shared_ptr<const OTWindowData>& data,

@@ -131,7 +131,11 @@ TEST(OTSDKManagerMatching, TheFirstEligibleCampaignInOrderIsShownAfterItsDelay) 
     EXPECT_EQ(e.records.size(), 2u);
 }
 
-TEST(OTSDKManagerMatching, HiddenDialogsAreNeitherShownNorCountedNorPassedOver) {
+TEST(OTSDKManagerMatching, HeldBackDialogsAreNeitherShownNorCountedNorPassedOver) {
+    struct Showing : OTDialogView {
+        bool isShowing() const override { return true; }
+        std::optional<std::string> campaignId() const override { return "7"; }
+    };
     Engine e;
     e.campaigns({eventCampaign("1", "buy", {{"count", 5}}), eventCampaign("2", "buy", {{"count", 5}})});
     CorvaneOtManager::setDialogVisible(false);
@@ -144,6 +148,21 @@ TEST(OTSDKManagerMatching, HiddenDialogsAreNeitherShownNorCountedNorPassedOver) 
     EXPECT_EQ(verdicts(e.records[0]),
               (std::vector<std::string>{"1 heldBack dialogsHidden", "2 notExamined passEnded"}));
     EXPECT_EQ(e.records[0]["campaigns"][1]["because"], "heldBack");
+
+    // While a dialog is on screen no in-app campaign is matched, and the event does not wait.
+    CorvaneOtManager::setDialogVisible(true);
+    auto view = std::make_shared<Showing>();
+    OTPopWindowManager::sharedManager()->handlePopWindow(view);
+    OTPopWindowManager::sharedManager()->handlePopWindow(view);
+    EXPECT_EQ(OTPopWindowManager::sharedManager()->popWindows().size(), 1u);
+    e.send({{"xwhat", "buy"}});
+    e.settle();
+    EXPECT_TRUE(e.presenter->shown.empty());
+    EXPECT_TRUE(e.engine->waitingEvents().empty());
+    ASSERT_EQ(e.records.size(), 2u);
+    EXPECT_EQ(e.records[1]["verdict"], "heldBack");
+    EXPECT_EQ(e.records[1]["reason"], "dialogOnScreen");
+    EXPECT_EQ(e.records[1]["id"], "7");
 }
 
 TEST(OTSDKManagerMatching, SequencesAdvanceWithoutShowing) {
@@ -265,27 +284,6 @@ TEST(OTSDKManagerMatching, AReactionGoesOnFromItsOwnEventsPlaceWhateverWalkedSin
     e.presenter->shown[0].action(5, std::string("app://elsewhere"));
     e.settle();
     EXPECT_EQ(e.presenter->shownIds(), (std::vector<std::string>{"1", "4", "3"}));
-}
-
-TEST(OTSDKManagerMatching, NoInAppDialogWhileOneIsShowing) {
-    struct Showing : OTDialogView {
-        bool isShowing() const override { return true; }
-        std::optional<std::string> campaignId() const override { return "7"; }
-    };
-    Engine e;
-    e.campaigns({eventCampaign("1", "buy", {{"count", 5}})});
-    auto view = std::make_shared<Showing>();
-    OTPopWindowManager::sharedManager()->handlePopWindow(view);
-    OTPopWindowManager::sharedManager()->handlePopWindow(view);
-    EXPECT_EQ(OTPopWindowManager::sharedManager()->popWindows().size(), 1u);
-    e.send({{"xwhat", "buy"}});
-    e.settle();
-    EXPECT_TRUE(e.presenter->shown.empty());
-    EXPECT_TRUE(e.engine->waitingEvents().empty());
-    ASSERT_EQ(e.records.size(), 1u);
-    EXPECT_EQ(e.records[0]["verdict"], "heldBack");
-    EXPECT_EQ(e.records[0]["reason"], "dialogOnScreen");
-    EXPECT_EQ(e.records[0]["id"], "7");
 }
 
 TEST(OTSDKManagerMatching, FirstPageViewCampaigns) {
