@@ -48,7 +48,7 @@ std::string firstPageView(const json& d) {
 }  // namespace
 
 std::string OTSimulatorDecisions::because(const json& d) {
-    const std::string reason = d.value("reason", "");
+    std::string reason = d.value("reason", "");
     if (reason == "eventName") {
         if (d["expected"].is_null()) return "the campaign has no trigger event";
         return "event " + field(d, "actual") + " is not " + field(d, "expected");
