@@ -12,18 +12,6 @@
 
 namespace corvane {
 
-TEST(OTSDKManager, ConstructionClearsActivationAndObservesTheNetwork) {
-    OTTestEnvironment test;
-    test.clock().advance(std::chrono::seconds(5));
-    auto engine = OTSDKManager::sharedManager();
-    EXPECT_TRUE(engine->campaigns().treeNodesInit());
-    EXPECT_EQ(engine->maxWaitingEventsCount(), 5u);
-    EXPECT_EQ(engine->session().maxRetryCount(), 3u);
-    EXPECT_EQ(engine->session().lastBackgroundUpdateTime(), OTVirtualClock::defaultStart() + std::chrono::seconds(5));
-    EXPECT_EQ(CorvaneOtManager::SDKVersion(), "2.2.2");
-    EXPECT_EQ(test.environment().notificationCenter().observerCount("OTNetworkDidChangeNotification"), 1u);
-}
-
 TEST(OTSDKManager, ObserverListenerIsTheSharedEngineAndKeepsTheLastNonEmptyGroup) {
     OTTestEnvironment test;
     auto observer = CorvaneOtManager::getObserverListener("group.demo");

@@ -1,24 +1,16 @@
 #include <gtest/gtest.h>
 
 #include <map>
-#include <mutex>
 #include <optional>
 
-#include "OTDevServer.h"
 #include "core/OTSDKManager.h"
-#include "corvane/CorvaneOtManager.h"
 #include "model/OTEvent.h"
 #include "model/OTWindowData.h"
-#include "platform/linux/OTCurlHTTPTransport.h"
 #include "server/OTEventReporter.h"
 #include "server/OTLoginClient.h"
-#include "server/OTNetwork.h"
-#include "server/OTServerOutcome.h"
-#include "server/OTServerSession.h"
 #include "services/OTDataArchiver.h"
-#include "support/OTOutcomeRecorder.h"
 #include "support/OTScopedTimeout.h"
-#include "support/OTTestEnvironment.h"
+#include "support/OTServerHarness.h"
 
 namespace corvane {
 
@@ -30,54 +22,6 @@ constexpr const char* kLogin = "/push/sdk/login";
 constexpr const char* kInApp = "/push/sdk/in_app";
 constexpr const char* kReport = "/push/sdk/in_app/callback";
 constexpr const char* kTrigger = "/push/sdk/event/trigger";
-
-// libcurl against the dev server, counting what the library sends and what has been handled, per
-// path: a send happens on the caller's thread, so a retry that a timer fires is counted at once.
-class CountingTransport final : public OTHTTPTransport {
-public:
-    void send(Request request, Completion completion) override {
-        const auto path = pathOf(request.url);
-        {
-            std::lock_guard lock(mutex_);
-            ++sent_[path];
-        }
-        inner_.send(std::move(request), [this, path, completion = std::move(completion)](
-                                            long status, const std::string& body, const std::optional<Failure>& f) {
-            completion(status, body, f);
-            std::lock_guard lock(mutex_);
-            ++handled_[path];
-        });
-    }
-    void shutdown() override { inner_.shutdown(); }
-    int sent(const std::string& path) const {
-        std::lock_guard lock(mutex_);
-        const auto it = sent_.find(path);
-        return it == sent_.end() ? 0 : it->second;
-    }
-    int handled(const std::string& path) const {
-        std::lock_guard lock(mutex_);
-        const auto it = handled_.find(path);
-        return it == handled_.end() ? 0 : it->second;
-    }
-    void reset() {
-        std::lock_guard lock(mutex_);
-        sent_.clear();
-        handled_.clear();
-    }
-
-private:
-    static std::string pathOf(const std::string& url) {
-        const auto scheme = url.find("://");
-        const auto slash = url.find('/', scheme == std::string::npos ? 0 : scheme + 3);
-        const auto query = url.find('?');
-        return slash == std::string::npos ? "/" : url.substr(slash, query == std::string::npos ? query : query - slash);
-    }
-
-    OTCurlHTTPTransport inner_;
-    mutable std::mutex mutex_;
-    std::map<std::string, int> sent_;
-    std::map<std::string, int> handled_;
-};
 
 enum class Fault { Status500, ExpiredToken, Garbage, NonObject, CutBody, Dropped, Late, Oversized };
 using Kind = OTServerOutcome::Kind;
@@ -115,47 +59,20 @@ OTDevServer::Fault serverFault(Fault fault) {
 }
 
 // The library started against the dev server: logged in, both lists downloaded, and the start's
-// report answered.
-struct Matrix {
-    Matrix() {
-        test.setHTTPTransport(transport);
-        EXPECT_TRUE(server.start());
-        engine = std::static_pointer_cast<OTSDKManager>(CorvaneOtManager::getObserverListener("group.demo"));
-        engine->session().setUserId("user-1");
-        recorder->observe(engine->session());
-        auto config = std::make_shared<CorvaneOtConfig>();
-        config->setApplicationGroupIdentifier("group.demo");
-        config->setAppKey("app-key");
-        config->setUrl(server.baseURL() + "/");
-        CorvaneOtManager::startWithConfig(config);
-        // The start's downloads and its "$pullDialog" report are all answered before any fault.
-        EXPECT_TRUE(settled(kInApp, 1));
-        EXPECT_TRUE(settled("/push/sdk/event/subscribe", 1));
-        EXPECT_TRUE(settled(kReport, 1));
-        transport->reset();
-        server.clearRequests();
-        recorder->clear();
-    }
-    // Waits (in real time, bounded) until `count` answers to `path` have been handled.
-    bool settled(const char* path, int count) {
-        return test.scheduler().runUntil([&] { return transport->handled(path) >= count; }, 20s);
-    }
+// report answered, before any fault.
+struct Matrix : OTServerHarness {
+    Matrix() { startSettled(); }
     // Waits (in real time, bounded) until `count` outcomes of requests to `path` are in.
     std::vector<Kind> outcomesOf(const char* path, std::size_t count) {
-        test.scheduler().runUntil([&] { return recorder->count(path) >= count; }, 20s);
-        return recorder->kinds(path);
+        waitForOutcomes(path, count, 20s);
+        return outcomes(path);
     }
+    int sent(const char* path) const { return static_cast<int>(server.requestsTo(path).size()); }
     std::vector<std::shared_ptr<OTEvent>> queued() const {
         return OTDataArchiver::getObjectsForPath<OTEvent>(test.documents() /
                                                           OTEventReporter::kOfflineWindowEventsFileName)
             .value_or(std::vector<std::shared_ptr<OTEvent>>{});
     }
-
-    OTTestEnvironment test;
-    std::shared_ptr<CountingTransport> transport = std::make_shared<CountingTransport>();
-    OTDevServer server{{OT_SAMPLE_CAMPAIGNS}};
-    std::shared_ptr<OTSDKManager> engine;
-    std::shared_ptr<OTOutcomeRecorder> recorder = OTOutcomeRecorder::make();
 };
 
 // What one family of requests makes of each fault: the outcomes of its requests, the first one's
@@ -177,16 +94,16 @@ void runFamily(const Family& family) {
             std::optional<OTScopedTimeout> shortTimeout;
             if (fault == Fault::Late) shortTimeout.emplace(150ms);
             family.request(m);
-            ASSERT_TRUE(m.settled(family.path, 1));
+            ASSERT_TRUE(m.waitForOutcomes(family.path, 1, 20s));
         }
         m.test.scheduler().runUntilIdle();
         // Every retry waits less than three minutes.
         m.test.scheduler().advance(200s);
         EXPECT_EQ(m.outcomesOf(family.path, expected.size()), expected);
-        EXPECT_EQ(m.transport->sent(family.path), static_cast<int>(expected.size()));
+        EXPECT_EQ(m.sent(family.path), static_cast<int>(expected.size()));
         // Only an expired token logs in again (the login's own refusal aside).
         if (std::string(family.path) != kLogin) {
-            EXPECT_EQ(m.transport->sent(kLogin), expected.front() == Kind::TokenExpired ? 1 : 0);
+            EXPECT_EQ(m.sent(kLogin), expected.front() == Kind::TokenExpired ? 1 : 0);
         }
         const auto queued = m.queued();
         if (family.queuesTransportFailures && expected.front() == Kind::TransportFailure) {

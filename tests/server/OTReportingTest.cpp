@@ -13,7 +13,6 @@
 #include "services/OTDataArchiver.h"
 #include "services/OTUserConfig.h"
 #include "support/OTSDKManagerProbe.h"
-#include "support/OTScopedTimeout.h"
 #include "support/OTServerHarness.h"
 
 namespace corvane {
@@ -26,14 +25,7 @@ constexpr const char* kCallback = OTEventReporter::kReportPath;
 
 // Started, logged in as "token-1", campaigns downloaded and the "$pullDialog" report answered.
 struct Reporting : OTServerHarness {
-    Reporting() {
-        start();
-        EXPECT_TRUE(waitForOutcomes("/push/sdk/in_app"));
-        EXPECT_TRUE(waitForOutcomes("/push/sdk/event/subscribe"));
-        EXPECT_TRUE(waitForOutcomes(kCallback));
-        server.clearRequests();
-        clearOutcomes();
-    }
+    Reporting() { startSettled(); }
     // The events of the reports received so far, once `count` have arrived.
     std::vector<json> reportedEvents(std::size_t count) {
         EXPECT_TRUE(waitFor([&] { return server.requestsTo(kCallback).size() >= count; }));
@@ -270,59 +262,6 @@ TEST(OTReporting, AnExpiredTokenLogsInAgainAtMostThreeTimesAcrossBothSenders) {
     r.test.scheduler().runUntil([] { return false; }, 100ms);
     EXPECT_EQ(r.server.requestsTo("/push/sdk/login").size(), 3u);
     EXPECT_FALSE(std::filesystem::exists(r.test.documents() / OTEventReporter::kOfflineWindowEventsFileName));
-}
-
-TEST(OTReporting, HostileAnswersNeverCrashBlockOrLoseAQueuedEvent) {
-    Reporting r;
-    const auto data = campaign({{"id", "7"}});
-
-    // Garbage with status 200: logged as text, not queued (the server did answer).
-    OTDevServer::Fault garbage;
-    garbage.malformedBody = true;
-    r.server.injectFault(kCallback, garbage);
-    r.engine->reportWindowEventWithName("$impDialog", 1, data);
-    ASSERT_TRUE(r.waitForOutcomes(kCallback));
-    EXPECT_EQ(r.test.logCount("code:-1\nmessage:(null)\n"), 1u);
-
-    // Closed half-way through the body, and answered after the time-out: both are transport failures.
-    OTDevServer::Fault truncated;
-    truncated.truncatedBody = true;
-    truncated.paddedBodyBytes = 4096;
-    r.server.injectFault(kCallback, truncated);
-    r.engine->reportWindowEventWithName("$clickDialog", 2, data);
-    ASSERT_TRUE(r.waitForOutcomes(kCallback, 2));
-    {
-        OTScopedTimeout shortTimeout(100ms);
-        OTDevServer::Fault late;
-        late.delay = 700ms;
-        r.server.injectFault(kCallback, late);
-        r.engine->reportWindowEventWithName("$closeDialog", 3, data);
-        ASSERT_TRUE(r.waitForOutcomes(kCallback, 3));
-    }
-    EXPECT_EQ(r.outcomes(kCallback),
-              (std::vector{OTServerOutcome::Kind::Refused, OTServerOutcome::Kind::TransportFailure,
-                           OTServerOutcome::Kind::TransportFailure}));
-    const auto queued = r.queueFile(OTEventReporter::kOfflineWindowEventsFileName);
-    ASSERT_EQ(queued.size(), 2u);
-    EXPECT_EQ(queued[0]->xwhat(), "$clickDialog");
-    EXPECT_EQ(queued[1]->xwhat(), "$closeDialog");
-
-    // A 50 MB answer is cut off at the answer cap: a transport failure, so the event is queued,
-    // and the main queue kept running meanwhile.
-    OTDevServer::Fault huge;
-    huge.paddedBodyBytes = 50u << 20;
-    r.server.injectFault(kCallback, huge);
-    r.engine->reportWindowEventWithName("$impDialog", 1, data);
-    bool mainRan = false;
-    r.test.environment().mainQueue()->async([&] { mainRan = true; });
-    r.test.scheduler().runUntilIdle();
-    EXPECT_TRUE(mainRan);
-    // Fifty megabytes take their time under the sanitizers: the wait is bounded, not short.
-    ASSERT_TRUE(r.waitForOutcomes(kCallback, 4, 60s));
-    EXPECT_NE(r.log().find("code:-1103\ndescripton:answer larger than 16777216 bytes\n"), std::string::npos);
-    const auto requeued = r.queueFile(OTEventReporter::kOfflineWindowEventsFileName);
-    ASSERT_EQ(requeued.size(), 3u);
-    EXPECT_EQ(requeued[2]->xwhat(), "$impDialog");
 }
 
 }  // namespace corvane

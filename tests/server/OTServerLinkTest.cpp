@@ -3,16 +3,12 @@
 #include <mutex>
 
 #include "OTDevServer.h"
-#include "foundation/OTFiles.h"
 #include "model/OTEvent.h"
-#include "model/OTWindowData.h"
 #include "server/OTCampaignDownloader.h"
 #include "server/OTEventReporter.h"
 #include "server/OTLoginClient.h"
 #include "server/OTNetwork.h"
 #include "server/OTServerSession.h"
-#include "services/OTDataArchiver.h"
-#include "services/OTLogger.h"
 #include "services/OTUserConfig.h"
 #include "support/OTTestEnvironment.h"
 
@@ -22,7 +18,7 @@ using nlohmann::json;
 using namespace std::chrono_literals;
 
 namespace {
-// The server link alone, no engine: one session, its login, downloads and reports, pointed at the
+// The server link alone, no engine: one session, its login and downloads, pointed at the
 // dev server with the sample campaigns.
 struct ServerLink {
     ServerLink() {
@@ -56,14 +52,13 @@ struct ServerLink {
     std::shared_ptr<OTServerSession> session = std::make_shared<OTServerSession>(test.environment());
     std::shared_ptr<OTLoginClient> login = std::make_shared<OTLoginClient>(session);
     std::shared_ptr<OTCampaignDownloader> downloader = std::make_shared<OTCampaignDownloader>(session, login);
-    std::shared_ptr<OTEventReporter> reporter = std::make_shared<OTEventReporter>(session, login);
     std::mutex mutex;
     std::vector<OTCampaignDownloader::Campaigns> inApp;
     std::vector<OTCampaignDownloader::Campaigns> subscribe;
 };
 }  // namespace
 
-TEST(OTServerLink, LoginBothListsAndAQueuedReportWithoutTheEngine) {
+TEST(OTServerLink, LoginAndBothListsWithoutTheEngine) {
     ServerLink link;
     std::atomic<bool> loggedIn{false};
     link.login->loginWithCompletion([&] { loggedIn = true; });
@@ -83,36 +78,6 @@ TEST(OTServerLink, LoginBothListsAndAQueuedReportWithoutTheEngine) {
     }
     EXPECT_EQ(link.server.requestsTo("/push/sdk/in_app").at(0).body["userId"], "user-9");
     EXPECT_FALSE(link.downloader->isPullingData());
-
-    // A report lost in transport is queued on disk, then sent with its context.
-    link.session->setAppid("app-1");
-    auto campaign = std::make_shared<OTWindowData>();
-    campaign->setModelWithDic(json{{"id", "7"}});
-
-    link.server.injectFault(
-        OTEventReporter::kReportPath,
-        {.count = 1, .httpStatus = std::nullopt, .code = std::nullopt, .delay = {}, .dropConnection = true});
-    link.reporter->reportWindowEventWithName("$clickDialog", 4, campaign, json{{"page", "home"}});
-    ASSERT_TRUE(link.waitFor([&] { return link.reporter->cachedOfflineWindowEvents().size() == 1; }));
-    const auto queued = OTDataArchiver::getObjectsForPath<OTEvent>(link.test.documents() /
-                                                                   OTEventReporter::kOfflineWindowEventsFileName);
-    ASSERT_TRUE(queued && queued->size() == 1);
-    EXPECT_EQ((*queued)[0]->xwhat(), "$clickDialog");
-
-    link.reporter->reportCachedOfflineWindowEvents();
-    ASSERT_TRUE(link.waitFor([&] { return link.server.requestsTo(OTEventReporter::kReportPath).size() == 2; }));
-    json sent = link.server.requestsTo(OTEventReporter::kReportPath)[1].body;
-    EXPECT_EQ(sent["token"], "token-1");
-    EXPECT_EQ(sent["userId"], "user-9");
-    json event = sent["events"].at(0);
-    EXPECT_EQ(event["appid"], "app-1");
-    EXPECT_EQ(event["xcontext"]["page"], "home");
-    EXPECT_EQ(event["xcontext"]["activityId"], "7");
-    EXPECT_EQ(event["xcontext"]["$dialog_type"], 4);
-    // The file is emptied after the flush; the list in memory is kept.
-    EXPECT_TRUE(OTDataArchiver::getObjectsForPath<OTEvent>(link.test.documents() /
-                                                           OTEventReporter::kOfflineWindowEventsFileName)
-                    ->empty());
 }
 
 namespace {

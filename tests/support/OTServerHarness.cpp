@@ -27,6 +27,15 @@ void OTServerHarness::start() {
     CorvaneOtManager::startWithConfig(config);
 }
 
+void OTServerHarness::startSettled() {
+    start();
+    EXPECT_TRUE(waitForOutcomes("/push/sdk/in_app"));
+    EXPECT_TRUE(waitForOutcomes("/push/sdk/event/subscribe"));
+    EXPECT_TRUE(waitForOutcomes("/push/sdk/in_app/callback"));
+    server.clearRequests();
+    clearOutcomes();
+}
+
 bool OTServerHarness::waitFor(const std::function<bool()>& done, std::chrono::milliseconds limit) {
     return test.scheduler().runUntil(done, limit);
 }

@@ -21,6 +21,9 @@ public:
     OTServerHarness();
 
     void start();
+    // Starts, waits until the start's lists and its "$pullDialog" report are answered, then
+    // forgets the requests and outcomes so far.
+    void startSettled();
     // Runs the queues until `done` holds, for at most `limit` of real time.
     bool waitFor(const std::function<bool()>& done, std::chrono::milliseconds limit = std::chrono::seconds(10));
     // The log file so far, once the log queue has written everything.

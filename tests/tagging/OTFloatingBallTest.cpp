@@ -25,56 +25,23 @@ void drag(OTFloatingBall& ball, const OTPoint& to) {
 }
 }  // namespace
 
-TEST(OTFloatingBall, SnapsToTheSideItsStayModeChoosesOnBothSidesOfTheMiddle) {
+// What the drags below cannot reach: an unknown stay mode, broken numbers, a screen smaller than
+// the ball, a bend of the children's half circle.
+TEST(OTFloatingBall, UnknownModesAndBrokenNumbersLandOnTheScreen) {
     using B = OTFloatingBall;
-    // Stay mode 0: the nearer side, the middle itself counting as right.
-    EXPECT_EQ(B::snappedX(kWidth / 2 - 0.5, kWidth, 60, B::NearerSide, 0), 0);
-    EXPECT_EQ(B::snappedX(kWidth / 2, kWidth, 60, B::NearerSide, 0), 330);
-    EXPECT_EQ(B::snappedX(kWidth / 2 + 0.5, kWidth, 60, B::NearerSide, 0), 330);
-    // Stay modes 1 and 2 ignore where the ball is; an unknown mode behaves as 0.
     for (double center : {10.0, kWidth / 2 - 0.5, kWidth / 2, 380.0}) {
-        EXPECT_EQ(B::snappedX(center, kWidth, 60, B::Left, 0), 0) << center;
-        EXPECT_EQ(B::snappedX(center, kWidth, 60, B::Right, 0), 330) << center;
         EXPECT_EQ(B::snappedX(center, kWidth, 60, 7, 0), center >= kWidth / 2 ? 330 : 0) << center;
     }
-    // Five or six children move the edges inwards.
-    EXPECT_EQ(B::childrenInset(4), 0);
-    EXPECT_EQ(B::childrenInset(5), 60);
-    EXPECT_EQ(B::childrenInset(6), 90);
-    EXPECT_EQ(B::childrenInset(7), 0);
-    EXPECT_EQ(B::snappedX(300, kWidth, 60, B::NearerSide, B::childrenInset(5)), kWidth - 120);
-    EXPECT_EQ(B::snappedX(100, kWidth, 60, B::NearerSide, B::childrenInset(5)), 60);
-    EXPECT_EQ(B::snappedX(300, kWidth, 60, B::Right, B::childrenInset(6)), kWidth - 150);
-    EXPECT_EQ(B::snappedX(300, kWidth, 60, B::Left, B::childrenInset(6)), 90);
-
-    // A tap moves the ball by 2 points at most on both axes.
-    EXPECT_TRUE(B::isTap({100, 300}, {100, 300}));
-    EXPECT_TRUE(B::isTap({100, 300}, {102, 298}));
-    EXPECT_TRUE(B::isTap({100, 300}, {98, 302}));
-    EXPECT_FALSE(B::isTap({100, 300}, {102.5, 300}));
-    EXPECT_FALSE(B::isTap({100, 300}, {100, 297.9}));
-
-    // The centre stays half a ball inside each of the four edges, and a broken number lands on it.
     const OTSize screen{kWidth, 844};
-    EXPECT_EQ(B::clampedCenter({-40, -40}, screen, 60), (OTPoint{30, 30}));
-    EXPECT_EQ(B::clampedCenter({500, 900}, screen, 60), (OTPoint{360, 814}));
-    EXPECT_EQ(B::clampedCenter({200, 400}, screen, 60), (OTPoint{200, 400}));
     const double nan = std::numeric_limits<double>::quiet_NaN();
     EXPECT_EQ(B::clampedCenter({nan, std::numeric_limits<double>::infinity()}, screen, 60), (OTPoint{30, 30}));
     EXPECT_EQ(B::clampedCenter({200, 400}, {40, 40}, 60), (OTPoint{30, 30}));
-
-    // Children open on a half circle away from the edge, the first on top.
+    EXPECT_EQ(B::childrenInset(7), 0);
     const auto left = B::childOffsets(3, true, 90);
     ASSERT_EQ(left.size(), 3u);
-    EXPECT_NEAR(left[0].x, -90 * std::cos(75 * std::numbers::pi / 180), 1e-9);
-    EXPECT_NEAR(left[0].y, -90 * std::sin(75 * std::numbers::pi / 180), 1e-9);
     EXPECT_NEAR(left[1].x, -90, 1e-9);
-    EXPECT_NEAR(left[1].y, 0, 1e-9);
     EXPECT_NEAR(left[2].y, 90 * std::sin(75 * std::numbers::pi / 180), 1e-9);
-    const auto right = B::childOffsets(1, false, 90);
-    ASSERT_EQ(right.size(), 1u);
-    EXPECT_EQ(right[0], (OTPoint{90, 0}));
-    EXPECT_TRUE(B::childOffsets(0, false, 90).empty());
+    EXPECT_EQ(B::childOffsets(1, false, 90), std::vector<OTPoint>{(OTPoint{90, 0})});
 }
 
 TEST(OTFloatingBall, ShowsAboveTheKeyWindowFollowsTheFingerAndSnapsInHalfASecond) {

@@ -130,21 +130,6 @@ TEST(OTTagManager, FailuresEndFalseAndAnExpiredLoginRepeatsTheSameUpload) {
     ASSERT_TRUE(c.transport->complete(kUploadPath, 200, R"({"code":0})"));
     c.test.scheduler().runUntilIdle();
     EXPECT_EQ(c.outcomes, std::vector<bool>{true});
-
-    // A server that always answers 10001 gets three logins, then the upload ends false.
-    c.outcomes.clear();
-    c.upload(std::string("home"), std::string("HomeVC"), std::nullopt);
-    for (int login = 0; login < 3; ++login) {
-        ASSERT_TRUE(c.transport->complete(kUploadPath, 200, R"({"code":10001})"));
-        c.test.scheduler().runUntilIdle();
-        ASSERT_TRUE(c.transport->complete(OTHeldTransport::kLoginPath, 200, R"({"code":0,"token":"token-3"})"));
-        c.test.scheduler().runUntilIdle();
-    }
-    ASSERT_TRUE(c.transport->complete(kUploadPath, 200, R"({"code":10001,"message":"expired"})"));
-    c.test.scheduler().runUntilIdle();
-    EXPECT_FALSE(c.transport->complete(OTHeldTransport::kLoginPath, 200, "{}"));
-    EXPECT_EQ(c.outcomes, std::vector<bool>{false});
-    EXPECT_EQ(c.test.logCount("code:10001\nmessage:expired\n"), 1u);
 }
 
 TEST(OTTagManager, TheBallOpensOneNamingScreenForThePageOnShowAndItsWebPage) {

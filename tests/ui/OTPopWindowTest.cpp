@@ -70,18 +70,6 @@ void expectFrame(const OTRect& actual, double x, double y, double width, double 
 }
 }  // namespace
 
-TEST(OTPopWindow, ProportionsOfA375By667Screen) {
-    const auto m = OTPopWindow::Metrics::forScreen(375, 667);
-    EXPECT_NEAR(m.Wc, 330.2286198, 1e-6);
-    EXPECT_NEAR(m.g, 11.7752060, 1e-6);
-    EXPECT_NEAR(m.Tw, 306.6782078, 1e-6);
-    EXPECT_NEAR(m.Bh, 41.8673990, 1e-6);
-    EXPECT_NEAR(m.c, 25.4022015, 1e-6);
-    EXPECT_DOUBLE_EQ(m.M, 533.6);
-    EXPECT_NEAR(m.titleFontSize, 19.0516511, 1e-6);
-    EXPECT_NEAR(m.textFontSize, 15.2413209, 1e-6);
-}
-
 TEST(OTPopWindow, TextDialogsLayOutTheSameArithmeticOnEveryScreen) {
     for (const auto& [W, H] : {std::pair{320.0, 568.0}, std::pair{375.0, 667.0}, std::pair{430.0, 932.0}}) {
         SCOPED_TRACE(std::to_string(W) + " x " + std::to_string(H));
