@@ -17,6 +17,7 @@
 #include "server/OTNetwork.h"
 #include "server/OTServerSession.h"
 #include "services/OTUserConfig.h"
+#include "support/OTCampaignLoader.h"
 #include "support/OTRecordingPresenter.h"
 #include "support/OTTestEnvironment.h"
 #include "view/OTNavigationController.h"
@@ -42,22 +43,13 @@ TEST(OTDialogFlow, FromEventToDialogToNavigationAndOnToTheNextCampaign) {
     engine->session().setUserId("u1");
     engine->login().loginWithCompletion({});
     ASSERT_TRUE(test.scheduler().runUntil([&] { return engine->session().token().has_value(); }, 10s));
-    std::vector<std::shared_ptr<const OTWindowData>> campaigns;
-    for (const char* text : {R"({"id":"1","type":1,"count":2,"closeDialogType":2,"preEvents":[{"xwhat":"buy"}],
-                                 "event":{"xwhat":"buy","delay":1.5},
-                                 "title":{"text":"Hi ${event.name}"},
-                                 "buttonRight":{"text":"Go","clickEvent":" DetailVC?id=${event.id}&name=Ann Lee "}})",
-                             R"({"id":"2","type":1,"count":2,"preEvents":[{"xwhat":"buy"}]})"}) {
-        auto data = std::make_shared<OTWindowData>();
-        data->setModelWithDic(json::parse(text));
-        campaigns.push_back(data);
-        auto node = std::make_shared<OTWindowRecordTreeNode>();
-        node->setNodeId(data->windowIdIntegerValue());
-        node->setCount(data->count());
-        node->setCloseDialogType(data->closeDialogType());
-        engine->campaigns().windowRecordTree()->addTreeNode(node);
-    }
-    engine->campaigns().setInAppDataArray(campaigns);
+    OTCampaignLoader::load(*engine,
+                           {json::parse(R"({"id":"1","type":1,"count":2,"closeDialogType":2,
+                                                    "preEvents":[{"xwhat":"buy"}],"event":{"xwhat":"buy","delay":1.5},
+                                                    "title":{"text":"Hi ${event.name}"},
+                                                    "buttonRight":{"text":"Go",
+                                                      "clickEvent":" DetailVC?id=${event.id}&name=Ann Lee "}})"),
+                            json{{"id", "2"}, {"type", 1}, {"count", 2}, {"preEvents", {{{"xwhat", "buy"}}}}}});
 
     engine->onEventDataReceived(json{{"xwhat", "buy"}, {"xcontext", {{"name", "Ann"}}}});
     test.scheduler().runUntilIdle();
@@ -137,25 +129,15 @@ TEST(OTDialogFlow, ShowingsAndSequenceStepsLeaveThePublishedCampaignsAsTheyWere)
     // Shown again one second after a close, as often as the user likes.
     const json rules = json::array({{{"eventType", "$clickDialog"}, {"type", 3}, {"count", 9}, {"intervalValue", 0}},
                                     {{"eventType", "$closeDialog"}, {"type", 3}, {"count", 9}, {"intervalValue", 0}}});
-    std::vector<std::shared_ptr<const OTWindowData>> campaigns;
-    for (const json& object :
-         {json{{"id", "1"},
-               {"type", 1},
-               {"preEvents", {{{"xwhat", "greet"}}}},
-               {"title", {{"text", "Hello ${event.name}"}}},
-               {"dialogRule", rules}},
-          json{{"id", "2"}, {"type", 1}, {"preEvents", {{{"xwhat", "open"}}, {{"xwhat", "greet"}}}}}}) {
-        auto data = std::make_shared<OTWindowData>();
-        data->setModelWithDic(object);
-        auto node = std::make_shared<OTWindowRecordTreeNode>();
-        node->setNodeId(data->windowIdIntegerValue());
-        node->setCount(9);
-        node->setClickRule(data->clickRule());
-        node->setCloseRule(data->closeRule());
-        engine->campaigns().windowRecordTree()->addTreeNode(node);
-        campaigns.push_back(std::move(data));
-    }
-    engine->campaigns().setInAppDataArray(campaigns);
+    OTCampaignLoader::load(
+        *engine,
+        {json{{"id", "1"},
+              {"type", 1},
+              {"count", 9},
+              {"preEvents", {{{"xwhat", "greet"}}}},
+              {"title", {{"text", "Hello ${event.name}"}}},
+              {"dialogRule", rules}},
+         json{{"id", "2"}, {"type", 1}, {"count", 9}, {"preEvents", {{{"xwhat", "open"}}, {{"xwhat", "greet"}}}}}});
 
     const auto greet = [&](const char* name) {
         engine->onEventDataReceived(json{{"xwhat", "greet"}, {"xcontext", {{"name", name}}}});

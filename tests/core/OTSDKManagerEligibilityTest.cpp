@@ -7,6 +7,7 @@
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
 #include "services/OTUserConfig.h"
+#include "support/OTCampaignLoader.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {
@@ -21,18 +22,7 @@ struct Eligibility {
     std::shared_ptr<OTUserConfig> settings =
         OTUserConfig::defaultConfig()->configWithGroupIdentifier(std::string("group.demo"));
 
-    std::pair<std::shared_ptr<const OTWindowData>, std::shared_ptr<OTWindowRecordTreeNode>> campaign(
-        const json& object) {
-        auto data = std::make_shared<OTWindowData>();
-        data->setModelWithDic(object);
-        auto node = std::make_shared<OTWindowRecordTreeNode>();
-        node->setNodeId(data->windowIdIntegerValue());
-        node->setCount(data->count());
-        node->setClickRule(data->clickRule());
-        node->setCloseRule(data->closeRule());
-        engine->campaigns().windowRecordTree()->addTreeNode(node);
-        return {data, node};
-    }
+    OTCampaignLoader::Loaded campaign(const json& object) { return OTCampaignLoader::record(*engine, object); }
 };
 
 // A refusal as its reason and deciding values, or "eligible".

@@ -8,6 +8,7 @@
 #include "model/OTWindowRecordTree.h"
 #include "server/OTServerSession.h"
 #include "services/OTUserConfig.h"
+#include "support/OTCampaignLoader.h"
 #include "support/OTRecordingPresenter.h"
 #include "support/OTTestEnvironment.h"
 #include "view/OTNavigationController.h"
@@ -36,23 +37,7 @@ struct Engine {
         engine->setDecisionListener([this](const json& record) { records.push_back(record); });
     }
 
-    // Campaigns from JSON objects, each with a fresh record node of its count.
-    void campaigns(const std::vector<json>& list) {
-        std::vector<std::shared_ptr<const OTWindowData>> data;
-        for (const auto& object : list) {
-            auto d = std::make_shared<OTWindowData>();
-            d->setModelWithDic(object);
-            data.push_back(d);
-            auto node = std::make_shared<OTWindowRecordTreeNode>();
-            node->setNodeId(d->windowIdIntegerValue());
-            node->setCount(d->count());
-            node->setClickRule(d->clickRule());
-            node->setCloseRule(d->closeRule());
-            node->setCloseDialogType(d->closeDialogType());
-            engine->campaigns().windowRecordTree()->addTreeNode(node);
-        }
-        engine->campaigns().setInAppDataArray(data);
-    }
+    void campaigns(const std::vector<json>& list) { OTCampaignLoader::load(*engine, list); }
 
     std::shared_ptr<OTWindowRecordTreeNode> node(std::int64_t id) {
         return engine->campaigns().windowRecordTree()->findWindowNodeById(id);

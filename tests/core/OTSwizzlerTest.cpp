@@ -9,6 +9,7 @@
 #include "model/OTWindowRecordTree.h"
 #include "server/OTServerSession.h"
 #include "services/OTLogger.h"
+#include "support/OTCampaignLoader.h"
 #include "support/OTRecordingPresenter.h"
 #include "support/OTSDKManagerProbe.h"
 #include "support/OTTestEnvironment.h"
@@ -121,13 +122,7 @@ TEST(OTPageCollection, TheMainPagesFirstViewIsMatchedWhenItsCoverGoes) {
     engine->startWithConfiguration(config);
     test.scheduler().runUntilIdle();
     home->viewDidAppear(true);
-    auto campaign = std::make_shared<OTWindowData>();
-    campaign->setModelWithDic(nlohmann::json{{"id", "7"}, {"type", 0}, {"count", 3}});
-    engine->campaigns().setInAppDataArray({campaign});
-    auto node = std::make_shared<OTWindowRecordTreeNode>();
-    node->setNodeId(7);
-    node->setCount(3);
-    engine->campaigns().windowRecordTree()->addTreeNode(node);
+    OTCampaignLoader::load(*engine, {nlohmann::json{{"id", "7"}, {"type", 0}, {"count", 3}}});
 
     engine->onEventDataReceived(nlohmann::json{{"xwhat", "$pageview"}, {"xcontext", {{"$url", "HomeVC"}}}});
     test.scheduler().runUntilIdle();
