@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "corvane/CorvaneBannerConfig.h"
 #include "corvane/CorvaneOtConfig.h"
@@ -33,6 +34,12 @@ public:
     static void startWithConfig(const std::shared_ptr<CorvaneOtConfig>& config);
     static std::string SDKVersion();
     static void configLogLevel(std::uint64_t level);
+    // Where the library's console lines go: every message the log level lets through, with its
+    // level (0 debug, 3 log, 4 warning, 5 error, 6 data), and the direct prints of its matching
+    // and downloads with level -1, whatever the log level. Called on the thread that prints. While a
+    // sink is set nothing goes to standard error; an empty one gives the console back. The log
+    // file is written as ever.
+    static void setConsole(std::function<void(std::int64_t level, const std::string& message)> sink);
     // False holds every dialog back (nothing is shown or counted) until set true again.
     static void setDialogVisible(bool visible);
     // Why a campaign did or did not show: for every pass of an event over the campaigns, one record
@@ -75,6 +82,24 @@ public:
     // The page tagging tool for developers: true shows a floating tag ball over the app, which opens
     // a screen to name the page on show and upload that name; false hides the ball.
     static void setPageTagState(bool on);
+
+    // For a host that draws its own screens. With a listener set, the library hands over every
+    // navigation it decides (a campaign's button or banner, an opened notification) instead of
+    // moving its own page model, on the main queue when it would have navigated; the host performs
+    // it and then reports the page it shows with pageShown. An empty listener gives navigation
+    // back to the library's model. Each navigation is one of:
+    //   {"kind": "page", "page": class name, "properties": {name: text} (the declared ones the
+    //    link set), "presentation": "push" | "present", "source"}
+    //   {"kind": "tab", "page": class name, "tab": index of the tab rooted at that class, "source"}
+    //   {"kind": "web", "url", "source"}   an http or https address, shown inside the app
+    //   {"kind": "url", "url", "source"}   another scheme, opened by the system outside the app
+    // "source" is "campaign" or "notification".
+    static void setNavigationListener(std::function<void(const nlohmann::json& navigation)> listener);
+    // Declares a page of the host that links can open, with the properties a link may set on it.
+    static void registerPage(const std::string& className, const std::vector<std::string>& properties);
+    // Tells the library which page the host now shows: page tracking, first-page-view campaigns and
+    // every rule that reads the visible page follow it. Call on the main thread.
+    static void pageShown(const std::string& className);
 
     // A banner size in points.
     struct Size {

@@ -65,6 +65,12 @@ corvane_status corvane_start(const char* config_json);
 
 /* The console level: 0 none, 1 all but data, 3, 4, 5 one level, 6 all. */
 void corvane_config_log_level(uint64_t level);
+/* Where the console lines go: `callback` is handed each message with its level (0 debug, 3 log,
+ * 4 warning, 5 error, 6 data; -1 for the direct prints of matching and downloads, which no log
+ * level filters) and `user`, on the thread that prints; the text lives only for the call. While a
+ * callback is set nothing goes to standard error; NULL gives the console back. */
+typedef void (*corvane_console_callback)(void* user, int64_t level, const char* message);
+void corvane_set_console(corvane_console_callback callback, void* user);
 /* 0 holds every dialog back until set to 1 again. */
 void corvane_set_dialog_visible(int visible);
 /* A push notification delivered (type 0) or opened (type 1) with its payload as a JSON object. */
@@ -129,6 +135,16 @@ typedef struct corvane_presenter {
     void (*show)(void* user, uint64_t surface, const char* surface_json);
     /* A surface went away. May be NULL. */
     void (*dismiss)(void* user, uint64_t surface);
+    /* May be NULL: the library then moves its own page model. Otherwise every navigation the
+     * library decides (a campaign's button or banner, an opened notification) is handed here
+     * instead, when it would happen, as JSON living only for the call; the host performs it and
+     * reports the page it then shows with corvane_page_shown:
+     *   {"kind": "page", "page": class name, "properties": {name: text}, "presentation": "push" |
+     *    "present", "source"}; {"kind": "tab", "page", "tab": index, "source"};
+     *   {"kind": "web", "url", "source"} (http or https, inside the app);
+     *   {"kind": "url", "url", "source"} (another scheme, outside the app);
+     * "source" is "campaign" or "notification". */
+    void (*navigate)(void* user, const char* navigation_json);
 } corvane_presenter;
 
 /* Installs the presenter (copied; NULL stops presenting), which is then shown every surface
@@ -137,6 +153,12 @@ typedef struct corvane_presenter {
  * the presenter after corvane_start. CORVANE_ERROR_NULL_ARGUMENT when `show` is NULL. Main
  * thread. */
 corvane_status corvane_set_presenter(const corvane_presenter* presenter);
+/* Declares a page of the host that links can open ("DetailVC?id=7"), with the properties a link
+ * may set given as a JSON array of texts (NULL for none). */
+corvane_status corvane_register_page(const char* class_name, const char* properties_json);
+/* The host now shows the page of `class_name`: page tracking, first-page-view campaigns and every
+ * rule that reads the visible page follow it. Main thread. */
+corvane_status corvane_page_shown(const char* class_name);
 /* A tap on a shown node: what its "touchUpInside" actions, else its "tap" actions, do.
  * CORVANE_ERROR_NOT_FOUND when the node is not shown or ignores touches. Main thread. */
 corvane_status corvane_tap(uint64_t node);

@@ -43,10 +43,31 @@ std::shared_ptr<OTViewController> tabPage(const std::shared_ptr<OTViewController
     }
     return child;
 }
+
+const char* sourceName(OTPushManager::Source source) {
+    return source == OTPushManager::Source::Notification ? "notification" : "campaign";
+}
 }  // namespace
 
 std::shared_ptr<OTPushManager> OTPushManager::sharedManager() {
     return OTEnvironment::current()->singleton<OTPushManager>([] { return std::make_shared<OTPushManager>(); });
+}
+
+void OTPushManager::setNavigationListener(NavigationListener listener) {
+    std::lock_guard lock(mutex_);
+    listener_ = std::move(listener);
+}
+
+OTPushManager::NavigationListener OTPushManager::navigationListener() const {
+    std::lock_guard lock(mutex_);
+    return listener_;
+}
+
+bool OTPushManager::report(const nlohmann::json& navigation) const {
+    const auto listener = navigationListener();
+    if (!listener) return false;
+    OTLogger::guarded([&] { listener(navigation); });
+    return true;
 }
 
 void OTPushManager::registerForRemoteNotificationWithDelegate(const std::shared_ptr<void>& delegate) {
@@ -70,7 +91,7 @@ void OTPushManager::registerForRemoteNotificationWithDelegate(const std::shared_
 void OTPushManager::handlePush(std::int64_t type, const nlohmann::json& msg) {
     if (type != 1 || !msg.is_object()) return;
     const auto it = msg.find("intentUrl");
-    _handleUrl(it == msg.end() ? std::nullopt : OTJSONValue::text(*it));
+    _handleUrl(it == msg.end() ? std::nullopt : OTJSONValue::text(*it), Source::Notification);
 }
 
 void OTPushManager::handlePush(const std::optional<std::string>& link) { _handleUrl(link); }
@@ -85,19 +106,29 @@ bool OTPushManager::isURLLink(const std::string& link) {
     return false;
 }
 
-void OTPushManager::_handleUrl(const std::optional<std::string>& link) {
+void OTPushManager::_handleUrl(const std::optional<std::string>& link, Source source) {
     if (!link || link->empty()) return;
     const std::string trimmed = OTText::trimmed(*link, false);
-    if (isURLLink(trimmed)) pushUrl(trimmed);
-    else pushViewController(trimmed);
+    if (isURLLink(trimmed)) pushUrl(trimmed, source);
+    else pushViewController(trimmed, source);
 }
 
-void OTPushManager::pushUrl(const std::optional<std::string>& link) {
+void OTPushManager::pushUrl(const std::optional<std::string>& link, Source source) {
     if (!link || link->empty()) return;
-    OTEnvironment::current()->mainQueue()->after(kNavigationDelay, [url = *link] {
+    OTEnvironment::current()->mainQueue()->after(kNavigationDelay, [url = *link, source] {
         auto& host = OTEnvironment::current()->uiHost();
-        if (!host.canOpenURL(url)) OTLog(OTLogger::kLevelError, "您所填写的活动链接不合法->%@", url);
-        if (url.rfind("http://", 0) != 0 && url.rfind("https://", 0) != 0) {
+        const bool openable = host.canOpenURL(url);
+        if (!openable) OTLog(OTLogger::kLevelError, "您所填写的活动链接不合法->%@", url);
+        const bool web = url.rfind("http://", 0) == 0 || url.rfind("https://", 0) == 0;
+        auto self = sharedManager();
+        // A host is never handed an address its platform refuses (a local file, for one).
+        if (self->navigationListener()) {
+            if (openable) {
+                self->report({{"kind", web ? "web" : "url"}, {"url", url}, {"source", sourceName(source)}});
+            }
+            return;
+        }
+        if (!web) {
             host.openURL(url);
             return;
         }
@@ -110,7 +141,7 @@ void OTPushManager::pushUrl(const std::optional<std::string>& link) {
     });
 }
 
-void OTPushManager::pushViewController(const std::string& link) {
+void OTPushManager::pushViewController(const std::string& link, Source source) {
     const std::string cleaned = OTText::replacingOccurrences(link, " ", "");
     const auto parts = split(cleaned, '?');
     const std::string& className = parts.front();
@@ -125,7 +156,7 @@ void OTPushManager::pushViewController(const std::string& link) {
     if (pageClass->storyboardIdentifier == className) controller->setMadeFrom("storyboard");
     else if (pageClass->nibName == className) controller->setMadeFrom("nib");
     setProperty(properties, controller);
-    _pushViewController(controller, properties);
+    _pushViewController(controller, properties, source);
 }
 
 bool OTPushManager::isExistPropertyInObject(const std::shared_ptr<OTViewController>& object,
@@ -146,11 +177,16 @@ void OTPushManager::setProperty(const std::optional<Properties>& properties,
 }
 
 void OTPushManager::_pushViewController(const std::shared_ptr<OTViewController>& controller,
-                                        const std::optional<Properties>& property) {
-    OTEnvironment::current()->mainQueue()->after(kNavigationDelay, [controller, property] {
+                                        const std::optional<Properties>& property, Source source) {
+    OTEnvironment::current()->mainQueue()->after(kNavigationDelay, [controller, property, source] {
         auto self = OTPushManager::sharedManager();
         const auto top = OTNavigation::currentViewController();
-        if (!top || !controller) return;
+        if (!controller) return;
+        if (self->navigationListener()) {
+            self->report(self->pageNavigation(controller, top, source));
+            return;
+        }
+        if (!top) return;
         if (top->presentingViewController()) {
             top->presentViewController(controller, false);
             return;
@@ -180,26 +216,52 @@ std::int64_t OTPushManager::_controller(const std::shared_ptr<OTViewController>&
     return -1;
 }
 
-bool OTPushManager::_controllerInRootPageFrom(const std::shared_ptr<OTViewController>& controller,
-                                              const std::shared_ptr<OTViewController>& current) {
-    if (!controller || !current) return false;
+std::optional<OTPushManager::TabRoot> OTPushManager::tabRootFor(const std::shared_ptr<OTViewController>& controller,
+                                                                const std::shared_ptr<OTViewController>& current) {
+    if (!controller || !current) return std::nullopt;
     auto navigation = current->navigationController();
     auto parent = navigation ? navigation->parentViewController() : current->parentViewController();
     // Climb through nested tab bars until one has a tab rooted at the controller's class.
     for (int depth = 0; depth < 100; ++depth) {
-        if (!parent || !parent->isTabBarController()) return false;
+        if (!parent || !parent->isTabBarController()) return std::nullopt;
         const auto tabs = std::static_pointer_cast<OTTabBarController>(parent);
         const auto index = _controller(controller, tabs);
-        if (index != -1) {
-            if (navigation) navigation->popToRootViewController(false);
-            tabs->setSelectedIndex(index);
-            return true;
-        }
+        if (index != -1) return TabRoot{tabs, index, navigation};
         navigation = parent->navigationController();
-        if (!navigation) return false;
+        if (!navigation) return std::nullopt;
         parent = navigation->parentViewController();
     }
-    return false;
+    return std::nullopt;
+}
+
+bool OTPushManager::_controllerInRootPageFrom(const std::shared_ptr<OTViewController>& controller,
+                                              const std::shared_ptr<OTViewController>& current) {
+    const auto found = tabRootFor(controller, current);
+    if (!found) return false;
+    if (found->navigation) found->navigation->popToRootViewController(false);
+    found->tabs->setSelectedIndex(found->index);
+    return true;
+}
+
+nlohmann::json OTPushManager::pageNavigation(const std::shared_ptr<OTViewController>& controller,
+                                             const std::shared_ptr<OTViewController>& top, Source source) {
+    nlohmann::json page = {{"kind", "page"},
+                           {"page", controller->className()},
+                           {"properties", controller->propertyValues()},
+                           {"presentation", "push"},
+                           {"source", sourceName(source)}};
+    if (top && top->presentingViewController()) {
+        page["presentation"] = "present";
+        return page;
+    }
+    // Where the model would look for a tab first: a page with no stack, or a stack held by a parent.
+    const auto navigation = top ? top->navigationController() : nullptr;
+    const bool tabsFirst = navigation ? !navigation->presentingViewController() && navigation->parentViewController()
+                                      : top && top->parentViewController();
+    if (const auto tab = tabsFirst ? tabRootFor(controller, top) : std::nullopt) {
+        return {{"kind", "tab"}, {"page", controller->className()}, {"tab", tab->index}, {"source", sourceName(source)}};
+    }
+    return page;
 }
 
 bool OTPushManager::_controllerWithPropertyInTabBarController(const std::shared_ptr<OTViewController>& controller,

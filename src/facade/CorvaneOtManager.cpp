@@ -1,7 +1,9 @@
 #include "corvane/CorvaneOtManager.h"
 
 #include "core/OTPopWindowManager.h"
+#include "core/OTPushManager.h"
 #include "core/OTSDKManager.h"
+#include "facade/OTHostPages.h"
 #include "platform/OTEnvironment.h"
 #include "server/OTIdentityUploader.h"
 #include "services/OTLogger.h"
@@ -54,6 +56,30 @@ void CorvaneOtManager::setDialogVisible(bool visible) {
 void CorvaneOtManager::setDecisionListener(std::function<void(const nlohmann::json& record)> listener) {
     try {
         engine()->setDecisionListener(std::move(listener));
+    } catch (...) {}
+}
+
+void CorvaneOtManager::setConsole(std::function<void(std::int64_t level, const std::string& message)> sink) {
+    try {
+        OTEnvironment::current()->setConsoleSink(std::move(sink));
+    } catch (...) {}
+}
+
+void CorvaneOtManager::setNavigationListener(std::function<void(const nlohmann::json& navigation)> listener) {
+    try {
+        OTPushManager::sharedManager()->setNavigationListener(std::move(listener));
+    } catch (...) {}
+}
+
+void CorvaneOtManager::registerPage(const std::string& className, const std::vector<std::string>& properties) {
+    try {
+        OTHostPages::registerPage(className, properties);
+    } catch (...) {}
+}
+
+void CorvaneOtManager::pageShown(const std::string& className) {
+    try {
+        OTHostPages::pageShown(className);
     } catch (...) {}
 }
 

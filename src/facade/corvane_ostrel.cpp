@@ -5,7 +5,9 @@
 #include <cmath>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <functional>
 #include <string>
+#include <vector>
 
 #include "corvane/CorvaneOtManager.h"
 #include "facade/OTScenePublisher.h"
@@ -138,6 +140,19 @@ void corvane_config_log_level(uint64_t level) {
     });
 }
 
+void corvane_set_console(corvane_console_callback callback, void* user) {
+    (void)guarded([&] {
+        if (callback == nullptr) {
+            CorvaneOtManager::setConsole(nullptr);
+        } else {
+            CorvaneOtManager::setConsole([callback, user](std::int64_t level, const std::string& message) {
+                callback(user, level, message.c_str());
+            });
+        }
+        return CORVANE_OK;
+    });
+}
+
 void corvane_set_dialog_visible(int visible) {
     (void)guarded([&] {
         CorvaneOtManager::setDialogVisible(visible != 0);
@@ -230,9 +245,17 @@ corvane_status corvane_set_presenter(const corvane_presenter* presenter) {
     return onMainThread([&] {
         if (presenter == nullptr) {
             corvane::OTScenePublisher::shared()->setPresenter(std::nullopt);
+            CorvaneOtManager::setNavigationListener(nullptr);
             return CORVANE_OK;
         }
         if (presenter->show == nullptr) return CORVANE_ERROR_NULL_ARGUMENT;
+        std::function<void(const json&)> navigate;
+        if (presenter->navigate != nullptr) {
+            navigate = [call = presenter->navigate, user = presenter->user](const json& navigation) {
+                call(user, navigation.dump(-1, ' ', false, json::error_handler_t::replace).c_str());
+            };
+        }
+        CorvaneOtManager::setNavigationListener(std::move(navigate));
         corvane::OTScenePublisher::Presenter bridge;
         bridge.show = [show = presenter->show, user = presenter->user](std::uint64_t surface, const std::string& text) {
             show(user, surface, text.c_str());
@@ -243,6 +266,35 @@ corvane_status corvane_set_presenter(const corvane_presenter* presenter) {
             };
         }
         corvane::OTScenePublisher::shared()->setPresenter(std::move(bridge));
+        return CORVANE_OK;
+    });
+}
+
+corvane_status corvane_register_page(const char* class_name, const char* properties_json) {
+    return guarded([&] {
+        if (class_name == nullptr) return CORVANE_ERROR_NULL_ARGUMENT;
+        if (*class_name == '\0') return CORVANE_ERROR_INVALID_ARGUMENT;
+        std::vector<std::string> properties;
+        if (properties_json != nullptr) {
+            corvane_status status = CORVANE_OK;
+            const auto list = parsed(properties_json, status);
+            if (status != CORVANE_OK) return status;
+            if (!list.is_array()) return CORVANE_ERROR_INVALID_ARGUMENT;
+            for (const auto& name : list) {
+                if (!name.is_string()) return CORVANE_ERROR_INVALID_ARGUMENT;
+                properties.push_back(name.get<std::string>());
+            }
+        }
+        CorvaneOtManager::registerPage(class_name, properties);
+        return CORVANE_OK;
+    });
+}
+
+corvane_status corvane_page_shown(const char* class_name) {
+    return onMainThread([&] {
+        if (class_name == nullptr) return CORVANE_ERROR_NULL_ARGUMENT;
+        if (*class_name == '\0') return CORVANE_ERROR_INVALID_ARGUMENT;
+        CorvaneOtManager::pageShown(class_name);
         return CORVANE_OK;
     });
 }

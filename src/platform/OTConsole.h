@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 namespace corvane {
@@ -9,6 +10,11 @@ class OTConsole {
 public:
     virtual ~OTConsole() = default;
     virtual void print(const std::string& text) = 0;
+    // A logger message of `level`; a plain console shows it as any other text.
+    virtual void printAt(std::int64_t level, const std::string& text) {
+        (void)level;
+        print(text);
+    }
 };
 
 }  // namespace corvane

@@ -17,6 +17,7 @@
 #include "platform/OTRandomSource.h"
 #include "platform/OTReachabilitySource.h"
 #include "platform/OTSandbox.h"
+#include "platform/OTRoutedConsole.h"
 #include "platform/OTScheduler.h"
 #include "platform/OTUIHost.h"
 
@@ -68,6 +69,8 @@ public:
     const OTSandbox& sandbox() const { return sandbox_; }
     const OTDeviceInfo& device() const { return device_; }
     OTConsole& console() const { return *console_; }
+    // Sends the console to the host's sink (empty: back to the platform's console).
+    void setConsoleSink(OTRoutedConsole::Sink sink) { console_->setSink(std::move(sink)); }
     OTRandomSource& random() const { return *random_; }
     OTNotificationCenter& notificationCenter() const { return *notifications_; }
     // For objects that must reach the centre even when they outlive this environment.
@@ -101,7 +104,7 @@ private:
     std::shared_ptr<OTScheduler> scheduler_;
     OTSandbox sandbox_;
     OTDeviceInfo device_;
-    std::shared_ptr<OTConsole> console_;
+    std::shared_ptr<OTRoutedConsole> console_;
     std::shared_ptr<OTRandomSource> random_;
     std::shared_ptr<OTUIHost> uiHost_;
     std::shared_ptr<OTReachabilitySource> reachability_;

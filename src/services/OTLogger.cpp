@@ -166,7 +166,7 @@ void OTLogger::log(const std::string& message, std::int64_t level, const char* f
     } else {
         banner = head + message + tail;
     }
-    environment_.console().print(banner);
+    environment_.console().printAt(level, banner);
 }
 
 void OTLogger::_log(const std::string& message) {

@@ -64,13 +64,37 @@ static void on_dismiss(void* user, uint64_t surface) {
     screen->texts[i] = screen->texts[screen->count];
 }
 
+/* A page navigation's class name, read from its JSON text into `page`. */
+static int page_of(const char* navigation_json, char* page, size_t size) {
+    const char* at = strstr(navigation_json, "\"page\":\"");
+    size_t length = 0;
+    if (at == NULL) return 0;
+    at += strlen("\"page\":\"");
+    while (at[length] != '\0' && at[length] != '"' && length + 1 < size) ++length;
+    memcpy(page, at, length);
+    page[length] = '\0';
+    return length > 0;
+}
+
+static void on_navigate(void* user, const char* navigation_json) {
+    ot_capi_screen* screen = (ot_capi_screen*)user;
+    char page[128];
+    screen->navigations += 1;
+    snprintf(screen->last_navigation, sizeof screen->last_navigation, "%s", navigation_json);
+    /* Shown at once, from inside the library's own call, as a host with nothing to animate would. */
+    if (screen->follows_links && page_of(navigation_json, page, sizeof page)) corvane_page_shown(page);
+}
+
 int ot_capi_present(ot_capi_screen* screen) {
     corvane_presenter presenter;
     presenter.user = screen;
     presenter.show = on_show;
     presenter.dismiss = on_dismiss;
+    presenter.navigate = screen->follows_links ? on_navigate : NULL;
     return corvane_set_presenter(&presenter) == CORVANE_OK ? 0 : 1;
 }
+
+int ot_capi_register_pages(void) { return corvane_register_page("DetailVC", "[\"id\",\"name\"]"); }
 
 const char* ot_capi_surface(const ot_capi_screen* screen, uint64_t id) {
     size_t i = 0;
@@ -131,8 +155,15 @@ int ot_capi_bad_input(void) {
     deep[200] = '\0';
     CHECK(corvane_observer_event(observer, deep), CORVANE_ERROR_INVALID_JSON);
     CHECK(strcmp(corvane_sdk_version(), "") != 0, 1);
+    CHECK(corvane_register_page(NULL, NULL), CORVANE_ERROR_NULL_ARGUMENT);
+    CHECK(corvane_register_page("", NULL), CORVANE_ERROR_INVALID_ARGUMENT);
+    CHECK(corvane_register_page("Page", "[\"id\","), CORVANE_ERROR_INVALID_JSON);
+    CHECK(corvane_register_page("Page", "{\"id\":1}"), CORVANE_ERROR_INVALID_ARGUMENT);
+    CHECK(corvane_register_page("Page", "[\"id\",2]"), CORVANE_ERROR_INVALID_ARGUMENT);
+    CHECK(corvane_page_shown(NULL), CORVANE_ERROR_NULL_ARGUMENT);
+    CHECK(corvane_page_shown(""), CORVANE_ERROR_INVALID_ARGUMENT);
     {
-        corvane_presenter no_show = {NULL, NULL, NULL};
+        corvane_presenter no_show = {NULL, NULL, NULL, NULL};
         uint64_t surface = 0;
         CHECK(corvane_set_presenter(&no_show), CORVANE_ERROR_NULL_ARGUMENT);
         CHECK(corvane_set_presenter(NULL), CORVANE_OK);

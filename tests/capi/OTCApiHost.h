@@ -32,10 +32,17 @@ typedef struct ot_capi_screen {
     size_t count;
     uint64_t ids[OT_CAPI_MAX_SURFACES];
     char* texts[OT_CAPI_MAX_SURFACES];
+    /* With `follows_links` set the host performs each navigation: it shows the page named and
+     * reports it back. The navigations it was handed, and the last one's JSON. */
+    int follows_links;
+    int navigations;
+    char last_navigation[1024];
 } ot_capi_screen;
 
 /* Installs a presenter that keeps `screen` up to date; 0 on success. */
 int ot_capi_present(ot_capi_screen* screen);
+/* Declares the host's page "DetailVC" with the properties "id" and "name"; its status. */
+int ot_capi_register_pages(void);
 /* The JSON of a shown surface, or NULL. */
 const char* ot_capi_surface(const ot_capi_screen* screen, uint64_t id);
 /* Stops presenting and frees what `screen` keeps. */

@@ -44,16 +44,17 @@ TEST(OTCApi, BadInputGivesItsDocumentedStatusAndNeverBreaksTheLibrary) {
     test.scheduler().mainQueue()->async([] {});
     std::vector<int> fromAnotherThread;
     std::thread([&] {
-        const corvane_presenter presenter{nullptr, [](void*, uint64_t, const char*) {}, nullptr};
+        const corvane_presenter presenter{nullptr, [](void*, uint64_t, const char*) {}, nullptr, nullptr};
         std::uint64_t surface = 0;
         fromAnotherThread = {
             corvane_set_presenter(&presenter), corvane_tap(1),
             corvane_scroll(1, 0, 0),           corvane_load_banner("home_top", 10, 10, 0, &surface, nullptr, nullptr),
-            corvane_release_banner(1),         static_cast<int>(corvane_run_main_queue())};
+            corvane_release_banner(1),         corvane_page_shown("HomeVC"),
+            static_cast<int>(corvane_run_main_queue())};
     }).join();
-    EXPECT_EQ(fromAnotherThread,
-              (std::vector<int>{CORVANE_ERROR_WRONG_THREAD, CORVANE_ERROR_WRONG_THREAD, CORVANE_ERROR_WRONG_THREAD,
-                                CORVANE_ERROR_WRONG_THREAD, CORVANE_ERROR_WRONG_THREAD, 0}));
+    EXPECT_EQ(fromAnotherThread, (std::vector<int>{CORVANE_ERROR_WRONG_THREAD, CORVANE_ERROR_WRONG_THREAD,
+                                                   CORVANE_ERROR_WRONG_THREAD, CORVANE_ERROR_WRONG_THREAD,
+                                                   CORVANE_ERROR_WRONG_THREAD, CORVANE_ERROR_WRONG_THREAD, 0}));
     EXPECT_EQ(corvane_run_main_queue(), 1u) << "the main thread runs its work";
 }
 
@@ -101,7 +102,7 @@ namespace corvane {
 
 TEST(OTCApi, ACHostDrawsTheDialogAndTheBannerItIsGivenAndTapsThemBack) {
     OTServerHarness h;
-    OTPageClassRegistry::shared()->registerPageClass({"DetailVC", {"id", "name"}, std::nullopt, std::nullopt});
+    ASSERT_EQ(ot_capi_register_pages(), CORVANE_OK);
     const std::string group = "group.demo";
     ASSERT_EQ(ot_capi_start(group.c_str(), (h.server.baseURL() + "/").c_str()), 0);
     ASSERT_TRUE(h.waitForOutcomes("/push/sdk/in_app"));
@@ -112,6 +113,7 @@ TEST(OTCApi, ACHostDrawsTheDialogAndTheBannerItIsGivenAndTapsThemBack) {
 
     // The host has no window: presenting gives it one, its stack starting at the main page.
     ot_capi_screen screen{};
+    screen.follows_links = 1;
     ASSERT_EQ(ot_capi_present(&screen), 0);
     const auto windows = OTEnvironment::current()->uiHost().windows();
     ASSERT_EQ(windows.size(), 1u);
@@ -163,8 +165,19 @@ TEST(OTCApi, ACHostDrawsTheDialogAndTheBannerItIsGivenAndTapsThemBack) {
     EXPECT_EQ(screen.dismisses, 1);
     EXPECT_EQ(screen.count, 0u);
     EXPECT_EQ(corvane_tap((*image)["id"].get<std::uint64_t>()), CORVANE_ERROR_NOT_FOUND);
-    h.test.scheduler().advance(600ms);
+    h.test.scheduler().advance(599ms);
     corvane_run_main_queue();
+    EXPECT_EQ(screen.navigations, 0);
+    // The library decides, the host performs it and reports the page it shows.
+    h.test.scheduler().advance(1ms);
+    corvane_run_main_queue();
+    ASSERT_EQ(screen.navigations, 1);
+    EXPECT_EQ(json::parse(screen.last_navigation, nullptr, false),
+              (json{{"kind", "page"},
+                    {"page", "DetailVC"},
+                    {"properties", {{"id", "42"}, {"name", "spring"}}},
+                    {"presentation", "push"},
+                    {"source", "campaign"}}));
     ASSERT_EQ(stack->viewControllers().size(), 2u);
     EXPECT_EQ(stack->topViewController()->className(), "DetailVC");
 
