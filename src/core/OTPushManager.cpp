@@ -259,7 +259,8 @@ nlohmann::json OTPushManager::pageNavigation(const std::shared_ptr<OTViewControl
     const bool tabsFirst = navigation ? !navigation->presentingViewController() && navigation->parentViewController()
                                       : top && top->parentViewController();
     if (const auto tab = tabsFirst ? tabRootFor(controller, top) : std::nullopt) {
-        return {{"kind", "tab"}, {"page", controller->className()}, {"tab", tab->index}, {"source", sourceName(source)}};
+        return {
+            {"kind", "tab"}, {"page", controller->className()}, {"tab", tab->index}, {"source", sourceName(source)}};
     }
     return page;
 }

@@ -33,8 +33,7 @@ std::shared_ptr<OTViewController> showInModel(const std::string& name) {
         const auto pages = stack->viewControllers();
         for (auto page = pages.rbegin(); page != pages.rend(); ++page) {
             if ((*page)->className() != name) continue;
-            while (stack->topViewController() != *page && stack->popViewController(false)) {
-            }
+            while (stack->topViewController() != *page && stack->popViewController(false)) {}
             return *page;
         }
     }

@@ -3,9 +3,9 @@
 #include "corvane/corvane_ostrel.h"
 
 #include <cmath>
+#include <functional>
 #include <memory>
 #include <nlohmann/json.hpp>
-#include <functional>
 #include <string>
 #include <vector>
 

@@ -30,7 +30,7 @@ OTEnvironment::OTEnvironment(Parts parts)
       sandbox_(std::move(parts.sandboxRoot)),
       device_(std::move(parts.device)),
       console_(std::make_shared<OTRoutedConsole>(parts.console ? std::move(parts.console)
-                                                                : std::make_shared<OTFileConsole>())),
+                                                               : std::make_shared<OTFileConsole>())),
       random_(parts.random ? std::move(parts.random) : std::make_shared<OTRandomSource>()),
       uiHost_(parts.uiHost ? std::move(parts.uiHost) : OTUIHost::makeDefault()),
       reachability_(parts.reachability ? std::move(parts.reachability)

@@ -16,8 +16,8 @@
 #include "platform/OTHTTPTransport.h"
 #include "platform/OTRandomSource.h"
 #include "platform/OTReachabilitySource.h"
-#include "platform/OTSandbox.h"
 #include "platform/OTRoutedConsole.h"
+#include "platform/OTSandbox.h"
 #include "platform/OTScheduler.h"
 #include "platform/OTUIHost.h"
 

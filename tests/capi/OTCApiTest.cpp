@@ -46,11 +46,13 @@ TEST(OTCApi, BadInputGivesItsDocumentedStatusAndNeverBreaksTheLibrary) {
     std::thread([&] {
         const corvane_presenter presenter{nullptr, [](void*, uint64_t, const char*) {}, nullptr, nullptr};
         std::uint64_t surface = 0;
-        fromAnotherThread = {
-            corvane_set_presenter(&presenter), corvane_tap(1),
-            corvane_scroll(1, 0, 0),           corvane_load_banner("home_top", 10, 10, 0, &surface, nullptr, nullptr),
-            corvane_release_banner(1),         corvane_page_shown("HomeVC"),
-            static_cast<int>(corvane_run_main_queue())};
+        fromAnotherThread = {corvane_set_presenter(&presenter),
+                             corvane_tap(1),
+                             corvane_scroll(1, 0, 0),
+                             corvane_load_banner("home_top", 10, 10, 0, &surface, nullptr, nullptr),
+                             corvane_release_banner(1),
+                             corvane_page_shown("HomeVC"),
+                             static_cast<int>(corvane_run_main_queue())};
     }).join();
     EXPECT_EQ(fromAnotherThread, (std::vector<int>{CORVANE_ERROR_WRONG_THREAD, CORVANE_ERROR_WRONG_THREAD,
                                                    CORVANE_ERROR_WRONG_THREAD, CORVANE_ERROR_WRONG_THREAD,

@@ -2,8 +2,11 @@
 
 #include "core/OTNavigation.h"
 #include "core/OTPushManager.h"
+#include "core/OTSDKManager.h"
+#include "facade/OTHostPages.h"
 #include "foundation/OTFiles.h"
 #include "platform/OTPageClassRegistry.h"
+#include "server/OTServerSession.h"
 #include "services/OTLogger.h"
 #include "support/OTTestEnvironment.h"
 #include "view/OTNavigationController.h"
@@ -133,6 +136,61 @@ TEST(OTPushManager, ATabRootSwitchesTabsAndAModalTopPresents) {
     EXPECT_TRUE(app.push->_controllerWithPropertyInTabBarController(std::make_shared<OTViewController>("HomeVC"),
                                                                     OTPushManager::Properties{{"tab", "x"}}, app.tabs));
     EXPECT_EQ(app.tabs->selectedIndex(), 0);
+}
+
+TEST(OTPushManager, AHostThatDrawsForItselfIsHandedEachNavigationAndReportsItsPages) {
+    App app;
+    std::vector<nlohmann::json> handed;
+    app.push->setNavigationListener([&handed](const nlohmann::json& navigation) { handed.push_back(navigation); });
+    app.homeStack->pushViewController(std::make_shared<OTViewController>("Detail"), false);
+    app.push->handlePush(std::string("Detail?id=3&color=red"));
+    app.push->handlePush(std::string("MineVC?tab=1"));
+    app.push->handlePush(1, nlohmann::json{{"intentUrl", " https://example.com/sale "}});
+    app.push->handlePush(std::string("myapp://open"));
+    app.push->handlePush(std::string("file:///etc/passwd"));  // never handed to a host
+    app.afterNavigation();
+    EXPECT_EQ(handed, (std::vector<nlohmann::json>{
+                          {{"kind", "page"},
+                           {"page", "Detail"},
+                           {"properties", {{"id", "3"}}},
+                           {"presentation", "push"},
+                           {"source", "campaign"}},
+                          {{"kind", "tab"}, {"page", "MineVC"}, {"tab", 1}, {"source", "campaign"}},
+                          {{"kind", "web"}, {"url", "https://example.com/sale"}, {"source", "notification"}},
+                          {{"kind", "url"}, {"url", "myapp://open"}, {"source", "campaign"}}}));
+    // The model stayed as the host left it.
+    EXPECT_EQ(app.homeStack->viewControllers().size(), 2u);
+    EXPECT_EQ(app.tabs->selectedIndex(), 0);
+    EXPECT_EQ(app.tabs->presentedViewController(), nullptr);
+
+    // The host reports what it shows: a page on top, back down the stack, a tab root. Each
+    // appears as an intercepted page does: the main page is found so.
+    auto engine = OTSDKManager::sharedManager();
+    auto config = std::make_shared<CorvaneOtConfig>();
+    config->setMainPage("MineVC");
+    engine->session().setConfiguration(config);
+    engine->startPageCollection();
+    app.test.scheduler().runUntilIdle();
+    EXPECT_FALSE(OTHostPages::pageShown(""));
+    OTHostPages::pageShown("Detail");
+    EXPECT_EQ(app.homeStack->viewControllers().size(), 2u);
+    OTHostPages::pageShown("Promo");
+    EXPECT_EQ(OTNavigation::currentViewController()->className(), "Promo");
+    OTHostPages::pageShown("HomeVC");
+    EXPECT_EQ(app.homeStack->viewControllers().size(), 1u);
+    app.test.scheduler().runUntilIdle();
+    EXPECT_EQ(engine->mainPageController(), nullptr);
+    OTHostPages::pageShown("MineVC");
+    EXPECT_EQ(app.tabs->selectedIndex(), 1);
+    app.test.scheduler().runUntilIdle();
+    EXPECT_EQ(engine->mainPageController(), app.mine);
+
+    // Without a listener the model moves again.
+    app.push->setNavigationListener(nullptr);
+    app.push->handlePush(std::string("Detail"));
+    app.afterNavigation();
+    EXPECT_EQ(app.mineStack->topViewController()->className(), "Detail");
+    EXPECT_EQ(handed.size(), 4u);
 }
 
 TEST(OTPushManager, PermissionIsAskedByTheSystemVersion) {

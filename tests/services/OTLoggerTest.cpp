@@ -208,3 +208,31 @@ TEST(OTLogger, AListenerHearsEveryMessageWhateverTheConsoleLevel) {
 }
 
 }  // namespace corvane
+
+namespace corvane {
+
+TEST(OTLogger, AConsoleSinkTakesEveryConsoleLineWithItsLevelAndNothingReachesThePlatformConsole) {
+    OTTestEnvironment test;
+    std::vector<std::pair<std::int64_t, std::string>> sunk;
+    test.environment().setConsoleSink(
+        [&sunk](std::int64_t level, const std::string& text) { sunk.emplace_back(level, text.substr(0, 40)); });
+    OTLogger::configLogLevel(5);
+    OTLogger::log(OTLogger::kLevelWarn, "-[T t]", "filtered out");
+    OTLogger::log(OTLogger::kLevelError, "-[T t]", "failed");
+    test.environment().console().print("matchData");
+    ASSERT_EQ(sunk.size(), 2u);
+    EXPECT_EQ(sunk[0].first, OTLogger::kLevelError);
+    EXPECT_NE(sunk[0].second.find("[OT][Error]"), std::string::npos);
+    EXPECT_EQ(sunk[1], (std::pair<std::int64_t, std::string>{-1, "matchData"}));
+    EXPECT_TRUE(test.console().lines().empty());
+    // A sink that throws loses its message only; an empty one gives the console back.
+    test.environment().setConsoleSink([](std::int64_t, const std::string&) { throw std::runtime_error("sink"); });
+    EXPECT_NO_THROW(test.environment().console().print("lost"));
+    test.environment().setConsoleSink(nullptr);
+    test.environment().console().print("back");
+    EXPECT_EQ(test.console().lines(), std::vector<std::string>{"back"});
+    test.scheduler().runUntilIdle();
+    EXPECT_NE(test.log().find("  failed\n"), std::string::npos);  // the log file as ever
+}
+
+}  // namespace corvane
