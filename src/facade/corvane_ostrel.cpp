@@ -54,6 +54,9 @@ json parsedObject(const char* text, corvane_status& status) {
     return value;
 }
 
+// A JSON value as the text a C callback is handed; invalid UTF-8 is replaced, never thrown on.
+std::string callbackText(const json& value) { return value.dump(-1, ' ', false, json::error_handler_t::replace); }
+
 // Hands the engine behind `observer` the JSON object `text` holds.
 template <class Hand>
 corvane_status toEngine(corvane_observer* observer, const char* text, Hand&& hand) noexcept {
@@ -165,9 +168,8 @@ void corvane_set_decision_listener(corvane_decision_callback callback, void* use
         if (callback == nullptr) {
             CorvaneOtManager::setDecisionListener(nullptr);
         } else {
-            CorvaneOtManager::setDecisionListener([callback, user](const nlohmann::json& record) {
-                callback(user, record.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
-            });
+            CorvaneOtManager::setDecisionListener(
+                [callback, user](const nlohmann::json& record) { callback(user, callbackText(record).c_str()); });
         }
         return CORVANE_OK;
     });
@@ -252,7 +254,7 @@ corvane_status corvane_set_presenter(const corvane_presenter* presenter) {
         std::function<void(const json&)> navigate;
         if (presenter->navigate != nullptr) {
             navigate = [call = presenter->navigate, user = presenter->user](const json& navigation) {
-                call(user, navigation.dump(-1, ' ', false, json::error_handler_t::replace).c_str());
+                call(user, callbackText(navigation).c_str());
             };
         }
         CorvaneOtManager::setNavigationListener(std::move(navigate));

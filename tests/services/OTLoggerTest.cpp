@@ -190,7 +190,9 @@ TEST(OTLogger, LoggingNeverThrowsWhateverItIsGiven) {
     EXPECT_NE(log.find("请求回调异常：unknown\n"), std::string::npos);
 }
 
-TEST(OTLogger, AListenerHearsEveryMessageWhateverTheConsoleLevel) {
+// Where messages go besides the file: a listener hears each whatever the console level; a console
+// sink takes the console's lines instead of the platform console.
+TEST(OTLogger, AListenerHearsEveryMessageAndAConsoleSinkTakesTheConsoleLines) {
     OTTestEnvironment test;
     std::vector<std::pair<std::int64_t, std::string>> heard;
     OTLogger::getInstance()->setListener(
@@ -205,14 +207,7 @@ TEST(OTLogger, AListenerHearsEveryMessageWhateverTheConsoleLevel) {
     EXPECT_EQ(heard[1].first, OTLogger::kLevelError);
     EXPECT_EQ(heard[1].second.size(), OTLogger::kMaxMessageBytes + std::string("…(45065 more bytes)").size());
     EXPECT_TRUE(test.console().lines().empty());
-}
 
-}  // namespace corvane
-
-namespace corvane {
-
-TEST(OTLogger, AConsoleSinkTakesEveryConsoleLineWithItsLevelAndNothingReachesThePlatformConsole) {
-    OTTestEnvironment test;
     std::vector<std::pair<std::int64_t, std::string>> sunk;
     test.environment().setConsoleSink(
         [&sunk](std::int64_t level, const std::string& text) { sunk.emplace_back(level, text.substr(0, 40)); });
