@@ -100,6 +100,13 @@ public:
     // Tells the library which page the host now shows: page tracking, first-page-view campaigns and
     // every rule that reads the visible page follow it. Call on the main thread.
     static void pageShown(const std::string& className);
+    // The bytes of a campaign picture, for a host that draws it itself: from the library's cache
+    // when it holds them (campaign pictures are stored as campaigns download), otherwise fetched
+    // once and stored, so the library's own drawing and every later ask use the same copy. Handed
+    // to `completion` on the main queue; nothing when the address is empty or the picture cannot
+    // be had.
+    static void picture(const std::string& url,
+                        std::function<void(const std::optional<std::string>& bytes)> completion);
 
     // A banner size in points.
     struct Size {

@@ -93,6 +93,14 @@ corvane_status corvane_banner_size(const char* location_id, double* width, doubl
 typedef void (*corvane_banner_callback)(void* user, const char* banners_json);
 corvane_status corvane_get_banner(const char* location_id, corvane_banner_callback callback, void* user);
 
+/* The bytes of a campaign picture (a node's "image" "url"), handed to `callback` with `user` on the
+ * main thread from corvane_run_main_queue: from the library's cache when it holds them (campaign
+ * pictures are stored as campaigns download), otherwise fetched once and stored, so a picture is
+ * never downloaded twice. `bytes` (NULL when the address is empty or the picture cannot be had)
+ * lives only for the call. */
+typedef void (*corvane_picture_callback)(void* user, const uint8_t* bytes, size_t length);
+corvane_status corvane_picture(const char* url, corvane_picture_callback callback, void* user);
+
 /* Why a campaign did or did not show: `callback` is handed one JSON record per pass of an event
  * over the campaigns (the format of CorvaneOtManager::setDecisionListener in CorvaneOtManager.h),
  * with `user`, on the main thread from corvane_run_main_queue; the text lives only for the call.

@@ -6,6 +6,7 @@
 #include "facade/OTHostPages.h"
 #include "platform/OTEnvironment.h"
 #include "server/OTIdentityUploader.h"
+#include "services/OTDownloadManager.h"
 #include "services/OTLogger.h"
 #include "tagging/OTTagManager.h"
 #include "ui/OTBannerManager.h"
@@ -80,6 +81,21 @@ void CorvaneOtManager::registerPage(const std::string& className, const std::vec
 void CorvaneOtManager::pageShown(const std::string& className) {
     try {
         OTHostPages::pageShown(className);
+    } catch (...) {}
+}
+
+void CorvaneOtManager::picture(const std::string& url,
+                               std::function<void(const std::optional<std::string>& bytes)> completion) {
+    if (!completion) return;
+    try {
+        auto environment = OTEnvironment::current();
+        auto hand = [environment, completion = std::move(completion)](std::optional<std::string> bytes) {
+            environment->mainQueue()->async(
+                [completion, bytes = std::move(bytes)] { OTLogger::guarded([&] { completion(bytes); }); });
+        };
+        OTDownloadManager::sharedManager()->downloadImageWithURL(
+            url, [hand](const std::shared_ptr<OTImage>&, const std::optional<std::string>& data,
+                        const std::optional<OTDownloadManager::Error>&, bool) { hand(data); });
     } catch (...) {}
 }
 

@@ -231,6 +231,20 @@ corvane_status corvane_get_banner(const char* location_id, corvane_banner_callba
     });
 }
 
+corvane_status corvane_picture(const char* url, corvane_picture_callback callback, void* user) {
+    return guarded([&] {
+        if (url == nullptr || callback == nullptr) return CORVANE_ERROR_NULL_ARGUMENT;
+        CorvaneOtManager::picture(url, [callback, user](const std::optional<std::string>& bytes) {
+            if (bytes) {
+                callback(user, reinterpret_cast<const std::uint8_t*>(bytes->data()), bytes->size());
+            } else {
+                callback(user, nullptr, 0);
+            }
+        });
+        return CORVANE_OK;
+    });
+}
+
 size_t corvane_run_main_queue(void) {
     std::size_t ran = 0;
     (void)guarded([&] {

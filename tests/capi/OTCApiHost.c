@@ -111,6 +111,17 @@ void ot_capi_forget(ot_capi_screen* screen) {
     screen->count = 0;
 }
 
+static void on_picture(void* user, const uint8_t* bytes, size_t length) {
+    ot_capi_picture* picture = (ot_capi_picture*)user;
+    picture->calls += 1;
+    picture->was_null = bytes == NULL;
+    picture->length = length;
+    memset(picture->head, 0, sizeof picture->head);
+    if (bytes != NULL) memcpy(picture->head, bytes, length < sizeof picture->head ? length : sizeof picture->head);
+}
+
+int ot_capi_ask_picture(const char* url, ot_capi_picture* picture) { return corvane_picture(url, on_picture, picture); }
+
 int ot_capi_event(const char* group, const char* event_json) {
     corvane_observer* observer = corvane_observer_get(group);
     int status = corvane_observer_event(observer, event_json);
@@ -162,6 +173,8 @@ int ot_capi_bad_input(void) {
     CHECK(corvane_register_page("Page", "[\"id\",2]"), CORVANE_ERROR_INVALID_ARGUMENT);
     CHECK(corvane_page_shown(NULL), CORVANE_ERROR_NULL_ARGUMENT);
     CHECK(corvane_page_shown(""), CORVANE_ERROR_INVALID_ARGUMENT);
+    CHECK(corvane_picture(NULL, on_picture, NULL), CORVANE_ERROR_NULL_ARGUMENT);
+    CHECK(corvane_picture("https://example.com/a.png", NULL, NULL), CORVANE_ERROR_NULL_ARGUMENT);
     {
         corvane_presenter no_show = {NULL, NULL, NULL, NULL};
         uint64_t surface = 0;

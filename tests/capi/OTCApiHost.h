@@ -50,6 +50,16 @@ void ot_capi_forget(ot_capi_screen* screen);
 /* Hands the engine of `group` an analytics event given as JSON; its status. */
 int ot_capi_event(const char* group, const char* event_json);
 
+/* A picture the host asked the library for: how many answers, and the last one's bytes. */
+typedef struct ot_capi_picture {
+    int calls;
+    int was_null;
+    size_t length;
+    unsigned char head[8];
+} ot_capi_picture;
+/* Asks for the picture at `url` into `picture`; its status. */
+int ot_capi_ask_picture(const char* url, ot_capi_picture* picture);
+
 /* Every refusal of bad input, checked in turn: 0 when each gave its documented status, otherwise
  * the number of the first check that did not. */
 int ot_capi_bad_input(void);

@@ -2,6 +2,8 @@
 
 #include <corvane/corvane_ostrel.h>
 
+#include <cstring>
+#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <regex>
 #include <thread>
@@ -148,6 +150,36 @@ TEST(OTCApi, ACHostDrawsTheDialogAndTheBannerItIsGivenAndTapsThemBack) {
     EXPECT_EQ((*image)["image"]["width"], 600);
     EXPECT_EQ((*image)["image"]["height"], 800);
     EXPECT_EQ((*image)["actions"], (json{"tap"}));
+    // The host draws pictures from the library's copies, fetching nothing again; one the server
+    // lacks comes as nothing.
+    const std::string coupon = h.server.baseURL() + "/media/coupon.png";
+    ASSERT_TRUE(h.waitFor([&] { return OTImageDiskCache::cache()->containsImageDataForKey(coupon); }));
+    const auto mediaFetches = [&] {
+        return h.server.requestsTo("/media/spring-sale.png").size() + h.server.requestsTo("/media/coupon.png").size();
+    };
+    const auto fetchedBefore = mediaFetches();
+    ot_capi_picture cached{};
+    ot_capi_picture stored{};
+    ot_capi_picture missing{};
+    ASSERT_EQ(ot_capi_ask_picture(picture.c_str(), &cached), CORVANE_OK);
+    ASSERT_EQ(ot_capi_ask_picture(coupon.c_str(), &stored), CORVANE_OK);
+    ASSERT_EQ(ot_capi_ask_picture((h.server.baseURL() + "/media/none.png").c_str(), &missing), CORVANE_OK);
+    EXPECT_EQ(cached.calls, 0) << "handed on the main thread";
+    ASSERT_TRUE(h.waitFor([&] {
+        corvane_run_main_queue();
+        return missing.calls == 1;
+    }));
+    const unsigned char png[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
+    const std::filesystem::path media = std::filesystem::path(OT_SAMPLE_CAMPAIGNS) / "media";
+    EXPECT_EQ(cached.length, std::filesystem::file_size(media / "spring-sale.png"));
+    EXPECT_EQ(stored.length, std::filesystem::file_size(media / "coupon.png"));
+    for (const auto* answer : {&cached, &stored}) {
+        EXPECT_EQ(answer->calls, 1);
+        EXPECT_EQ(answer->was_null, 0);
+        EXPECT_EQ(std::memcmp(answer->head, png, sizeof png), 0);
+    }
+    EXPECT_EQ(missing.was_null, 1);
+    EXPECT_EQ(mediaFetches(), fetchedBefore);
     const auto* close = findNamed(dialog["root"], "closeBtn");
     ASSERT_NE(close, nullptr);
     EXPECT_EQ((*close)["role"], "button");

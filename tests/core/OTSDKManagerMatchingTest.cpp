@@ -5,6 +5,7 @@
 #include "core/OTPopWindowManager.h"
 #include "core/OTSDKManager.h"
 #include "corvane/CorvaneOtManager.h"
+#include "facade/OTHostPages.h"
 #include "model/OTWindowRecordTree.h"
 #include "server/OTServerSession.h"
 #include "services/OTUserConfig.h"
@@ -325,6 +326,29 @@ TEST(OTSDKManagerMatching, FirstPageViewCampaigns) {
     m.send(homeView);
     m.settle();
     EXPECT_EQ(m.presenter->shown.size(), 1u);
+
+    // A host that draws for itself: its main page is one it pushes, whose view fires only once the
+    // host has reported showing that page.
+    Engine d;
+    d.test.uiHost().setWindows({std::make_shared<OTWindow>(OTNavigationController::withRoot(home))});
+    auto detailMain = std::make_shared<CorvaneOtConfig>();
+    detailMain->setMainPage("DetailVC");
+    d.engine->session().setConfiguration(detailMain);
+    d.engine->startPageCollection();
+    d.campaigns({{{"id", "5"}, {"type", 0}, {"count", 9}}});
+    const json detailView = {{"xwhat", "$pageview"}, {"xcontext", {{"$url", "DetailVC"}}}};
+    d.send(detailView);
+    d.settle();
+    EXPECT_TRUE(d.presenter->shown.empty());
+    EXPECT_EQ(d.records.back()["campaigns"][0]["case"], "urlDiffers");
+    OTHostPages::pageShown("DetailVC");
+    d.test.scheduler().runUntilIdle();
+    ASSERT_NE(d.engine->mainPageController(), nullptr);
+    EXPECT_EQ(d.engine->mainPageController()->className(), "DetailVC");
+    d.engine->handleUserProfileUpload(detailView, 0);
+    d.send(detailView);
+    d.settle();
+    EXPECT_EQ(d.presenter->shownIds(), std::vector<std::string>{"5"});
 
     ASSERT_EQ(e.records.size(), 1u);
     EXPECT_EQ(verdicts(e.records[0]), (std::vector<std::string>{"1 shown -", "2 notExamined passEnded"}));
