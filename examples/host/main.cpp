@@ -95,7 +95,7 @@ int main(int argc, char** argv) {
         CorvaneOtManager::startWithConfig(config);
 
         TextRenderer renderer;
-        const corvane_presenter presenter{&renderer, &TextRenderer::show, &TextRenderer::dismiss};
+        const corvane_presenter presenter{&renderer, &TextRenderer::show, &TextRenderer::dismiss, nullptr};
         corvane_set_presenter(&presenter);
         // The user comes back to the home page now and then; the campaigns download meanwhile.
         const auto start = std::chrono::steady_clock::now();

@@ -4,6 +4,8 @@
 #include <optional>
 #include <string>
 
+#include "corvane/corvane_export.h"
+
 namespace corvane {
 
 class OTSceneNode;
@@ -15,7 +17,7 @@ class OTSceneNode;
 //   config->setLocationId("home_top");
 //   config->setContainer(cell);                    // a view, or a table or collection view cell
 //   auto size = CorvaneOtManager::loadBanner(config);
-class CorvaneBannerConfig {
+class CORVANE_EXPORT CorvaneBannerConfig {
 public:
     CorvaneBannerConfig() = default;
 

@@ -5,12 +5,14 @@
 #include <optional>
 #include <string>
 
+#include "corvane/corvane_export.h"
+
 namespace corvane {
 
 // The host app's configuration, handed to CorvaneOtManager::startWithConfig. The environment
 // and the custom server URL are kept in the app group's shared store, so the app's extensions
 // read the same values.
-class CorvaneOtConfig {
+class CORVANE_EXPORT CorvaneOtConfig {
 public:
     CorvaneOtConfig() = default;
 

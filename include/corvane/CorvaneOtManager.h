@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "corvane/corvane_export.h"
+
 #include "corvane/CorvaneBannerConfig.h"
 #include "corvane/CorvaneOtConfig.h"
 #include "corvane/CorvaneOtObserver.h"
@@ -24,7 +26,7 @@ namespace corvane {
 //   config->setAppKey("your-app-key");
 //   config->setMainPage("HomeViewController");
 //   CorvaneOtManager::startWithConfig(config);      // logs in and downloads campaigns
-class CorvaneOtManager {
+class CORVANE_EXPORT CorvaneOtManager {
 public:
     CorvaneOtManager() = delete;
 

@@ -3,11 +3,13 @@
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 
+#include "corvane/corvane_export.h"
+
 namespace corvane {
 
 // What the host's analytics SDK calls on the object that CorvaneOtManager::getObserverListener
 // returns: every recorded event, and changes of the user profile.
-class CorvaneOtObserver {
+class CORVANE_EXPORT CorvaneOtObserver {
 public:
     virtual ~CorvaneOtObserver() = default;
 

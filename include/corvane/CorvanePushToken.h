@@ -7,6 +7,8 @@
 #include <variant>
 #include <vector>
 
+#include "corvane/corvane_export.h"
+
 namespace corvane {
 
 // A push address as the host received it: the raw device-token bytes that the system hands to
@@ -15,7 +17,7 @@ namespace corvane {
 //
 //   CorvaneOtManager::pushToken(CorvanePushToken(bytes, length), "group.com.example.app");
 //   CorvaneOtManager::pushToken(registrationId, 1, "group.com.example.app");
-class CorvanePushToken {
+class CORVANE_EXPORT CorvanePushToken {
 public:
     CorvanePushToken() = default;
     // Implicit on purpose: a host passes its bytes or its text as it has them.

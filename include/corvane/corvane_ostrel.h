@@ -25,6 +25,8 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "corvane/corvane_export.h"
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -43,55 +45,57 @@ typedef enum corvane_status {
 typedef struct corvane_observer corvane_observer;
 
 /* The library's version text, e.g. "2.2.2"; static, never NULL. */
-const char* corvane_sdk_version(void);
+CORVANE_EXPORT const char* corvane_sdk_version(void);
 
 /* The engine for an app group (whose shared store keeps the per-user settings); NULL when
  * `group_identifier` is NULL. Each handle is released with corvane_observer_release; the engine
  * itself lives on. */
-corvane_observer* corvane_observer_get(const char* group_identifier);
-void corvane_observer_release(corvane_observer* observer); /* NULL is ignored */
+CORVANE_EXPORT corvane_observer* corvane_observer_get(const char* group_identifier);
+CORVANE_EXPORT void corvane_observer_release(corvane_observer* observer); /* NULL is ignored */
 
 /* An analytics event, as the JSON object the analytics SDK delivers. */
-corvane_status corvane_observer_event(corvane_observer* observer, const char* event_json);
+CORVANE_EXPORT corvane_status corvane_observer_event(corvane_observer* observer, const char* event_json);
 /* The user's profile as a JSON object, or one property of it (`value_json` any JSON value). */
-corvane_status corvane_observer_profile(corvane_observer* observer, const char* profile_json);
-corvane_status corvane_observer_profile_value(corvane_observer* observer, const char* key, const char* value_json);
+CORVANE_EXPORT corvane_status corvane_observer_profile(corvane_observer* observer, const char* profile_json);
+CORVANE_EXPORT corvane_status corvane_observer_profile_value(corvane_observer* observer, const char* key,
+                                                             const char* value_json);
 
 /* Starts the library with a configuration given as a JSON object with any of: "appKey",
  * "mainPage", "url", "applicationGroupIdentifier" (texts), "envType", "logLevelType",
  * "pushProvider" (whole numbers not below 0), "pushClosed", "bannerClosed" (true or false). A
  * field of another kind is CORVANE_ERROR_INVALID_ARGUMENT and nothing starts. */
-corvane_status corvane_start(const char* config_json);
+CORVANE_EXPORT corvane_status corvane_start(const char* config_json);
 
 /* The console level: 0 none, 1 all but data, 3, 4, 5 one level, 6 all. */
-void corvane_config_log_level(uint64_t level);
+CORVANE_EXPORT void corvane_config_log_level(uint64_t level);
 /* Where the console lines go: `callback` is handed each message with its level (0 debug, 3 log,
  * 4 warning, 5 error, 6 data; -1 for the direct prints of matching and downloads, which no log
  * level filters) and `user`, on the thread that prints; the text lives only for the call. While a
  * callback is set nothing goes to standard error; NULL gives the console back. */
 typedef void (*corvane_console_callback)(void* user, int64_t level, const char* message);
-void corvane_set_console(corvane_console_callback callback, void* user);
+CORVANE_EXPORT void corvane_set_console(corvane_console_callback callback, void* user);
 /* 0 holds every dialog back until set to 1 again. */
-void corvane_set_dialog_visible(int visible);
+CORVANE_EXPORT void corvane_set_dialog_visible(int visible);
 /* A push notification delivered (type 0) or opened (type 1) with its payload as a JSON object. */
-corvane_status corvane_push_track(int64_t type, const char* msg_json, const char* group_identifier);
+CORVANE_EXPORT corvane_status corvane_push_track(int64_t type, const char* msg_json, const char* group_identifier);
 /* The device's push address: the bytes the system handed over (Apple push, provider 0), or a
  * text (JPush, provider 1). */
-corvane_status corvane_push_token_bytes(const uint8_t* bytes, size_t length, uint64_t provider,
-                                        const char* group_identifier);
-corvane_status corvane_push_token_text(const char* token, uint64_t provider, const char* group_identifier);
+CORVANE_EXPORT corvane_status corvane_push_token_bytes(const uint8_t* bytes, size_t length, uint64_t provider,
+                                                       const char* group_identifier);
+CORVANE_EXPORT corvane_status corvane_push_token_text(const char* token, uint64_t provider,
+                                                      const char* group_identifier);
 /* 1 shows the page tagging ball, 0 hides it. */
-void corvane_set_page_tag_state(int on);
+CORVANE_EXPORT void corvane_set_page_tag_state(int on);
 
 /* The preferred size in points of the banner for a location (zero before the first banner
  * download); `width` and `height` must not be NULL. */
-corvane_status corvane_banner_size(const char* location_id, double* width, double* height);
+CORVANE_EXPORT corvane_status corvane_banner_size(const char* location_id, double* width, double* height);
 /* The server's banners for a location as JSON text (NULL when it has none), handed to `callback`
  * with `user` once banners have been downloaded, on a thread of the library's; the text lives
  * only for the call. Never called for an unknown location before the first download finishes
  * within a minute. */
 typedef void (*corvane_banner_callback)(void* user, const char* banners_json);
-corvane_status corvane_get_banner(const char* location_id, corvane_banner_callback callback, void* user);
+CORVANE_EXPORT corvane_status corvane_get_banner(const char* location_id, corvane_banner_callback callback, void* user);
 
 /* The bytes of a campaign picture (a node's "image" "url"), handed to `callback` with `user` on the
  * main thread from corvane_run_main_queue: from the library's cache when it holds them (campaign
@@ -99,14 +103,14 @@ corvane_status corvane_get_banner(const char* location_id, corvane_banner_callba
  * never downloaded twice. `bytes` (NULL when the address is empty or the picture cannot be had)
  * lives only for the call. */
 typedef void (*corvane_picture_callback)(void* user, const uint8_t* bytes, size_t length);
-corvane_status corvane_picture(const char* url, corvane_picture_callback callback, void* user);
+CORVANE_EXPORT corvane_status corvane_picture(const char* url, corvane_picture_callback callback, void* user);
 
 /* Why a campaign did or did not show: `callback` is handed one JSON record per pass of an event
  * over the campaigns (the format of CorvaneOtManager::setDecisionListener in CorvaneOtManager.h),
  * with `user`, on the main thread from corvane_run_main_queue; the text lives only for the call.
  * A NULL callback stops the records; while none is set no record is made. */
 typedef void (*corvane_decision_callback)(void* user, const char* record_json);
-void corvane_set_decision_listener(corvane_decision_callback callback, void* user);
+CORVANE_EXPORT void corvane_set_decision_listener(corvane_decision_callback callback, void* user);
 
 /* ---- The main thread ----------------------------------------------------------------------
  * The library's main-thread work (dialogs, banners, navigation) runs on the thread that first
@@ -114,7 +118,7 @@ void corvane_set_decision_listener(corvane_decision_callback callback, void* use
  * every frame or every few milliseconds. It returns how many pieces of work ran, then calls the
  * presenter with what changed on screen. Called on another thread it does nothing. The calls
  * marked "Main thread" below answer CORVANE_ERROR_WRONG_THREAD on any other. */
-size_t corvane_run_main_queue(void);
+CORVANE_EXPORT size_t corvane_run_main_queue(void);
 
 /* ---- Drawing what the library shows ----------------------------------------------------------
  * A host that draws its own user interface gets each surface the library shows (a dialog, the
@@ -160,28 +164,29 @@ typedef struct corvane_presenter {
  * over which dialogs show: its page stack starts at the main page, which appears at once, so set
  * the presenter after corvane_start. CORVANE_ERROR_NULL_ARGUMENT when `show` is NULL. Main
  * thread. */
-corvane_status corvane_set_presenter(const corvane_presenter* presenter);
+CORVANE_EXPORT corvane_status corvane_set_presenter(const corvane_presenter* presenter);
 /* Declares a page of the host that links can open ("DetailVC?id=7"), with the properties a link
  * may set given as a JSON array of texts (NULL for none). */
-corvane_status corvane_register_page(const char* class_name, const char* properties_json);
+CORVANE_EXPORT corvane_status corvane_register_page(const char* class_name, const char* properties_json);
 /* The host now shows the page of `class_name`: page tracking, first-page-view campaigns and every
  * rule that reads the visible page follow it. Main thread. */
-corvane_status corvane_page_shown(const char* class_name);
+CORVANE_EXPORT corvane_status corvane_page_shown(const char* class_name);
 /* A tap on a shown node: what its "touchUpInside" actions, else its "tap" actions, do.
  * CORVANE_ERROR_NOT_FOUND when the node is not shown or ignores touches. Main thread. */
-corvane_status corvane_tap(uint64_t node);
+CORVANE_EXPORT corvane_status corvane_tap(uint64_t node);
 /* A drag that leaves a shown scrolling node ("scroll", "collection", "table") at offset (x, y).
  * CORVANE_ERROR_NOT_FOUND when the node is not shown or does not scroll. Main thread. */
-corvane_status corvane_scroll(uint64_t node, double x, double y);
+CORVANE_EXPORT corvane_status corvane_scroll(uint64_t node, double x, double y);
 /* Shows the banner of a location in a container of width x height points, a surface of kind
  * "banner" until released; `surface` receives its id, `banner_width` and `banner_height` (may be
  * NULL) the banner's size, zero until the first banner download. With
  * `hides_when_not_available` nonzero, nothing rather than the location's default banner shows
  * while no campaign banner is ready. Main thread. */
-corvane_status corvane_load_banner(const char* location_id, double width, double height, int hides_when_not_available,
-                                   uint64_t* surface, double* banner_width, double* banner_height);
+CORVANE_EXPORT corvane_status corvane_load_banner(const char* location_id, double width, double height,
+                                                  int hides_when_not_available, uint64_t* surface, double* banner_width,
+                                                  double* banner_height);
 /* CORVANE_ERROR_NOT_FOUND when `surface` is not a loaded banner. Main thread. */
-corvane_status corvane_release_banner(uint64_t surface);
+CORVANE_EXPORT corvane_status corvane_release_banner(uint64_t surface);
 
 #ifdef __cplusplus
 }
