@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <random>
-
 #include "model/OTEvent.h"
 #include "model/OTEventRule.h"
 #include "support/OTTestEnvironment.h"
@@ -253,75 +251,6 @@ TEST(OTEventRule, UnknownTypesFieldsAndEventsNeverMatch) {
     EXPECT_EQ(empty.field(), "");
     EXPECT_EQ(empty.value(), json::array());
     EXPECT_FALSE(empty.compareRuleWithEvent(&incoming));
-}
-
-namespace {
-json randomValue(std::mt19937& random, int depth) {
-    switch (random() % (depth > 4 ? 6 : 9)) {
-        case 0: return nullptr;
-        case 1: return random() % 2 == 0;
-        case 2: return static_cast<std::int64_t>(random()) - 2'000'000'000;
-        case 3: return std::ldexp(static_cast<double>(random()), static_cast<int>(random() % 200) - 100);
-        case 4: {
-            static const char* texts[] = {"",
-                                          "EQ",
-                                          "NULL",
-                                          "number",
-                                          "string",
-                                          "datetime",
-                                          "array<string>",
-                                          "boolean",
-                                          "2024-05-01 08:00:00",
-                                          "1.5",
-                                          "1e5",
-                                          "day",
-                                          "before",
-                                          "\xFF\xFE",
-                                          "RELATIVE_TIME_OF_CURRENT",
-                                          "CONTAIN",
-                                          "p",
-                                          "xwhat",
-                                          "e"};
-            return texts[random() % (sizeof texts / sizeof *texts)];
-        }
-        case 5: return std::string(random() % 3000, static_cast<char>('a' + random() % 26));
-        case 6: {
-            json list = json::array();
-            for (unsigned i = random() % 5; i > 0; --i) list.push_back(randomValue(random, depth + 1));
-            return list;
-        }
-        default: {
-            json object = json::object();
-            static const char* keys[] = {"field", "dataType", "function", "value", "xwhat", "xcontext", "rule",
-                                         "count", "delay",    "relation", "xwhen", "p",     "appid"};
-            for (unsigned i = random() % 7; i > 0; --i) object[keys[random() % 13]] = randomValue(random, depth + 1);
-            return object;
-        }
-    }
-}
-}  // namespace
-
-TEST(OTEventRule, RandomInputNeverCrashesOrThrows) {
-    OTTestEnvironment test;
-    std::mt19937 random(2024);
-    for (int round = 0; round < 3000; ++round) {
-        const json a = randomValue(random, 0);
-        const json b = randomValue(random, 0);
-        OTEvent incoming;
-        OTEvent condition;
-        OTEventRule rule;
-        ASSERT_NO_THROW({
-            incoming.setModelWithDic(a);
-            condition.setModelWithDic(b);
-            rule.setModelWithDic(b);
-            (void)incoming.matches(&condition);
-            (void)condition.matches(&incoming);
-            (void)rule.compareRuleWithEvent(&incoming);
-            (void)incoming.toDictionary();
-            (void)incoming.description();
-        });
-        if (round % 100 == 0) test.console().clear();
-    }
 }
 
 }  // namespace corvane

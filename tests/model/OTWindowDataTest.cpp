@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <random>
-
 #include "model/OTPicture.h"
 #include "model/OTWindowData.h"
 #include "services/OTDataArchiver.h"
@@ -174,37 +172,6 @@ TEST(OTWindowData, ArchivesEveryFieldWithItsKind) {
     EXPECT_EQ(r.clickRule()->count(), 4294967295);
     EXPECT_EQ(r.middleBtnAttribute(), nullptr);
     EXPECT_EQ(r.h5Url(), "https://h5.example.com/a");
-}
-
-TEST(OTWindowData, WrongKindsEverywhereGiveDefaults) {
-    OTTestEnvironment test;
-    std::mt19937 random(5);
-    const json junk[] = {nullptr,
-                         true,
-                         12,
-                         -3.5,
-                         "text",
-                         json::array({1, "x"}),
-                         json::object({{"k", "v"}}),
-                         std::string(5000, '$'),
-                         "${event.${event.a}}}"};
-    const char* keys[] = {
-        "id",      "count",      "style",   "type",       "createTime",   "changeTime",      "startTime",
-        "endTime", "clickEvent", "event",   "preEvent",   "preEvents",    "closeDialogType", "h5Url",
-        "picture", "title",      "content", "buttonLeft", "buttonMiddle", "buttonRight",     "dialogRule"};
-    for (int round = 0; round < 500; ++round) {
-        json dic = json::object();
-        for (const char* key : keys) {
-            if (random() % 2 == 0) dic[key] = junk[random() % std::size(junk)];
-        }
-        OTWindowData d;
-        ASSERT_NO_THROW({
-            d.setModelWithDic(dic);
-            d.replacePropertiesWithDic(json{{"a", junk[random() % std::size(junk)]}});
-            (void)d.description();
-            (void)d.event();
-        });
-    }
 }
 
 }  // namespace corvane

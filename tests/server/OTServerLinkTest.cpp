@@ -1,84 +1,15 @@
 #include <gtest/gtest.h>
 
-#include <mutex>
-
-#include "OTDevServer.h"
 #include "model/OTEvent.h"
-#include "server/OTCampaignDownloader.h"
 #include "server/OTEventReporter.h"
 #include "server/OTLoginClient.h"
 #include "server/OTNetwork.h"
 #include "server/OTServerSession.h"
-#include "services/OTUserConfig.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {
 
 using nlohmann::json;
-using namespace std::chrono_literals;
-
-namespace {
-// The server link alone, no engine: one session, its login and downloads, pointed at the
-// dev server with the sample campaigns.
-struct ServerLink {
-    ServerLink() {
-        EXPECT_TRUE(server.start());
-        OTNetwork::configEnvironment(OTNetworkConfig::withBaseURL(server.baseURL() + "/"));
-        auto config = std::make_shared<CorvaneOtConfig>();
-        config->setAppKey("app-key");
-        // The group's settings carry the environment and the custom base URL, as at start-up.
-        config->setApplicationGroupIdentifier("group.demo");
-        config->setUrl(server.baseURL() + "/");
-        session->setConfiguration(config);
-        session->setGroupIdentifier("group.demo");
-        session->setUserId("user-9");
-    }
-    // Where the lists go: kept as they came.
-    OTCampaignDownloader::Receivers receivers() {
-        return {[this](OTCampaignDownloader::Campaigns campaigns) {
-                    std::lock_guard lock(mutex);
-                    inApp.push_back(std::move(campaigns));
-                },
-                [this](OTCampaignDownloader::Campaigns campaigns) {
-                    std::lock_guard lock(mutex);
-                    subscribe.push_back(std::move(campaigns));
-                },
-                {}};
-    }
-    bool waitFor(const std::function<bool()>& done) { return test.scheduler().runUntil(done, 10s); }
-
-    OTTestEnvironment test;
-    OTDevServer server{{OT_SAMPLE_CAMPAIGNS}};
-    std::shared_ptr<OTServerSession> session = std::make_shared<OTServerSession>(test.environment());
-    std::shared_ptr<OTLoginClient> login = std::make_shared<OTLoginClient>(session);
-    std::shared_ptr<OTCampaignDownloader> downloader = std::make_shared<OTCampaignDownloader>(session, login);
-    std::mutex mutex;
-    std::vector<OTCampaignDownloader::Campaigns> inApp;
-    std::vector<OTCampaignDownloader::Campaigns> subscribe;
-};
-}  // namespace
-
-TEST(OTServerLink, LoginAndBothListsWithoutTheEngine) {
-    ServerLink link;
-    std::atomic<bool> loggedIn{false};
-    link.login->loginWithCompletion([&] { loggedIn = true; });
-    ASSERT_TRUE(link.waitFor([&] { return loggedIn.load(); }));
-    EXPECT_EQ(link.session->token(), "token-1");
-    EXPECT_EQ(OTUserConfig::defaultConfig()->configWithGroupIdentifier(std::string("group.demo"))->token(), "token-1");
-
-    link.downloader->getListData(false, link.receivers());
-    ASSERT_TRUE(link.waitFor([&] {
-        std::lock_guard lock(link.mutex);
-        return link.inApp.size() == 1 && link.subscribe.size() == 1;
-    }));
-    {
-        std::lock_guard lock(link.mutex);
-        ASSERT_EQ(link.inApp[0].size(), 4u);
-        EXPECT_EQ(link.inApp[0][0]->windowId(), "101");
-    }
-    EXPECT_EQ(link.server.requestsTo("/push/sdk/in_app").at(0).body["userId"], "user-9");
-    EXPECT_FALSE(link.downloader->isPullingData());
-}
 
 namespace {
 // A platform HTTP stack as a host could plug in: records each request and answers from a script.

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <random>
-
 #include "foundation/OTFiles.h"
 #include "model/OTWindowData.h"
 #include "platform/OTEnvironment.h"
@@ -146,16 +144,6 @@ TEST(OTDataArchiver, EmptyTruncatedForeignAndRandomFilesReadAsNothing) {
                                                                  {"$root", OTPropertyList(1)}})
                            .toBinary()
                            .value()));
-    std::mt19937 random(11);
-    for (int round = 0; round < 500; ++round) {
-        std::string bytes = good;
-        for (int f = 0; f < 4; ++f) bytes[random() % bytes.size()] = static_cast<char>(random());
-        OTFiles::writeFileAtomically(path, bytes);
-        (void)OTDataArchiver::getObjectsForPath<Node>(path);  // anything but a crash
-        std::string noise(random() % 512, '\0');
-        for (auto& c : noise) c = static_cast<char>(random());
-        EXPECT_TRUE(readsAsNothing(noise));
-    }
 }
 
 TEST(OTDataArchiver, KeyedReadsTakeTheLastOfARepeatedKeyAndOnlyWhatTheFileHolds) {
