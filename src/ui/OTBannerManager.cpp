@@ -144,6 +144,8 @@ void OTBannerManager::acceptDefaultBanners(const nlohmann::json& answer) {
     prefetchPictures(banners);
     resumeLastBackup();
     syncBannerDefault();
+    // Cells that found neither a ready campaign banner nor a default are filled now.
+    if (!bannerArray_.modify([](const Banners& campaigns) { return campaigns.empty(); })) handleLoadSuccess();
 }
 
 void OTBannerManager::acceptBanners(const nlohmann::json& answer) {
@@ -237,15 +239,15 @@ OTSize OTBannerManager::renderBanner(const std::shared_ptr<CorvaneBannerConfig>&
     const auto configuration = OTSDKManager::sharedManager()->configuration();
     if (configuration && configuration->bannerClosed()) return {};
     const auto isEmpty = [](const Banners& banners) { return banners.empty(); };
-    if (bannerArray_.modify(isEmpty) && bannerDefaultArray_.modify(isEmpty)) {
-        auto waiting = std::make_shared<CorvaneBannerConfig>();
-        waiting->setLocationId(config->locationId());
-        waiting->setContainer(config->container());
-        waitingBannerConfigs_.modify([&waiting](auto& configs) { configs.push_back(std::move(waiting)); });
+    const bool noDefaults = bannerDefaultArray_.modify(isEmpty);
+    if (bannerArray_.modify(isEmpty) && noDefaults) {
+        waitForDownload(config);
         return {};
     }
 
     const auto shown = bannerToShow(config);
+    // The campaign banners came first and none is ready: the location's default may still come.
+    if (!shown && noDefaults && !config->hidesWhenNotAvailable()) waitForDownload(config);
     if (shown && shown->bannerID() && !shown->bannerID()->empty()) {
         addPresentingBanner(shown);
         saveBackup();
@@ -263,6 +265,20 @@ OTSize OTBannerManager::renderBanner(const std::shared_ptr<CorvaneBannerConfig>&
     for (const auto& subview : previous) subview->removeFromSuperview();
     holder->addSubview(view);
     return view->bounds().size;
+}
+
+void OTBannerManager::waitForDownload(const std::shared_ptr<CorvaneBannerConfig>& config) {
+    auto waiting = std::make_shared<CorvaneBannerConfig>();
+    waiting->setLocationId(config->locationId());
+    waiting->setContainer(config->container());
+    waitingBannerConfigs_.modify([&waiting](auto& configs) {
+        // A container waits once, for its latest location.
+        const auto container = waiting->container();
+        if (container) {
+            std::erase_if(configs, [&container](const auto& held) { return held->container() == container; });
+        }
+        configs.push_back(std::move(waiting));
+    });
 }
 
 OTBannerManager::Banner OTBannerManager::bannerToShow(const std::shared_ptr<CorvaneBannerConfig>& config) const {

@@ -66,6 +66,8 @@ public:
     // Armed, and now within its start and end times.
     bool readyToShow(const std::shared_ptr<OTBannerRecordTreeNode>& node) const;
     void handleLoadSuccess();
+    // Keeps a copy of the config to render again when the next banners land.
+    void waitForDownload(const std::shared_ptr<CorvaneBannerConfig>& config);
     // Reloads the table or collection view that holds `view`.
     static void reloadWithContainer(const std::shared_ptr<OTSceneNode>& view);
     void saveBackup();

@@ -148,6 +148,28 @@ TEST(OTBannerManager, ARequestWaitsForTheFirstDownloadThenFillsItsCellAndReloads
     EXPECT_NEAR(r.manager->renderBanner(r.config("carousel", nullptr)).height, 370 * 0.65625 + 20, 1e-9);
 }
 
+TEST(OTBannerManager, ACellWaitingWhenTheDefaultBannersLandAfterTheCampaignBannersIsFilledThen) {
+    BannerRig r;
+    auto table = OTHeadlessUIHost::makeTableViewWithCell({375, 260});
+    const auto cell = table->subviews().front();
+    int reloads = 0;
+    table->addAction(OTSceneNode::kReloadData, [&reloads] { ++reloads; });
+    r.manager->renderBanner(r.config("home_top", cell));
+    r.manager->loadBanner(std::string("group.demo"));
+    r.test.scheduler().runUntilIdle();
+    // No campaign banner is armed and no default has come: nothing to show yet.
+    for (const auto& view : r.bannersIn(cell)) EXPECT_EQ(view->banner(), nullptr);
+
+    r.manager->loadBannerDefault(std::string("group.demo"));
+    r.test.scheduler().runUntilIdle();
+    const auto shown = r.bannersIn(cell);
+    ASSERT_EQ(shown.size(), 1u);
+    ASSERT_NE(shown[0]->banner(), nullptr);
+    EXPECT_EQ(shown[0]->banner()->bannerID(), "300");
+    EXPECT_EQ(reloads, 2);
+    EXPECT_TRUE(r.manager->waitingBannerConfigs().empty());
+}
+
 TEST(OTBannerManager, TheReadyWindowTheDefaultFallbackAndHiding) {
     BannerRig r;
     r.download();
