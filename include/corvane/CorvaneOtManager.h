@@ -36,6 +36,9 @@ public:
     static void startWithConfig(const std::shared_ptr<CorvaneOtConfig>& config);
     static std::string SDKVersion();
     static void configLogLevel(std::uint64_t level);
+    // The most bytes this run's log file takes (64 MiB unless set; 0 sets that again): past it one
+    // line says the file was cut and nothing more is written to it until the next run.
+    static void configLogFileLimit(std::uint64_t bytes);
     // Where the library's console lines go: every message the log level lets through, with its
     // level (0 debug, 3 log, 4 warning, 5 error, 6 data), and the direct prints of its matching
     // and downloads with level -1, whatever the log level. Called on the thread that prints. While a

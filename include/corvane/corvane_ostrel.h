@@ -68,6 +68,8 @@ CORVANE_EXPORT corvane_status corvane_start(const char* config_json);
 
 /* The console level: 0 none, 1 all but data, 3, 4, 5 one level, 6 all. */
 CORVANE_EXPORT void corvane_config_log_level(uint64_t level);
+/* The most bytes this run's log file takes (64 MiB unless set; 0 sets that again). */
+CORVANE_EXPORT void corvane_config_log_file_limit(uint64_t bytes);
 /* Where the console lines go: `callback` is handed each message with its level (0 debug, 3 log,
  * 4 warning, 5 error, 6 data; -1 for the direct prints of matching and downloads, which no log
  * level filters) and `user`, on the thread that prints; the text lives only for the call. While a

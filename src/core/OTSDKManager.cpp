@@ -107,9 +107,10 @@ void OTSDKManager::startWithConfiguration(const std::shared_ptr<CorvaneOtConfig>
         OTLog(OTLogger::kLevelError, "启动配置为空，忽略本次启动");
         return;
     }
-    std::call_once(interceptionOnce_, [this] {
+    std::call_once(launchOnce_, [this] {
         startPageCollection();
         startWindowObservation();
+        sweepLeftovers();
     });
     session_->setConfiguration(configuration);
     if (!configuration->pushClosed()) registerForRemoteNotifications(*configuration);
@@ -118,6 +119,16 @@ void OTSDKManager::startWithConfiguration(const std::shared_ptr<CorvaneOtConfig>
         OTLogger::configLogLevel(static_cast<std::int64_t>(configuration->logLevelType()));
     }
     loginThenDownload();
+}
+
+void OTSDKManager::sweepLeftovers() {
+    environment_.scheduler().backgroundQueue()->async([weak = weak_from_this()] {
+        auto self = weak.lock();
+        if (!self) return;
+        const auto& sandbox = self->environment_.sandbox();
+        const auto removed = OTFiles::sweepTemporaryFiles(sandbox.root(), sandbox.openedAt());
+        if (removed > 0) OTLog(OTLogger::kLevelWarn, "已清理上次运行中断写入留下的 %@ 个临时文件", removed);
+    });
 }
 
 void OTSDKManager::registerNotifications() {

@@ -73,6 +73,8 @@ public:
     // Watches views leaving the window: when the cover over the main page goes, its first view is
     // matched again.
     void startWindowObservation();
+    // Removes, off the main thread, the temporary files that writes cut short in an earlier run left.
+    void sweepLeftovers();
     // An alternative hook on the host SDK's upload method; start-up does not use it.
     void exchangeMethod();
     void networkStatusDidChange(const std::shared_ptr<OTReachability>& reachability);
@@ -174,7 +176,7 @@ private:
     OTEnvironment& environment_;
     // The engine may be held past its environment; its destructor only needs the centre.
     std::weak_ptr<OTNotificationCenter> notifications_;
-    std::once_flag interceptionOnce_;
+    std::once_flag launchOnce_;
     std::shared_ptr<OTServerSession> session_;
     std::shared_ptr<OTLoginClient> login_;
     std::shared_ptr<OTCampaignDownloader> downloader_;

@@ -48,6 +48,12 @@ void CorvaneOtManager::configLogLevel(std::uint64_t level) {
     } catch (...) {}
 }
 
+void CorvaneOtManager::configLogFileLimit(std::uint64_t bytes) {
+    try {
+        OTLogger::getInstance()->setMaxFileBytes(bytes);
+    } catch (...) {}
+}
+
 void CorvaneOtManager::setDialogVisible(bool visible) {
     try {
         OTPopWindowManager::sharedManager()->setAutoPopWindow(visible);

@@ -143,6 +143,13 @@ void corvane_config_log_level(uint64_t level) {
     });
 }
 
+void corvane_config_log_file_limit(uint64_t bytes) {
+    (void)guarded([&] {
+        CorvaneOtManager::configLogFileLimit(bytes);
+        return CORVANE_OK;
+    });
+}
+
 void corvane_set_console(corvane_console_callback callback, void* user) {
     (void)guarded([&] {
         if (callback == nullptr) {

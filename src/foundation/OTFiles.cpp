@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <fstream>
+#include <string_view>
 #include <system_error>
 
 namespace corvane {
@@ -54,6 +55,36 @@ bool OTFiles::writeFileAtomically(const fs::path& path, std::span<const std::str
         ::close(dir);
     }
     return true;
+}
+
+bool OTFiles::isTemporaryName(const std::string& name) {
+    const auto isDigits = [](std::string_view text) {
+        return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
+    };
+    const auto at = name.rfind(".tmp");
+    if (at == std::string::npos || at == 0) return false;
+    const std::string_view rest = std::string_view(name).substr(at + 4);
+    const auto dot = rest.find('.');
+    return dot != std::string_view::npos && isDigits(rest.substr(0, dot)) && isDigits(rest.substr(dot + 1));
+}
+
+std::size_t OTFiles::sweepTemporaryFiles(const fs::path& root, fs::file_time_type before) {
+    std::size_t removed = 0;
+    std::error_code ec;
+    const fs::path scratch = root / "tmp";
+    for (fs::recursive_directory_iterator it(root, fs::directory_options::skip_permission_denied, ec), end;
+         !ec && it != end; it.increment(ec)) {
+        const auto& entry = *it;
+        std::error_code entryError;
+        if (!entry.is_regular_file(entryError) || entry.is_symlink(entryError)) continue;
+        const bool leftover =
+            isTemporaryName(entry.path().filename().string()) || entry.path().parent_path() == scratch;
+        if (!leftover) continue;
+        const auto written = entry.last_write_time(entryError);
+        if (entryError || written >= before) continue;
+        if (fs::remove(entry.path(), entryError)) ++removed;
+    }
+    return removed;
 }
 
 bool OTFiles::createPrivateDirectories(const fs::path& directory) {

@@ -21,6 +21,13 @@ public:
     // Nothing when the file is missing, unreadable or larger than `maxBytes`.
     static std::optional<std::string> readFile(const std::filesystem::path& path, std::size_t maxBytes = kMaxReadBytes);
 
+    // Removes what writes cut short left under `root` before `before`: the temporary files of
+    // writeFileAtomically and whatever lies in `root`/tmp. Later ones may belong to writes under
+    // way. Returns how many went.
+    static std::size_t sweepTemporaryFiles(const std::filesystem::path& root, std::filesystem::file_time_type before);
+    // Whether `name` is one writeFileAtomically gives its temporary files: "<name>.tmp<pid>.<n>".
+    static bool isTemporaryName(const std::string& name);
+
     static constexpr std::size_t kMaxReadBytes = 64u << 20;
     static constexpr unsigned kFileMode = 0600;
     static constexpr unsigned kDirectoryMode = 0700;

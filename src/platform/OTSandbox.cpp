@@ -6,7 +6,7 @@ namespace corvane {
 
 namespace fs = std::filesystem;
 
-OTSandbox::OTSandbox(fs::path root) : root_(std::move(root)) {}
+OTSandbox::OTSandbox(fs::path root) : root_(std::move(root)), openedAt_(fs::file_time_type::clock::now()) {}
 
 fs::path OTSandbox::defaultRoot() {
     if (const char* env = std::getenv("OT_SANDBOX"); env != nullptr && *env != '\0') return fs::path(env);

@@ -24,9 +24,13 @@ public:
     // Empty when the identifier is empty or could escape the root.
     std::optional<std::filesystem::path> containerForApplicationGroup(const std::string& groupIdentifier) const;
     std::filesystem::path keychainPath() const;
+    // When this run opened the sandbox, by the file system's clock: files older than that come
+    // from an earlier run.
+    std::filesystem::file_time_type openedAt() const { return openedAt_; }
 
 private:
     std::filesystem::path root_;
+    std::filesystem::file_time_type openedAt_;
 };
 
 }  // namespace corvane

@@ -150,10 +150,20 @@ bool OTEventReporter::writeCachedEvents(const std::vector<std::shared_ptr<OTEven
 void OTEventReporter::syncCachedEvent(const std::shared_ptr<OTEvent>& event, bool isWindowEvent) {
     if (!event) return;
     auto& queue = isWindowEvent ? cachedOfflineWindowEvents_ : cachedOfflinePushEvents_;
+    const auto limit = maxQueuedReports_.load();
+    std::size_t dropped = 0;
     const bool written = queue.modify([&](auto& events) {
         events.push_back(event);
+        if (events.size() > limit) {
+            dropped = events.size() - limit;
+            events.erase(events.begin(), events.begin() + static_cast<std::ptrdiff_t>(dropped));
+        }
         return writeCachedEvents(events, isWindowEvent);
     });
+    if (dropped > 0) {
+        droppedQueuedReports_.fetch_add(dropped);
+        OTLog(OTLogger::kLevelWarn, "离线上报队列已满（%@ 条），丢弃最早的 %@ 条", limit, dropped);
+    }
     if (written) {
         OTLog(OTLogger::kLevelData, "syncCachedEvents 成功！isWindowEvent : %@", isWindowEvent ? 1 : 0);
     } else {

@@ -50,6 +50,13 @@ public:
 
     std::vector<std::shared_ptr<OTEvent>> cachedOfflineWindowEvents() const { return cachedOfflineWindowEvents_.get(); }
     std::vector<std::shared_ptr<OTEvent>> cachedOfflinePushEvents() const { return cachedOfflinePushEvents_.get(); }
+    // Each queue keeps at most this many reports: when the network stays away, the oldest go.
+    static constexpr std::size_t kDefaultMaxQueuedReports = 10000;
+    void setMaxQueuedReports(std::size_t count) {
+        maxQueuedReports_.store(count == 0 ? kDefaultMaxQueuedReports : count);
+    }
+    // How many queued reports this run dropped to keep a queue within its bound.
+    std::uint64_t droppedQueuedReports() const { return droppedQueuedReports_.load(); }
     std::uint64_t reportEventRetryCount() const { return reportEventRetryCount_.load(); }
     // The counter itself: the WeChat upload spends the same retries on purpose.
     std::atomic<std::uint64_t>& reportEventRetries() { return reportEventRetryCount_; }
@@ -67,6 +74,8 @@ private:
     OTLocked<std::vector<std::shared_ptr<OTEvent>>> cachedOfflineWindowEvents_;
     OTLocked<std::vector<std::shared_ptr<OTEvent>>> cachedOfflinePushEvents_;
     std::atomic<std::uint64_t> reportEventRetryCount_{0};
+    std::atomic<std::size_t> maxQueuedReports_{kDefaultMaxQueuedReports};
+    std::atomic<std::uint64_t> droppedQueuedReports_{0};
 };
 
 }  // namespace corvane

@@ -32,18 +32,26 @@ public:
     FileSink(const FileSink&) = delete;
     FileSink& operator=(const FileSink&) = delete;
 
-    // Whether the bytes started a new batch, which then needs a write queued.
+    // Whether the bytes started a new batch, which then needs a write queued. Past the run's cap
+    // one line says so and nothing more is kept.
     bool append(std::initializer_list<std::string_view> pieces) {
         std::lock_guard lock(mutex_);
-        const bool first = chunks_.empty();
+        if (capped_) return false;
         std::size_t size = 0;
         for (const auto piece : pieces) size += piece.size();
-        // Fixed-size chunks: a long batch never moves what it already holds.
-        if (first || chunks_.back().size() + size > chunks_.back().capacity()) {
-            chunks_.emplace_back().reserve(std::max(size, kChunkBytes));
+        if (accepted_ + size > limit_) {
+            capped_ = true;
+            const std::string note =
+                "日志文件已达本次运行的上限 " + std::to_string(limit_) + " 字节，后续日志不再写入\n";
+            return appendLocked({note}, note.size());
         }
-        for (const auto piece : pieces) chunks_.back().append(piece);
-        return first;
+        accepted_ += size;
+        return appendLocked(pieces, size);
+    }
+
+    void setLimit(std::uint64_t bytes) {
+        std::lock_guard lock(mutex_);
+        limit_ = bytes;
     }
 
     void flush() {
@@ -60,6 +68,16 @@ public:
 private:
     static constexpr std::size_t kChunkBytes = std::size_t{64} * 1024;
 
+    bool appendLocked(std::initializer_list<std::string_view> pieces, std::size_t size) {
+        const bool first = chunks_.empty();
+        // Fixed-size chunks: a long batch never moves what it already holds.
+        if (first || chunks_.back().size() + size > chunks_.back().capacity()) {
+            chunks_.emplace_back().reserve(std::max(size, kChunkBytes));
+        }
+        for (const auto piece : pieces) chunks_.back().append(piece);
+        return first;
+    }
+
     // A full disk or a closed file loses the batch: logging never blocks or throws.
     bool writeAll(std::string_view bytes) const {
         while (fd_ >= 0 && !bytes.empty()) {
@@ -74,6 +92,9 @@ private:
     int fd_;
     std::mutex mutex_;
     std::vector<std::string> chunks_;
+    std::uint64_t accepted_ = 0;
+    std::uint64_t limit_ = kDefaultMaxFileBytes;
+    bool capped_ = false;
 };
 
 OTLogger::OTLogger(OTEnvironment& environment) : environment_(environment), queue_(environment.queue(kQueueLabel)) {
@@ -99,6 +120,10 @@ std::shared_ptr<OTLogger> OTLogger::getInstance() {
 }
 
 void OTLogger::configLogLevel(std::int64_t level) { getInstance()->setLogLevel(level); }
+
+void OTLogger::setMaxFileBytes(std::uint64_t bytes) {
+    _fileHandler->setLimit(bytes == 0 ? kDefaultMaxFileBytes : bytes);
+}
 
 void OTLogger::logWithArguments(std::int64_t level, const char* function, const char* format,
                                 std::span<const OTLogArgument> arguments) noexcept {

@@ -41,6 +41,11 @@ public:
     static std::shared_ptr<OTLogger> getInstance();
     static void configLogLevel(std::int64_t level);
 
+    // The run's log file stops growing at a cap, after one line saying so: an active hour of a
+    // large campaign list can otherwise write gigabytes. 0 restores the default.
+    static constexpr std::uint64_t kDefaultMaxFileBytes = std::uint64_t{64} << 20;
+    void setMaxFileBytes(std::uint64_t bytes);
+
     // `function` is the caller's full name behind a one-character kind marker ("-[Class operation]");
     // the OTLog macro supplies it.
     template <class... Args>

@@ -5,6 +5,7 @@
 #include "server/OTLoginClient.h"
 #include "server/OTNetwork.h"
 #include "server/OTServerSession.h"
+#include "services/OTDataArchiver.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {
@@ -59,6 +60,20 @@ TEST(OTServerLink, RequestsGoThroughTheEnvironmentsTransport) {
     reporter->_reportEvent(event);
     EXPECT_EQ(reporter->cachedOfflineWindowEvents().size(), 1u);
     EXPECT_EQ(transport->requests.back().url, "https://api.example.com/push/sdk/in_app/callback");
+    // While the network stays away the queue keeps its newest reports, within its bound.
+    reporter->setMaxQueuedReports(2);
+    for (const char* name : {"$closeDialog", "$clickDialog"}) {
+        auto more = std::make_shared<OTEvent>();
+        more->setXwhat(name);
+        reporter->_reportEvent(more);
+    }
+    const auto queued = OTDataArchiver::getObjectsForPath<OTEvent>(
+        session->documentsPath(OTEventReporter::kOfflineWindowEventsFileName));
+    ASSERT_TRUE(queued && queued->size() == 2u);
+    EXPECT_EQ((*queued)[0]->xwhat(), "$closeDialog");
+    EXPECT_EQ((*queued)[1]->xwhat(), "$clickDialog");
+    EXPECT_EQ(reporter->droppedQueuedReports(), 1u);
+    EXPECT_EQ(test.logCount("离线上报队列已满（2 条），丢弃最早的 1 条"), 1u);
 
     test.restart();
     EXPECT_TRUE(transport->stopped);

@@ -74,7 +74,46 @@ TEST(OTCrashSafeFiles, AKilledWriterLeavesTheOldOrTheNewContent) {
     // Both contents were seen: the kills landed at different moments.
     EXPECT_GT(landed, 0);
     EXPECT_LT(landed, 200);
+    // What the killed writes left is swept, and only that.
+    std::size_t leftovers = 0;
+    for (const auto& entry : fs::directory_iterator(folder)) {
+        leftovers += OTFiles::isTemporaryName(entry.path().filename().string()) ? 1 : 0;
+    }
+    EXPECT_EQ(OTFiles::sweepTemporaryFiles(folder, fs::file_time_type::clock::now() + std::chrono::seconds(1)),
+              leftovers);
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), 1);
     fs::remove_all(folder);
+}
+
+// At launch the engine sweeps what writes cut short in an earlier run left in the sandbox; files
+// written since the sandbox was opened may belong to writes under way and stay.
+TEST(OTCrashSafeFiles, TemporaryFilesAnEarlierRunLeftAreSweptAtLaunch) {
+    OTTestEnvironment test;
+    const auto& sandbox = test.environment().sandbox();
+    const auto plant = [&](const fs::path& path, fs::file_time_type when) {
+        ASSERT_TRUE(OTFiles::writeFileAtomically(path, "x"));
+        fs::last_write_time(path, when);
+    };
+    const auto before = sandbox.openedAt() - std::chrono::hours(1);
+    const auto since = sandbox.openedAt() + std::chrono::seconds(1);
+    const fs::path documents = sandbox.documentsDirectory();
+    plant(documents / "OTInAppWindowData.plist.tmp4242.7", before);
+    plant(sandbox.root() / "tmp" / "download-3.mp4", before);
+    plant(documents / "OTWindowRecordTreeData.plist.tmp4242.8", since);
+    plant(documents / "OTInAppWindowData.plist", before);
+    plant(documents / "notes.tmp", before);
+    plant(documents / "a.tmp12", before);
+    auto engine = OTSDKManager::sharedManager();
+    engine->startWithConfiguration(std::make_shared<CorvaneOtConfig>());
+    engine->startWithConfiguration(std::make_shared<CorvaneOtConfig>());
+    test.scheduler().runUntilIdle();
+    EXPECT_FALSE(fs::exists(documents / "OTInAppWindowData.plist.tmp4242.7"));
+    EXPECT_FALSE(fs::exists(sandbox.root() / "tmp" / "download-3.mp4"));
+    for (const char* kept :
+         {"OTWindowRecordTreeData.plist.tmp4242.8", "OTInAppWindowData.plist", "notes.tmp", "a.tmp12"}) {
+        EXPECT_TRUE(fs::exists(documents / kept)) << kept;
+    }
+    EXPECT_EQ(test.logCount("已清理上次运行中断写入留下的 2 个临时文件"), 1u);
 }
 
 // A full disk, imitated with a file-size limit of one byte: every write fails and is logged, the

@@ -4,6 +4,7 @@
 #include <set>
 #include <stdexcept>
 
+#include "corvane/CorvaneOtManager.h"
 #include "foundation/OTFiles.h"
 #include "services/OTLogger.h"
 #include "support/OTTestEnvironment.h"
@@ -72,7 +73,21 @@ TEST(OTLogger, LinesLoggedBeforeTheQueueRunsReachTheFileWholeAndInOrder) {
     OTLogger::log(OTLogger::kLevelLog, "-[T t]", "after");
     EXPECT_EQ(test.scheduler().pendingCount(), 1u);
     test.scheduler().runUntilIdle();
-    EXPECT_EQ(readAll(logger->logFilePath()), header + expected + "2024-05-01 08:00:00.000  after\n");
+    const auto whole = header + expected + "2024-05-01 08:00:00.000  after\n";
+    EXPECT_EQ(readAll(logger->logFilePath()), whole);
+
+    // At the run's cap one line says the file was cut, and it grows no more.
+    const std::string line = "2024-05-01 08:00:00.000  capped\n";
+    CorvaneOtManager::configLogFileLimit(whole.size() + 2 * line.size());
+    for (int i = 0; i < 5; ++i) OTLogger::log(OTLogger::kLevelLog, "-[T t]", "capped");
+    test.scheduler().runUntilIdle();
+    const std::string cut = whole + line + line + "日志文件已达本次运行的上限 " +
+                            std::to_string(whole.size() + 2 * line.size()) + " 字节，后续日志不再写入\n";
+    EXPECT_EQ(readAll(logger->logFilePath()), cut);
+    CorvaneOtManager::configLogFileLimit(0);
+    OTLogger::log(OTLogger::kLevelLog, "-[T t]", "%@", std::string(1 << 20, 'x'));
+    test.scheduler().runUntilIdle();
+    EXPECT_EQ(readAll(logger->logFilePath()), cut);
 }
 
 TEST(OTLogger, ConsoleFilterFollowsItsTableExactly) {
