@@ -10,7 +10,9 @@
 #include <string>
 #include <vector>
 
+#include "OTCampaignChecker.h"
 #include "OTDevServer.h"
+#include "platform/linux/OTSystemClock.h"
 
 namespace {
 volatile std::sig_atomic_t gStop = 0;
@@ -65,6 +67,12 @@ int main(int argc, char** argv) {
     std::vector<std::string> command;
     app.add_option("command", command, "program to run against the server; {url} in it becomes the server's address");
     CLI11_PARSE(app, argc, argv);
+
+    // Campaign files are checked as the library will read them; what is wrong is said, not refused.
+    corvane::OTCampaignChecker checker(campaigns, std::chrono::system_clock::now(),
+                                       [clock = corvane::OTSystemClock()](auto when) { return clock.utcOffset(when); });
+    for (const auto& finding : checker.check())
+        std::cerr << "otserver: " << corvane::OTCampaignChecker::describe(finding) << "\n";
 
     corvane::OTDevServer server({campaigns, host, port});
     if (!server.start()) {

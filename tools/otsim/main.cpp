@@ -1,11 +1,14 @@
 // otsim: a host app without a phone, running CorvaneOstrel against the development server.
 #include <CLI/CLI.hpp>
 
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <sstream>
 
+#include "OTCampaignChecker.h"
 #include "OTSimulator.h"
+#include "platform/linux/OTSystemClock.h"
 
 int main(int argc, char** argv) {
     CLI::App app{
@@ -23,6 +26,7 @@ int main(int argc, char** argv) {
     bool why = false;
     bool console = false;
     std::int64_t logLevel = 0;
+    std::string checkCampaigns;
     app.add_option("scenario", scenario, "scenario file (JSON lines)");
     app.add_option("--sandbox", sandbox, "keep the app's files in this folder (default: a fresh temporary one)");
     app.add_option("--campaigns", campaigns, "campaign folder for the embedded dev server")->capture_default_str();
@@ -39,7 +43,39 @@ int main(int argc, char** argv) {
                    "chromium), when installed; the pages go there too unless --html is given");
     app.add_option("--log-level", logLevel, "library console level: 0 none, 1 all but data, 3/4/5 one level, 6 all")
         ->capture_default_str();
+    app.add_option("--check-campaigns", checkCampaigns,
+                   "check the campaign files of this folder as the library reads them and run nothing; exit status "
+                   "0 when clean, 1 when a campaign would never show, 2 for warnings only");
     CLI11_PARSE(app, argc, argv);
+
+    if (!checkCampaigns.empty()) {
+        if (!std::filesystem::is_directory(checkCampaigns)) {
+            std::cerr << "otsim: " << checkCampaigns << " is not a folder\n";
+            return 1;
+        }
+        corvane::OTCampaignChecker checker(
+            checkCampaigns, std::chrono::system_clock::now(),
+            [clock = corvane::OTSystemClock()](auto when) { return clock.utcOffset(when); });
+        const auto findings = checker.check();
+        for (const auto& finding : findings) {
+            if (json) {
+                std::cout << nlohmann::json{{"type", "finding"},
+                                            {"file", finding.file},
+                                            {"path", finding.path},
+                                            {"sentence", finding.sentence},
+                                            {"severity",
+                                             finding.severity == corvane::OTCampaignChecker::Severity::NeverShows
+                                                 ? "neverShows"
+                                                 : "warning"}}
+                                 .dump()
+                          << "\n";
+            } else {
+                std::cout << corvane::OTCampaignChecker::describe(finding) << "\n";
+            }
+        }
+        if (!json) std::cout << findings.size() << (findings.size() == 1 ? " finding" : " findings") << "\n";
+        return corvane::OTCampaignChecker::exitStatus(findings);
+    }
 
     std::string text;
     if (scenario == "-") {
