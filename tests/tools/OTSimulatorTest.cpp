@@ -411,6 +411,30 @@ TEST(OTSimulator, PngPicturesAreDrawnByChromiumWhenItIsThereAndOtherwiseTheRunSa
     ASSERT_EQ(notes.size(), 1u);
     EXPECT_EQ(notes[0]["problem"], "chromium is not installed (Debian package chromium): no PNG pictures");
     EXPECT_EQ(ofType(skipped, "dialog").size(), 1u) << "the run itself goes on";
+
+    // Chinese texts without a font for them are said to be drawn as boxes, once per run.
+    const std::string chinese =
+        "{\"action\":\"observe\",\"group\":\"group.demo\"}\n{\"action\":\"profile\",\"profile\":{\"xwho\":\"u1\"}}\n"
+        "{\"action\":\"start\",\"config\":{\"appKey\":\"k\"}}\n"
+        "{\"action\":\"waitFor\",\"type\":\"request\",\"path\":\"/push/sdk/banner\",\"timeout\":5}\n"
+        "{\"action\":\"banner\",\"locationId\":\"home_top\",\"container\":\"view\"}\n";
+    const auto fonts = test.root() / "fc-list";
+    std::ofstream(fonts) << "#!/bin/sh\necho 'Noto Sans CJK SC'\n";
+    std::filesystem::permissions(fonts, std::filesystem::perms::owner_all);
+    const auto problems = [&](const std::string& lister, const std::string& folder) {
+        std::vector<json> said;
+        for (const auto& note : ofType(runScenario(test, chinese, "--png " + (test.root() / folder).string(),
+                                                   "OT_CHROMIUM=" + browser.string() + " OT_FC_LIST=" + lister),
+                                       "png")) {
+            if (note.contains("problem")) said.push_back(note["problem"]);
+        }
+        return said;
+    };
+    EXPECT_EQ(problems("/bin/true", "boxes"),
+              std::vector<json>{
+                  "no font covers the Chinese texts (Debian package fonts-noto-cjk): they are drawn as empty boxes"});
+    EXPECT_TRUE(problems(fonts.string(), "drawn").empty());
+    EXPECT_TRUE(problems((test.root() / "no-fc-list").string(), "unknown").empty()) << "nobody can tell";
 }
 
 }  // namespace corvane

@@ -9,7 +9,9 @@
 #include <cerrno>
 #include <chrono>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <string_view>
 #include <thread>
 
@@ -61,7 +63,30 @@ std::optional<int> runQuietly(std::vector<std::string> arguments) {
     if (!WIFEXITED(status)) return std::nullopt;
     return WEXITSTATUS(status);
 }
+// Whether a page holds a character of the CJK ideographs (U+4E00 to U+9FFF), by its UTF-8 lead byte.
+bool holdsChinese(const fs::path& page) {
+    std::ifstream in(page, std::ios::binary);
+    for (char c = 0; in.get(c);) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte >= 0xE4 && byte <= 0xE9) return true;
+    }
+    return false;
+}
 }  // namespace
+
+std::optional<bool> OTSimulatorScreenshots::chineseFontInstalled() {
+    const char* chosen = std::getenv("OT_FC_LIST");
+    const std::string program = chosen != nullptr && *chosen != '\0' ? chosen : "fc-list";
+    FILE* pipe = ::popen(("'" + program + "' :lang=zh family 2>/dev/null").c_str(), "r");
+    if (pipe == nullptr) return std::nullopt;
+    std::string listed;
+    char buffer[256];
+    for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) listed.append(buffer, n);
+    const int status = ::pclose(pipe);
+    // Without fontconfig's lister nobody can tell.
+    if (!WIFEXITED(status) || WEXITSTATUS(status) == 127) return std::nullopt;
+    return listed.find_first_not_of(" \t\r\n") != std::string::npos;
+}
 
 std::optional<fs::path> OTSimulatorScreenshots::findBrowser() {
     if (const char* chosen = std::getenv("OT_CHROMIUM"); chosen != nullptr && *chosen != '\0') {
@@ -94,6 +119,10 @@ OTSimulatorScreenshots::Result OTSimulatorScreenshots::render(const fs::path& pa
         if (entry.path().extension() == ".html") files.push_back(entry.path());
     }
     std::sort(files.begin(), files.end());
+    if (std::any_of(files.begin(), files.end(), holdsChinese) && chineseFontInstalled() == false) {
+        result.problems.push_back(
+            "no font covers the Chinese texts (Debian package fonts-noto-cjk): they are drawn as empty boxes");
+    }
     fs::create_directories(pictures, ec);
     // A profile of its own, so that a browser the user has open is neither used nor disturbed.
     const auto profile = fs::temp_directory_path(ec) / ("otsim-chromium-" + std::to_string(::getpid()));

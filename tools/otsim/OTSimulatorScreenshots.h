@@ -21,6 +21,9 @@ public:
 
     // The browser: $OT_CHROMIUM when set, else chromium or chromium-browser found on the PATH.
     static std::optional<std::filesystem::path> findBrowser();
+    // Whether fontconfig ($OT_FC_LIST, else fc-list) knows a font for Chinese; nothing when it
+    // cannot be asked.
+    static std::optional<bool> chineseFontInstalled();
     // One picture of the screen's size per page of `pages`, named after it, into `pictures`.
     static Result render(const std::filesystem::path& pages, const std::filesystem::path& pictures,
                          const OTSize& screen);
