@@ -438,3 +438,44 @@ TEST(OTSimulator, PngPicturesAreDrawnByChromiumWhenItIsThereAndOtherwiseTheRunSa
 }
 
 }  // namespace corvane
+
+namespace corvane {
+
+// The gallery holds every campaign of the folder at every width, each page drawn from the
+// campaign's own texts and pictures.
+TEST(OTSimulator, ThePreviewDrawsEveryCampaignAtEveryWidthIntoOneGallery) {
+    OTTestEnvironment test;
+    const auto folder = test.root() / "preview";
+    const auto observations =
+        runSimulator("--preview " + folder.string(), "OT_CHROMIUM=" + (test.root() / "no-such-browser").string());
+    const auto gallery = ofType(observations, "gallery");
+    ASSERT_EQ(gallery.size(), 1u);
+    const std::size_t campaigns = 11;  // four in-app and one subscribed dialog, five banners and a default one
+    EXPECT_EQ(gallery[0]["pages"], campaigns * 4);
+    const auto index = OTFiles::readFile(folder / "index.html").value_or("");
+    std::size_t sections = 0;
+    for (auto at = index.find("<section"); at != std::string::npos; at = index.find("<section", at + 1)) {
+        ++sections;
+        const auto section = index.substr(at, index.find("</section>", at) - at);
+        std::vector<std::string> widths;
+        for (auto figure = section.find("data-width=\""); figure != std::string::npos;
+             figure = section.find("data-width=\"", figure + 1)) {
+            widths.push_back(section.substr(figure + 12, 3));
+        }
+        EXPECT_EQ(widths, (std::vector<std::string>{"320", "375", "390", "430"})) << section.substr(0, 80);
+    }
+    EXPECT_EQ(sections, campaigns);
+    for (const auto& page : ofType(observations, "preview")) {
+        EXPECT_TRUE(std::filesystem::is_regular_file(page["file"].get<std::string>())) << page.dump();
+    }
+    const auto welcome = OTFiles::readFile(folder / "320" / "dialog-103.html").value_or("");
+    EXPECT_NE(welcome.find("New arrivals every week."), std::string::npos);
+    EXPECT_NE(welcome.find("width:320px"), std::string::npos);
+    const auto feed = OTFiles::readFile(folder / "430" / "banner-303.html").value_or("");
+    EXPECT_NE(feed.find("春季上新"), std::string::npos);
+    EXPECT_NE(feed.find("src=\"assets/"), std::string::npos) << "its pictures are copied beside it";
+    EXPECT_EQ(ofType(observations, "png")[0]["problem"],
+              "chromium is not installed (Debian package chromium): no PNG pictures");
+}
+
+}  // namespace corvane

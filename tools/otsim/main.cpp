@@ -8,6 +8,7 @@
 
 #include "OTCampaignChecker.h"
 #include "OTSimulator.h"
+#include "OTSimulatorPreview.h"
 #include "platform/linux/OTSystemClock.h"
 
 int main(int argc, char** argv) {
@@ -27,6 +28,7 @@ int main(int argc, char** argv) {
     bool console = false;
     std::int64_t logLevel = 0;
     std::string checkCampaigns;
+    std::string preview;
     app.add_option("scenario", scenario, "scenario file (JSON lines)");
     app.add_option("--sandbox", sandbox, "keep the app's files in this folder (default: a fresh temporary one)");
     app.add_option("--campaigns", campaigns, "campaign folder for the embedded dev server")->capture_default_str();
@@ -46,7 +48,28 @@ int main(int argc, char** argv) {
     app.add_option("--check-campaigns", checkCampaigns,
                    "check the campaign files of this folder as the library reads them and run nothing; exit status "
                    "0 when clean, 1 when a campaign would never show, 2 for warnings only");
+    app.add_option("--preview", preview,
+                   "draw every dialog and banner of the campaign folder (--campaigns) at 320, 375, 390 and 430 "
+                   "points wide into this folder, with an index page (and PNG pictures when Chromium is there); "
+                   "runs nothing else");
     CLI11_PARSE(app, argc, argv);
+
+    if (!preview.empty()) {
+        corvane::OTSimulatorPreview gallery(campaigns, preview, [json](const nlohmann::json& observation) {
+            if (json) {
+                std::cout << observation.dump() << "\n";
+            } else if (observation["type"] == "preview") {
+                std::cout << observation["kind"].get<std::string>() << " " << observation["campaign"].get<std::string>()
+                          << " at " << observation["width"].get<double>()
+                          << " points: " << observation["file"].get<std::string>() << "\n";
+            } else if (observation.contains("problem") || observation.contains("message")) {
+                std::cout << observation.value("problem", observation.value("message", "")) << "\n";
+            } else if (observation["type"] == "gallery") {
+                std::cout << "gallery: " << observation["file"].get<std::string>() << "\n";
+            }
+        });
+        return gallery.draw(true) ? 0 : 1;
+    }
 
     if (!checkCampaigns.empty()) {
         if (!std::filesystem::is_directory(checkCampaigns)) {
