@@ -18,7 +18,7 @@ std::shared_ptr<OTViewController> makePage(const std::string& name) {
 
 // The model's page of class `name`, made the visible one.
 std::shared_ptr<OTViewController> showInModel(const std::string& name) {
-    const auto top = OTNavigation::currentViewController();
+    auto top = OTNavigation::currentViewController();
     if (!top) {
         auto page = makePage(name);
         if (auto* host = dynamic_cast<OTHeadlessUIHost*>(&OTEnvironment::current()->uiHost())) {

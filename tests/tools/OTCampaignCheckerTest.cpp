@@ -23,7 +23,7 @@ OTCampaignChecker checkerFor(const std::filesystem::path& folder) {
                              [](auto) { return std::chrono::seconds(8 * 3600); });
 }
 
-json dialog(json changes) {
+json dialog(const json& changes) {
     json campaign = {{"id", "1"},
                      {"style", 3},
                      {"type", 1},
@@ -35,7 +35,7 @@ json dialog(json changes) {
     return campaign;
 }
 
-json banner(json changes) {
+json banner(const json& changes) {
     json campaign = {{"id", "301"},
                      {"style", 2},
                      {"locationId", "home_top"},

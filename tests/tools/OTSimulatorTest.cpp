@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "OTSimulatorScreenshots.h"
 #include "foundation/OTFiles.h"
 #include "support/OTTestEnvironment.h"
 
@@ -63,7 +64,9 @@ std::vector<std::string> errorLines(const std::vector<json>& observations) {
 TEST(OTSimulator, TheDemoShowsDialogsFollowsLinksQueuesOfflineAndHitsTheDailyCap) {
     OTTestEnvironment test;  // a scratch folder for the snapshots
     const auto html = test.root() / "html";
-    const auto observations = runSimulator(std::string(OT_DEMO_SCENARIO) + " --html " + html.string());
+    const auto report = test.root() / "report";
+    const auto observations =
+        runSimulator(std::string(OT_DEMO_SCENARIO) + " --html " + html.string() + " --report " + report.string());
     ASSERT_FALSE(observations.empty());
     for (const auto& o : observations) {
         ASSERT_FALSE(o.is_discarded());
@@ -155,8 +158,13 @@ TEST(OTSimulator, TheDemoShowsDialogsFollowsLinksQueuesOfflineAndHitsTheDailyCap
     }
     EXPECT_EQ(refused, std::vector<std::string>{"open_survey 104 dailyCap 5/5"});
 
-    const auto state = observations.back();
-    ASSERT_EQ(state["type"], "state");
+    // The final state, followed only by the pictures drawn at the end.
+    const auto states = ofType(observations, "state");
+    ASSERT_EQ(states.size(), 1u);
+    const auto& state = states[0];
+    for (auto after = std::find(observations.begin(), observations.end(), state) + 1; after != observations.end();
+         ++after)
+        EXPECT_EQ((*after)["type"], "png");
     EXPECT_EQ(state["dailyPopWindowCount"], 0);        // the clock has moved on to the next day
     EXPECT_EQ(state["offlineWindowEvents"], 1);        // kept in memory after the flush, as designed
     EXPECT_EQ(state["storedOfflineWindowEvents"], 0);  // while the file is emptied
@@ -187,6 +195,45 @@ TEST(OTSimulator, TheDemoShowsDialogsFollowsLinksQueuesOfflineAndHitsTheDailyCap
     }
     EXPECT_EQ(armed, (std::vector<std::string>{"301", "302", "303", "304", "305"}));
     EXPECT_EQ(state["presentingBanners"], (json{"300", "305", "301"}));
+
+    // The report holds every dialog, banner and decision of the run where it happened, each page
+    // it shows beside it, and the final state.
+    const auto page = OTFiles::readFile(report / "index.html").value_or("");
+    const auto count = [&page](const std::string& needle) {
+        std::size_t n = 0;
+        for (auto at = page.find(needle); at != std::string::npos; at = page.find(needle, at + 1)) ++n;
+        return n;
+    };
+    for (const char* type : {"dialog", "banner", "decision", "snapshot", "request", "navigation"}) {
+        EXPECT_EQ(count("<li data-type=\"" + std::string(type) + "\">"), ofType(observations, type).size()) << type;
+    }
+    EXPECT_EQ(count("<table class=\"decision\">"), ofType(observations, "decision").size());
+    EXPECT_NE(page.find("<td>104</td><td>inApp</td><td>notEligible</td><td>daily cap 5 of 5</td>"), std::string::npos);
+    for (auto at = page.find("<iframe src=\""); at != std::string::npos; at = page.find("<iframe src=\"", at + 1)) {
+        const auto start = at + 13;
+        const auto linked = report / page.substr(start, page.find('"', start) - start);
+        EXPECT_TRUE(std::filesystem::is_regular_file(linked)) << linked;
+    }
+    EXPECT_EQ(count("<figure class=\"snapshot\""), ofType(observations, "snapshot").size());
+    EXPECT_NE(page.find("<section id=\"state\">"), std::string::npos);
+    EXPECT_EQ(count("<table class=\"records\">"), 2u) << "dialog records and banner records";
+    EXPECT_NE(
+        page.find("<tr><th>presentingBanners</th><td>[&quot;300&quot;,&quot;305&quot;,&quot;301&quot;]</td></tr>"),
+        std::string::npos);
+    if (const auto browser = OTSimulatorScreenshots::findBrowser()) {
+        // Opened in the browser from disk, the page builds both sections.
+        FILE* pipe = ::popen((browser->string() + " --headless --disable-gpu --no-sandbox --dump-dom file://" +
+                              (report / "index.html").string() + " 2>/dev/null")
+                                 .c_str(),
+                             "r");
+        ASSERT_NE(pipe, nullptr);
+        std::string dom;
+        char buffer[4096];
+        for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) dom.append(buffer, n);
+        ::pclose(pipe);
+        EXPECT_NE(dom.find("id=\"timeline\""), std::string::npos);
+        EXPECT_NE(dom.find("id=\"state\""), std::string::npos);
+    }
 }
 
 TEST(OTSimulator, BadLinesAreReportedWithTheirNumberAndTheRunGoesOn) {

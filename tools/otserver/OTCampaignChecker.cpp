@@ -136,8 +136,9 @@ bool OTCampaignChecker::checkFields(const json& value, const std::string& path, 
     }
     std::vector<std::string> known;
     for (const auto& field : fields) known.emplace_back(field.key);
-    for (const auto& [key, element] : value.items()) {
-        const auto field = std::find_if(fields.begin(), fields.end(), [&](const Field& f) { return key == f.key; });
+    for (const auto& [name, element] : value.items()) {
+        const std::string key = name;
+        const auto field = std::find_if(fields.begin(), fields.end(), [&key](const Field& f) { return key == f.key; });
         if (field == fields.end()) {
             const auto suggestion = nearest(key, known);
             add(child(path, key), "unknown key; the library does not read it" +

@@ -9,6 +9,8 @@
 #include "OTCampaignChecker.h"
 #include "OTSimulator.h"
 #include "OTSimulatorPreview.h"
+#include "OTSimulatorReport.h"
+#include "OTSimulatorScreenshots.h"
 #include "platform/linux/OTSystemClock.h"
 
 int main(int argc, char** argv) {
@@ -29,6 +31,7 @@ int main(int argc, char** argv) {
     std::int64_t logLevel = 0;
     std::string checkCampaigns;
     std::string preview;
+    std::string report;
     app.add_option("scenario", scenario, "scenario file (JSON lines)");
     app.add_option("--sandbox", sandbox, "keep the app's files in this folder (default: a fresh temporary one)");
     app.add_option("--campaigns", campaigns, "campaign folder for the embedded dev server")->capture_default_str();
@@ -48,6 +51,9 @@ int main(int argc, char** argv) {
     app.add_option("--check-campaigns", checkCampaigns,
                    "check the campaign files of this folder as the library reads them and run nothing; exit status "
                    "0 when clean, 1 when a campaign would never show, 2 for warnings only");
+    app.add_option("--report", report,
+                   "write a report of the run into this folder: index.html with the timeline, each dialog and "
+                   "banner as it looked, the decisions under each event and the final state");
     app.add_option("--preview", preview,
                    "draw every dialog and banner of the campaign folder (--campaigns) at 320, 375, 390 and 430 "
                    "points wide into this folder, with an index page (and PNG pictures when Chromium is there); "
@@ -127,6 +133,25 @@ int main(int argc, char** argv) {
         if (html.empty()) options.htmlDirectory = png;
     }
     options.logLevel = logLevel;
+    if (!report.empty()) {
+        // The report shows each dialog and banner: as a page beside it, and as a picture when it can.
+        if (!options.htmlDirectory) options.htmlDirectory = std::filesystem::path(report) / "pages";
+        if (!options.pngDirectory && corvane::OTSimulatorScreenshots::findBrowser())
+            options.pngDirectory = std::filesystem::path(report) / "png";
+    }
     corvane::OTSimulator simulator(options, std::cout);
-    return simulator.run(text) ? 0 : 1;
+    const bool ran = simulator.run(text);
+    if (!report.empty()) {
+        const auto name = scenario.empty() ? std::string("the demo") : scenario == "-" ? "standard input" : scenario;
+        if (!corvane::OTSimulatorReport::write(report, simulator.observations(), "CorvaneOstrel run of " + name)) {
+            std::cerr << "otsim: cannot write the report into " << report << "\n";
+            return 1;
+        }
+        // JSON lines stay observations of the run only.
+        if (!json) {
+            std::cout << "report: " << (std::filesystem::path(report) / corvane::OTSimulatorReport::kIndexName).string()
+                      << std::endl;
+        }
+    }
+    return ran ? 0 : 1;
 }
