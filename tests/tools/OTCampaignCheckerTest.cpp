@@ -130,9 +130,6 @@ TEST(OTCampaignChecker, EachFaultIsFoundWhereItIsAndTheSamplesAreClean) {
     }
     EXPECT_EQ(OTCampaignChecker::describe(findings.front()),
               "warning: in_app/01.json: count: should be a whole number, not string; the library reads it as absent");
-    EXPECT_EQ(OTCampaignChecker::exitStatus(findings), 1);
-    EXPECT_EQ(OTCampaignChecker::nearest("clickevent", {"clickEvent", "events"}), "clickEvent");
-    EXPECT_EQ(OTCampaignChecker::nearest("zzz", {"clickEvent", "events"}), std::nullopt);
 
     // The sample campaigns are clean; otsim says so by its exit status, as it does for warnings
     // only and for a campaign that never shows.
