@@ -1,5 +1,7 @@
 #include "OTCampaignChecker.h"
 
+#include "OTDevServer.h"
+
 #include <algorithm>
 #include <cctype>
 #include <regex>
@@ -77,14 +79,8 @@ std::vector<OTCampaignChecker::Finding> OTCampaignChecker::check() {
                                                   {"banners", Kind::Banner},
                                                   {"default_banners", Kind::DefaultBanner}};
     for (const auto& [name, kind] : lists) {
-        std::vector<fs::path> files;
-        std::error_code ec;
-        for (fs::directory_iterator it(folder_ / name, ec), end; !ec && it != end; it.increment(ec)) {
-            if (it->path().extension() == ".json") files.push_back(it->path());
-        }
-        std::sort(files.begin(), files.end());
         ids_.clear();
-        for (const auto& file : files) checkFile(file, kind);
+        for (const auto& file : OTDevServer::campaignFiles(folder_, name)) checkFile(file, kind);
     }
     if (fs::exists(folder_ / "rule.json")) checkRuleFile(folder_ / "rule.json");
     return findings_;

@@ -52,18 +52,19 @@ const std::vector<std::string>& OTDevServer::endpoints() {
 
 std::string OTDevServer::baseURL() const { return "http://" + options_.host + ":" + std::to_string(port_); }
 
-nlohmann::json OTDevServer::dataFor(const std::string& folder) const {
-    nlohmann::json list = nlohmann::json::array();
-    std::error_code ec;
-    const fs::path dir = options_.campaigns / folder;
+std::vector<fs::path> OTDevServer::campaignFiles(const fs::path& campaigns, const std::string& list) {
     std::vector<fs::path> files;
-    if (fs::is_directory(dir, ec)) {
-        for (const auto& entry : fs::directory_iterator(dir, ec)) {
-            if (entry.path().extension() == ".json") files.push_back(entry.path());
-        }
+    std::error_code ec;
+    for (fs::directory_iterator it(campaigns / list, ec), end; !ec && it != end; it.increment(ec)) {
+        if (it->path().extension() == ".json") files.push_back(it->path());
     }
     std::sort(files.begin(), files.end());
-    for (const auto& file : files) {
+    return files;
+}
+
+nlohmann::json OTDevServer::dataFor(const std::string& folder) const {
+    nlohmann::json list = nlohmann::json::array();
+    for (const auto& file : campaignFiles(options_.campaigns, folder)) {
         auto object = readCampaignFile(file);
         if (!object.is_discarded()) list.push_back(std::move(object));
     }

@@ -82,6 +82,10 @@ public:
     nlohmann::json dataFor(const std::string& folder) const;
 
     static const std::vector<std::string>& endpoints();
+    // The campaign files of one list of a campaign folder ("in_app", "banners", ...), in the order
+    // they are served.
+    static std::vector<std::filesystem::path> campaignFiles(const std::filesystem::path& campaigns,
+                                                            const std::string& list);
 
 private:
     nlohmann::json answer(const std::string& path, const nlohmann::json& body);

@@ -9,7 +9,6 @@
 #include "OTDevServer.h"
 #include "OTSimulatorAssets.h"
 #include "OTSimulatorScreenshots.h"
-#include "foundation/OTFiles.h"
 #include "model/OTBanner.h"
 #include "model/OTWindowData.h"
 #include "platform/OTEnvironment.h"
@@ -73,7 +72,7 @@ bool OTSimulatorPreview::draw(bool pictures) {
     if (ec) return false;
     OTDevServer server(OTDevServer::Options{campaigns_});
     if (!server.start()) return false;
-    readCampaigns(server.baseURL());
+    readCampaigns(server);
     std::string pattern = (fs::temp_directory_path() / "otsim-preview-XXXXXX").string();
     if (::mkdtemp(pattern.data()) == nullptr) return false;
     const fs::path sandbox = pattern;
@@ -98,32 +97,19 @@ bool OTSimulatorPreview::draw(bool pictures) {
     return true;
 }
 
-void OTSimulatorPreview::readCampaigns(const std::string& serverURL) {
-    const std::pair<const char*, const char*> folders[] = {
+void OTSimulatorPreview::readCampaigns(const OTDevServer& server) {
+    const std::pair<const char*, const char*> lists[] = {
         {"in_app", "dialog"}, {"subscribe", "dialog"}, {"banners", "banner"}, {"default_banners", "banner"}};
-    for (const auto& [folder, kind] : folders) {
-        std::vector<fs::path> files;
-        std::error_code ec;
-        for (fs::directory_iterator it(campaigns_ / folder, ec), end; !ec && it != end; it.increment(ec)) {
-            if (it->path().extension() == ".json") files.push_back(it->path());
-        }
-        std::sort(files.begin(), files.end());
-        for (const auto& file : files) {
-            std::string text = OTFiles::readFile(file).value_or("");
-            for (auto at = text.find("{{server}}"); at != std::string::npos; at = text.find("{{server}}", at))
-                text.replace(at, 10, serverURL);
-            auto object = json::parse(text, nullptr, false);
-            if (!object.is_object()) {
-                observe_(
-                    {{"type", "error"}, {"line", 0}, {"message", "skipped " + file.string() + ": not a campaign"}});
-                continue;
-            }
+    for (const auto& [list, kind] : lists) {
+        // As the server sends them: its address in place of the folder's marker.
+        for (const auto& object : server.dataFor(list)) {
+            if (!object.is_object()) continue;
             const auto id = object.value("id", json());
             const auto style = object.value("style", json());
             list_.push_back({kind,
                              id.is_string()   ? id.get<std::string>()
                              : id.is_number() ? id.dump()
-                                              : file.stem().string(),
+                                              : object.value("locationId", std::string("campaign")),
                              style.is_number()               ? style.get<std::int64_t>()
                              : std::string(kind) == "banner" ? 1
                                                              : 0,

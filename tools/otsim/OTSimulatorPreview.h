@@ -11,6 +11,7 @@
 
 namespace corvane {
 
+class OTDevServer;
 class OTSimulatorAssets;
 
 // A gallery of the campaigns of a campaign folder, drawn before any host runs them: every dialog
@@ -46,7 +47,7 @@ private:
         double height = 0;
     };
 
-    void readCampaigns(const std::string& serverURL);
+    void readCampaigns(const OTDevServer& server);
     void drawAt(const OTSize& screen, const std::filesystem::path& sandbox);
     void drawDialog(std::size_t index, const OTSize& screen);
     void drawBanner(std::size_t index, const OTSize& screen);
