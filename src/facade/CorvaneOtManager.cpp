@@ -94,10 +94,13 @@ void CorvaneOtManager::picture(const std::string& url,
                                std::function<void(const std::optional<std::string>& bytes)> completion) {
     if (!completion) return;
     try {
-        auto environment = OTEnvironment::current();
+        // Weakly: the download's completion lives in the environment's own transport.
+        std::weak_ptr<OTEnvironment> environment = OTEnvironment::current();
         auto hand = [environment, completion = std::move(completion)](std::optional<std::string> bytes) {
-            environment->mainQueue()->async(
-                [completion, bytes = std::move(bytes)] { OTLogger::guarded([&] { completion(bytes); }); });
+            if (auto alive = environment.lock()) {
+                alive->mainQueue()->async(
+                    [completion, bytes = std::move(bytes)] { OTLogger::guarded([&] { completion(bytes); }); });
+            }
         };
         OTDownloadManager::sharedManager()->downloadImageWithURL(
             url, [hand](const std::shared_ptr<OTImage>&, const std::optional<std::string>& data,
