@@ -25,7 +25,7 @@ echo "lint: layers"
 python3 scripts/check-layers.py
 
 mapfile -t sources < <(git ls-files 'src/*.h' 'src/*.cpp' 'include/*.h' 'tools/*.h' 'tools/*.cpp' \
-  'tests/*.h' 'tests/*.cpp' 'bench/*.cpp' 'fuzz/*.h' 'fuzz/*.cpp')
+  'tests/*.h' 'tests/*.cpp' 'bench/*.cpp' 'fuzz/*.h' 'fuzz/*.cpp' 'examples/*.cpp')
 if [ "$fix" -eq 1 ]; then
   clang-format -i "${sources[@]}"
 else

@@ -83,7 +83,8 @@ int main(int argc, char** argv) {
     const std::string group = "group.com.example.host";
     auto observer = CorvaneOtManager::getObserverListener(group);
     observer->onUserProfile({{"xwho", "user-1"}, {"calibration_time", 0}});
-    const json pageView = {{"source", 0}, {"xwhat", "$pageview"}, {"xwho", "user-1"}, {"xcontext", {{"$url", "HomeVC"}}}};
+    const json pageView = {
+        {"source", 0}, {"xwhat", "$pageview"}, {"xwho", "user-1"}, {"xcontext", {{"$url", "HomeVC"}}}};
     const json addToCart = {{"source", 0}, {"xwhat", "add_cart"}, {"xwho", "user-1"}, {"xcontext", {{"price", 120}}}};
     int events = 0;
     if (argc > 1) {
