@@ -519,3 +519,48 @@ TEST(OTSimulator, ThePreviewDrawsEveryCampaignAtEveryWidthIntoOneGallery) {
 }
 
 }  // namespace corvane
+
+namespace corvane {
+
+// Chinese texts are drawn when a font covers them; hidden from the browser, they become the same
+// empty boxes as characters no font has, and the pictures say so.
+TEST(OTSimulator, ChineseTextsAreDrawnWhenAFontCoversThemAndBoxesOtherwise) {
+    const auto browser = OTSimulatorScreenshots::findBrowser();
+    if (!browser) GTEST_SKIP() << "needs chromium";
+    OTTestEnvironment test;
+    const auto draw = [&](const std::string& name) {
+        const auto pages = test.root() / name;
+        std::string unknown;
+        for (char32_t c = 0xF0000; c < 0xF0004; ++c) {  // private use: no font has them
+            unknown += {static_cast<char>(0xF3), static_cast<char>(0x80 | ((c >> 12) & 0x3F)),
+                        static_cast<char>(0x80 | ((c >> 6) & 0x3F)), static_cast<char>(0x80 | (c & 0x3F))};
+        }
+        for (const auto& [file, text] : {std::pair{"chinese", std::string("春季上新")}, std::pair{"boxes", unknown}}) {
+            std::ofstream(pages / (std::string(file) + ".html"))
+                << "<!DOCTYPE html><html><head><meta charset=\"utf-8\"></head><body style=\"margin:0;font-size:48px\">"
+                << text << "</body></html>";
+        }
+        const auto result = OTSimulatorScreenshots::render(pages, pages / "png", {390, 120});
+        EXPECT_EQ(result.written.size(), 2u);
+        const auto chinese = OTFiles::readFile(pages / "png" / "chinese.png");
+        const bool same = chinese && chinese == OTFiles::readFile(pages / "png" / "boxes.png");
+        return std::make_pair(same, result.problems);
+    };
+    std::filesystem::create_directories(test.root() / "hidden");
+    std::filesystem::create_directories(test.root() / "drawn");
+    const auto config = test.root() / "fonts.conf";
+    std::ofstream(config) << "<?xml version=\"1.0\"?><fontconfig><dir>/nonexistent</dir><cachedir>"
+                          << (test.root() / "font-cache").string() << "</cachedir></fontconfig>";
+    ::setenv("FONTCONFIG_FILE", config.c_str(), 1);
+    const auto hidden = draw("hidden");
+    ::unsetenv("FONTCONFIG_FILE");
+    EXPECT_TRUE(hidden.first) << "both drawn as the same boxes";
+    EXPECT_EQ(hidden.second, std::vector<std::string>{"no font covers the Chinese texts (Debian package "
+                                                      "fonts-noto-cjk): they are drawn as empty boxes"});
+    if (OTSimulatorScreenshots::chineseFontInstalled() != true) GTEST_SKIP() << "no font for Chinese here";
+    const auto drawn = draw("drawn");
+    EXPECT_FALSE(drawn.first) << "the Chinese texts are drawn, not boxes";
+    EXPECT_TRUE(drawn.second.empty());
+}
+
+}  // namespace corvane
