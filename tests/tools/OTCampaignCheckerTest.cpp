@@ -2,6 +2,8 @@
 
 #include <sys/wait.h>
 
+#include <algorithm>
+
 #include <nlohmann/json.hpp>
 
 #include "OTCampaignChecker.h"
@@ -130,6 +132,16 @@ TEST(OTCampaignChecker, EachFaultIsFoundWhereItIsAndTheSamplesAreClean) {
     }
     EXPECT_EQ(OTCampaignChecker::describe(findings.front()),
               "warning: in_app/01.json: count: should be a whole number, not string; the library reads it as absent");
+
+    // otserver says the same when it starts, and serves the folder all the same.
+    const auto said = test.root() / "otserver.txt";
+    EXPECT_EQ(std::system((std::string(OTSERVER_PATH) + " --campaigns " + folder.string() + " -- true >/dev/null 2>" +
+                           said.string())
+                              .c_str()),
+              0);
+    const auto lines = OTFiles::readFile(said).value_or("");
+    EXPECT_EQ(static_cast<std::size_t>(std::count(lines.begin(), lines.end(), '\n')), findings.size());
+    EXPECT_NE(lines.find("otserver: " + OTCampaignChecker::describe(findings.front()) + "\n"), std::string::npos);
 
     // The sample campaigns are clean; otsim says so by its exit status, as it does for warnings
     // only and for a campaign that never shows.
