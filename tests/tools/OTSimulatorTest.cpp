@@ -475,6 +475,43 @@ TEST(OTSimulator, PngPicturesAreDrawnByChromiumAndChineseTextsWithoutAFontAreSai
                   "no font covers the Chinese texts (Debian package fonts-noto-cjk): they are drawn as empty boxes"});
     EXPECT_TRUE(problems(fonts.string(), "drawn").empty());
     EXPECT_TRUE(problems((test.root() / "no-fc-list").string(), "unknown").empty()) << "nobody can tell";
+
+    // With the real browser, Chinese texts are drawn when a font covers them; hidden from it, they
+    // are the same empty boxes as characters no font has, and the pictures say so.
+    if (!OTSimulatorScreenshots::findBrowser()) GTEST_SKIP() << "no chromium to draw with";
+    const auto draw = [&](const std::string& name) {
+        const auto pages = test.root() / name;
+        std::string unknown;
+        for (char32_t c = 0xF0000; c < 0xF0004; ++c) {  // private use: no font has them
+            unknown += {static_cast<char>(0xF3), static_cast<char>(0x80 | ((c >> 12) & 0x3F)),
+                        static_cast<char>(0x80 | ((c >> 6) & 0x3F)), static_cast<char>(0x80 | (c & 0x3F))};
+        }
+        for (const auto& [file, text] : {std::pair{"chinese", std::string("春季上新")}, std::pair{"boxes", unknown}}) {
+            std::ofstream(pages / (std::string(file) + ".html"))
+                << "<!DOCTYPE html><html><head><meta charset=\"utf-8\"></head><body style=\"margin:0;font-size:48px\">"
+                << text << "</body></html>";
+        }
+        const auto result = OTSimulatorScreenshots::render(pages, pages / "png", {390, 120});
+        EXPECT_EQ(result.written.size(), 2u);
+        const auto glyphs = OTFiles::readFile(pages / "png" / "chinese.png");
+        const bool same = glyphs && glyphs == OTFiles::readFile(pages / "png" / "boxes.png");
+        return std::make_pair(same, result.problems);
+    };
+    std::filesystem::create_directories(test.root() / "fonts-hidden");
+    std::filesystem::create_directories(test.root() / "fonts-present");
+    const auto config = test.root() / "fonts.conf";
+    std::ofstream(config) << "<?xml version=\"1.0\"?><fontconfig><dir>/nonexistent</dir><cachedir>"
+                          << (test.root() / "font-cache").string() << "</cachedir></fontconfig>";
+    ::setenv("FONTCONFIG_FILE", config.c_str(), 1);
+    const auto hidden = draw("fonts-hidden");
+    ::unsetenv("FONTCONFIG_FILE");
+    EXPECT_TRUE(hidden.first) << "both drawn as the same boxes";
+    EXPECT_EQ(hidden.second, std::vector<std::string>{"no font covers the Chinese texts (Debian package "
+                                                      "fonts-noto-cjk): they are drawn as empty boxes"});
+    if (OTSimulatorScreenshots::chineseFontInstalled() != true) GTEST_SKIP() << "no font for Chinese here";
+    const auto covered = draw("fonts-present");
+    EXPECT_FALSE(covered.first) << "the Chinese texts are drawn, not boxes";
+    EXPECT_TRUE(covered.second.empty());
 }
 
 }  // namespace corvane
@@ -516,51 +553,6 @@ TEST(OTSimulator, ThePreviewDrawsEveryCampaignAtEveryWidthIntoOneGallery) {
     EXPECT_NE(feed.find("src=\"assets/"), std::string::npos) << "its pictures are copied beside it";
     EXPECT_EQ(ofType(observations, "png")[0]["problem"],
               "chromium is not installed (Debian package chromium): no PNG pictures");
-}
-
-}  // namespace corvane
-
-namespace corvane {
-
-// Chinese texts are drawn when a font covers them; hidden from the browser, they become the same
-// empty boxes as characters no font has, and the pictures say so.
-TEST(OTSimulator, ChineseTextsAreDrawnWhenAFontCoversThemAndBoxesOtherwise) {
-    const auto browser = OTSimulatorScreenshots::findBrowser();
-    if (!browser) GTEST_SKIP() << "needs chromium";
-    OTTestEnvironment test;
-    const auto draw = [&](const std::string& name) {
-        const auto pages = test.root() / name;
-        std::string unknown;
-        for (char32_t c = 0xF0000; c < 0xF0004; ++c) {  // private use: no font has them
-            unknown += {static_cast<char>(0xF3), static_cast<char>(0x80 | ((c >> 12) & 0x3F)),
-                        static_cast<char>(0x80 | ((c >> 6) & 0x3F)), static_cast<char>(0x80 | (c & 0x3F))};
-        }
-        for (const auto& [file, text] : {std::pair{"chinese", std::string("春季上新")}, std::pair{"boxes", unknown}}) {
-            std::ofstream(pages / (std::string(file) + ".html"))
-                << "<!DOCTYPE html><html><head><meta charset=\"utf-8\"></head><body style=\"margin:0;font-size:48px\">"
-                << text << "</body></html>";
-        }
-        const auto result = OTSimulatorScreenshots::render(pages, pages / "png", {390, 120});
-        EXPECT_EQ(result.written.size(), 2u);
-        const auto chinese = OTFiles::readFile(pages / "png" / "chinese.png");
-        const bool same = chinese && chinese == OTFiles::readFile(pages / "png" / "boxes.png");
-        return std::make_pair(same, result.problems);
-    };
-    std::filesystem::create_directories(test.root() / "hidden");
-    std::filesystem::create_directories(test.root() / "drawn");
-    const auto config = test.root() / "fonts.conf";
-    std::ofstream(config) << "<?xml version=\"1.0\"?><fontconfig><dir>/nonexistent</dir><cachedir>"
-                          << (test.root() / "font-cache").string() << "</cachedir></fontconfig>";
-    ::setenv("FONTCONFIG_FILE", config.c_str(), 1);
-    const auto hidden = draw("hidden");
-    ::unsetenv("FONTCONFIG_FILE");
-    EXPECT_TRUE(hidden.first) << "both drawn as the same boxes";
-    EXPECT_EQ(hidden.second, std::vector<std::string>{"no font covers the Chinese texts (Debian package "
-                                                      "fonts-noto-cjk): they are drawn as empty boxes"});
-    if (OTSimulatorScreenshots::chineseFontInstalled() != true) GTEST_SKIP() << "no font for Chinese here";
-    const auto drawn = draw("drawn");
-    EXPECT_FALSE(drawn.first) << "the Chinese texts are drawn, not boxes";
-    EXPECT_TRUE(drawn.second.empty());
 }
 
 }  // namespace corvane

@@ -84,7 +84,7 @@ struct BannerRig : OTHeldEngine {
 };
 }  // namespace
 
-TEST(OTBannerManager, ARequestWaitsForTheFirstDownloadThenFillsItsCellAndReloadsTheTable) {
+TEST(OTBannerManager, ARequestWaitsForTheFirstDownloadsThenFillsItsCellAndReloadsTheTableWhicheverListLandsFirst) {
     BannerRig r;
     auto table = OTHeadlessUIHost::makeTableViewWithCell({375, 260});
     const auto cell = table->subviews().front();
@@ -146,28 +146,28 @@ TEST(OTBannerManager, ARequestWaitsForTheFirstDownloadThenFillsItsCellAndReloads
 
     // Without a container: the preferred size, nothing inserted.
     EXPECT_NEAR(r.manager->renderBanner(r.config("carousel", nullptr)).height, 370 * 0.65625 + 20, 1e-9);
-}
 
-TEST(OTBannerManager, ACellWaitingWhenTheDefaultBannersLandAfterTheCampaignBannersIsFilledThen) {
-    BannerRig r;
-    auto table = OTHeadlessUIHost::makeTableViewWithCell({375, 260});
-    const auto cell = table->subviews().front();
-    int reloads = 0;
-    table->addAction(OTSceneNode::kReloadData, [&reloads] { ++reloads; });
-    r.manager->renderBanner(r.config("home_top", cell));
-    r.manager->loadBanner(std::string("group.demo"));
-    r.test.scheduler().runUntilIdle();
+    // The other order: the campaign banners land first and none is armed. The cell waits for the
+    // default banners and is filled when they land.
+    BannerRig late;
+    auto lateTable = OTHeadlessUIHost::makeTableViewWithCell({375, 260});
+    const auto lateCell = lateTable->subviews().front();
+    int lateReloads = 0;
+    lateTable->addAction(OTSceneNode::kReloadData, [&lateReloads] { ++lateReloads; });
+    late.manager->renderBanner(late.config("home_top", lateCell));
+    late.manager->loadBanner(std::string("group.demo"));
+    late.test.scheduler().runUntilIdle();
     // No campaign banner is armed and no default has come: nothing to show yet.
-    for (const auto& view : r.bannersIn(cell)) EXPECT_EQ(view->banner(), nullptr);
+    for (const auto& view : late.bannersIn(lateCell)) EXPECT_EQ(view->banner(), nullptr);
 
-    r.manager->loadBannerDefault(std::string("group.demo"));
-    r.test.scheduler().runUntilIdle();
-    const auto shown = r.bannersIn(cell);
-    ASSERT_EQ(shown.size(), 1u);
-    ASSERT_NE(shown[0]->banner(), nullptr);
-    EXPECT_EQ(shown[0]->banner()->bannerID(), "300");
-    EXPECT_EQ(reloads, 2);
-    EXPECT_TRUE(r.manager->waitingBannerConfigs().empty());
+    late.manager->loadBannerDefault(std::string("group.demo"));
+    late.test.scheduler().runUntilIdle();
+    const auto filled = late.bannersIn(lateCell);
+    ASSERT_EQ(filled.size(), 1u);
+    ASSERT_NE(filled[0]->banner(), nullptr);
+    EXPECT_EQ(filled[0]->banner()->bannerID(), "300");
+    EXPECT_EQ(lateReloads, 2);
+    EXPECT_TRUE(late.manager->waitingBannerConfigs().empty());
 }
 
 TEST(OTBannerManager, TheReadyWindowTheDefaultFallbackAndHiding) {

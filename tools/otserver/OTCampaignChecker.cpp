@@ -189,9 +189,6 @@ void OTCampaignChecker::checkFile(const fs::path& file, Kind kind) {
 }
 
 void OTCampaignChecker::checkDialog(const json& campaign, Kind kind) {
-    const std::initializer_list<Field> attribute = {{"text", Expect::Text},         {"defaultText", Expect::Text},
-                                                    {"color", Expect::Text},        {"background", Expect::Text},
-                                                    {"size", Expect::TextOrNumber}, {"alignmentType", Expect::Text}};
     checkFields(campaign, "",
                 {{"id", Expect::TextOrNumber},
                  {"count", Expect::Integer},
@@ -215,7 +212,7 @@ void OTCampaignChecker::checkDialog(const json& campaign, Kind kind) {
                  {"buttonRight", Expect::Object},
                  {"dialogRule", Expect::List}});
     for (const char* key : {"title", "content"}) {
-        if (campaign.contains(key) && campaign[key].is_object()) checkFields(campaign[key], key, attribute);
+        if (campaign.contains(key) && campaign[key].is_object()) checkTextAttribute(campaign[key], key);
     }
     for (const char* key : {"buttonLeft", "buttonMiddle", "buttonRight"}) {
         if (!campaign.contains(key) || !campaign[key].is_object()) continue;
@@ -289,22 +286,34 @@ void OTCampaignChecker::checkDialog(const json& campaign, Kind kind) {
     checkDialogWindow(campaign);
 }
 
-void OTCampaignChecker::checkDialogWindow(const json& campaign) {
-    // The library compares calendar days; a date that does not parse limits nothing.
-    const auto dayOf = [this](TimePoint when) { return OTDateFormatter::format(when, "yyyy-MM-dd", offsetAt_(when)); };
+void OTCampaignChecker::checkTextAttribute(const json& attribute, const std::string& path) {
+    checkFields(attribute, path,
+                {{"text", Expect::Text},
+                 {"defaultText", Expect::Text},
+                 {"color", Expect::Text},
+                 {"background", Expect::Text},
+                 {"size", Expect::TextOrNumber},
+                 {"alignmentType", Expect::Text}});
+}
+
+std::pair<std::optional<OTCampaignChecker::TimePoint>, std::optional<OTCampaignChecker::TimePoint>>
+OTCampaignChecker::window(const json& campaign, const std::string& unparsed, Severity severity) {
     std::optional<TimePoint> start;
     std::optional<TimePoint> end;
     for (const char* key : {"startTime", "endTime"}) {
         const auto text = OTJSONValue::textAt(campaign, key);
         if (!text || text->empty()) continue;
         const auto parsed = date(*text);
-        if (!parsed) {
-            add(key, quoted(*text) +
-                         " is not a date of the form yyyy-MM-dd HH:mm:ss; the library then sets no limit "
-                         "on that side");
-        }
+        if (!parsed) add(key, quoted(*text) + " is not a date of the form yyyy-MM-dd HH:mm:ss" + unparsed, severity);
         (std::string(key) == "startTime" ? start : end) = parsed;
     }
+    return {start, end};
+}
+
+void OTCampaignChecker::checkDialogWindow(const json& campaign) {
+    // The library compares calendar days; a date that does not parse limits nothing.
+    const auto dayOf = [this](TimePoint when) { return OTDateFormatter::format(when, "yyyy-MM-dd", offsetAt_(when)); };
+    const auto [start, end] = window(campaign, "; the library then sets no limit on that side", Severity::Warning);
     if (start && end && dayOf(*end) < dayOf(*start)) {
         add("endTime", "ends before the campaign starts", Severity::NeverShows);
     } else if (end && dayOf(*end) < dayOf(now_)) {
@@ -323,15 +332,7 @@ void OTCampaignChecker::checkBanner(const json& banner, bool isDefault) {
                  {"content", Expect::Object},
                  {"resource", Expect::Object},
                  {"events", Expect::List}});
-    if (banner.contains("content") && banner["content"].is_object()) {
-        checkFields(banner["content"], "content",
-                    {{"text", Expect::Text},
-                     {"defaultText", Expect::Text},
-                     {"color", Expect::Text},
-                     {"background", Expect::Text},
-                     {"size", Expect::TextOrNumber},
-                     {"alignmentType", Expect::Text}});
-    }
+    if (banner.contains("content") && banner["content"].is_object()) checkTextAttribute(banner["content"], "content");
     if (!isFilled(banner, "locationId"))
         add("locationId", "is missing: no banner location asks for it", Severity::NeverShows);
 
@@ -343,8 +344,9 @@ void OTCampaignChecker::checkBanner(const json& banner, bool isDefault) {
             const auto list = resource->find(key);
             if (list == resource->end() || !list->is_array()) continue;
             const std::string path = child("resource", key);
+            const bool isPicture = std::string(key) == "picture";
             for (std::size_t i = 0; i < list->size(); ++i) {
-                if (std::string(key) == "picture") {
+                if (isPicture) {
                     checkFields((*list)[i], item(path, i), {{"url", Expect::Text}, {"clickEvent", Expect::Text}});
                 } else {
                     checkFields((*list)[i], item(path, i), {{"url", Expect::Text}});
@@ -352,7 +354,7 @@ void OTCampaignChecker::checkBanner(const json& banner, bool isDefault) {
                 if ((*list)[i].is_object() && (*list)[i].contains("url"))
                     checkMedia((*list)[i]["url"], child(item(path, i), "url"), key);
             }
-            (std::string(key) == "picture" ? pictures : videos) = list->size();
+            (isPicture ? pictures : videos) = list->size();
         }
     }
     const auto style =
@@ -381,15 +383,7 @@ void OTCampaignChecker::checkBanner(const json& banner, bool isDefault) {
         if (events->size() > 1) add("events", "only the first condition arms the banner; the others are never read");
     }
     // A banner is ready only between two dates that both parse.
-    std::optional<TimePoint> start;
-    std::optional<TimePoint> end;
-    for (const char* key : {"startTime", "endTime"}) {
-        const auto text = OTJSONValue::textAt(banner, key);
-        if (!text || text->empty()) continue;
-        const auto parsed = date(*text);
-        if (!parsed) add(key, quoted(*text) + " is not a date of the form yyyy-MM-dd HH:mm:ss", Severity::NeverShows);
-        (std::string(key) == "startTime" ? start : end) = parsed;
-    }
+    const auto [start, end] = window(banner, "", Severity::NeverShows);
     if (start && end && *end < *start) {
         add("endTime", "ends before the banner starts", Severity::NeverShows);
     } else if (end && *end < now_) {

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace corvane {
@@ -53,6 +54,12 @@ private:
     void checkRuleFile(const std::filesystem::path& file);
     void checkDialog(const nlohmann::json& campaign, Kind kind);
     void checkDialogWindow(const nlohmann::json& campaign);
+    // "startTime" and "endTime" read as dates; one that does not parse is said, with `unparsed`
+    // after the sentence.
+    std::pair<std::optional<TimePoint>, std::optional<TimePoint>> window(const nlohmann::json& campaign,
+                                                                         const std::string& unparsed,
+                                                                         Severity severity);
+    void checkTextAttribute(const nlohmann::json& attribute, const std::string& path);
     void checkBanner(const nlohmann::json& banner, bool isDefault);
     void checkCondition(const nlohmann::json& condition, const std::string& path);
     void checkRule(const nlohmann::json& rule, const std::string& path);

@@ -20,7 +20,6 @@ using nlohmann::json;
 
 namespace {
 // Containers are as wide as the screen and tall enough for any banner.
-constexpr double kContainerHeight = 600;
 }  // namespace
 
 OTSimulatorBanners::OTSimulatorBanners(Observe observe, std::optional<std::filesystem::path> htmlDirectory,

@@ -27,6 +27,8 @@ class OTSimulatorBanners {
 public:
     using Observe = std::function<void(nlohmann::json observation)>;
     using Error = std::function<void(const std::string& message)>;
+    // The height of the page a banner's snapshot is drawn on.
+    static constexpr double kContainerHeight = 600;
 
     // `assets` keeps the pages' pictures and videos beside them.
     OTSimulatorBanners(Observe observe, std::optional<std::filesystem::path> htmlDirectory, OTSize screen,

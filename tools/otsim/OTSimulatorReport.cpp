@@ -5,8 +5,10 @@
 #include <fstream>
 #include <sstream>
 
+#include "OTSimulatorBanners.h"
 #include "OTSimulatorDecisions.h"
 #include "OTSimulatorTranscript.h"
+#include "platform/OTDeviceInfo.h"
 #include "render/OTHTMLRenderer.h"
 
 namespace corvane {
@@ -29,22 +31,17 @@ std::string reportRelative(const std::string& file, const fs::path& directory) {
     return ec ? file : path.generic_string();
 }
 
-// The transcript's own lines for an observation, without their time.
+// The transcript's own lines for an observation, without their time or indent.
 std::string transcriptText(const json& o) {
     std::ostringstream out;
-    OTSimulatorTranscript::print(out, o);
-    std::string lines = out.str();
-    std::string trimmed;
-    std::istringstream in(lines);
+    OTSimulatorTranscript::print(out, "", o);
+    std::istringstream in(out.str());
+    std::string text;
     for (std::string line; std::getline(in, line);) {
-        const auto start = line.find_first_not_of(' ');
-        if (start == std::string::npos) continue;
-        // "   1.06s  dialog ..." loses its time; other lines keep their indent.
-        const auto afterTime = line.find("s  ", start);
-        const bool timed = afterTime != std::string::npos && line.find_first_not_of("0123456789.", start) == afterTime;
-        trimmed += (timed ? line.substr(afterTime + 3) : line.substr(start)) + "\n";
+        if (const auto start = line.find_first_not_of(' '); start != std::string::npos)
+            text += line.substr(start) + "\n";
     }
-    return trimmed;
+    return text;
 }
 
 const char* kReportStyle =
@@ -138,19 +135,23 @@ std::string OTSimulatorReport::snapshot(const json& o, const fs::path& directory
                              : o.contains("campaign")
                                  ? "dialog " + OTSimulatorTranscript::text(o["campaign"])
                                  : "screen " + OTSimulatorTranscript::text(o.value("tag", json("")));
+    // The pages are drawn on the simulator's screen, a banner's on its container.
+    const OTDeviceInfo screen;
+    const auto width = OTHTMLRenderer::px(screen.screenWidth);
+    const auto height = OTHTMLRenderer::px(banner ? OTSimulatorBanners::kContainerHeight : screen.screenHeight);
     std::string figure = "<figure class=\"snapshot\" data-kind=\"" + std::string(banner ? "banner" : "dialog") +
                          "\" data-file=\"" + OTHTMLRenderer::escape(reportRelative(file, directory)) +
-                         "\"><iframe src=\"" + OTHTMLRenderer::escape(reportRelative(file, directory)) +
-                         "\" width=\"390\" height=\"" + (banner ? "600" : "844") + "\" title=\"" +
-                         OTHTMLRenderer::escape(what) + "\"></iframe>";
+                         "\"><iframe src=\"" + OTHTMLRenderer::escape(reportRelative(file, directory)) + "\" width=\"" +
+                         width + "\" height=\"" + height + "\" title=\"" + OTHTMLRenderer::escape(what) +
+                         "\"></iframe>";
     // The picture of the same page, when the run drew one.
     const auto stem = fs::path(file).stem();
     for (const auto& picture : observations) {
         if (picture.value("type", "") != "png" || !picture.contains("file")) continue;
         const std::string png = picture["file"];
         if (fs::path(png).stem() == stem) {
-            figure += "<img src=\"" + OTHTMLRenderer::escape(reportRelative(png, directory)) +
-                      "\" width=\"390\" alt=\"" + OTHTMLRenderer::escape(what) + "\">";
+            figure += "<img src=\"" + OTHTMLRenderer::escape(reportRelative(png, directory)) + "\" width=\"" + width +
+                      "\" alt=\"" + OTHTMLRenderer::escape(what) + "\">";
         }
     }
     return "<b>" + OTHTMLRenderer::escape(what) + "</b>" + figure + "</figure>";

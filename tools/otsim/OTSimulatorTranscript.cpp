@@ -27,9 +27,10 @@ std::string OTSimulatorTranscript::text(const json& value) {
     return value.is_string() ? value.get<std::string>() : value.dump();
 }
 
-void OTSimulatorTranscript::print(std::ostream& out, const json& o) {
+void OTSimulatorTranscript::print(std::ostream& out, const json& o) { print(out, timeText(o["t"].get<double>()), o); }
+
+void OTSimulatorTranscript::print(std::ostream& out, const std::string& at, const json& o) {
     const std::string type = o["type"];
-    const std::string at = timeText(o["t"].get<double>());
     if (OTSimulatorDecisions::print(out, at, o) || OTSimulatorBanners::print(out, at, o) ||
         OTSimulatorIdentity::print(out, at, o) || OTSimulatorTagging::print(out, at, o) ||
         OTSimulatorLoad::print(out, at, o)) {

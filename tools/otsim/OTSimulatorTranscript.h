@@ -13,6 +13,8 @@ public:
     OTSimulatorTranscript() = delete;
 
     static void print(std::ostream& out, const nlohmann::json& o);
+    // The same lines with `at` in place of the time.
+    static void print(std::ostream& out, const std::string& at, const nlohmann::json& o);
     // A text as it stands, anything else as its JSON.
     static std::string text(const nlohmann::json& value);
 };
