@@ -137,21 +137,19 @@ void OTSimulatorPreview::drawAt(const OTSize& screen, const fs::path& sandbox) {
     fs::create_directories(folder, ec);
     assets_ = std::make_unique<OTSimulatorAssets>(folder);
 
-    // Pictures first, so that layouts that depend on a picture's size have it.
-    std::vector<std::string> wanted;
+    // Pictures first, so that layouts that depend on a picture's size have it: each address once,
+    // one after another, so that the server is never asked twice at the same time.
+    std::vector<std::string> fetched;
     for (const auto& campaign : list_) {
         for (const auto& url : pictureAddresses(campaign.object)) {
+            if (std::find(fetched.begin(), fetched.end(), url) != fetched.end()) continue;
+            fetched.push_back(url);
+            const auto stored = [&url] { return OTImageDiskCache::cache()->containsImageDataForKey(url); };
+            if (stored()) continue;
             OTDownloadManager::sharedManager()->downloadImageWithURL(url, nullptr);
-            wanted.push_back(url);
+            pump(stored, std::chrono::duration_cast<std::chrono::milliseconds>(kPictureLimit));
         }
     }
-    pump(
-        [&] {
-            return std::all_of(wanted.begin(), wanted.end(), [](const std::string& url) {
-                return OTImageDiskCache::cache()->containsImageDataForKey(url);
-            });
-        },
-        std::chrono::duration_cast<std::chrono::milliseconds>(kPictureLimit));
     for (std::size_t i = 0; i < list_.size(); ++i) {
         if (list_[i].kind == "dialog") {
             drawDialog(i, screen);
