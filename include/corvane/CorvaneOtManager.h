@@ -69,6 +69,15 @@ public:
     //   {id}; "dialogsHidden"; "bannersClosed"; "noRecord"; "noCampaignsYet" {waiting, max,
     //   discarded}; "passEnded" {endedBy, because}.
     static void setDecisionListener(std::function<void(const nlohmann::json& record)> listener);
+    // Hears what becomes of every impression, click, close and push report, as it happens and on the
+    // thread where it happens (keep the listener short and thread-safe); null stops it. Records:
+    //   {"fate": "made", "queue", "report"}: made and sent;
+    //   {"fate": "queued", "queue", "report", "written"}: lost in transport, kept in the queue file
+    //   ("written" false when the file could not be written);
+    //   {"fate": "dropped", "queue", "reports"}: the oldest, dropped from a full queue;
+    //   {"fate": "loaded", "queue", "count"}: a queue file read back to be sent again.
+    // "queue" is "window" (dialog reports) or "push"; a report is the dictionary the server receives.
+    static void setReportListener(std::function<void(const nlohmann::json& record)> listener);
     // A push notification delivered (type 0) or opened (type 1); `msg` is its payload. An opened
     // one is also followed: its link is opened in the app. Works in a notification extension too:
     // the token and user come from the group's shared settings.

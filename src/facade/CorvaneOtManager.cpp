@@ -5,6 +5,7 @@
 #include "core/OTSDKManager.h"
 #include "facade/OTHostPages.h"
 #include "platform/OTEnvironment.h"
+#include "server/OTEventReporter.h"
 #include "server/OTIdentityUploader.h"
 #include "services/OTDownloadManager.h"
 #include "services/OTLogger.h"
@@ -63,6 +64,12 @@ void CorvaneOtManager::setDialogVisible(bool visible) {
 void CorvaneOtManager::setDecisionListener(std::function<void(const nlohmann::json& record)> listener) {
     try {
         engine()->setDecisionListener(std::move(listener));
+    } catch (...) {}
+}
+
+void CorvaneOtManager::setReportListener(std::function<void(const nlohmann::json& record)> listener) {
+    try {
+        engine()->reporter().setReportListener(std::move(listener));
     } catch (...) {}
 }
 

@@ -48,6 +48,7 @@ void OTEventReporter::reportWindowEventWithName(const std::string& name, std::in
         if (button && button->text()) context["dialog_button_text"] = *button->text();
     }
     event->setXcontext(std::move(context));
+    tell("made", true, [&](nlohmann::json& record) { record["report"] = event->toDictionary(); });
     _reportEvent(event);
 }
 
@@ -72,6 +73,7 @@ void OTEventReporter::reportPushEventWithType(std::int64_t type, const nlohmann:
         case 1: event->setXwhat("$ot_push_click"); break;
         default: return;
     }
+    tell("made", false, [&](nlohmann::json& record) { record["report"] = event->toDictionary(); });
     _reportEvent(event, groupIdentifier);
 }
 
@@ -151,19 +153,28 @@ void OTEventReporter::syncCachedEvent(const std::shared_ptr<OTEvent>& event, boo
     if (!event) return;
     auto& queue = isWindowEvent ? cachedOfflineWindowEvents_ : cachedOfflinePushEvents_;
     const auto limit = maxQueuedReports_.load();
-    std::size_t dropped = 0;
+    std::vector<std::shared_ptr<OTEvent>> dropped;
     const bool written = queue.modify([&](auto& events) {
         events.push_back(event);
         if (events.size() > limit) {
-            dropped = events.size() - limit;
-            events.erase(events.begin(), events.begin() + static_cast<std::ptrdiff_t>(dropped));
+            const auto end = events.begin() + static_cast<std::ptrdiff_t>(events.size() - limit);
+            dropped.assign(events.begin(), end);
+            events.erase(events.begin(), end);
         }
         return writeCachedEvents(events, isWindowEvent);
     });
-    if (dropped > 0) {
-        droppedQueuedReports_.fetch_add(dropped);
-        OTLog(OTLogger::kLevelWarn, "离线上报队列已满（%@ 条），丢弃最早的 %@ 条", limit, dropped);
+    if (!dropped.empty()) {
+        droppedQueuedReports_.fetch_add(dropped.size());
+        OTLog(OTLogger::kLevelWarn, "离线上报队列已满（%@ 条），丢弃最早的 %@ 条", limit, dropped.size());
+        tell("dropped", isWindowEvent, [&](nlohmann::json& record) {
+            auto& reports = record["reports"] = nlohmann::json::array();
+            for (const auto& gone : dropped) reports.push_back(gone->toDictionary());
+        });
     }
+    tell("queued", isWindowEvent, [&](nlohmann::json& record) {
+        record["report"] = event->toDictionary();
+        record["written"] = written;
+    });
     if (written) {
         OTLog(OTLogger::kLevelData, "syncCachedEvents 成功！isWindowEvent : %@", isWindowEvent ? 1 : 0);
     } else {
@@ -201,6 +212,7 @@ void OTEventReporter::flushCachedEvents(bool isWindowEvents,
         session_->documentsPath(isWindowEvents ? kOfflineWindowEventsFileName : kOfflinePushEventsFileName));
     queue.set(loaded.value_or(std::vector<std::shared_ptr<OTEvent>>{}));
     if (!loaded || loaded->empty()) return;
+    tell("loaded", isWindowEvents, [&](nlohmann::json& record) { record["count"] = loaded->size(); });
     // The count is read again at every step: a failure meanwhile appends to the same list.
     for (std::size_t index = 0;; ++index) {
         const auto event = queue.modify([&](auto& events) { return index < events.size() ? events[index] : nullptr; });
@@ -209,6 +221,23 @@ void OTEventReporter::flushCachedEvents(bool isWindowEvents,
     }
     // The list in memory is kept: a later failure writes it whole, re-sent events included.
     syncCachedEvents({}, isWindowEvents);
+}
+
+void OTEventReporter::setReportListener(ReportListener listener) {
+    reportListener_.set(listener ? std::make_shared<const ReportListener>(std::move(listener)) : nullptr);
+}
+
+void OTEventReporter::tell(const char* fate, bool isWindowEvent,
+                           const std::function<void(nlohmann::json&)>& fill) const {
+    const auto listener = reportListener_.get();
+    if (!listener) return;
+    nlohmann::json record{{"fate", fate}, {"queue", isWindowEvent ? "window" : "push"}};
+    fill(record);
+    try {
+        (*listener)(record);
+    } catch (...) {
+        OTLog(OTLogger::kLevelError, "report listener threw; the report goes on");
+    }
 }
 
 }  // namespace corvane

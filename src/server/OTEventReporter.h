@@ -58,6 +58,14 @@ public:
     // How many queued reports this run dropped to keep a queue within its bound.
     std::uint64_t droppedQueuedReports() const { return droppedQueuedReports_.load(); }
     std::uint64_t reportEventRetryCount() const { return reportEventRetryCount_.load(); }
+    // Hears what becomes of each usage report, on whichever thread it happens:
+    //   {"fate": "made", "queue", "report"}: a dialog or push report was made and goes out;
+    //   {"fate": "queued", "queue", "report", "written"}: lost in transport, kept in its queue file;
+    //   {"fate": "dropped", "queue", "reports"}: the oldest reports, dropped to keep a queue bounded;
+    //   {"fate": "loaded", "queue", "count"}: a queue file was read to be sent again.
+    // "queue" is "window" or "push"; a report is the dictionary the server receives in "events".
+    using ReportListener = std::function<void(const nlohmann::json& record)>;
+    void setReportListener(ReportListener listener);
     // The counter itself: the WeChat upload spends the same retries on purpose.
     std::atomic<std::uint64_t>& reportEventRetries() { return reportEventRetryCount_; }
 
@@ -68,6 +76,7 @@ private:
     bool writeCachedEvents(const std::vector<std::shared_ptr<OTEvent>>& events, bool isWindowEvents) const;
     // Loads a queue file into its list, sends every event and empties the file.
     void flushCachedEvents(bool isWindowEvents, const std::function<void(const std::shared_ptr<OTEvent>&)>& send);
+    void tell(const char* fate, bool isWindowEvent, const std::function<void(nlohmann::json&)>& fill) const;
 
     std::shared_ptr<OTServerSession> session_;
     std::shared_ptr<OTLoginClient> login_;
@@ -76,6 +85,7 @@ private:
     std::atomic<std::uint64_t> reportEventRetryCount_{0};
     std::atomic<std::size_t> maxQueuedReports_{kDefaultMaxQueuedReports};
     std::atomic<std::uint64_t> droppedQueuedReports_{0};
+    OTLocked<std::shared_ptr<const ReportListener>> reportListener_;
 };
 
 }  // namespace corvane

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <utility>
 
 namespace corvane {
 
@@ -128,13 +129,22 @@ bool OTDevServer::start() {
     for (const auto& endpoint : endpoints()) {
         server_->Post(endpoint, [this, endpoint](const httplib::Request& request, httplib::Response& response) {
             auto body = nlohmann::json::parse(request.body, nullptr, false);
-            {
-                std::lock_guard lock(mutex_);
-                requests_.push_back(
-                    {endpoint, body.is_discarded() ? nlohmann::json() : body, request.body,
-                     std::chrono::duration<double>(std::chrono::steady_clock::now() - started_).count()});
-            }
+            if (body.is_discarded()) body = nullptr;
             const auto fault = takeFault(endpoint);
+            const bool answers = !fault || (!fault->dropConnection && !fault->malformedBody && !fault->nonObjectBody);
+            auto reply = answers ? answer(endpoint, body) : nlohmann::json();
+            if (fault && fault->code) {
+                reply["code"] = *fault->code;
+                reply["message"] = "injected fault";
+            }
+            {
+                const bool refused = !answers || (fault && (fault->httpStatus || fault->truncatedBody)) ||
+                                     reply.value("code", std::int64_t{0}) != 0;
+                std::lock_guard lock(mutex_);
+                requests_.push_back({endpoint, body, request.body,
+                                     std::chrono::duration<double>(std::chrono::steady_clock::now() - started_).count(),
+                                     refused});
+            }
             if (fault && fault->delay.count() > 0) std::this_thread::sleep_for(fault->delay);
             if (fault && fault->dropConnection) {
                 response.status = 444;
@@ -152,11 +162,6 @@ bool OTDevServer::start() {
             if (fault && fault->nonObjectBody) {
                 response.set_content("[0, \"success\"]", "application/json");
                 return;
-            }
-            auto reply = answer(endpoint, body.is_discarded() ? nlohmann::json() : body);
-            if (fault && fault->code) {
-                reply["code"] = *fault->code;
-                reply["message"] = "injected fault";
             }
             auto text = std::make_shared<std::string>(reply.dump());
             if (fault && fault->paddedBodyBytes > 0) {
@@ -184,7 +189,8 @@ bool OTDevServer::start() {
             requests_.push_back({request.path,
                                  nullptr,
                                  {},
-                                 std::chrono::duration<double>(std::chrono::steady_clock::now() - started_).count()});
+                                 std::chrono::duration<double>(std::chrono::steady_clock::now() - started_).count(),
+                                 false});
         }
         const auto fault = takeFault(request.path);
         if (fault && fault->delay.count() > 0) std::this_thread::sleep_for(fault->delay);
@@ -213,6 +219,16 @@ void OTDevServer::stop() {
 std::vector<OTDevServer::RecordedRequest> OTDevServer::requests() const {
     std::lock_guard lock(mutex_);
     return requests_;
+}
+
+void OTDevServer::clearFaults() {
+    std::lock_guard lock(mutex_);
+    faults_.clear();
+}
+
+std::vector<OTDevServer::RecordedRequest> OTDevServer::takeRequests() {
+    std::lock_guard lock(mutex_);
+    return std::exchange(requests_, {});
 }
 
 std::vector<OTDevServer::RecordedRequest> OTDevServer::requestsTo(const std::string& path) const {

@@ -39,6 +39,8 @@ public:
         nlohmann::json body;  // null when the body was not JSON
         std::string rawBody;
         double time = 0;  // seconds since the server started
+        // Not answered with success: a fault, an error status or a non-zero "code".
+        bool refused = false;
     };
     // What the next `count` requests to a path get instead of a normal answer.
     struct Fault {
@@ -73,7 +75,10 @@ public:
     std::vector<RecordedRequest> requests() const;
     std::vector<RecordedRequest> requestsTo(const std::string& path) const;
     void clearRequests();
+    // The requests recorded since the last call, handed over and forgotten in one step.
+    std::vector<RecordedRequest> takeRequests();
     void injectFault(const std::string& path, Fault fault);
+    void clearFaults();
     // Elements served after the campaign folder's own in `folder`'s list ("in_app", "banners", ...).
     void addData(const std::string& folder, nlohmann::json elements);
     // Every token issued so far stops being accepted.

@@ -115,9 +115,17 @@ bool OTSimulator::setUp() {
         [this](std::chrono::milliseconds limit, const std::function<bool()>& done) { pump(limit, done); });
     OTLogger::configLogLevel(options_.logLevel);
     if (options_.log) {
-        OTLogger::getInstance()->setListener([inbox = logs_](std::int64_t level, const std::string& message) {
+        OTLogger::getInstance()->setListener([inbox = inbox_](std::int64_t level, const std::string& message) {
             const std::lock_guard lock(inbox->mutex);
             inbox->messages.push_back({{"type", "log"}, {"level", level}, {"text", message}});
+        });
+    }
+    if (options_.reports) {
+        CorvaneOtManager::setReportListener([inbox = inbox_](const json& record) {
+            auto observation = record;
+            observation["type"] = "report";
+            const std::lock_guard lock(inbox->mutex);
+            inbox->messages.push_back(std::move(observation));
         });
     }
     OTPopWindowManager::sharedManager()->setPresenter(
@@ -142,13 +150,20 @@ void OTSimulator::tearDown() {
 }
 
 bool OTSimulator::run(const std::string& scenario) {
+    std::istringstream lines(scenario);
+    return run(lines);
+}
+
+bool OTSimulator::run(std::istream& scenario) {
     if (!setUp()) {
         observe({{"type", "error"}, {"line", 0}, {"message", "cannot start: no sandbox or no server"}});
         return false;
     }
-    std::istringstream lines(scenario);
     std::string line;
-    for (std::size_t number = 1; std::getline(lines, line); ++number) step(number, line);
+    for (std::size_t number = 1; std::getline(scenario, line); ++number) {
+        step(number, line);
+        if (options_.steps) observe({{"type", "step"}, {"line", number}});
+    }
     pump(kSettle);
     observe(finalState());
     writePictures();
@@ -397,8 +412,8 @@ void OTSimulator::collect() {
     tagging_->collect();
     std::vector<json> messages;
     {
-        const std::lock_guard lock(logs_->mutex);
-        messages.swap(logs_->messages);
+        const std::lock_guard lock(inbox_->mutex);
+        messages.swap(inbox_->messages);
     }
     for (auto& message : messages) observe(std::move(message));
 }

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <istream>
 #include <memory>
 #include <mutex>
 #include <nlohmann/json.hpp>
@@ -53,6 +54,11 @@ public:
         // The library's console on standard error; otherwise in kConsoleFileName in the sandbox,
         // out of the transcript's way.
         bool console = false;
+        // What becomes of each usage report is observed ("report": made, queued, dropped, loaded).
+        bool reports = false;
+        // Each action, once done, is followed by a "step" observation: a driver that feeds the
+        // scenario a line at a time waits for it.
+        bool steps = false;
     };
     static constexpr const char* kConsoleFileName = "console.log";
 
@@ -64,6 +70,8 @@ public:
     // Runs every line of the scenario; a bad line is reported and the run goes on. False when the
     // simulator could not start (no sandbox, no server).
     bool run(const std::string& scenario);
+    // The same, a line at a time as the stream gives them, until it ends.
+    bool run(std::istream& scenario);
     const std::vector<nlohmann::json>& observations() const { return observations_; }
 
 private:
@@ -143,12 +151,13 @@ private:
     std::unique_ptr<OTSimulatorTagging> tagging_;
     std::unique_ptr<OTSimulatorLoad> load_;
     std::shared_ptr<OTSimulatorClock> clock_;
-    // The logger's messages, from whatever thread logs them, until the main loop observes them.
-    struct LogInbox {
+    // The logger's messages and the report fates, from whatever thread tells them, until the main
+    // loop observes them.
+    struct Inbox {
         std::mutex mutex;
         std::vector<nlohmann::json> messages;
     };
-    std::shared_ptr<LogInbox> logs_ = std::make_shared<LogInbox>();
+    std::shared_ptr<Inbox> inbox_ = std::make_shared<Inbox>();
 };
 
 }  // namespace corvane

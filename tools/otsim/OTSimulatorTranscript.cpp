@@ -85,6 +85,16 @@ void OTSimulatorTranscript::print(std::ostream& out, const std::string& at, cons
         out << at << "  server <- " << text(o["path"]) << fields << "\n";
     } else if (type == "log") {
         out << at << "  log " << o["level"] << ": " << text(o["text"]) << "\n";
+    } else if (type == "report") {
+        const auto& report = o.contains("report") ? o["report"] : json();
+        out << at << "  report " << text(o["fate"]) << " (" << text(o["queue"]) << ")";
+        if (report.is_object()) {
+            out << " " << text(report.value("xwhat", json())) << " "
+                << text(report.value("xcontext", json::object()).value("activityId", json()));
+        }
+        if (o.contains("count")) out << " " << o["count"];
+        if (o.contains("reports")) out << " " << o["reports"].size();
+        out << "\n";
     } else if (type == "clock") {
         out << at << "  clock now " << text(o["now"]) << "\n";
     } else if (type == "error") {

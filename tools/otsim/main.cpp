@@ -11,6 +11,7 @@
 #include "OTSimulatorPreview.h"
 #include "OTSimulatorReport.h"
 #include "OTSimulatorScreenshots.h"
+#include "OTSoak.h"
 #include "platform/linux/OTSystemClock.h"
 
 int main(int argc, char** argv) {
@@ -32,6 +33,10 @@ int main(int argc, char** argv) {
     std::string checkCampaigns;
     std::string preview;
     std::string report;
+    bool reports = false;
+    bool steps = false;
+    std::optional<std::uint64_t> soakSeed;
+    std::int64_t soakDays = corvane::OTSoak::kDefaultDays;
     app.add_option("scenario", scenario, "scenario file (JSON lines)");
     app.add_option("--sandbox", sandbox, "keep the app's files in this folder (default: a fresh temporary one)");
     app.add_option("--campaigns", campaigns, "campaign folder for the embedded dev server")->capture_default_str();
@@ -58,7 +63,31 @@ int main(int argc, char** argv) {
                    "draw every dialog and banner of the campaign folder (--campaigns) at 320, 375, 390 and 430 "
                    "points wide into this folder, with an index page (and PNG pictures when Chromium is there); "
                    "runs nothing else");
+    app.add_flag("--reports", reports,
+                 "observe what becomes of every usage report: made, queued (lost in transport), dropped (queue "
+                 "full) and loaded (a queue file read to be sent again)");
+    app.add_flag("--steps", steps,
+                 "follow each action, once done, with a \"step\" observation, for a driver that feeds the scenario "
+                 "a line at a time");
+    app.add_option("--soak", soakSeed,
+                   "run a long random scenario made from this seed against the embedded dev server, restarting the "
+                   "app on the same files and killing it at random points; exit status 0 only when every "
+                   "invariant held (see README.md)");
+    app.add_option("--days", soakDays, "simulated days of a --soak run")
+        ->capture_default_str()
+        ->check(CLI::Range(std::int64_t{1}, corvane::OTSoak::kMaxDays));
     CLI11_PARSE(app, argc, argv);
+
+    if (soakSeed) {
+        corvane::OTSoak::Options soak;
+        soak.seed = *soakSeed;
+        soak.days = soakDays;
+        soak.campaigns = campaigns;
+        if (!sandbox.empty()) soak.folder = sandbox;
+        soak.verbose = log;
+        corvane::OTSoak run(soak, std::cout);
+        return run.run() ? 0 : 1;
+    }
 
     if (!preview.empty()) {
         corvane::OTSimulatorPreview gallery(campaigns, preview, [json](const nlohmann::json& observation) {
@@ -107,9 +136,7 @@ int main(int argc, char** argv) {
     }
 
     std::string text;
-    if (scenario == "-") {
-        text.assign(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
-    } else {
+    if (scenario != "-") {
         std::ifstream in(scenario.empty() ? std::string(OT_DEMO_SCENARIO) : scenario);
         if (!in) {
             std::cerr << "otsim: cannot read " << (scenario.empty() ? OT_DEMO_SCENARIO : scenario) << "\n";
@@ -133,6 +160,8 @@ int main(int argc, char** argv) {
         if (html.empty()) options.htmlDirectory = png;
     }
     options.logLevel = logLevel;
+    options.reports = reports;
+    options.steps = steps;
     if (!report.empty()) {
         // The report shows each dialog and banner: as a page beside it, and as a picture when it can.
         if (!options.htmlDirectory) options.htmlDirectory = std::filesystem::path(report) / "pages";
@@ -140,7 +169,8 @@ int main(int argc, char** argv) {
             options.pngDirectory = std::filesystem::path(report) / "png";
     }
     corvane::OTSimulator simulator(options, std::cout);
-    const bool ran = simulator.run(text);
+    // Standard input is run a line at a time as it comes, so that a driver can feed it.
+    const bool ran = scenario == "-" ? simulator.run(std::cin) : simulator.run(text);
     if (!report.empty()) {
         const auto name = scenario.empty() ? std::string("the demo") : scenario == "-" ? "standard input" : scenario;
         if (!corvane::OTSimulatorReport::write(report, simulator.observations(), "CorvaneOstrel run of " + name)) {

@@ -1,0 +1,413 @@
+#include "OTSoak.h"
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <iomanip>
+#include <sstream>
+
+#include "OTDevServer.h"
+#include "OTSoakChild.h"
+#include "foundation/OTFiles.h"
+#include "model/OTEvent.h"
+#include "platform/linux/OTSystemClock.h"
+#include "server/OTEventReporter.h"
+#include "services/OTDataArchiver.h"
+
+namespace corvane {
+
+namespace fs = std::filesystem;
+using json = nlohmann::json;
+
+namespace {
+constexpr double kDaySeconds = 24 * 3600;
+// The last life ends on a quiet network, with time to send what is left.
+constexpr double kFinalWaitSeconds = 3;
+
+std::int64_t dailyCapOf(const fs::path& campaigns) {
+    const auto text = OTFiles::readFile(campaigns / "rule.json");
+    const auto rule = text ? json::parse(*text, nullptr, false) : json();
+    const auto cap = rule.is_object() ? rule.value("dayDialogMaxCount", json()) : json();
+    return cap.is_number_integer() ? cap.get<std::int64_t>() : 0;
+}
+
+// Campaigns limited by a plain usage count: those without click and close rules.
+std::map<std::string, std::int64_t> campaignCountsOf(const json& lists) {
+    std::map<std::string, std::int64_t> counts;
+    for (const char* list : {"in_app", "subscribe"}) {
+        for (const auto& campaign : lists.value(list, json::array())) {
+            if (!campaign.is_object() || !campaign.contains("id") || !campaign["id"].is_string()) continue;
+            const auto rules = campaign.value("dialogRule", json());
+            if (rules.is_array() && !rules.empty()) continue;
+            const auto count = campaign.value("count", json());
+            if (count.is_number_integer()) counts[campaign["id"].get<std::string>()] = count.get<std::int64_t>();
+        }
+    }
+    return counts;
+}
+
+// Dialogs a user can see many times, so that the daily cap is reached day after day: one limited by
+// its count, one by click and close rules.
+json soakCampaigns() {
+    const json window = {{"startTime", "2024-01-01 00:00:00"}, {"endTime", "2099-12-31 23:59:59"}};
+    json offer = {{"id", "9001"},
+                  {"style", 3},
+                  {"type", 1},
+                  {"count", 1000},
+                  {"closeDialogType", 2},
+                  {"preEvents", {{{"xwhat", "soak_offer"}}}},
+                  {"event",
+                   {{"xwhat", "soak_offer"},
+                    {"rule", {{{"field", "level"}, {"dataType", "number"}, {"function", "GT"}, {"value", {"50"}}}}}}},
+                  {"title", {{"text", "Offer"}}},
+                  {"content", {{"text", "Level up for a gift."}}},
+                  {"buttonLeft", {{"text", "No"}}},
+                  {"buttonRight", {{"text", "Yes"}, {"clickEvent", "https://shop.example.com/offer"}}}};
+    json daily = offer;
+    daily["id"] = "9002";
+    daily["preEvents"] = {{{"xwhat", "soak_daily"}}};
+    daily["event"] = {{"xwhat", "soak_daily"}};
+    daily["dialogRule"] = {
+        {{"eventType", "click"}, {"type", 2}, {"count", 1}, {"intervalValue", 1}, {"intervalType", "hour"}},
+        {{"eventType", "close"}, {"type", 1}, {"count", 50}}};
+    offer.update(window);
+    daily.update(window);
+    return json::array({offer, daily});
+}
+
+std::string mebibytes(std::size_t bytes) {
+    std::ostringstream text;
+    text << std::fixed << std::setprecision(1) << static_cast<double>(bytes) / (1 << 20) << " MiB";
+    return text.str();
+}
+}  // namespace
+
+OTSoak::OTSoak(Options options, std::ostream& out) : options_(std::move(options)), out_(out) {}
+
+OTSoak::~OTSoak() {
+    child_.reset();
+    if (server_) server_->stop();
+}
+
+bool OTSoak::setUp() {
+    std::error_code ec;
+    if (options_.folder) {
+        folder_ = *options_.folder;
+    } else {
+        folder_ = fs::temp_directory_path(ec) /
+                  ("otsoak-" + std::to_string(options_.seed) + "-" + std::to_string(::getpid()));
+        temporaryFolder_ = true;
+    }
+    sandbox_ = folder_ / "app";
+    fs::create_directories(sandbox_, ec);
+    if (ec) {
+        out_ << "soak: cannot make " << sandbox_.string() << ": " << ec.message() << "\n";
+        return false;
+    }
+    server_ = std::make_unique<OTDevServer>(OTDevServer::Options{options_.campaigns});
+    if (!server_->start()) {
+        out_ << "soak: the dev server cannot start\n";
+        return false;
+    }
+    server_->addData("in_app", soakCampaigns());
+    json lists;
+    for (const char* list : {"in_app", "subscribe", "banners"}) lists[list] = server_->dataFor(list);
+    scenario_ = std::make_unique<OTSoakScenario>(options_.seed, lists);
+    ledger_ = std::make_unique<OTSoakLedger>(dailyCapOf(options_.campaigns), campaignCountsOf(lists));
+    user_ = scenario_->user();
+    return true;
+}
+
+bool OTSoak::run() {
+    // A life that dies while being written to must not take this process with it.
+    ::signal(SIGPIPE, SIG_IGN);
+    began_ = std::chrono::steady_clock::now();
+    if (!setUp()) return false;
+    out_ << "soak: seed " << options_.seed << ", " << options_.days << " simulated days, files in " << folder_.string()
+         << std::endl;
+    const double goal = static_cast<double>(options_.days) * kDaySeconds;
+    while (breaches_ == 0 && reached_ < goal) {
+        if ((!child_ || !child_->running()) && !startLife()) break;
+        const auto step = scenario_->next({dialogOnScreen_, networkDown_, secondOfDay()});
+        ++counts_.steps;
+        if (options_.verbose) {
+            out_ << "step " << counts_.steps << ": "
+                 << (step.kind == OTSoakScenario::Kind::Fault          ? "fault " + step.faultName + " on " + step.path
+                     : step.kind == OTSoakScenario::Kind::ExpireTokens ? std::string("tokens expire")
+                     : step.kind == OTSoakScenario::Kind::Restart      ? std::string("restart")
+                     : step.kind == OTSoakScenario::Kind::KillDuring   ? "kill during " + step.action.dump()
+                                                                       : step.action.dump())
+                 << std::endl;
+        }
+        switch (step.kind) {
+            case OTSoakScenario::Kind::Action: perform(step.action); break;
+            case OTSoakScenario::Kind::Fault:
+                server_->injectFault(step.path, step.fault);
+                ++counts_.faults;
+                break;
+            case OTSoakScenario::Kind::ExpireTokens:
+                server_->expireTokens();
+                ++counts_.faults;
+                break;
+            case OTSoakScenario::Kind::Restart: endLife(false); break;
+            case OTSoakScenario::Kind::KillDuring:
+                ++counts_.events;
+                if (child_->send(step.action.dump())) {
+                    ++line_;
+                    child_->readUntil([](const json&) { return false; }, step.killAfter,
+                                      [this](const json& o) { observed(o); });
+                }
+                endLife(true);
+                break;
+        }
+        takeServerRequests();
+    }
+    if (breaches_ == 0 && child_ && child_->running()) {
+        server_->clearFaults();
+        if (networkDown_) perform({{"action", "network"}, {"state", "up"}});
+        perform({{"action", "wait"}, {"seconds", kFinalWaitSeconds}});
+        endLife(false);
+    }
+    if (breaches_ == 0) {
+        for (const auto& lost : ledger_->lostReports()) {
+            out_ << "breach at step " << lost.step << " (seed " << options_.seed << "): " << lost.what << "\n";
+            ++breaches_;
+        }
+    }
+    printAccounting();
+    child_.reset();
+    server_->stop();
+    if (breaches_ == 0 && temporaryFolder_) {
+        std::error_code ec;
+        fs::remove_all(folder_, ec);
+    } else if (breaches_ > 0) {
+        out_ << "soak: the run's files are kept in " << folder_.string() << "\n";
+    }
+    return breaches_ == 0;
+}
+
+bool OTSoak::startLife() {
+    ledger_->lifeBegan(counts_.steps, queuesOnDisk());
+    child_ = std::make_unique<OTSoakChild>();
+    const std::vector<std::string> arguments{"--server",
+                                             server_->baseURL(),
+                                             "--sandbox",
+                                             sandbox_.string(),
+                                             "--campaigns",
+                                             options_.campaigns.string(),
+                                             "--json",
+                                             "--steps",
+                                             "--reports",
+                                             "--console",
+                                             "-"};
+    if (!child_->spawn(options_.program, arguments, folder_ / "stderr.log")) {
+        breach("cannot start " + options_.program.string());
+        return false;
+    }
+    line_ = 0;
+    dialogOnScreen_ = false;
+    // The preamble puts back the clock this run has reached; it moves nothing.
+    startingLife_ = true;
+    for (const auto& action : scenario_->preamble(clockOffset_, networkDown_)) {
+        if (!perform(action)) {
+            startingLife_ = false;
+            return false;
+        }
+    }
+    startingLife_ = false;
+    return true;
+}
+
+void OTSoak::endLife(bool kill) {
+    if (!child_ || !child_->running()) return;
+    measure();
+    OTSoakChild::End end;
+    if (kill) {
+        child_->kill();
+        end = child_->wait();
+        if (end.exited || end.status != SIGKILL) breach("the app " + end.describe() + " before it was killed");
+        ++counts_.kills;
+    } else {
+        child_->closeInput();
+        const auto read = child_->readUntil([](const json&) { return false; }, options_.stepTimeout,
+                                            [this](const json& o) { observed(o); });
+        if (read == OTSoakChild::Read::TimedOut) {
+            breach("the app did not finish within " + std::to_string(options_.stepTimeout.count()) + " s");
+            child_->kill();
+        }
+        end = child_->wait();
+        if (read != OTSoakChild::Read::TimedOut && (!end.exited || end.status != 0)) {
+            breach("the app " + end.describe());
+        }
+    }
+    ++counts_.restarts;
+    dialogOnScreen_ = false;
+    takeServerRequests();
+    checkFiles();
+    ledger_->lifeEnded(counts_.steps, kill, queuesOnDisk());
+}
+
+bool OTSoak::perform(const json& action) {
+    const std::string name = action.value("action", "");
+    if (name == "clock" && !startingLife_) {
+        const double advance = action.value("advance", 0.0);
+        clockOffset_ += advance;
+        reached_ = std::max(reached_, clockOffset_);
+        ++counts_.clockMoves;
+        // Back to a day already lived: the app counts its dialogs afresh.
+        if (advance < 0) ++period_;
+    } else if (name == "profile") {
+        const std::string user = action["profile"].value("xwho", "");
+        if (user != user_) {
+            user_ = user;
+            ++userEpoch_;
+            ++period_;
+        }
+    } else if (name == "network") {
+        networkDown_ = action.value("state", "") == "down";
+    } else if (name == "event") {
+        ++counts_.events;
+    } else if (name == "tap") {
+        dialogOnScreen_ = false;
+    }
+    if (!child_->send(action.dump())) {
+        endLife(true);
+        breach("the app stopped reading its steps");
+        return false;
+    }
+    const auto line = ++line_;
+    const auto read = child_->readUntil(
+        [line](const json& o) { return o.value("type", "") == "step" && o.value("line", std::size_t{0}) == line; },
+        options_.stepTimeout, [this](const json& o) { observed(o); });
+    if (read == OTSoakChild::Read::Found) {
+        measure();
+        return true;
+    }
+    if (read == OTSoakChild::Read::TimedOut) {
+        breach("the app hung on " + action.dump());
+        child_->kill();
+    }
+    const auto end = child_->wait();
+    if (read == OTSoakChild::Read::Ended) breach("the app " + end.describe() + " on " + action.dump());
+    return false;
+}
+
+void OTSoak::observed(const json& observation) {
+    const std::string type = observation.value("type", "");
+    if (type == "report") {
+        ledger_->reportObserved(counts_.steps, observation);
+    } else if (type == "dialog") {
+        ++counts_.dialogs;
+        dialogOnScreen_ = true;
+        const std::string campaign = observation.value("campaign", "");
+        for (const auto& broken : ledger_->dialogShown(campaign, period_, localDay(), userEpoch_)) breach(broken);
+        if (options_.verbose) out_ << "  dialog " << campaign << " on day " << localDay() << std::endl;
+    } else if (type == "closed") {
+        dialogOnScreen_ = false;
+    } else if (type == "error") {
+        ++counts_.actionErrors;
+        if (observation.value("line", 1) == 0) breach("the app could not start: " + observation.value("message", ""));
+    }
+}
+
+void OTSoak::takeServerRequests() {
+    for (const auto& request : server_->takeRequests()) {
+        if (request.path != OTEventReporter::kReportPath || !request.body.is_object()) continue;
+        for (const auto& report : request.body.value("events", json::array())) {
+            ledger_->serverReceived(report, request.refused);
+        }
+    }
+}
+
+void OTSoak::checkFiles() {
+    for (const auto& file : OTSoakLedger::unreadableFiles(sandbox_)) {
+        breach("a file does not read back whole: " + fs::relative(file, sandbox_).string());
+    }
+}
+
+void OTSoak::measure() {
+    counts_.peakMemory = std::max(counts_.peakMemory, child_ ? child_->peakMemoryBytes() : 0);
+    std::size_t disk = 0;
+    std::error_code ec;
+    for (fs::recursive_directory_iterator it(sandbox_, ec), end; !ec && it != end; it.increment(ec)) {
+        if (it->is_regular_file(ec)) disk += static_cast<std::size_t>(it->file_size(ec));
+    }
+    counts_.peakDisk = std::max(counts_.peakDisk, disk);
+    if (counts_.peakMemory > options_.memoryBound && breaches_ == 0) {
+        breach("the app's memory reached " + mebibytes(counts_.peakMemory) + ", over the bound of " +
+               mebibytes(options_.memoryBound));
+    }
+    if (counts_.peakDisk > options_.diskBound && breaches_ == 0) {
+        breach("the app's files reached " + mebibytes(counts_.peakDisk) + ", over the bound of " +
+               mebibytes(options_.diskBound));
+    }
+}
+
+OTSoakLedger::Queues OTSoak::queuesOnDisk() const {
+    OTSoakLedger::Queues queues;
+    std::error_code ec;
+    for (fs::recursive_directory_iterator it(sandbox_, ec), end; !ec && it != end; it.increment(ec)) {
+        const auto name = it->path().filename().string();
+        const bool window = name == OTEventReporter::kOfflineWindowEventsFileName;
+        if (!window && name != OTEventReporter::kOfflinePushEventsFileName) continue;
+        auto& reports = queues[window ? "window" : "push"];
+        for (const auto& event :
+             OTDataArchiver::getObjectsForPath<OTEvent>(it->path()).value_or(std::vector<std::shared_ptr<OTEvent>>{})) {
+            if (event) reports.push_back(event->toDictionary());
+        }
+    }
+    return queues;
+}
+
+void OTSoak::breach(const std::string& what) {
+    ++breaches_;
+    out_ << "breach at step " << counts_.steps << " (seed " << options_.seed << "): " << what << std::endl;
+}
+
+double OTSoak::localSeconds() const {
+    const auto now = std::chrono::system_clock::now() + std::chrono::duration_cast<std::chrono::system_clock::duration>(
+                                                            std::chrono::duration<double>(clockOffset_));
+    return std::chrono::duration<double>(now.time_since_epoch()).count() +
+           static_cast<double>(OTSystemClock().utcOffset(now).count());
+}
+
+std::int64_t OTSoak::localDay() const { return static_cast<std::int64_t>(std::floor(localSeconds() / kDaySeconds)); }
+
+std::int64_t OTSoak::secondOfDay() const {
+    const auto local = localSeconds();
+    return static_cast<std::int64_t>(local - std::floor(local / kDaySeconds) * kDaySeconds);
+}
+
+void OTSoak::printAccounting() {
+    const auto totals = ledger_->totals();
+    const auto seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - began_).count();
+    out_ << "soak accounting (seed " << options_.seed << "):\n"
+         << "  simulated days        " << std::fixed << std::setprecision(1) << reached_ / kDaySeconds << " in "
+         << seconds << " s\n"
+         << "  steps                 " << counts_.steps << "\n"
+         << "  events                " << counts_.events << "\n"
+         << "  dialogs shown         " << counts_.dialogs << "\n"
+         << "  clock moves           " << counts_.clockMoves << "\n"
+         << "  faults injected       " << counts_.faults << "\n"
+         << "  restarts              " << counts_.restarts << " (" << counts_.kills << " killed)\n"
+         << "  reports made          " << totals.made << "\n"
+         << "    sent                " << totals.sent << "\n"
+         << "    refused             " << totals.refused << "\n"
+         << "    queued              " << totals.queued << "\n"
+         << "    dropped, queue full " << totals.droppedByBound << "\n"
+         << "    lost by design      " << totals.lostByOverwrite + totals.inFlightAtKill << " ("
+         << totals.lostByOverwrite << " in an overwritten queue file, " << totals.inFlightAtKill
+         << " in flight when killed)\n"
+         << "    lost otherwise      " << totals.lostOtherwise << "\n"
+         << "    duplicates          " << totals.duplicates << "\n"
+         << "  peak memory           " << mebibytes(counts_.peakMemory) << " (bound " << mebibytes(options_.memoryBound)
+         << ")\n"
+         << "  peak disk             " << mebibytes(counts_.peakDisk) << " (bound " << mebibytes(options_.diskBound)
+         << ")\n"
+         << "  invariants            " << (breaches_ == 0 ? "held" : std::to_string(breaches_) + " breached") << "\n";
+    out_.flush();
+}
+
+}  // namespace corvane

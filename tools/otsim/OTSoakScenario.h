@@ -1,0 +1,80 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <nlohmann/json.hpp>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "OTDevServer.h"
+
+namespace corvane {
+
+// The random life of a soak run, drawn from a seed: what the user and the world do next. Events
+// are drawn from the campaigns' own triggers and property rules, hits and misses alike, plus
+// page views and events no campaign knows; a third go to the soak's own offers ("soak_" events).
+class OTSoakScenario {
+public:
+    enum class Kind {
+        Action,  // a host action for the app
+        Fault,   // the server fails the next requests to a path
+        ExpireTokens,
+        Restart,     // the app ends and is started again on the same files
+        KillDuring,  // the app is killed while it performs `action`
+    };
+    struct Step {
+        Kind kind = Kind::Action;
+        nlohmann::json action;
+        std::string path;
+        OTDevServer::Fault fault;
+        std::string faultName;
+        std::chrono::milliseconds killAfter{0};
+    };
+    // What the driver knows of the app now.
+    struct State {
+        bool dialogOnScreen = false;
+        bool networkDown = false;
+        // Seconds of the local day the app's clock reads.
+        std::int64_t secondOfDay = 0;
+    };
+    static constexpr const char* kMainPage = "HomeVC";
+    static constexpr const char* kGroup = "group.soak";
+
+    // `campaigns` holds the server's lists by folder ("in_app", "subscribe", "banners").
+    OTSoakScenario(std::uint64_t seed, const nlohmann::json& campaigns);
+
+    Step next(const State& state);
+    // The actions that bring the app up at the start of a life.
+    std::vector<nlohmann::json> preamble(double clockOffsetSeconds, bool networkDown) const;
+    // The user the app has now: a profile step changes it.
+    const std::string& user() const { return user_; }
+    // A draw in [0, 1), for the driver's own choices.
+    double chance() { return std::uniform_real_distribution<double>(0, 1)(random_); }
+
+private:
+    struct Trigger {
+        std::string xwhat;
+        std::vector<nlohmann::json> contexts;
+    };
+    void addTrigger(const nlohmann::json& event);
+    nlohmann::json event();
+    nlohmann::json clockMove(const State& state);
+    Step fault();
+    std::int64_t between(std::int64_t low, std::int64_t high) {
+        return std::uniform_int_distribution<std::int64_t>(low, high)(random_);
+    }
+    template <typename T>
+    const T& pick(const std::vector<T>& choices) {
+        return choices[static_cast<std::size_t>(between(0, static_cast<std::int64_t>(choices.size()) - 1))];
+    }
+
+    std::mt19937_64 random_;
+    std::vector<Trigger> triggers_;
+    // Triggers of the campaigns the soak adds ("soak_..." events).
+    std::vector<Trigger> offers_;
+    std::vector<std::string> locations_;
+    std::string user_ = "u1";
+};
+
+}  // namespace corvane
