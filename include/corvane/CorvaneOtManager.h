@@ -72,6 +72,9 @@ public:
     // Hears what becomes of every impression, click, close and push report, as it happens and on the
     // thread where it happens (keep the listener short and thread-safe); null stops it. Records:
     //   {"fate": "made", "queue", "report"}: made and sent;
+    //   {"fate": "sent" | "refused" | "failed", "queue", "report"}: each time it is sent, the server
+    //   took it, answered no (it is dropped, or repeated after logging in again), or it was lost
+    //   in transport;
     //   {"fate": "queued", "queue", "report", "written"}: lost in transport, kept in the queue file
     //   ("written" false when the file could not be written);
     //   {"fate": "dropped", "queue", "reports"}: the oldest, dropped from a full queue;

@@ -114,6 +114,14 @@ CORVANE_EXPORT corvane_status corvane_picture(const char* url, corvane_picture_c
 typedef void (*corvane_decision_callback)(void* user, const char* record_json);
 CORVANE_EXPORT void corvane_set_decision_listener(corvane_decision_callback callback, void* user);
 
+/* What becomes of every impression, click, close and push report: `callback` is handed one JSON
+ * record each time a report is made, answered (sent, refused) or lost in transport, queued on disk
+ * after that, dropped from a full queue, or a queue file is read back to be sent again (the format of
+ * CorvaneOtManager::setReportListener in CorvaneOtManager.h), with `user`, on the thread where it
+ * happens: keep it short and thread-safe. The text lives only for the call. NULL stops it. */
+typedef void (*corvane_report_callback)(void* user, const char* record_json);
+CORVANE_EXPORT void corvane_set_report_listener(corvane_report_callback callback, void* user);
+
 /* ---- The main thread ----------------------------------------------------------------------
  * The library's main-thread work (dialogs, banners, navigation) runs on the thread that first
  * called into it, whenever that thread calls corvane_run_main_queue: from the host's own loop,

@@ -182,6 +182,18 @@ void corvane_set_decision_listener(corvane_decision_callback callback, void* use
     });
 }
 
+void corvane_set_report_listener(corvane_report_callback callback, void* user) {
+    (void)guarded([&] {
+        if (callback == nullptr) {
+            CorvaneOtManager::setReportListener(nullptr);
+        } else {
+            CorvaneOtManager::setReportListener(
+                [callback, user](const nlohmann::json& record) { callback(user, callbackText(record).c_str()); });
+        }
+        return CORVANE_OK;
+    });
+}
+
 corvane_status corvane_push_track(int64_t type, const char* msg_json, const char* group_identifier) {
     return guarded([&] {
         if (group_identifier == nullptr) return CORVANE_ERROR_NULL_ARGUMENT;

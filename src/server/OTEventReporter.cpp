@@ -119,10 +119,18 @@ void OTEventReporter::sendReport(const std::shared_ptr<OTEvent>& event, bool isW
         std::move(request),
         [weak, event, isWindowEvent](OTServerCall& call, OTServerOutcome& outcome) {
             const auto dictionary = event->toDictionary();
-            if (outcome.kind() == OTServerOutcome::Kind::TransportFailure) {
+            const auto self = weak.lock();
+            const bool failed = outcome.kind() == OTServerOutcome::Kind::TransportFailure;
+            if (self) {
+                self->tell(failed                ? "failed"
+                           : outcome.succeeded() ? "sent"
+                                                 : "refused",
+                           isWindowEvent, [&](nlohmann::json& record) { record["report"] = dictionary; });
+            }
+            if (failed) {
                 OTLog(OTLogger::kLevelError, "上报事件失败！\n事件：%@\ncode:%@\ndescripton:%@\n", dictionary,
                       outcome.errorCode(), outcome.errorDescription());
-                if (auto self = weak.lock()) self->syncCachedEvent(event, isWindowEvent);
+                if (self) self->syncCachedEvent(event, isWindowEvent);
                 return;
             }
             if (outcome.refusedByStatus()) {
@@ -138,7 +146,7 @@ void OTEventReporter::sendReport(const std::shared_ptr<OTEvent>& event, bool isW
             OTLog(OTLogger::kLevelError, "上报事件失败！\n事件：%@\ncode:%@\nmessage:%@\n", dictionary, outcome.code(),
                   outcome.message());
             if (outcome.kind() != OTServerOutcome::Kind::TokenExpired) return;
-            if (auto self = weak.lock()) call.logInAgainAndRepeat(self->reportEventRetryCount_);
+            if (self) call.logInAgainAndRepeat(self->reportEventRetryCount_);
         },
         std::move(done));
 }

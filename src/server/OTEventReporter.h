@@ -60,6 +60,8 @@ public:
     std::uint64_t reportEventRetryCount() const { return reportEventRetryCount_.load(); }
     // Hears what becomes of each usage report, on whichever thread it happens:
     //   {"fate": "made", "queue", "report"}: a dialog or push report was made and goes out;
+    //   {"fate": "sent" | "refused" | "failed", "queue", "report"}: the server took it, answered no
+    //   (dropped, or repeated after logging in again), or it was lost in transport;
     //   {"fate": "queued", "queue", "report", "written"}: lost in transport, kept in its queue file;
     //   {"fate": "dropped", "queue", "reports"}: the oldest reports, dropped to keep a queue bounded;
     //   {"fate": "loaded", "queue", "count"}: a queue file was read to be sent again.

@@ -16,14 +16,18 @@ static void on_banners(void* user, const char* banners_json) {
     }
 }
 
-static void on_decision(void* user, const char* record_json) {
-    ot_capi_decisions* decisions = (ot_capi_decisions*)user;
-    decisions->calls++;
-    snprintf(decisions->last, sizeof decisions->last, "%s", record_json);
+static void on_record(void* user, const char* record_json) {
+    ot_capi_records* records = (ot_capi_records*)user;
+    records->calls++;
+    snprintf(records->last, sizeof records->last, "%s", record_json);
 }
 
-void ot_capi_listen_for_decisions(ot_capi_decisions* decisions) {
-    corvane_set_decision_listener(decisions != NULL ? on_decision : NULL, decisions);
+void ot_capi_listen_for_decisions(ot_capi_records* decisions) {
+    corvane_set_decision_listener(decisions != NULL ? on_record : NULL, decisions);
+}
+
+void ot_capi_listen_for_reports(ot_capi_records* reports) {
+    corvane_set_report_listener(reports != NULL ? on_record : NULL, reports);
 }
 
 static void on_show(void* user, uint64_t surface, const char* surface_json) {

@@ -15,13 +15,15 @@ typedef struct ot_capi_banners {
     int was_null;
 } ot_capi_banners;
 
-/* The decision records the listener received: how many, and the last one's JSON. */
-typedef struct ot_capi_decisions {
+/* The records a listener received: how many, and the last one's JSON. */
+typedef struct ot_capi_records {
     int calls;
     char last[16384];
-} ot_capi_decisions;
+} ot_capi_records;
 /* Listens for decision records into `decisions`; NULL stops listening. */
-void ot_capi_listen_for_decisions(ot_capi_decisions* decisions);
+void ot_capi_listen_for_decisions(ot_capi_records* decisions);
+/* Listens for report records into `reports`; NULL stops listening. */
+void ot_capi_listen_for_reports(ot_capi_records* reports);
 
 /* What a host drawing for itself keeps: the surfaces shown now, each with its latest JSON. */
 #define OT_CAPI_MAX_SURFACES 8

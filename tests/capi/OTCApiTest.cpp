@@ -73,7 +73,7 @@ TEST(OTCApi, ACHostStartsSendsEventsAndReceivesBannersFromTheDevServer) {
     ASSERT_FALSE(logins.empty());
     EXPECT_EQ(logins[0].body.value("appKey", ""), "capi-key");
 
-    ot_capi_decisions decisions{};
+    ot_capi_records decisions{};
     ot_capi_listen_for_decisions(&decisions);
     ot_capi_banners banners{};
     ASSERT_EQ(ot_capi_purchase_and_banners("group.demo", 120, &banners), 0);
@@ -94,6 +94,17 @@ TEST(OTCApi, ACHostStartsSendsEventsAndReceivesBannersFromTheDevServer) {
     EXPECT_EQ(record["campaigns"][0]["verdict"], "sentToServer");
     EXPECT_EQ(record["campaigns"][1]["reason"], "eventName");
     ot_capi_listen_for_decisions(nullptr);
+    // A delivered push's report is told to the C host as it is made, on the calling thread.
+    ot_capi_records reports{};
+    ot_capi_listen_for_reports(&reports);
+    ASSERT_EQ(corvane_push_track(0, R"({"activityId":"55"})", "group.demo"), CORVANE_OK);
+    ot_capi_listen_for_reports(nullptr);
+    ASSERT_EQ(reports.calls, 1);
+    const auto made = nlohmann::json::parse(reports.last, nullptr, false);
+    EXPECT_EQ(made.value("fate", ""), "made");
+    EXPECT_EQ(made.value("queue", ""), "push");
+    EXPECT_EQ(made["report"].value("xwhat", ""), "$ot_push_delivery");
+    EXPECT_EQ(made["report"]["xcontext"].value("activityId", ""), "55");
     ASSERT_EQ(ot_capi_event("group.demo", R"({"source":0,"xwhat":"purchase","xwho":"u1"})"), 0);
     ASSERT_TRUE(h.waitFor([&] { return h.server.requestsTo("/push/sdk/event/trigger").size() == 2; }));
     h.test.scheduler().runUntilIdle();

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
+#include <mutex>
 
 #include "core/OTSDKManager.h"
 #include "corvane/CorvaneOtManager.h"
@@ -158,6 +160,15 @@ TEST(OTReporting, OnlyTransportFailuresAreQueuedAndTheyGoOutWhenTheNetworkReturn
     const auto data = campaign({{"id", "7"}, {"type", 1}});
     const auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(std::string("group.demo"));
     settings->setUserId("user-1");
+    // What becomes of each report, as the public listener tells it, queue by queue.
+    std::mutex mutex;
+    std::map<std::string, std::vector<std::string>> fates;
+    CorvaneOtManager::setReportListener([&](const json& record) {
+        const std::lock_guard lock(mutex);
+        fates[record["queue"]].push_back(
+            record["fate"].get<std::string>() + " " +
+            (record.contains("report") ? record["report"]["xwhat"].dump() : record["count"].dump()));
+    });
 
     // Rejected by the server (any code but an expired token): logged and lost.
     OTDevServer::Fault refused;
@@ -208,6 +219,17 @@ TEST(OTReporting, OnlyTransportFailuresAreQueuedAndTheyGoOutWhenTheNetworkReturn
     ASSERT_EQ(kept.size(), 2u);
     EXPECT_EQ(kept[0]->xwhat(), "$closeDialog");
     EXPECT_EQ(kept[1]->xwhat(), "$impDialog");
+    CorvaneOtManager::setReportListener(nullptr);
+    const std::lock_guard lock(mutex);
+    // Made, answered or lost in transport and then queued; each queue file read back once.
+    EXPECT_EQ(fates["window"],
+              (std::vector<std::string>{R"(made "$impDialog")", R"(refused "$impDialog")", R"(made "$closeDialog")",
+                                        R"(failed "$closeDialog")", R"(queued "$closeDialog")", "loaded 1",
+                                        R"(sent "$closeDialog")", R"(made "$impDialog")", R"(failed "$impDialog")",
+                                        R"(queued "$impDialog")"}));
+    EXPECT_EQ(fates["push"],
+              (std::vector<std::string>{R"(made "$ot_push_delivery")", R"(failed "$ot_push_delivery")",
+                                        R"(queued "$ot_push_delivery")", "loaded 1", R"(sent "$ot_push_delivery")"}));
 }
 
 TEST(OTReporting, EventsQueuedInAnEarlierRunAreOverwrittenBeforeTheFirstFlush) {

@@ -55,6 +55,14 @@ TEST(OTServerLink, RequestsGoThroughTheEnvironmentsTransport) {
 
     // A report that the transport loses is queued on disk.
     auto reporter = std::make_shared<OTEventReporter>(session, login);
+    std::vector<std::string> fates;
+    reporter->setReportListener([&](const json& record) {
+        std::string fate = record["fate"].get<std::string>() + " " + record["queue"].get<std::string>();
+        if (record.contains("report")) fate += " " + record["report"]["xwhat"].get<std::string>();
+        for (const auto& gone : record.value("reports", json::array())) fate += " " + gone["xwhat"].get<std::string>();
+        if (record.contains("written")) fate += record["written"].get<bool>() ? " written" : " unwritten";
+        fates.push_back(fate);
+    });
     auto event = std::make_shared<OTEvent>();
     event->setXwhat("$impDialog");
     reporter->_reportEvent(event);
@@ -74,6 +82,11 @@ TEST(OTServerLink, RequestsGoThroughTheEnvironmentsTransport) {
     EXPECT_EQ((*queued)[1]->xwhat(), "$clickDialog");
     EXPECT_EQ(reporter->droppedQueuedReports(), 1u);
     EXPECT_EQ(test.logCount("离线上报队列已满（2 条），丢弃最早的 1 条"), 1u);
+    // The listener hears each report's fate, the dropped one included.
+    EXPECT_EQ(fates, (std::vector<std::string>{"failed window $impDialog", "queued window $impDialog written",
+                                               "failed window $closeDialog", "queued window $closeDialog written",
+                                               "failed window $clickDialog", "dropped window $impDialog",
+                                               "queued window $clickDialog written"}));
 
     test.restart();
     EXPECT_TRUE(transport->stopped);

@@ -53,7 +53,6 @@ namespace {
 constexpr const char* kClosedServer = "http://127.0.0.1:9";
 constexpr const char* kCoverName = "OTSimulatorCover";
 // How long the host lets the library work after each action.
-constexpr auto kSettle = 150ms;
 
 json optionalText(const std::shared_ptr<OTWidgetAttribute>& attribute) {
     return attribute && attribute->text() ? json(*attribute->text()) : json();
@@ -164,7 +163,7 @@ bool OTSimulator::run(std::istream& scenario) {
         step(number, line);
         if (options_.steps) observe({{"type", "step"}, {"line", number}});
     }
-    pump(kSettle);
+    pump(options_.settle);
     observe(finalState());
     writePictures();
     tearDown();
@@ -188,7 +187,7 @@ void OTSimulator::step(std::size_t line, const std::string& textLine) {
     } catch (const std::exception& e) {
         error(line, std::string("bad action: ") + e.what());
     }
-    pump(kSettle);
+    pump(options_.settle);
 }
 
 void OTSimulator::perform(std::size_t line, const OTScenarioAction& action) {

@@ -59,6 +59,8 @@ public:
         // Each action, once done, is followed by a "step" observation: a driver that feeds the
         // scenario a line at a time waits for it.
         bool steps = false;
+        // How long the main loop runs after each action, for what it caused to show.
+        std::chrono::milliseconds settle{150};
     };
     static constexpr const char* kConsoleFileName = "console.log";
 

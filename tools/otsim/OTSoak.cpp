@@ -14,6 +14,7 @@
 #include "model/OTEvent.h"
 #include "platform/linux/OTSystemClock.h"
 #include "server/OTEventReporter.h"
+#include "server/OTNetwork.h"
 #include "services/OTDataArchiver.h"
 
 namespace corvane {
@@ -25,6 +26,11 @@ namespace {
 constexpr double kDaySeconds = 24 * 3600;
 // The last life ends on a quiet network, with time to send what is left.
 constexpr double kFinalWaitSeconds = 3;
+// Each step runs the app's main loop this long; what it started goes on into the next steps.
+constexpr int kSettleMilliseconds = 40;
+// A report is answered within the transport's time-out, after the longest delay the soak injects.
+constexpr double kAnswerWithinSeconds =
+    std::chrono::duration<double>(OTNetwork::kDefaultTimeout).count() + OTSoakScenario::kMaxDelaySeconds + 5;
 
 std::int64_t dailyCapOf(const fs::path& campaigns) {
     const auto text = OTFiles::readFile(campaigns / "rule.json");
@@ -115,7 +121,8 @@ bool OTSoak::setUp() {
     json lists;
     for (const char* list : {"in_app", "subscribe", "banners"}) lists[list] = server_->dataFor(list);
     scenario_ = std::make_unique<OTSoakScenario>(options_.seed, lists);
-    ledger_ = std::make_unique<OTSoakLedger>(dailyCapOf(options_.campaigns), campaignCountsOf(lists));
+    ledger_ =
+        std::make_unique<OTSoakLedger>(dailyCapOf(options_.campaigns), campaignCountsOf(lists), kAnswerWithinSeconds);
     user_ = scenario_->user();
     return true;
 }
@@ -151,7 +158,7 @@ bool OTSoak::run() {
                 server_->expireTokens();
                 ++counts_.faults;
                 break;
-            case OTSoakScenario::Kind::Restart: endLife(false); break;
+            case OTSoakScenario::Kind::Restart: endLife(OTSoakLedger::End::Ended); break;
             case OTSoakScenario::Kind::KillDuring:
                 ++counts_.events;
                 if (child_->send(step.action.dump())) {
@@ -159,7 +166,7 @@ bool OTSoak::run() {
                     child_->readUntil([](const json&) { return false; }, step.killAfter,
                                       [this](const json& o) { observed(o); });
                 }
-                endLife(true);
+                endLife(OTSoakLedger::End::Killed);
                 break;
         }
         takeServerRequests();
@@ -168,7 +175,7 @@ bool OTSoak::run() {
         server_->clearFaults();
         if (networkDown_) perform({{"action", "network"}, {"state", "up"}});
         perform({{"action", "wait"}, {"seconds", kFinalWaitSeconds}});
-        endLife(false);
+        endLife(OTSoakLedger::End::Drained);
     }
     if (breaches_ == 0) {
         for (const auto& lost : ledger_->lostReports()) {
@@ -201,6 +208,8 @@ bool OTSoak::startLife() {
                                              "--steps",
                                              "--reports",
                                              "--console",
+                                             "--settle",
+                                             std::to_string(kSettleMilliseconds),
                                              "-"};
     if (!child_->spawn(options_.program, arguments, folder_ / "stderr.log")) {
         breach("cannot start " + options_.program.string());
@@ -220,7 +229,8 @@ bool OTSoak::startLife() {
     return true;
 }
 
-void OTSoak::endLife(bool kill) {
+void OTSoak::endLife(OTSoakLedger::End how) {
+    const bool kill = how == OTSoakLedger::End::Killed;
     if (!child_ || !child_->running()) return;
     measure();
     OTSoakChild::End end;
@@ -246,7 +256,7 @@ void OTSoak::endLife(bool kill) {
     dialogOnScreen_ = false;
     takeServerRequests();
     checkFiles();
-    ledger_->lifeEnded(counts_.steps, kill, queuesOnDisk());
+    ledger_->lifeEnded(counts_.steps, seconds(), how, queuesOnDisk());
 }
 
 bool OTSoak::perform(const json& action) {
@@ -273,7 +283,7 @@ bool OTSoak::perform(const json& action) {
         dialogOnScreen_ = false;
     }
     if (!child_->send(action.dump())) {
-        endLife(true);
+        endLife(OTSoakLedger::End::Killed);
         breach("the app stopped reading its steps");
         return false;
     }
@@ -297,7 +307,8 @@ bool OTSoak::perform(const json& action) {
 void OTSoak::observed(const json& observation) {
     const std::string type = observation.value("type", "");
     if (type == "report") {
-        ledger_->reportObserved(counts_.steps, observation);
+        if (options_.verbose) out_ << "  report " << observation.dump() << std::endl;
+        ledger_->reportObserved(counts_.steps, seconds(), observation);
     } else if (type == "dialog") {
         ++counts_.dialogs;
         dialogOnScreen_ = true;
@@ -316,6 +327,9 @@ void OTSoak::takeServerRequests() {
     for (const auto& request : server_->takeRequests()) {
         if (request.path != OTEventReporter::kReportPath || !request.body.is_object()) continue;
         for (const auto& report : request.body.value("events", json::array())) {
+            if (options_.verbose) {
+                out_ << "  server " << (request.refused ? "refused " : "received ") << report.dump() << std::endl;
+            }
             ledger_->serverReceived(report, request.refused);
         }
     }
@@ -366,6 +380,10 @@ void OTSoak::breach(const std::string& what) {
     out_ << "breach at step " << counts_.steps << " (seed " << options_.seed << "): " << what << std::endl;
 }
 
+double OTSoak::seconds() const {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - began_).count();
+}
+
 double OTSoak::localSeconds() const {
     const auto now = std::chrono::system_clock::now() + std::chrono::duration_cast<std::chrono::system_clock::duration>(
                                                             std::chrono::duration<double>(clockOffset_));
@@ -397,9 +415,9 @@ void OTSoak::printAccounting() {
          << "    refused             " << totals.refused << "\n"
          << "    queued              " << totals.queued << "\n"
          << "    dropped, queue full " << totals.droppedByBound << "\n"
-         << "    lost by design      " << totals.lostByOverwrite + totals.inFlightAtKill << " ("
-         << totals.lostByOverwrite << " in an overwritten queue file, " << totals.inFlightAtKill
-         << " in flight when killed)\n"
+         << "    lost by design      " << totals.lostByOverwrite + totals.inFlightAtEnd << " ("
+         << totals.lostByOverwrite << " in an overwritten queue file, " << totals.inFlightAtEnd
+         << " in memory when the app ended)\n"
          << "    lost otherwise      " << totals.lostOtherwise << "\n"
          << "    duplicates          " << totals.duplicates << "\n"
          << "  peak memory           " << mebibytes(counts_.peakMemory) << " (bound " << mebibytes(options_.memoryBound)

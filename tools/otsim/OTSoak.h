@@ -68,7 +68,7 @@ private:
     bool setUp();
     bool startLife();
     // Ends the life: killed at once, or asked to finish and waited for.
-    void endLife(bool kill);
+    void endLife(OTSoakLedger::End how);
     // Sends one action and reads what it caused until it is done; false when the app is gone.
     bool perform(const nlohmann::json& action);
     void observed(const nlohmann::json& observation);
@@ -77,6 +77,8 @@ private:
     void measure();
     OTSoakLedger::Queues queuesOnDisk() const;
     void breach(const std::string& what);
+    // Seconds since the run began.
+    double seconds() const;
     // Seconds since 1970 on the app's clock, in local time.
     double localSeconds() const;
     std::int64_t localDay() const;

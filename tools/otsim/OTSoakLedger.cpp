@@ -10,8 +10,9 @@ namespace corvane {
 
 namespace fs = std::filesystem;
 
-OTSoakLedger::OTSoakLedger(std::int64_t dailyCap, std::map<std::string, std::int64_t> campaignCounts)
-    : dailyCap_(dailyCap), campaignCounts_(std::move(campaignCounts)) {}
+OTSoakLedger::OTSoakLedger(std::int64_t dailyCap, std::map<std::string, std::int64_t> campaignCounts,
+                           double answerWithin)
+    : dailyCap_(dailyCap), campaignCounts_(std::move(campaignCounts)), answerWithin_(answerWithin) {}
 
 namespace {
 // The server reads whole numbers as integers where the app holds doubles (90 for 90.0): a report
@@ -57,23 +58,35 @@ void OTSoakLedger::lifeBegan(std::size_t step, const Queues& onDisk) {
     }
 }
 
-void OTSoakLedger::reportObserved(std::size_t step, const nlohmann::json& observation) {
+void OTSoakLedger::reportObserved(std::size_t step, double now, const nlohmann::json& observation) {
     const std::string fate = observation.value("fate", "");
     const std::string queue = observation.value("queue", "");
-    if (fate == "made" || fate == "queued") {
-        if (!observation.contains("report")) return;
-        note(step, observation["report"]);
-        active_.insert(keyOf(observation["report"]));
-        // Written before this life read its queue file back: whatever that file held is gone.
-        if (fate == "queued" && !loaded_.count(queue)) overwrote_.insert(queue);
-    } else if (fate == "dropped") {
+    if (fate == "dropped") {
         for (const auto& report : observation.value("reports", nlohmann::json::array()))
             note(step, report).dropped = true;
-    } else if (fate == "loaded") {
+        return;
+    }
+    if (fate == "loaded") {
         loaded_.insert(queue);
         if (const auto it = atStart_.find(queue); it != atStart_.end()) {
-            for (const auto& report : it->second) active_.insert(keyOf(report));
+            for (const auto& report : it->second) active_[keyOf(report)] = {now, false, false};
         }
+        return;
+    }
+    if (!observation.contains("report")) return;
+    note(step, observation["report"]);
+    const auto [it, added] = active_.try_emplace(keyOf(observation["report"]), Active{now, false, false});
+    auto& active = it->second;
+    if (fate == "made") {
+        active = {now, false, false};
+    } else if (fate == "sent" || fate == "refused") {
+        active.answered = true;
+    } else if (fate == "failed") {
+        active.failed = true;
+    } else if (fate == "queued") {
+        active.answered = observation.value("written", false);
+        // Written before this life read its queue file back: whatever that file held is gone.
+        if (!loaded_.count(queue)) overwrote_.insert(queue);
     }
 }
 
@@ -101,7 +114,7 @@ std::vector<std::string> OTSoakLedger::dialogShown(const std::string& campaign, 
     return broken;
 }
 
-void OTSoakLedger::lifeEnded(std::size_t step, bool killed, const Queues& onDisk) {
+void OTSoakLedger::lifeEnded(std::size_t step, double now, End end, const Queues& onDisk) {
     std::set<std::string> kept;
     for (const auto& [queue, reports] : onDisk) {
         for (const auto& report : reports) {
@@ -117,11 +130,13 @@ void OTSoakLedger::lifeEnded(std::size_t step, bool killed, const Queues& onDisk
             if (!kept.count(keyOf(report))) reports_[keyOf(report)].overwritten = true;
         }
     }
-    if (killed) {
-        for (const auto& key : active_) {
-            auto& report = reports_[key];
-            if (!report.onDisk && report.received == 0) report.inFlight = true;
-        }
+    // What the app still held in memory when it ended: waiting for an answer that had not had
+    // time to come, or lost in transport and killed before it was queued.
+    for (const auto& [key, active] : active_) {
+        auto& report = reports_[key];
+        if (report.onDisk || report.received > 0 || active.answered || end == End::Drained) continue;
+        const bool waiting = !active.failed && now - active.since < answerWithin_;
+        if (waiting || (active.failed && end == End::Killed)) report.inFlight = true;
     }
     atStart_.clear();
     active_.clear();
@@ -147,7 +162,7 @@ OTSoakLedger::Totals OTSoakLedger::totals() const {
         else if (report.onDisk) ++totals.queued;
         else if (report.dropped) ++totals.droppedByBound;
         else if (report.overwritten) ++totals.lostByOverwrite;
-        else if (report.inFlight) ++totals.inFlightAtKill;
+        else if (report.inFlight) ++totals.inFlightAtEnd;
         else ++totals.lostOtherwise;
     }
     return totals;

@@ -96,7 +96,8 @@ OTSoakScenario::Step OTSoakScenario::fault() {
         case 1: step.fault.code = 40001, step.faultName = "refused code"; break;
         case 2: step.fault.code = OTDevServer::kInvalidTokenCode, step.faultName = "token expired"; break;
         case 3:
-            step.fault.delay = std::chrono::milliseconds(between(200, 2500));
+            step.fault.delay =
+                std::chrono::milliseconds(between(200, static_cast<std::int64_t>(kMaxDelaySeconds * 1000)));
             step.faultName = "delay";
             break;
         case 4: step.fault.dropConnection = true, step.faultName = "dropped connection"; break;

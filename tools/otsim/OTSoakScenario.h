@@ -39,6 +39,8 @@ public:
         std::int64_t secondOfDay = 0;
     };
     static constexpr const char* kMainPage = "HomeVC";
+    // The longest an injected delay holds an answer back.
+    static constexpr double kMaxDelaySeconds = 2.5;
     static constexpr const char* kGroup = "group.soak";
 
     // `campaigns` holds the server's lists by folder ("in_app", "subscribe", "banners").

@@ -35,6 +35,7 @@ int main(int argc, char** argv) {
     std::string report;
     bool reports = false;
     bool steps = false;
+    std::int64_t settle = 150;
     std::optional<std::uint64_t> soakSeed;
     std::int64_t soakDays = corvane::OTSoak::kDefaultDays;
     app.add_option("scenario", scenario, "scenario file (JSON lines)");
@@ -69,6 +70,9 @@ int main(int argc, char** argv) {
     app.add_flag("--steps", steps,
                  "follow each action, once done, with a \"step\" observation, for a driver that feeds the scenario "
                  "a line at a time");
+    app.add_option("--settle", settle, "milliseconds the main loop runs after each action")
+        ->capture_default_str()
+        ->check(CLI::Range(std::int64_t{1}, std::int64_t{10000}));
     app.add_option("--soak", soakSeed,
                    "run a long random scenario made from this seed against the embedded dev server, restarting the "
                    "app on the same files and killing it at random points; exit status 0 only when every "
@@ -162,6 +166,7 @@ int main(int argc, char** argv) {
     options.logLevel = logLevel;
     options.reports = reports;
     options.steps = steps;
+    options.settle = std::chrono::milliseconds(settle);
     if (!report.empty()) {
         // The report shows each dialog and banner: as a page beside it, and as a picture when it can.
         if (!options.htmlDirectory) options.htmlDirectory = std::filesystem::path(report) / "pages";
