@@ -160,7 +160,7 @@ bool OTSoak::run() {
                 break;
             case OTSoakScenario::Kind::Restart: endLife(OTSoakLedger::End::Ended); break;
             case OTSoakScenario::Kind::KillDuring:
-                ++counts_.events;
+                track(step.action);
                 if (child_->send(step.action.dump())) {
                     ++line_;
                     child_->readUntil([](const json&) { return false; }, step.killAfter,
@@ -259,7 +259,7 @@ void OTSoak::endLife(OTSoakLedger::End how) {
     ledger_->lifeEnded(counts_.steps, seconds(), how, queuesOnDisk());
 }
 
-bool OTSoak::perform(const json& action) {
+void OTSoak::track(const json& action) {
     const std::string name = action.value("action", "");
     if (name == "clock" && !startingLife_) {
         const double advance = action.value("advance", 0.0);
@@ -282,6 +282,10 @@ bool OTSoak::perform(const json& action) {
     } else if (name == "tap") {
         dialogOnScreen_ = false;
     }
+}
+
+bool OTSoak::perform(const json& action) {
+    track(action);
     if (!child_->send(action.dump())) {
         endLife(OTSoakLedger::End::Killed);
         breach("the app stopped reading its steps");
@@ -315,6 +319,10 @@ void OTSoak::observed(const json& observation) {
         const std::string campaign = observation.value("campaign", "");
         for (const auto& broken : ledger_->dialogShown(campaign, period_, localDay(), userEpoch_)) breach(broken);
         if (options_.verbose) out_ << "  dialog " << campaign << " on day " << localDay() << std::endl;
+    } else if (type == "decision") {
+        for (const auto& campaign : observation.value("campaigns", json::array())) {
+            if (campaign.is_object() && campaign.value("reason", "") == "dailyCap") ++counts_.cappedDialogs;
+        }
     } else if (type == "closed") {
         dialogOnScreen_ = false;
     } else if (type == "error") {
@@ -406,7 +414,8 @@ void OTSoak::printAccounting() {
          << seconds << " s\n"
          << "  steps                 " << counts_.steps << "\n"
          << "  events                " << counts_.events << "\n"
-         << "  dialogs shown         " << counts_.dialogs << "\n"
+         << "  dialogs shown         " << counts_.dialogs << " (" << counts_.cappedDialogs
+         << " held back by the daily cap)\n"
          << "  clock moves           " << counts_.clockMoves << "\n"
          << "  faults injected       " << counts_.faults << "\n"
          << "  restarts              " << counts_.restarts << " (" << counts_.kills << " killed)\n"

@@ -60,6 +60,7 @@ private:
         std::size_t kills = 0;
         std::size_t clockMoves = 0;
         std::size_t dialogs = 0;
+        std::size_t cappedDialogs = 0;
         std::size_t actionErrors = 0;
         std::size_t peakMemory = 0;
         std::size_t peakDisk = 0;
@@ -69,6 +70,8 @@ private:
     bool startLife();
     // Ends the life: killed at once, or asked to finish and waited for.
     void endLife(OTSoakLedger::End how);
+    // What an action changes of the run's own state: the clock, the user, the network.
+    void track(const nlohmann::json& action);
     // Sends one action and reads what it caused until it is done; false when the app is gone.
     bool perform(const nlohmann::json& action);
     void observed(const nlohmann::json& observation);

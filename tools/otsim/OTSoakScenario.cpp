@@ -144,15 +144,22 @@ OTSoakScenario::Step OTSoakScenario::next(const State& state) {
     } else if (roll < 0.84) {
         step.action = clockMove(state);
     } else if (roll < 0.86) {
+        // Another user, or the same one with a new server time offset.
         user_ = pick(kUsers);
-        step.action = {{"action", "profile"}, {"profile", {{"xwho", user_}, {"calibration_time", 0}}}};
+        step.action = {{"action", "profile"},
+                       {"profile", {{"xwho", user_}, {"calibration_time", static_cast<double>(between(-20, 20)) / 4}}}};
     } else if (roll < 0.91) {
         step.action = {{"action", "wait"}, {"seconds", static_cast<double>(between(1, 15)) / 10}};
     } else if (roll < 0.935) {
         step.kind = Kind::Restart;
     } else if (roll < 0.96) {
+        // Killed while it handles an event, a tap (the dialog records are written) or the
+        // network's return (the queues are read back and written).
         step.kind = Kind::KillDuring;
-        step.action = event();
+        const double what = chance();
+        step.action = what < 0.6   ? event()
+                      : what < 0.8 ? json{{"action", "tap"}, {"element", pick(kElements)}}
+                                   : json{{"action", "network"}, {"state", state.networkDown ? "up" : "down"}};
         step.killAfter = std::chrono::milliseconds(between(0, 300));
     } else {
         step.action = {{"action", "dismiss"}};
