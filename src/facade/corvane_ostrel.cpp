@@ -57,6 +57,18 @@ json parsedObject(const char* text, corvane_status& status) {
 // A JSON value as the text a C callback is handed; invalid UTF-8 is replaced, never thrown on.
 std::string callbackText(const json& value) { return value.dump(-1, ' ', false, json::error_handler_t::replace); }
 
+// Hands each record to a C callback as JSON text; a NULL callback stops the records.
+void listenWith(void (*listen)(std::function<void(const json&)>), void (*callback)(void*, const char*), void* user) {
+    (void)guarded([&] {
+        if (callback == nullptr) {
+            listen(nullptr);
+        } else {
+            listen([callback, user](const json& record) { callback(user, callbackText(record).c_str()); });
+        }
+        return CORVANE_OK;
+    });
+}
+
 // Hands the engine behind `observer` the JSON object `text` holds.
 template <class Hand>
 corvane_status toEngine(corvane_observer* observer, const char* text, Hand&& hand) noexcept {
@@ -171,27 +183,11 @@ void corvane_set_dialog_visible(int visible) {
 }
 
 void corvane_set_decision_listener(corvane_decision_callback callback, void* user) {
-    (void)guarded([&] {
-        if (callback == nullptr) {
-            CorvaneOtManager::setDecisionListener(nullptr);
-        } else {
-            CorvaneOtManager::setDecisionListener(
-                [callback, user](const nlohmann::json& record) { callback(user, callbackText(record).c_str()); });
-        }
-        return CORVANE_OK;
-    });
+    listenWith(&CorvaneOtManager::setDecisionListener, callback, user);
 }
 
 void corvane_set_report_listener(corvane_report_callback callback, void* user) {
-    (void)guarded([&] {
-        if (callback == nullptr) {
-            CorvaneOtManager::setReportListener(nullptr);
-        } else {
-            CorvaneOtManager::setReportListener(
-                [callback, user](const nlohmann::json& record) { callback(user, callbackText(record).c_str()); });
-        }
-        return CORVANE_OK;
-    });
+    listenWith(&CorvaneOtManager::setReportListener, callback, user);
 }
 
 corvane_status corvane_push_track(int64_t type, const char* msg_json, const char* group_identifier) {

@@ -61,6 +61,7 @@ private:
         std::size_t clockMoves = 0;
         std::size_t dialogs = 0;
         std::size_t cappedDialogs = 0;
+        std::size_t unattributedDialogs = 0;
         std::size_t actionErrors = 0;
         std::size_t peakMemory = 0;
         std::size_t peakDisk = 0;
@@ -108,6 +109,8 @@ private:
     bool dialogOnScreen_ = false;
     std::int64_t period_ = 0;
     std::int64_t userEpoch_ = 0;
+    double userChangedAt_ = -1e9;
+    double userChangeSeconds_ = 0;
     std::string user_;
 };
 

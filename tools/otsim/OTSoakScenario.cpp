@@ -7,10 +7,10 @@ namespace corvane {
 using json = nlohmann::json;
 
 namespace {
-constexpr std::int64_t kDay = 24 * 3600;
+constexpr std::int64_t kDay = std::int64_t{24} * 3600;
 // Clock moves land at least this far from midnight, so that the driver and the app, reading
 // the clock a moment apart, agree on the calendar day.
-constexpr std::int64_t kMidnightMargin = 30 * 60;
+constexpr std::int64_t kMidnightMargin = std::int64_t{30} * 60;
 const std::vector<std::string> kPages = {"HomeVC", "MineVC", "DetailVC"};
 const std::vector<std::string> kUsers = {"u1", "u2", "u3"};
 const std::vector<std::string> kElements = {"close", "left", "right", "middle", "image"};
