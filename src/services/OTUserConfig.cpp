@@ -86,9 +86,10 @@ std::uint64_t OTUserConfig::dailyPopWindowCount() const {
 }
 
 void OTUserConfig::setDailyPopWindowCount(std::uint64_t value) {
-    defaults().setValue(OTPropertyList(value), kDailyCountKey);
+    // The count and its day reach the file together: a crash between two writes would leave a
+    // count under an older day, which reads as a new day with nothing shown.
+    defaults().setValues({{kDailyCountKey, OTPropertyList(value)}, {kDailyCountMarkTimeKey, OTPropertyList(now())}});
     defaults().synchronize();
-    setDailyPopWindowCountMarkTime(now());
 }
 
 OTUserConfig::Date OTUserConfig::dailyPopWindowCountMarkTime() const {

@@ -56,21 +56,28 @@ std::optional<OTPropertyList> OTUserDefaults::valueForKey(const std::string& key
     return resolved(it->second);
 }
 
-void OTUserDefaults::setValue(const OTPropertyList& value, const std::string& key) {
+void OTUserDefaults::setValue(const OTPropertyList& value, const std::string& key) { setValues({{key, value}}); }
+
+void OTUserDefaults::setValues(const std::vector<std::pair<std::string, OTPropertyList>>& values) {
     std::lock_guard lock(mutex_);
-    auto stored = storedFormLocked(value, key);
-    if (!stored) {
-        OTLog(OTLogger::kLevelError, "数据文件写入失败，未写入用户设置：%@", key);
-        return;
-    }
-    const bool wasFile = [&] {
+    std::vector<std::string> noLongerFiles;
+    bool changed = false;
+    for (const auto& [key, value] : values) {
+        auto stored = storedFormLocked(value, key);
+        if (!stored) {
+            OTLog(OTLogger::kLevelError, "数据文件写入失败，未写入用户设置：%@", key);
+            continue;
+        }
         const auto it = values_.find(key);
-        return it != values_.end() && dataFileName(it->second) != nullptr;
-    }();
-    const bool isFile = dataFileName(*stored) != nullptr;
-    values_.insert_or_assign(key, std::move(*stored));
+        if (it != values_.end() && dataFileName(it->second) != nullptr && dataFileName(*stored) == nullptr) {
+            noLongerFiles.push_back(key);
+        }
+        values_.insert_or_assign(key, std::move(*stored));
+        changed = true;
+    }
+    if (!changed) return;
     writeLocked();
-    if (wasFile && !isFile) removeDataFileLocked(key);
+    for (const auto& key : noLongerFiles) removeDataFileLocked(key);
 }
 
 std::optional<OTPropertyList> OTUserDefaults::storedFormLocked(const OTPropertyList& value,

@@ -7,6 +7,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "foundation/OTPropertyList.h"
 
@@ -26,6 +28,8 @@ public:
 
     std::optional<OTPropertyList> valueForKey(const std::string& key) const;
     void setValue(const OTPropertyList& value, const std::string& key);
+    // Several values in one write of the file: a crash leaves all of them or none.
+    void setValues(const std::vector<std::pair<std::string, OTPropertyList>>& values);
 
     // JSON view of a value; null removes the entry, as storing nil does.
     std::optional<nlohmann::json> objectForKey(const std::string& key) const;

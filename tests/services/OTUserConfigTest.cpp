@@ -1,4 +1,8 @@
 #include <gtest/gtest.h>
+#include <sys/inotify.h>
+#include <unistd.h>
+
+#include <filesystem>
 
 #include "foundation/OTFiles.h"
 #include "services/OTUserConfig.h"
@@ -38,6 +42,27 @@ TEST(OTUserConfig, DailyCounterRestartsOnANewLocalDayAndEveryWriteMovesTheMark) 
     config->setDailyPopWindowCount(config->dailyPopWindowCount() + 1);
     EXPECT_EQ(config->dailyPopWindowCount(), 1u);
     EXPECT_EQ(config->dailyPopWindowCountMarkTime(), test.clock().now());
+    // The count and its day reach the file in one write: killed between two, the count would stand
+    // under the day before and read as a new day with nothing shown.
+    const auto file = std::filesystem::path(OTUserDefaults::standardUserDefaults().path());
+    const int watch = ::inotify_init1(IN_NONBLOCK);
+    ASSERT_GE(watch, 0);
+    // Each write renames a temporary file of its own onto the file.
+    ASSERT_GE(::inotify_add_watch(watch, file.parent_path().c_str(), IN_MOVED_FROM), 0);
+    test.clock().advance(24h);
+    config->setDailyPopWindowCount(config->dailyPopWindowCount() + 1);
+    std::size_t replaced = 0;
+    alignas(inotify_event) char events[4096];
+    for (auto n = ::read(watch, events, sizeof events); n > 0; n = ::read(watch, events, sizeof events)) {
+        for (char* at = events; at < events + n;) {
+            const auto* event = reinterpret_cast<const inotify_event*>(at);
+            if (event->len > 0 && std::string(event->name).starts_with(file.filename().string() + ".tmp")) ++replaced;
+            at += sizeof(inotify_event) + event->len;
+        }
+    }
+    ::close(watch);
+    EXPECT_EQ(replaced, 1u);
+    EXPECT_EQ(OTUserConfig::defaultConfig()->dailyPopWindowCount(), 1u);
 
     // A new user clears the counter only; the mark and the limit stay.
     config->setMaxDailyPopWindowCount(5);

@@ -5,9 +5,11 @@
 #include <fstream>
 #include <future>
 #include <nlohmann/json.hpp>
+#include <sstream>
 #include <string>
 #include <vector>
 
+#include "OTSoak.h"
 #include "OTSoakLedger.h"
 #include "foundation/OTFiles.h"
 #include "foundation/OTPropertyList.h"
@@ -149,6 +151,31 @@ TEST(OTSoakLedger, AHalfWrittenFileIsFoundAndTemporaryOrAbsentOnesAreNot) {
     std::ofstream(folder / "Documents" / "half.plist") << whole.substr(0, whole.size() / 2);
     EXPECT_EQ(OTSoakLedger::unreadableFiles(folder),
               std::vector<std::filesystem::path>{folder / "Documents" / "half.plist"});
+}
+
+// An app that dies or stops answering ends the run with a breach that names the step.
+TEST(OTSoak, AnAppThatDiesOrHangsIsABreach) {
+    OTTestEnvironment test;
+    const auto hangs = test.root() / "hangs.sh";
+    std::ofstream(hangs) << "#!/bin/sh\nexec sleep 30\n";
+    std::filesystem::permissions(hangs, std::filesystem::perms::owner_all);
+    for (const auto& [program, expected] :
+         {std::pair{std::filesystem::path("/bin/false"), std::string("the app exited with status 1 on ")},
+          std::pair{hangs, std::string("the app hung on ")}}) {
+        OTSoak::Options options;
+        options.seed = 1;
+        options.campaigns = OT_SAMPLE_CAMPAIGNS;
+        options.folder = test.root() / ("run-" + program.filename().string());
+        options.program = program;
+        options.stepTimeout = std::chrono::seconds(1);
+        std::ostringstream out;
+        EXPECT_FALSE(OTSoak(options, out).run());
+        EXPECT_NE(out.str().find("breach at step 0 (seed 1): " + expected + R"({"action":"app")"), std::string::npos)
+            << out.str();
+        EXPECT_TRUE(out.str().ends_with("  invariants            1 breached\nsoak: the run's files are kept in " +
+                                        options.folder->string() + "\n"))
+            << out.str();
+    }
 }
 
 // A few short seeded runs, each restarting and killing the app: every invariant holds.

@@ -61,7 +61,6 @@ private:
         std::size_t clockMoves = 0;
         std::size_t dialogs = 0;
         std::size_t cappedDialogs = 0;
-        std::size_t unattributedDialogs = 0;
         std::size_t actionErrors = 0;
         std::size_t peakMemory = 0;
         std::size_t peakDisk = 0;
@@ -71,6 +70,8 @@ private:
     bool startLife();
     // Ends the life: killed at once, or asked to finish and waited for.
     void endLife(OTSoakLedger::End how);
+    // A change of user or a clock move: the app counts later dialogs for another user or day.
+    bool changesWhatDialogsCount(const nlohmann::json& action) const;
     // What an action changes of the run's own state: the clock, the user, the network.
     void track(const nlohmann::json& action);
     // Sends one action and reads what it caused until it is done; false when the app is gone.
@@ -109,8 +110,8 @@ private:
     bool dialogOnScreen_ = false;
     std::int64_t period_ = 0;
     std::int64_t userEpoch_ = 0;
-    double userChangedAt_ = -1e9;
-    double userChangeSeconds_ = 0;
+    // How long a dialog decided now may take to appear.
+    double dialogSeconds_ = 0;
     std::string user_;
 };
 
