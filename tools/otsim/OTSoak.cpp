@@ -30,7 +30,7 @@ constexpr double kFinalWaitSeconds = 3;
 constexpr int kSettleMilliseconds = 40;
 // How long a dialog decided now may take to appear, beyond the longest delay of a campaign: the
 // fixed 0.2 s, the animation and the steps between.
-constexpr double kDialogMarginSeconds = 0.8;
+constexpr double kDialogMarginSeconds = 0.5;
 // A report is answered within the transport's time-out, after the longest delay the soak injects.
 constexpr double kAnswerWithinSeconds =
     std::chrono::duration<double>(OTNetwork::kDefaultTimeout).count() + OTSoakScenario::kMaxDelaySeconds + 5;
@@ -170,7 +170,10 @@ bool OTSoak::run() {
                 // A dialog is counted when it is decided and appears a moment later: one decided
                 // before a change of user or a clock move would appear counted for the earlier user
                 // or day. Such a step waits for the dialogs already decided.
-                if (changesWhatDialogsCount(step.action)) perform({{"action", "wait"}, {"seconds", dialogSeconds_}});
+                if (changesWhatDialogsCount(step.action)) {
+                    const double pending = dialogSeconds_ - (seconds() - lastActionAt_);
+                    if (pending > 0) perform({{"action", "wait"}, {"seconds", std::ceil(pending * 10) / 10}});
+                }
                 perform(step.action);
                 break;
             case OTSoakScenario::Kind::Fault:
@@ -315,6 +318,8 @@ void OTSoak::track(const json& action) {
 
 bool OTSoak::perform(const json& action) {
     track(action);
+    // Any action but a wait may lead the app to decide on a dialog.
+    if (action.value("action", "") != "wait") lastActionAt_ = seconds();
     if (!child_->send(action.dump())) {
         endLife(OTSoakLedger::End::Killed);
         breach("the app stopped reading its steps");

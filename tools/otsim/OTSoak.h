@@ -110,8 +110,10 @@ private:
     bool dialogOnScreen_ = false;
     std::int64_t period_ = 0;
     std::int64_t userEpoch_ = 0;
-    // How long a dialog decided now may take to appear.
+    // How long a dialog decided now may take to appear, and when the last action that may have
+    // decided one was sent.
     double dialogSeconds_ = 0;
+    double lastActionAt_ = 0;
     std::string user_;
 };
 

@@ -76,7 +76,7 @@ json OTSoakScenario::event() {
 json OTSoakScenario::clockMove(const State& state) {
     const double roll = chance();
     // Mostly forward by hours, sometimes past the next midnight or a whole day on, now and then back.
-    std::int64_t advance = roll < 0.65   ? between(1, 5) * 3600
+    std::int64_t advance = roll < 0.65   ? between(2, 6) * 3600
                            : roll < 0.85 ? between(6, 14) * 3600
                            : roll < 0.92 ? between(24, 30) * 3600
                                          : -between(1, 12) * 3600;
@@ -143,7 +143,7 @@ OTSoakScenario::Step OTSoakScenario::next(const State& state) {
         step.kind = Kind::ExpireTokens;
     } else if (roll < 0.84) {
         step.action = clockMove(state);
-    } else if (roll < 0.86) {
+    } else if (roll < 0.855) {
         // Another user, or the same one with a new server time offset.
         user_ = pick(kUsers);
         step.action = {{"action", "profile"},
