@@ -321,8 +321,9 @@ bool OTSoak::perform(const json& action) {
     // Any action but a wait may lead the app to decide on a dialog.
     if (action.value("action", "") != "wait") lastActionAt_ = seconds();
     if (!child_->send(action.dump())) {
-        endLife(OTSoakLedger::End::Killed);
-        breach("the app stopped reading its steps");
+        // Gone, or no longer reading: how it ended says which.
+        child_->kill();
+        breach("the app " + child_->wait().describe() + " on " + action.dump());
         return false;
     }
     const auto line = ++line_;
