@@ -11,6 +11,7 @@
 
 #include "capi/OTCApiHost.h"
 #include "platform/OTPageClassRegistry.h"
+#include "server/OTEventReporter.h"
 #include "services/OTImageDiskCache.h"
 #include "support/OTServerHarness.h"
 #include "ui/OTBannerManager.h"
@@ -94,7 +95,11 @@ TEST(OTCApi, ACHostStartsSendsEventsAndReceivesBannersFromTheDevServer) {
     EXPECT_EQ(record["campaigns"][0]["verdict"], "sentToServer");
     EXPECT_EQ(record["campaigns"][1]["reason"], "eventName");
     ot_capi_listen_for_decisions(nullptr);
-    // A delivered push's report is told to the C host as it is made, on the calling thread.
+    // A delivered push's report is told to the C host as it is made, on the calling thread; its
+    // answer is held back until the listener is gone, so nothing calls the host from another thread.
+    OTDevServer::Fault slow;
+    slow.delay = 500ms;
+    h.server.injectFault(OTEventReporter::kReportPath, slow);
     ot_capi_records reports{};
     ot_capi_listen_for_reports(&reports);
     ASSERT_EQ(corvane_push_track(0, R"({"activityId":"55"})", "group.demo"), CORVANE_OK);
