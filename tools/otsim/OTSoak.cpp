@@ -243,15 +243,10 @@ bool OTSoak::startLife() {
     }
     line_ = 0;
     dialogOnScreen_ = false;
-    // The preamble puts back the clock this run has reached; it moves nothing.
-    startingLife_ = true;
+    // The preamble puts back the clock, user and network this run has reached; it changes none.
     for (const auto& action : scenario_->preamble(clockOffset_, networkDown_)) {
-        if (!perform(action)) {
-            startingLife_ = false;
-            return false;
-        }
+        if (!exchange(action)) return false;
     }
-    startingLife_ = false;
     return true;
 }
 
@@ -293,7 +288,7 @@ bool OTSoak::changesWhatDialogsCount(const json& action) const {
 
 void OTSoak::track(const json& action) {
     const std::string name = action.value("action", "");
-    if (name == "clock" && !startingLife_) {
+    if (name == "clock") {
         const double advance = action.value("advance", 0.0);
         clockOffset_ += advance;
         reached_ = std::max(reached_, clockOffset_);
@@ -318,6 +313,10 @@ void OTSoak::track(const json& action) {
 
 bool OTSoak::perform(const json& action) {
     track(action);
+    return exchange(action);
+}
+
+bool OTSoak::exchange(const json& action) {
     // Any action but a wait may lead the app to decide on a dialog.
     if (action.value("action", "") != "wait") lastActionAt_ = seconds();
     if (!child_->send(action.dump())) {

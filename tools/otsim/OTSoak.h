@@ -74,8 +74,10 @@ private:
     bool changesWhatDialogsCount(const nlohmann::json& action) const;
     // What an action changes of the run's own state: the clock, the user, the network.
     void track(const nlohmann::json& action);
-    // Sends one action and reads what it caused until it is done; false when the app is gone.
+    // Tracks one action, then exchanges it.
     bool perform(const nlohmann::json& action);
+    // Sends one action and reads what it caused until it is done; false when the app is gone.
+    bool exchange(const nlohmann::json& action);
     void observed(const nlohmann::json& observation);
     void takeServerRequests();
     void checkFiles();
@@ -105,7 +107,6 @@ private:
     std::size_t line_ = 0;
     double clockOffset_ = 0;
     double reached_ = 0;
-    bool startingLife_ = false;
     bool networkDown_ = false;
     bool dialogOnScreen_ = false;
     std::int64_t period_ = 0;
