@@ -16,7 +16,7 @@ for argument in "$@"; do
 done
 # shellcheck source=packages.sh
 . "$root/scripts/packages.sh"
-ensure_packages python3 clang-format clang-tidy clang cmake ninja-build pkg-config \
+ensure_packages python3 clang-format-14 clang-tidy-14 clang-14 cmake ninja-build pkg-config \
   libcurl4-openssl-dev nlohmann-json3-dev libssl-dev libcpp-httplib-dev libcli11-dev \
   libgtest-dev libgmock-dev libbenchmark-dev
 
@@ -27,15 +27,15 @@ python3 scripts/check-layers.py
 mapfile -t sources < <(git ls-files 'src/*.h' 'src/*.cpp' 'include/*.h' 'tools/*.h' 'tools/*.cpp' \
   'tests/*.h' 'tests/*.cpp' 'bench/*.cpp' 'fuzz/*.h' 'fuzz/*.cpp' 'examples/*.cpp')
 if [ "$fix" -eq 1 ]; then
-  clang-format -i "${sources[@]}"
+  clang-format-14 -i "${sources[@]}"
 else
   echo "lint: format"
-  clang-format --dry-run -Werror "${sources[@]}"
+  clang-format-14 --dry-run -Werror "${sources[@]}"
 fi
 
 [ "$tidy" -eq 1 ] || exit 0
 echo "lint: clang-tidy"
 # A compilation database for clang, file by file and without precompiled headers; clang-tidy
 # needs no build.
-cmake -S . -B build/lint -G Ninja -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON -DOT_UNITY_BUILD=OFF >/dev/null
-run-clang-tidy -p build/lint -j "$(nproc)" -quiet "$root/(src|tools)/"
+cmake -S . -B build/lint -G Ninja -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14 -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON -DOT_UNITY_BUILD=OFF >/dev/null
+run-clang-tidy-14 -p build/lint -j "$(nproc)" -quiet "$root/(src|tools)/"

@@ -13,11 +13,14 @@ root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 . "$root/scripts/packages.sh"
 ensure_packages g++ cmake ninja-build pkg-config ccache \
   libcurl4-openssl-dev nlohmann-json3-dev libssl-dev libcpp-httplib-dev libcli11-dev
-[ "$preset" != clang ] || ensure_packages clang libclang-rt-14-dev
+# clang 14 by its full name: the Swift toolchain brings a `clang` of its own, which has no
+# libFuzzer of Debian's and other warnings.
+[ "$preset" != clang ] || ensure_packages clang-14 libclang-rt-14-dev
 # The tests and benchmarks (and what they need) only for a whole build: the demo goes without.
 suite=ON
 [ "$#" -eq 0 ] || suite=OFF
-[ "$suite" = OFF ] || ensure_packages libgtest-dev libgmock-dev libbenchmark-dev
+# Chromium and a Chinese font for the tests that draw pages to pictures.
+[ "$suite" = OFF ] || ensure_packages libgtest-dev libgmock-dev libbenchmark-dev chromium fonts-noto-cjk
 
 cd "$root"
 cmake --preset "$preset" -DOT_BUILD_TESTS="$suite" -DOT_BUILD_BENCHMARKS="$suite" >/dev/null

@@ -124,11 +124,39 @@ CORVANE_EXPORT void corvane_set_report_listener(corvane_report_callback callback
 
 /* ---- The main thread ----------------------------------------------------------------------
  * The library's main-thread work (dialogs, banners, navigation) runs on the thread that first
- * called into it, whenever that thread calls corvane_run_main_queue: from the host's own loop,
- * every frame or every few milliseconds. It returns how many pieces of work ran, then calls the
- * presenter with what changed on screen. Called on another thread it does nothing. The calls
- * marked "Main thread" below answer CORVANE_ERROR_WRONG_THREAD on any other. */
+ * called into it, whenever that thread calls corvane_run_main_queue. It returns how many pieces of
+ * work ran, then calls the presenter with what changed on screen. Called on another thread it does
+ * nothing. The calls marked "Main thread" below answer CORVANE_ERROR_WRONG_THREAD on any other. */
 CORVANE_EXPORT size_t corvane_run_main_queue(void);
+/* Wakes the host when the library has main-thread work: `callback` is called with `user`, from a
+ * thread of the library's, when work falls due and corvane_run_main_queue has not run since the
+ * last call; the host then has its main thread call corvane_run_main_queue (on Apple,
+ * DispatchQueue.main.async). Work due later wakes the host when it falls due, so an idle host is
+ * never woken, and a host with a waker need not poll. A NULL callback stops the calls. */
+typedef void (*corvane_waker_callback)(void* user);
+CORVANE_EXPORT void corvane_set_main_queue_waker(corvane_waker_callback callback, void* user);
+
+/* ---- HTTP through the host ---------------------------------------------------------------------
+ * A host with an HTTP client of its own (URLSession on Apple) carries the library's requests
+ * instead of libcurl. `send` is handed each request with `user`, on a thread of the library's:
+ * an id, the method, the address (always http or https), the headers as a JSON array of
+ * [name, value] pairs, the body (NULL when there is none; it lives only for the call) and the
+ * time-out in seconds. The host answers that id exactly once, from any thread, with
+ * corvane_http_answer (an HTTP answer of any status) or corvane_http_fail (no answer: a code and
+ * text of the platform's, e.g. -1001 timed out, -1009 offline). The library keeps its bounds
+ * whatever the host does: a body over 16 MiB fails the request, a request not answered within its
+ * time-out fails as timed out (-1001), and an id answered already (or unknown) is
+ * CORVANE_ERROR_NOT_FOUND. Set it before corvane_start; NULL gives the requests back to libcurl,
+ * and requests already handed over can still be answered. */
+typedef void (*corvane_http_send_callback)(void* user, uint64_t request, const char* method, const char* url,
+                                           const char* headers_json, const uint8_t* body, size_t body_length,
+                                           double timeout_seconds);
+CORVANE_EXPORT void corvane_set_http_transport(corvane_http_send_callback send, void* user);
+/* `status` 100 to 599, else CORVANE_ERROR_INVALID_ARGUMENT and the request still waits; `body` may be
+ * NULL only when `length` is 0. */
+CORVANE_EXPORT corvane_status corvane_http_answer(uint64_t request, int64_t status, const uint8_t* body, size_t length);
+/* `code` is the platform's failure code, `description` its text (NULL for none). */
+CORVANE_EXPORT corvane_status corvane_http_fail(uint64_t request, int64_t code, const char* description);
 
 /* ---- Drawing what the library shows ----------------------------------------------------------
  * A host that draws its own user interface gets each surface the library shows (a dialog, the

@@ -2,7 +2,9 @@
 // values and calls it, and lets nothing thrown cross into the C caller.
 #include "corvane/corvane_ostrel.h"
 
+#include <chrono>
 #include <cmath>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -14,6 +16,7 @@
 #include "foundation/OTJSONLimits.h"
 #include "model/OTConfigurationReader.h"
 #include "platform/OTEnvironment.h"
+#include "platform/OTHostHTTPTransport.h"
 #include "services/OTLogger.h"
 
 struct corvane_observer {
@@ -88,6 +91,22 @@ corvane_status onMainThread(Body&& body) noexcept {
         if (!corvane::OTEnvironment::current()->scheduler().isMainThread()) return CORVANE_ERROR_WRONG_THREAD;
         return body();
     });
+}
+
+// The environment's transport for the host's HTTP client, made on first use.
+std::shared_ptr<corvane::OTHostHTTPTransport> hostHTTP() {
+    return corvane::OTEnvironment::current()->singleton<corvane::OTHostHTTPTransport>(
+        [] { return std::make_shared<corvane::OTHostHTTPTransport>(); });
+}
+
+// Hands a request to the host's C callback.
+void sendToHost(corvane_http_send_callback send, void* user, std::uint64_t id,
+                const corvane::OTHTTPTransport::Request& request) {
+    json headers = json::array();
+    for (const auto& [name, value] : request.headers) headers.push_back({name, value});
+    const auto* body = request.body ? reinterpret_cast<const std::uint8_t*>(request.body->data()) : nullptr;
+    send(user, id, request.method.c_str(), request.url.c_str(), callbackText(headers).c_str(), body,
+         request.body ? request.body->size() : 0, std::chrono::duration<double>(request.timeout).count());
 }
 
 // The configuration a JSON object describes; nothing when a field has the wrong kind.
@@ -270,6 +289,49 @@ size_t corvane_run_main_queue(void) {
         return CORVANE_OK;
     });
     return ran;
+}
+
+void corvane_set_main_queue_waker(corvane_waker_callback callback, void* user) {
+    (void)guarded([&] {
+        std::function<void()> waker;
+        if (callback != nullptr) waker = [callback, user] { callback(user); };
+        corvane::OTEnvironment::current()->scheduler().setMainQueueWaker(std::move(waker));
+        return CORVANE_OK;
+    });
+}
+
+void corvane_set_http_transport(corvane_http_send_callback send, void* user) {
+    (void)guarded([&] {
+        auto environment = corvane::OTEnvironment::current();
+        if (send == nullptr) {
+            environment->setHostHTTP(nullptr);
+            return CORVANE_OK;
+        }
+        auto transport = hostHTTP();
+        transport->setSender([send, user](std::uint64_t id, const corvane::OTHTTPTransport::Request& request) {
+            sendToHost(send, user, id, request);
+        });
+        environment->setHostHTTP(transport);
+        return CORVANE_OK;
+    });
+}
+
+corvane_status corvane_http_answer(uint64_t request, int64_t status, const uint8_t* body, size_t length) {
+    return guarded([&] {
+        if (body == nullptr && length > 0) return CORVANE_ERROR_NULL_ARGUMENT;
+        if (status < 100 || status > 599) return CORVANE_ERROR_INVALID_ARGUMENT;
+        const bool waited =
+            hostHTTP()->answer(request, static_cast<long>(status), reinterpret_cast<const char*>(body), length);
+        return waited ? CORVANE_OK : CORVANE_ERROR_NOT_FOUND;
+    });
+}
+
+corvane_status corvane_http_fail(uint64_t request, int64_t code, const char* description) {
+    return guarded([&] {
+        const bool waited =
+            hostHTTP()->fail(request, static_cast<long>(code), description == nullptr ? "" : description);
+        return waited ? CORVANE_OK : CORVANE_ERROR_NOT_FOUND;
+    });
 }
 
 corvane_status corvane_set_presenter(const corvane_presenter* presenter) {

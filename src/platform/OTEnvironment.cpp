@@ -35,7 +35,8 @@ OTEnvironment::OTEnvironment(Parts parts)
       uiHost_(parts.uiHost ? std::move(parts.uiHost) : OTUIHost::makeDefault()),
       reachability_(parts.reachability ? std::move(parts.reachability)
                                        : std::make_shared<OTManualReachabilitySource>()),
-      http_(parts.http ? std::move(parts.http) : std::make_shared<OTCurlHTTPTransport>()),
+      http_(std::make_shared<OTRoutedHTTPTransport>(parts.http ? std::move(parts.http)
+                                                               : std::make_shared<OTCurlHTTPTransport>())),
       notifications_(std::make_shared<OTNotificationCenter>()) {}
 
 OTEnvironment::~OTEnvironment() { shutdown(); }

@@ -17,6 +17,7 @@
 #include "platform/OTRandomSource.h"
 #include "platform/OTReachabilitySource.h"
 #include "platform/OTRoutedConsole.h"
+#include "platform/OTRoutedHTTPTransport.h"
 #include "platform/OTSandbox.h"
 #include "platform/OTScheduler.h"
 #include "platform/OTUIHost.h"
@@ -78,6 +79,8 @@ public:
     OTUIHost& uiHost() const { return *uiHost_; }
     std::shared_ptr<OTReachabilitySource> reachabilitySource() const { return reachability_; }
     OTHTTPTransport& http() const { return *http_; }
+    // Sends the library's requests through the host's transport (null: back to the platform's).
+    void setHostHTTP(std::shared_ptr<OTHTTPTransport> host) { http_->setHost(std::move(host)); }
 
     std::shared_ptr<OTDispatchQueue> mainQueue() const { return scheduler_->mainQueue(); }
     std::shared_ptr<OTDispatchQueue> queue(const std::string& label, bool concurrent = false) const {
@@ -108,7 +111,7 @@ private:
     std::shared_ptr<OTRandomSource> random_;
     std::shared_ptr<OTUIHost> uiHost_;
     std::shared_ptr<OTReachabilitySource> reachability_;
-    std::shared_ptr<OTHTTPTransport> http_;
+    std::shared_ptr<OTRoutedHTTPTransport> http_;
     std::shared_ptr<OTNotificationCenter> notifications_;
     std::mutex singletonsMutex_;
     std::map<std::type_index, std::shared_ptr<SingletonEntry>> singletons_;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -27,6 +29,11 @@ public:
     // a host without a run loop of the library's calls it from its own loop. Returns how many
     // pieces of work ran.
     virtual std::size_t drainMainQueue() = 0;
+    // Called, from any thread, when main-queue work falls due and drainMainQueue has not run since
+    // the last call: a host without a run loop of the library's then drains on its main thread,
+    // and an idle host is never woken. Empty stops the calls. A scheduler whose driver runs the
+    // main queue itself (the manual one) has nobody to wake and keeps the default.
+    virtual void setMainQueueWaker(std::function<void()> waker) { (void)waker; }
 
     // Drops pending work and stops worker threads; queues handed out stay valid but run nothing more.
     virtual void shutdown() = 0;

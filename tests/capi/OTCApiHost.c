@@ -5,6 +5,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <threads.h>
 
 static void on_banners(void* user, const char* banners_json) {
     ot_capi_banners* banners = (ot_capi_banners*)user;
@@ -87,6 +88,55 @@ static void on_navigate(void* user, const char* navigation_json) {
     snprintf(screen->last_navigation, sizeof screen->last_navigation, "%s", navigation_json);
     /* Shown at once, from inside the library's own call, as a host with nothing to animate would. */
     if (screen->follows_links && page_of(navigation_json, page, sizeof page)) corvane_page_shown(page);
+}
+
+/* The host's main loop sleeps until the library wakes it. */
+static mtx_t wake_mutex;
+static cnd_t wake_signal;
+static int woken;
+static int wakes;
+
+static void on_wake(void* user) {
+    (void)user;
+    mtx_lock(&wake_mutex);
+    woken = 1;
+    wakes += 1;
+    cnd_signal(&wake_signal);
+    mtx_unlock(&wake_mutex);
+}
+
+int ot_capi_wake_on_work(void) {
+    if (mtx_init(&wake_mutex, mtx_plain) != thrd_success || cnd_init(&wake_signal) != thrd_success) return 1;
+    woken = 0;
+    wakes = 0;
+    corvane_set_main_queue_waker(on_wake, NULL);
+    return 0;
+}
+
+int ot_capi_wait_and_run(int timeout_seconds) {
+    struct timespec deadline;
+    int was_woken = 0;
+    timespec_get(&deadline, TIME_UTC);
+    deadline.tv_sec += timeout_seconds;
+    mtx_lock(&wake_mutex);
+    while (!woken && cnd_timedwait(&wake_signal, &wake_mutex, &deadline) == thrd_success) {
+    }
+    was_woken = woken;
+    woken = 0;
+    mtx_unlock(&wake_mutex);
+    if (was_woken) corvane_run_main_queue();
+    return was_woken;
+}
+
+int ot_capi_stop_waking(void) {
+    int count = 0;
+    corvane_set_main_queue_waker(NULL, NULL);
+    mtx_lock(&wake_mutex);
+    count = wakes;
+    mtx_unlock(&wake_mutex);
+    cnd_destroy(&wake_signal);
+    mtx_destroy(&wake_mutex);
+    return count;
 }
 
 int ot_capi_present(ot_capi_screen* screen) {
@@ -179,6 +229,12 @@ int ot_capi_bad_input(void) {
     CHECK(corvane_page_shown(""), CORVANE_ERROR_INVALID_ARGUMENT);
     CHECK(corvane_picture(NULL, on_picture, NULL), CORVANE_ERROR_NULL_ARGUMENT);
     CHECK(corvane_picture("https://example.com/a.png", NULL, NULL), CORVANE_ERROR_NULL_ARGUMENT);
+    CHECK(corvane_http_answer(12345, 200, NULL, 0), CORVANE_ERROR_NOT_FOUND);
+    CHECK(corvane_http_answer(12345, 200, NULL, 4), CORVANE_ERROR_NULL_ARGUMENT);
+    CHECK(corvane_http_answer(12345, 42, NULL, 0), CORVANE_ERROR_INVALID_ARGUMENT);
+    CHECK(corvane_http_fail(12345, -1009, NULL), CORVANE_ERROR_NOT_FOUND);
+    corvane_set_http_transport(NULL, NULL);
+    corvane_set_main_queue_waker(NULL, NULL);
     {
         corvane_presenter no_show = {NULL, NULL, NULL, NULL};
         uint64_t surface = 0;

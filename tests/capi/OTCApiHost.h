@@ -41,6 +41,15 @@ typedef struct ot_capi_screen {
     char last_navigation[1024];
 } ot_capi_screen;
 
+/* The host's main loop without polling: the library wakes it when it has main-thread work. 0 on
+ * success. */
+int ot_capi_wake_on_work(void);
+/* Sleeps until the library wakes the host (at most `timeout_seconds`), then runs the main queue;
+ * whether it was woken. */
+int ot_capi_wait_and_run(int timeout_seconds);
+/* Takes the waker away; how often it woke the host. */
+int ot_capi_stop_waking(void);
+
 /* Installs a presenter that keeps `screen` up to date; 0 on success. */
 int ot_capi_present(ot_capi_screen* screen);
 /* Declares the host's page "DetailVC" with the properties "id" and "name"; its status. */

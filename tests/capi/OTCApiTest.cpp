@@ -14,6 +14,7 @@
 #include "server/OTEventReporter.h"
 #include "services/OTImageDiskCache.h"
 #include "support/OTServerHarness.h"
+#include "support/OTThreadedTestEnvironment.h"
 #include "ui/OTBannerManager.h"
 #include "view/OTNavigationController.h"
 #include "view/OTWindow.h"
@@ -272,6 +273,39 @@ TEST(OTCApi, ACHostDrawsTheDialogAndTheBannerItIsGivenAndTapsThemBack) {
     EXPECT_EQ(second.count, 0u);
     EXPECT_EQ(second.overflowed, 0);
     ot_capi_forget(&second);
+    ot_capi_forget(&screen);
+}
+
+TEST(OTCApi, ACHostWokenByTheLibraryShowsTheDialogAndFollowsItsLinkWithoutPolling) {
+    OTThreadedTestEnvironment threaded;
+    OTDevServer server{{OT_SAMPLE_CAMPAIGNS}};
+    ASSERT_TRUE(server.start());
+    ASSERT_EQ(ot_capi_wake_on_work(), 0);
+    ASSERT_EQ(ot_capi_register_pages(), CORVANE_OK);
+    ASSERT_EQ(ot_capi_start("group.demo", (server.baseURL() + "/").c_str()), 0);
+    ot_capi_screen screen{};
+    screen.follows_links = 1;
+    ASSERT_EQ(ot_capi_present(&screen), 0);
+    // The list is in once its "$pullDialog" report reaches the server.
+    ASSERT_TRUE(threaded.scheduler().runMainLoopUntil(
+        [&] { return !server.requestsTo(OTEventReporter::kReportPath).empty(); }, 10s));
+    ASSERT_EQ(
+        ot_capi_event("group.demo", R"({"source":0,"xwhat":"view_product","xwho":"u1","xcontext":{"price":150}})"),
+        CORVANE_OK);
+    // From here the host's thread sleeps until the library wakes it.
+    while (screen.count == 0 && ot_capi_wait_and_run(10) != 0) {}
+    ASSERT_EQ(screen.count, 1u);
+    const auto dialog = surfaceOf(screen, screen.ids[0]);
+    const auto* image = findNamed(dialog["root"], "imgView");
+    ASSERT_NE(image, nullptr);
+    ASSERT_EQ(corvane_tap((*image)["id"].get<std::uint64_t>()), CORVANE_OK);
+    // The tap's dismissal and, 0.6 s later, the campaign's page.
+    while (screen.navigations == 0 && ot_capi_wait_and_run(10) != 0) {}
+    EXPECT_EQ(screen.count, 0u);
+    ASSERT_EQ(screen.navigations, 1);
+    EXPECT_EQ(json::parse(screen.last_navigation, nullptr, false)["page"], "DetailVC");
+    const int wakes = ot_capi_stop_waking();
+    EXPECT_GT(wakes, 1);
     ot_capi_forget(&screen);
 }
 

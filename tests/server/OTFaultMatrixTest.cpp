@@ -6,6 +6,8 @@
 #include "core/OTSDKManager.h"
 #include "model/OTEvent.h"
 #include "model/OTWindowData.h"
+#include "platform/OTHostHTTPTransport.h"
+#include "platform/linux/OTCurlHTTPTransport.h"
 #include "server/OTEventReporter.h"
 #include "server/OTLoginClient.h"
 #include "services/OTDataArchiver.h"
@@ -59,9 +61,26 @@ OTDevServer::Fault serverFault(Fault fault) {
 }
 
 // The library started against the dev server: logged in, both lists downloaded, and the start's
-// report answered, before any fault.
+// report answered, before any fault. `throughHost`: the requests go through a host's transport,
+// which carries them with a client of its own (here libcurl) and answers the library.
 struct Matrix : OTServerHarness {
-    Matrix() { startSettled(); }
+    explicit Matrix(bool throughHost) {
+        if (throughHost) {
+            host->setSender([host = std::weak_ptr(host), client = client](std::uint64_t id, auto request) {
+                client->send(std::move(request), [host, id](long status, const std::string& body, const auto& failure) {
+                    auto transport = host.lock();
+                    if (!transport) return;
+                    if (failure) transport->fail(id, failure->code, failure->description);
+                    else transport->answer(id, status, body.data(), body.size());
+                });
+            });
+            test.environment().setHostHTTP(host);
+        }
+        startSettled();
+    }
+    ~Matrix() { client->shutdown(); }
+    std::shared_ptr<OTHostHTTPTransport> host = std::make_shared<OTHostHTTPTransport>();
+    std::shared_ptr<OTCurlHTTPTransport> client = std::make_shared<OTCurlHTTPTransport>();
     // Waits (in real time, bounded) until `count` outcomes of requests to `path` are in.
     std::vector<Kind> outcomesOf(const char* path, std::size_t count) {
         waitForOutcomes(path, count, 20s);
@@ -85,10 +104,10 @@ struct Family {
     bool queuesTransportFailures = false;
 };
 
-void runFamily(const Family& family) {
+void runFamilyThrough(const Family& family, bool throughHost) {
     for (const auto& [fault, expected] : family.outcomes) {
-        SCOPED_TRACE(std::string(family.path) + " × " + faultName(fault));
-        Matrix m;
+        SCOPED_TRACE(std::string(family.path) + " × " + faultName(fault) + (throughHost ? " through the host" : ""));
+        Matrix m(throughHost);
         m.server.injectFault(family.path, serverFault(fault));
         {
             std::optional<OTScopedTimeout> shortTimeout;
@@ -125,6 +144,12 @@ void runFamily(const Family& family) {
         m.test.scheduler().runUntilIdle();
         EXPECT_TRUE(ran);
     }
+}
+
+// Through libcurl and through a host's transport alike.
+void runFamily(const Family& family) {
+    runFamilyThrough(family, false);
+    runFamilyThrough(family, true);
 }
 
 // The outcomes of a family for each fault: refusals end the request; an expired token and the

@@ -202,12 +202,62 @@ bool OTDevServer::start() {
         }
         response.set_content(readFile(file), contentTypeFor(file));
     });
+    installControl();
     port_ = options_.port == 0 ? server_->bind_to_any_port(options_.host)
                                : (server_->bind_to_port(options_.host, options_.port) ? options_.port : -1);
     if (port_ <= 0) return false;
     thread_ = std::thread([this] { server_->listen_after_bind(); });
     while (!server_->is_running()) std::this_thread::yield();
     return true;
+}
+
+void OTDevServer::installControl() {
+    const auto control = std::string(kControlPath);
+    server_->Get(control + "requests", [this](const httplib::Request&, httplib::Response& response) {
+        nlohmann::json list = nlohmann::json::array();
+        for (const auto& request : requests()) {
+            list.push_back(
+                {{"path", request.path}, {"body", request.body}, {"time", request.time}, {"refused", request.refused}});
+        }
+        response.set_content(list.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace), "application/json");
+    });
+    server_->Post(control + "fault", [this](const httplib::Request& request, httplib::Response& response) {
+        const auto body = nlohmann::json::parse(request.body, nullptr, false);
+        const auto fault = faultFrom(body);
+        if (!fault) {
+            response.status = 400;
+            return;
+        }
+        injectFault(body["path"].get<std::string>(), *fault);
+        response.set_content("{}", "application/json");
+    });
+    server_->Post(control + "expire-tokens", [this](const httplib::Request&, httplib::Response& response) {
+        expireTokens();
+        response.set_content("{}", "application/json");
+    });
+}
+
+std::optional<OTDevServer::Fault> OTDevServer::faultFrom(const nlohmann::json& body) {
+    if (!body.is_object() || !body.contains("path") || !body["path"].is_string()) return std::nullopt;
+    Fault fault;
+    try {
+        fault.count = body.value("count", 1);
+        if (body.contains("httpStatus")) fault.httpStatus = body["httpStatus"].get<int>();
+        if (body.contains("code")) fault.code = body["code"].get<std::int64_t>();
+        fault.delay = std::chrono::milliseconds(body.value("delayMs", 0));
+        fault.dropConnection = body.value("dropConnection", false);
+        fault.malformedBody = body.value("malformedBody", false);
+        fault.truncatedBody = body.value("truncatedBody", false);
+        fault.paddedBodyBytes = body.value("paddedBodyBytes", std::size_t{0});
+        fault.nonObjectBody = body.value("nonObjectBody", false);
+    } catch (const nlohmann::json::exception&) {
+        return std::nullopt;
+    }
+    if (fault.count < 1 || fault.delay.count() < 0 || fault.delay > std::chrono::minutes(5) ||
+        fault.paddedBodyBytes > (std::size_t{64} << 20)) {
+        return std::nullopt;
+    }
+    return fault;
 }
 
 void OTDevServer::stop() {

@@ -59,6 +59,11 @@ public:
     };
 
     static constexpr std::int64_t kInvalidTokenCode = 10001;
+    // Control for a test in another process, never recorded: GET requests (what was received, as
+    // a JSON list of {"path", "body", "time", "refused"}), POST fault (a Fault as JSON: "path",
+    // "count", "httpStatus", "code", "delayMs", "dropConnection", "malformedBody", "truncatedBody",
+    // "paddedBodyBytes", "nonObjectBody"; 400 when it is not one) and POST expire-tokens.
+    static constexpr const char* kControlPath = "/_dev/";
     static constexpr const char* kServerMarker = "{{server}}";
 
     explicit OTDevServer(Options options);
@@ -92,7 +97,11 @@ public:
     static std::vector<std::filesystem::path> campaignFiles(const std::filesystem::path& campaigns,
                                                             const std::string& list);
 
+    // The fault a control request describes; nothing when it is not one.
+    static std::optional<Fault> faultFrom(const nlohmann::json& body);
+
 private:
+    void installControl();
     nlohmann::json answer(const std::string& path, const nlohmann::json& body);
     std::optional<Fault> takeFault(const std::string& path);
     nlohmann::json readCampaignFile(const std::filesystem::path& path) const;

@@ -56,6 +56,8 @@ int main(int argc, char** argv) {
         "token at each login (answers 10001 to unknown tokens), and serves the campaigns of a folder:\n"
         "  in_app/*.json, subscribe/*.json, banners/*.json, default_banners/*.json  (one object per file,\n"
         "  served in file-name order as the endpoint's \"data\" list), rule.json (the login answer's \"rule\").\n"
+        "A test in another process reads what was received (GET /_dev/requests), injects faults\n"
+        "(POST /_dev/fault) and expires tokens (POST /_dev/expire-tokens).\n"
         "Given a command after --, runs it against the server and stops with its exit status:\n"
         "  otserver -- ./example_host {url}"};
     std::string campaigns = OT_DEFAULT_CAMPAIGNS;

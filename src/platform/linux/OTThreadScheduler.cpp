@@ -37,7 +37,8 @@ public:
             if (stopped_) return;
             pending_.emplace(std::make_pair(std::chrono::steady_clock::now() + delay, sequence_++), std::move(work));
         }
-        wake_.notify_one();
+        // The main lane may have both its loop and its waker waiting.
+        wake_.notify_all();
     }
 
     void sync(const Work& work) override {
@@ -87,7 +88,28 @@ public:
     std::size_t drain() {
         std::size_t ran = 0;
         while (runOneDue()) ++ran;
+        {
+            // Cleared only once nothing is due: what falls due from now on wakes the host again.
+            std::lock_guard lock(mutex_);
+            woken_ = false;
+        }
+        wake_.notify_all();
         return ran;
+    }
+
+    // Main lane only: a thread of its own waits for work to fall due and calls `waker`, once until
+    // the next drain.
+    void setWaker(std::function<void()> waker) {
+        {
+            std::lock_guard lock(mutex_);
+            if (stopped_) return;
+            waker_ = std::move(waker);
+            woken_ = false;
+            if (waker_ && !wakerThread_.joinable()) {
+                wakerThread_ = std::thread([self = shared_from_this()] { self->wakerLoop(); });
+            }
+        }
+        wake_.notify_all();
     }
 
     void stop() {
@@ -98,15 +120,47 @@ public:
             dropped.swap(pending_);
         }
         wake_.notify_all();
-        for (auto& t : threads_) {
-            if (!t.joinable()) continue;
-            // A lane stopped from its own work cannot join itself; its thread ends after that work.
-            if (t.get_id() == std::this_thread::get_id()) t.detach();
-            else t.join();
+        for (auto& t : threads_) finish(t);
+        std::thread waker;
+        {
+            std::lock_guard lock(mutex_);
+            waker.swap(wakerThread_);
+            waker_ = nullptr;
         }
+        finish(waker);
     }
 
 private:
+    // A lane stopped from its own thread cannot join it; that thread ends after its current work.
+    static void finish(std::thread& thread) {
+        if (!thread.joinable()) return;
+        if (thread.get_id() == std::this_thread::get_id()) thread.detach();
+        else thread.join();
+    }
+
+    void wakerLoop() {
+        std::unique_lock lock(mutex_);
+        while (!stopped_) {
+            if (!waker_ || woken_ || pending_.empty()) {
+                wake_.wait(lock);
+                continue;
+            }
+            const auto due = pending_.begin()->first.first;
+            if (due > std::chrono::steady_clock::now()) {
+                wake_.wait_until(lock, due);
+                continue;
+            }
+            woken_ = true;
+            auto waker = waker_;
+            // The host may drain, or set another waker, from inside its waker.
+            lock.unlock();
+            try {
+                waker();
+            } catch (...) {}
+            lock.lock();
+        }
+    }
+
     bool hasDueLocked() const {
         return !pending_.empty() && pending_.begin()->first.first <= std::chrono::steady_clock::now();
     }
@@ -161,6 +215,9 @@ private:
     std::uint64_t sequence_ = 0;
     bool stopped_ = false;
     std::vector<std::thread> threads_;
+    std::function<void()> waker_;
+    bool woken_ = false;
+    std::thread wakerThread_;
 };
 
 OTThreadScheduler::OTThreadScheduler() : mainThread_(std::this_thread::get_id()) {}
@@ -203,6 +260,10 @@ bool OTThreadScheduler::runMainLoopUntil(const std::function<bool()>& done, std:
 }
 
 bool OTThreadScheduler::isMainThread() const { return std::this_thread::get_id() == mainThread_; }
+
+void OTThreadScheduler::setMainQueueWaker(std::function<void()> waker) {
+    std::static_pointer_cast<Lane>(mainQueue())->setWaker(std::move(waker));
+}
 
 std::size_t OTThreadScheduler::drainMainQueue() {
     if (!isMainThread()) return 0;

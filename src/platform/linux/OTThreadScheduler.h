@@ -29,6 +29,7 @@ public:
     bool runMainLoopUntil(const std::function<bool()>& done, std::chrono::milliseconds timeout);
     bool isMainThread() const override;
     std::size_t drainMainQueue() override;
+    void setMainQueueWaker(std::function<void()> waker) override;
 
 private:
     class Lane;

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <condition_variable>
 #include <future>
 #include <mutex>
 #include <vector>
@@ -75,6 +76,50 @@ TEST(OTThreadScheduler, ConcurrentQueuesRunWorkAndStopCleanly) {
         stopped.set_value();
     });
     stopped.get_future().wait();
+}
+
+TEST(OTThreadScheduler, TheWakerCallsTheHostOnceForDueWorkAndNeverBeforeItIsDue) {
+    auto scheduler = std::make_shared<OTThreadScheduler>();
+    auto main = scheduler->mainQueue();
+    std::mutex mutex;
+    std::condition_variable woke;
+    int wakes = 0;
+    const auto waitForWake = [&](int count) {
+        std::unique_lock lock(mutex);
+        return woke.wait_for(lock, 10s, [&] { return wakes >= count; });
+    };
+    // Work already due wakes the host as soon as a waker is set.
+    std::vector<int> ran;
+    main->async([&] { ran.push_back(1); });
+    scheduler->setMainQueueWaker([&] {
+        std::lock_guard lock(mutex);
+        ++wakes;
+        woke.notify_all();
+    });
+    ASSERT_TRUE(waitForWake(1));
+    // More work before the host drains wakes nobody again.
+    main->async([&] { ran.push_back(2); });
+    main->async([&] { ran.push_back(3); });
+    EXPECT_EQ(scheduler->drainMainQueue(), 3u);
+    EXPECT_EQ(ran, (std::vector<int>{1, 2, 3}));
+
+    // Delayed work wakes the host when it falls due, not before.
+    const auto posted = std::chrono::steady_clock::now();
+    main->after(60ms, [&] { ran.push_back(4); });
+    ASSERT_TRUE(waitForWake(2));
+    EXPECT_GE(std::chrono::steady_clock::now() - posted, 60ms);
+    EXPECT_EQ(scheduler->drainMainQueue(), 1u);
+    // Work posted by a worker wakes it too; a waker taken away is not called again.
+    scheduler->queue("worker")->async([&] { main->async([&] { ran.push_back(5); }); });
+    ASSERT_TRUE(waitForWake(3));
+    scheduler->setMainQueueWaker(nullptr);
+    EXPECT_EQ(scheduler->drainMainQueue(), 1u);
+    main->async([&] { ran.push_back(6); });
+    EXPECT_EQ(scheduler->drainMainQueue(), 1u);
+    scheduler->shutdown();
+    std::lock_guard lock(mutex);
+    EXPECT_EQ(wakes, 3);
+    EXPECT_EQ(ran, (std::vector<int>{1, 2, 3, 4, 5, 6}));
 }
 
 }  // namespace corvane
