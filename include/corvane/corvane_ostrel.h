@@ -128,6 +128,11 @@ CORVANE_EXPORT void corvane_set_report_listener(corvane_report_callback callback
  * work ran, then calls the presenter with what changed on screen. Called on another thread it does
  * nothing. The calls marked "Main thread" below answer CORVANE_ERROR_WRONG_THREAD on any other. */
 CORVANE_EXPORT size_t corvane_run_main_queue(void);
+/* Makes the calling thread the library's main thread from now on. For a host whose main queue is
+ * served by one thread at a time but not always the same one (Swift's main actor under an async
+ * main on Linux, where the main queue runs on the dispatch pool): call it at the start of each turn
+ * of main-thread work, before any call marked "Main thread". */
+CORVANE_EXPORT void corvane_adopt_main_thread(void);
 /* Wakes the host when the library has main-thread work: `callback` is called with `user`, from a
  * thread of the library's, when work falls due and corvane_run_main_queue has not run since the
  * last call; the host then has its main thread call corvane_run_main_queue (on Apple,

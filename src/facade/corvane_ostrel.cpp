@@ -291,6 +291,13 @@ size_t corvane_run_main_queue(void) {
     return ran;
 }
 
+void corvane_adopt_main_thread(void) {
+    (void)guarded([] {
+        corvane::OTEnvironment::current()->scheduler().adoptMainThread();
+        return CORVANE_OK;
+    });
+}
+
 void corvane_set_main_queue_waker(corvane_waker_callback callback, void* user) {
     (void)guarded([&] {
         std::function<void()> waker;

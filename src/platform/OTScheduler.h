@@ -25,6 +25,10 @@ public:
 
     // Whether the calling thread is the one main-queue work runs on.
     virtual bool isMainThread() const = 0;
+    // Makes the calling thread the main thread from now on, for a host whose main queue is served
+    // by one thread at a time but not always the same one. The manual scheduler's driver stays
+    // its main thread.
+    virtual void adoptMainThread() {}
     // Runs the main-queue work that is due now on the calling thread, when it is the main thread:
     // a host without a run loop of the library's calls it from its own loop. Returns how many
     // pieces of work ran.

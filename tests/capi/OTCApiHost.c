@@ -119,8 +119,7 @@ int ot_capi_wait_and_run(int timeout_seconds) {
     timespec_get(&deadline, TIME_UTC);
     deadline.tv_sec += timeout_seconds;
     mtx_lock(&wake_mutex);
-    while (!woken && cnd_timedwait(&wake_signal, &wake_mutex, &deadline) == thrd_success) {
-    }
+    while (!woken && cnd_timedwait(&wake_signal, &wake_mutex, &deadline) == thrd_success) {}
     was_woken = woken;
     woken = 0;
     mtx_unlock(&wake_mutex);

@@ -17,8 +17,8 @@ using SteadyTime = std::chrono::steady_clock::time_point;
 
 class OTThreadScheduler::Lane final : public OTDispatchQueue, public std::enable_shared_from_this<Lane> {
 public:
-    Lane(std::string label, bool concurrent, std::thread::id mainThread, bool isMain)
-        : OTDispatchQueue(std::move(label), concurrent), mainThread_(mainThread), isMain_(isMain) {}
+    Lane(std::string label, bool concurrent, std::shared_ptr<const MainThread> mainThread, bool isMain)
+        : OTDispatchQueue(std::move(label), concurrent), mainThread_(std::move(mainThread)), isMain_(isMain) {}
 
     ~Lane() override { stop(); }
 
@@ -60,7 +60,7 @@ public:
 
     bool isCurrent() const override {
         if (tThreadSchedulerLane == this) return true;
-        return isMainLane() && std::this_thread::get_id() == mainThread_;
+        return isMainLane() && std::this_thread::get_id() == mainThread_->load();
     }
 
     bool isMainLane() const { return isMain_; }
@@ -207,7 +207,7 @@ private:
         }
     }
 
-    const std::thread::id mainThread_;
+    const std::shared_ptr<const MainThread> mainThread_;
     const bool isMain_;
     std::mutex mutex_;
     std::condition_variable wake_;
@@ -220,7 +220,7 @@ private:
     std::thread wakerThread_;
 };
 
-OTThreadScheduler::OTThreadScheduler() : mainThread_(std::this_thread::get_id()) {}
+OTThreadScheduler::OTThreadScheduler() : mainThread_(std::make_shared<MainThread>(std::this_thread::get_id())) {}
 
 OTThreadScheduler::~OTThreadScheduler() { shutdown(); }
 
@@ -259,7 +259,9 @@ bool OTThreadScheduler::runMainLoopUntil(const std::function<bool()>& done, std:
     return lane->runUntil(done, std::chrono::steady_clock::now() + timeout);
 }
 
-bool OTThreadScheduler::isMainThread() const { return std::this_thread::get_id() == mainThread_; }
+bool OTThreadScheduler::isMainThread() const { return std::this_thread::get_id() == mainThread_->load(); }
+
+void OTThreadScheduler::adoptMainThread() { mainThread_->store(std::this_thread::get_id()); }
 
 void OTThreadScheduler::setMainQueueWaker(std::function<void()> waker) {
     std::static_pointer_cast<Lane>(mainQueue())->setWaker(std::move(waker));

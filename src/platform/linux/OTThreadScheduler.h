@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <map>
@@ -12,8 +13,8 @@
 namespace corvane {
 
 // Real queues: one worker thread per serial queue, a small pool per concurrent queue, and a main
-// queue whose work runs on the thread that made the scheduler whenever that thread runs the main
-// loop (the host app or the simulator does).
+// queue whose work runs on the main thread (the one that made the scheduler, or the last to adopt
+// the role) whenever that thread runs the main loop (the host app or the simulator does).
 class OTThreadScheduler final : public OTScheduler, public std::enable_shared_from_this<OTThreadScheduler> {
 public:
     OTThreadScheduler();
@@ -28,13 +29,15 @@ public:
     // Returns whether `done` held.
     bool runMainLoopUntil(const std::function<bool()>& done, std::chrono::milliseconds timeout);
     bool isMainThread() const override;
+    void adoptMainThread() override;
     std::size_t drainMainQueue() override;
     void setMainQueueWaker(std::function<void()> waker) override;
 
 private:
     class Lane;
 
-    const std::thread::id mainThread_;
+    using MainThread = std::atomic<std::thread::id>;
+    const std::shared_ptr<MainThread> mainThread_;
     std::mutex mutex_;
     std::shared_ptr<Lane> main_;
     std::map<std::string, std::shared_ptr<Lane>> lanes_;

@@ -78,7 +78,7 @@ TEST(OTThreadScheduler, ConcurrentQueuesRunWorkAndStopCleanly) {
     stopped.get_future().wait();
 }
 
-TEST(OTThreadScheduler, TheWakerCallsTheHostOnceForDueWorkAndNeverBeforeItIsDue) {
+TEST(OTThreadScheduler, TheWakerCallsTheHostOnceForDueWorkAndTheMainThreadCanChangeHands) {
     auto scheduler = std::make_shared<OTThreadScheduler>();
     auto main = scheduler->mainQueue();
     std::mutex mutex;
@@ -114,8 +114,16 @@ TEST(OTThreadScheduler, TheWakerCallsTheHostOnceForDueWorkAndNeverBeforeItIsDue)
     ASSERT_TRUE(waitForWake(3));
     scheduler->setMainQueueWaker(nullptr);
     EXPECT_EQ(scheduler->drainMainQueue(), 1u);
+    // Another thread that adopts the role runs the main queue; this one then runs nothing.
     main->async([&] { ran.push_back(6); });
-    EXPECT_EQ(scheduler->drainMainQueue(), 1u);
+    std::thread([&] {
+        scheduler->adoptMainThread();
+        EXPECT_TRUE(main->isCurrent());
+        EXPECT_EQ(scheduler->drainMainQueue(), 1u);
+    }).join();
+    EXPECT_FALSE(scheduler->isMainThread());
+    main->async([] {});
+    EXPECT_EQ(scheduler->drainMainQueue(), 0u);
     scheduler->shutdown();
     std::lock_guard lock(mutex);
     EXPECT_EQ(wakes, 3);

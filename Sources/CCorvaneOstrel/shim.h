@@ -1,0 +1,1 @@
+#include <corvane/corvane_ostrel.h>
