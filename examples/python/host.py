@@ -12,12 +12,14 @@ terminal:
 import ctypes
 import json
 import sys
+import threading
 import time
 
 SHOW = ctypes.CFUNCTYPE(None, ctypes.c_void_p, ctypes.c_uint64, ctypes.c_char_p)
 DISMISS = ctypes.CFUNCTYPE(None, ctypes.c_void_p, ctypes.c_uint64)
 NAVIGATE = ctypes.CFUNCTYPE(None, ctypes.c_void_p, ctypes.c_char_p)
 CONSOLE = ctypes.CFUNCTYPE(None, ctypes.c_void_p, ctypes.c_int64, ctypes.c_char_p)
+WAKER = ctypes.CFUNCTYPE(None, ctypes.c_void_p)
 
 
 class Presenter(ctypes.Structure):
@@ -34,6 +36,7 @@ def load(path):
         getattr(library, name).argtypes = [ctypes.c_void_p, ctypes.c_char_p]
     library.corvane_start.argtypes = [ctypes.c_char_p]
     library.corvane_set_console.argtypes = [CONSOLE, ctypes.c_void_p]
+    library.corvane_set_main_queue_waker.argtypes = [WAKER, ctypes.c_void_p]
     library.corvane_set_presenter.argtypes = [ctypes.POINTER(Presenter)]
     library.corvane_run_main_queue.restype = ctypes.c_size_t
     library.corvane_tap.argtypes = [ctypes.c_uint64]
@@ -107,6 +110,11 @@ def main(argv):
     sink = CONSOLE(lambda _user, level, message: console.append((level, message.decode())))
     library.corvane_set_console(sink, None)
 
+    # The main thread sleeps until the library has main-thread work for it.
+    woken = threading.Event()
+    waker = WAKER(lambda _user: woken.set())
+    library.corvane_set_main_queue_waker(waker, None)
+
     observer = library.corvane_observer_get(b"group.com.example.python")
     library.corvane_observer_profile(observer, b'{"xwho":"user-1","calibration_time":0}')
     page_view = json.dumps({"source": 0, "xwhat": "$pageview", "xwho": "user-1", "xcontext": {"$url": "HomeVC"}})
@@ -125,14 +133,16 @@ def main(argv):
                 library.corvane_observer_event(observer, page_view.encode())
                 events += 1
                 next_view += 0.5
-            library.corvane_run_main_queue()
-            screen.press_pending()
-            time.sleep(0.01)
+            if woken.wait(timeout=max(0.0, next_view - time.monotonic())):
+                woken.clear()
+                library.corvane_run_main_queue()
+                screen.press_pending()
         library.corvane_set_presenter(None)
     else:
         library.corvane_observer_event(observer, page_view.encode())
         events += 1
     library.corvane_observer_release(observer)
+    library.corvane_set_main_queue_waker(WAKER(), None)
     version = library.corvane_sdk_version().decode()
     print(f"CorvaneOstrel {version} over ctypes: {events} events handed over, {len(console)} console lines kept")
     return 0

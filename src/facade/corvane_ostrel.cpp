@@ -84,12 +84,16 @@ corvane_status toEngine(corvane_observer* observer, const char* text, Hand&& han
     });
 }
 
-// Runs `body` on the main thread only: scenes and pages belong to it.
+// Runs `body` on the main thread only: scenes and pages belong to it. What it changed on screen is
+// published at the next corvane_run_main_queue, which a host with a waker is woken for.
 template <class Body>
 corvane_status onMainThread(Body&& body) noexcept {
     return guarded([&] {
-        if (!corvane::OTEnvironment::current()->scheduler().isMainThread()) return CORVANE_ERROR_WRONG_THREAD;
-        return body();
+        const auto environment = corvane::OTEnvironment::current();
+        if (!environment->scheduler().isMainThread()) return CORVANE_ERROR_WRONG_THREAD;
+        const auto status = body();
+        environment->mainQueue()->async([] {});
+        return status;
     });
 }
 
