@@ -73,12 +73,19 @@ void OTDialogFlow::_showWindowWithData(const std::shared_ptr<const OTWindowData>
         trace->holdForShowing();
         held = trace->shared_from_this();
     }
+    engine_.setScheduledDialog(data);
     engine_.environment().mainQueue()->after(
         OTJSONValue::durationOfSeconds(delay), [weak = engine_.weak_from_this(), data, eventAction, held] {
+            auto engine = weak.lock();
+            // Presented or not, it waits no more: the dialog on screen (if any) now holds events back.
+            const auto done = [&engine, &data] {
+                if (engine && engine->scheduledDialog() == data) engine->setScheduledDialog(nullptr);
+            };
             auto presenter = OTPopWindowManager::sharedManager()->presenter();
             if (!presenter) {
                 OTLog(OTLogger::kLevelError, "没有可用的弹窗展示器，弹窗未展示：%@", data->windowId());
                 if (held) held->notPresented();
+                done();
                 return;
             }
             presenter->popWithData(
@@ -88,6 +95,7 @@ void OTDialogFlow::_showWindowWithData(const std::shared_ptr<const OTWindowData>
                     self->dialogFlow().reactToDialogEvent(data, type, link);
                     if (eventAction) eventAction(type, link);
                 });
+            done();
             if (held) held->shown();
         });
 }

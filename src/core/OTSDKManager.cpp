@@ -48,6 +48,11 @@ std::optional<std::string> userIdText(const nlohmann::json& value) {
     if (value.is_number()) return OTDescription::numberText(value);
     return OTJSONValue::text(value);
 }
+
+// A campaign id as a decision names it: null when it has none.
+nlohmann::json campaignIdValue(const std::optional<std::string>& id) {
+    return id ? nlohmann::json(*id) : nlohmann::json();
+}
 }  // namespace
 
 OTSDKManager::OTSDKManager(OTEnvironment& environment)
@@ -267,18 +272,21 @@ void OTSDKManager::triggerEventMatchWithData(const nlohmann::json& data, std::op
     const auto trace = makeTrace(*event, source, "event", 0);
     OTDecisionTrace::Scope scope(trace.get());
     triggerEventMatchSubscribe(event);
-    // While a dialog is on screen neither dialogs nor banners are matched for this event.
-    if (!popWindows_->isHandlingPopWindow()) {
+    // While a dialog is on screen, or decided and waiting for its delay, neither dialogs nor
+    // banners are matched for this event.
+    const auto scheduled = scheduledDialog_.get();
+    if (!popWindows_->isHandlingPopWindow() && !scheduled) {
         triggerEventMatchInApp(event, 0);
         triggerEventMatchBanner(event);
+    } else if (trace && scheduled) {
+        trace->setOutcome("heldBack",
+                          OTDecisionTrace::reason("dialogScheduled", {{"id", campaignIdValue(scheduled->windowId())}}));
     } else if (trace) {
         std::optional<std::string> shown;
         for (const auto& view : popWindows_->popWindows()) {
             if ((shown = view->campaignId())) break;
         }
-        trace->setOutcome(
-            "heldBack",
-            OTDecisionTrace::reason("dialogOnScreen", {{"id", shown ? nlohmann::json(*shown) : nlohmann::json()}}));
+        trace->setOutcome("heldBack", OTDecisionTrace::reason("dialogOnScreen", {{"id", campaignIdValue(shown)}}));
     }
     if (trace) trace->close();
 }

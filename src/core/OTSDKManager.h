@@ -124,6 +124,11 @@ public:
     std::shared_ptr<OTEvent> currentTriggerEvent() const { return currentTriggerEvent_.get(); }
     std::shared_ptr<OTPageCollection> pageCollection() const { return pageCollection_.get(); }
 
+    // The dialog decided and waiting for its delay, which counts as on screen: set when it is
+    // scheduled, cleared once it is presented (or cannot be).
+    void setScheduledDialog(std::shared_ptr<const OTWindowData> data) { scheduledDialog_.set(std::move(data)); }
+    std::shared_ptr<const OTWindowData> scheduledDialog() const { return scheduledDialog_.get(); }
+
     // Logs in, then downloads the lists unless today's are current.
     void loginThenDownload();
     // Downloads the campaign lists (and banners) unless today's are current or `force`; the
@@ -206,6 +211,7 @@ private:
     OTLocked<std::shared_ptr<OTEvent>> currentTriggerEvent_;
     OTLocked<std::shared_ptr<OTBannerHandler>> bannerHandler_;
     OTLocked<std::shared_ptr<const DecisionListener>> decisionListener_;
+    OTLocked<std::shared_ptr<const OTWindowData>> scheduledDialog_;
 };
 
 }  // namespace corvane

@@ -151,6 +151,37 @@ TEST(OTSDKManagerMatching, HeldBackDialogsAreNeitherShownNorCountedNorPassedOver
     EXPECT_EQ(e.records[1]["id"], "7");
 }
 
+TEST(OTSDKManagerMatching, ADialogWaitingForItsDelayHoldsTheNextEventBackAsOneOnScreen) {
+    Engine e;
+    e.campaigns({eventCampaign("1", "buy", {{"count", 5}, {"event", {{"xwhat", "buy"}, {"delay", 1}}}}),
+                 eventCampaign("2", "view", {{"count", 5}})});
+    e.send({{"xwhat", "buy"}});
+    e.test.scheduler().advance(300ms);
+    // Inside the first dialog's delay: held back, neither shown, counted nor passed over.
+    e.send({{"xwhat", "view"}});
+    e.test.scheduler().advance(899ms);
+    EXPECT_TRUE(e.presenter->shown.empty());
+    e.test.scheduler().advance(1ms);
+    EXPECT_EQ(e.presenter->shownIds(), std::vector<std::string>{"1"});
+    e.settle();
+    EXPECT_EQ(e.presenter->shownIds(), std::vector<std::string>{"1"});
+    EXPECT_EQ(e.node(2)->usedCount(), 0);
+    EXPECT_TRUE(e.engine->waitingEvents().empty());
+    ASSERT_EQ(e.records.size(), 2u);
+    EXPECT_EQ(e.records[0]["event"]["xwhat"], "view") << "closed at once, before the dialog it waited on";
+    EXPECT_EQ(e.records[0]["verdict"], "heldBack");
+    EXPECT_EQ(e.records[0]["reason"], "dialogScheduled");
+    EXPECT_EQ(e.records[0]["id"], "1");
+    EXPECT_TRUE(e.records[0]["campaigns"].empty());
+    EXPECT_EQ(verdicts(e.records[1]), (std::vector<std::string>{"1 shown -", "2 notExamined passEnded"}));
+
+    // Closed, it lets the next event through.
+    e.presenter->react(3);
+    e.send({{"xwhat", "view"}});
+    e.settle();
+    EXPECT_EQ(e.presenter->shownIds(), (std::vector<std::string>{"1", "2"}));
+}
+
 TEST(OTSDKManagerMatching, SequencesAdvanceWithoutShowing) {
     Engine e;
     e.campaigns({{{"id", "1"}, {"type", 1}, {"count", 5}, {"preEvents", {{{"xwhat", "A"}}, {{"xwhat", "B"}}}}},
