@@ -33,8 +33,13 @@ void OTDialogFlow::prepareForPopWindowWithData(const std::shared_ptr<const OTWin
     const auto showing = data->filledWithProperties(event ? event->xcontext() : nlohmann::json());
     OTLog(OTLogger::kLevelLog, "corvane-->prepareForPopWindowWithData->needContinue");
     std::weak_ptr<OTSDKManager> weak = engine_.weak_from_this();
+    // Reactions come on the main queue; matching goes on on the event queue.
     auto goNext = [weak, event, index] {
-        if (auto self = weak.lock()) self->triggerEventMatchInApp(event, index + 1, "afterReaction");
+        if (auto self = weak.lock()) {
+            self->onLane([event, index](OTSDKManager& engine) {
+                engine.triggerEventMatchInApp(event, index + 1, "afterReaction");
+            });
+        }
     };
     _showWindowWithData(
         showing,
@@ -79,7 +84,10 @@ void OTDialogFlow::_showWindowWithData(const std::shared_ptr<const OTWindowData>
             auto engine = weak.lock();
             // Presented or not, it waits no more: the dialog on screen (if any) now holds events back.
             const auto done = [&engine, &data] {
-                if (engine && engine->scheduledDialog() == data) engine->setScheduledDialog(nullptr);
+                if (!engine) return;
+                engine->onLane([data](OTSDKManager& lane) {
+                    if (lane.scheduledDialog() == data) lane.setScheduledDialog(nullptr);
+                });
             };
             auto presenter = OTPopWindowManager::sharedManager()->presenter();
             if (!presenter) {
@@ -92,7 +100,9 @@ void OTDialogFlow::_showWindowWithData(const std::shared_ptr<const OTWindowData>
                 data, [weak, data, eventAction](std::int64_t type, const std::optional<std::string>& link) {
                     auto self = weak.lock();
                     if (!self) return;
-                    self->dialogFlow().reactToDialogEvent(data, type, link);
+                    self->onLane([data, type, link](OTSDKManager& lane) {
+                        lane.dialogFlow().reactToDialogEvent(data, type, link);
+                    });
                     if (eventAction) eventAction(type, link);
                 });
             done();

@@ -17,25 +17,14 @@ namespace corvane {
 namespace {
 using Kind = OTDecisionTrace::Kind;
 
-// The in-app walk under way on this thread: a step that goes on leaves its next step here.
-struct WalkOnThread {
-    bool active = false;
-    std::optional<std::pair<std::shared_ptr<OTEvent>, std::uint64_t>> next;
-    // The last position examined and the list it was in, for the campaigns the pass left.
-    std::optional<std::uint64_t> lastIndex;
-    std::shared_ptr<const OTCampaignStore::Campaigns> lastList;
-};
-thread_local WalkOnThread tWalk;
-
 nlohmann::json xwhatOf(const std::shared_ptr<OTEvent>& event) {
     return event && event->xwhat() ? nlohmann::json(*event->xwhat()) : nlohmann::json();
 }
 }  // namespace
 
 void OTInAppWalk::run(const std::shared_ptr<OTEvent>& event, std::uint64_t startIndex, const char* pass) {
-    auto& walk = tWalk;
-    if (walk.active) {
-        walk.next = std::make_pair(event, startIndex);
+    if (active_) {
+        next_ = std::make_pair(event, startIndex);
         return;
     }
     // A walk that no traced pass started traces itself.
@@ -43,20 +32,20 @@ void OTInAppWalk::run(const std::shared_ptr<OTEvent>& event, std::uint64_t start
     if (OTDecisionTrace::current() == nullptr && event) own = engine_.makeTrace(*event, std::nullopt, pass, startIndex);
     OTDecisionTrace::Scope scope(own ? own.get() : OTDecisionTrace::current());
 
-    walk.active = true;
-    std::optional<std::pair<std::shared_ptr<OTEvent>, std::uint64_t>> step = std::make_pair(event, startIndex);
+    active_ = true;
+    std::optional<Step> step = std::make_pair(event, startIndex);
     while (step) {
-        walk.next.reset();
+        next_.reset();
         // Named copies, not a structured binding: what they start may outlive the step.
         const auto current = step->first;
         const auto index = step->second;
         examine(current, index);
-        step = walk.next;
+        step = next_;
     }
-    auto list = std::exchange(walk.lastList, nullptr);
-    const auto last = std::exchange(walk.lastIndex, std::nullopt);
-    walk.next.reset();
-    walk.active = false;
+    auto list = std::exchange(lastList_, nullptr);
+    const auto last = std::exchange(lastIndex_, std::nullopt);
+    next_.reset();
+    active_ = false;
 
     if (auto* trace = OTDecisionTrace::current(); trace != nullptr && list && last && *last + 1 < list->size()) {
         trace->notExamined(Kind::InApp, list->size() - *last - 1, [&list, from = *last + 1](std::size_t i) {
@@ -82,8 +71,8 @@ void OTInAppWalk::examine(const std::shared_ptr<OTEvent>& current, std::uint64_t
         return;
     }
     if (index >= campaigns.size()) return;
-    tWalk.lastIndex = index;
-    if (tWalk.lastList != list) tWalk.lastList = list;
+    lastIndex_ = index;
+    if (lastList_ != list) lastList_ = list;
     engine_.currentMatchEventIndex_.store(static_cast<std::int64_t>(index));
     const auto& data = campaigns[index];
     const auto mainPage = engine_.mainPage();

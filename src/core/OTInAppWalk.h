@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
+#include <utility>
 
 #include "core/OTCampaignStore.h"
 #include "core/OTFirstPageViewRules.h"
@@ -15,9 +17,9 @@ class OTWindowData;
 // The walk of one event through the in-app campaigns, in list order from a position: each
 // campaign is matched (a single trigger, a step of a sequence, or the first-page-view rules) and
 // the first that matches goes to the dialog flow, which goes on with the next one when it may not
-// be shown. Steps that go on run in a loop of the walk already under way on this thread, so long
-// lists never deepen the stack; each step carries its event and its position to wherever it goes
-// on, on any queue. While the pass is traced, every campaign's verdict goes into the trace.
+// be shown. Steps that go on run in a loop of the walk already under way, so long lists never
+// deepen the stack; each step carries its event and its position. The engine owns one walk, used
+// on its event queue only. While the pass is traced, every campaign's verdict goes into the trace.
 class OTInAppWalk {
 public:
     explicit OTInAppWalk(OTSDKManager& engine) : engine_(engine) {}
@@ -43,7 +45,15 @@ private:
     void keepWaiting(const std::shared_ptr<OTEvent>& event);
     void goNext(const std::shared_ptr<OTEvent>& event, std::uint64_t index);
 
+    using Step = std::pair<std::shared_ptr<OTEvent>, std::uint64_t>;
+
     OTSDKManager& engine_;
+    // The walk under way: a step that goes on leaves its next step here.
+    bool active_ = false;
+    std::optional<Step> next_;
+    // The last position examined and the list it was in, for the campaigns the pass left.
+    std::optional<std::uint64_t> lastIndex_;
+    std::shared_ptr<const OTCampaignStore::Campaigns> lastList_;
 };
 
 }  // namespace corvane

@@ -60,6 +60,7 @@ OTSDKManager::OTSDKManager(OTEnvironment& environment)
 
 OTSDKManager::OTSDKManager(OTEnvironment& environment, Collaborators collaborators)
     : environment_(environment),
+      lane_(environment.queue(kEventQueueLabel)),
       notifications_(environment.notificationCenterHandle()),
       session_(std::move(collaborators.session)),
       login_(std::move(collaborators.login)),
@@ -75,7 +76,8 @@ OTSDKManager::OTSDKManager(OTEnvironment& environment, Collaborators collaborato
       eligibility_(std::make_unique<OTDisplayEligibility>(
           environment, session_, [this] { return campaigns_->windowRecordTree(); },
           [this] { campaigns_->syncRecordTree(); })),
-      dialogs_(std::make_unique<OTDialogFlow>(*this)) {
+      dialogs_(std::make_unique<OTDialogFlow>(*this)),
+      walk_(std::make_unique<OTInAppWalk>(*this)) {
     campaigns_->restore(environment.clock().now());
     OTNetwork::configEnvironment(OTNetworkConfig{});
     startReachability();
@@ -90,6 +92,18 @@ std::shared_ptr<OTSDKManager> OTSDKManager::sharedManager() {
     auto environment = OTEnvironment::current();
     return environment->singleton<OTSDKManager>([&] { return std::make_shared<OTSDKManager>(*environment); });
 }
+
+void OTSDKManager::onLane(std::function<void(OTSDKManager&)> work) {
+    if (lane_->isCurrent()) {
+        work(*this);
+        return;
+    }
+    lane_->async([weak = weak_from_this(), work = std::move(work)] {
+        if (auto self = weak.lock()) work(*self);
+    });
+}
+
+bool OTSDKManager::isOnLane() const { return lane_->isCurrent(); }
 
 std::shared_ptr<OTSDKManager> OTSDKManager::managerWithGroupIdentifier(
     const std::optional<std::string>& groupIdentifier) {
@@ -151,7 +165,7 @@ void OTSDKManager::onEventDataReceived(const nlohmann::json& event) {
         OTLog(OTLogger::kLevelError, "事件嵌套超过 %@ 层，已忽略", OTJSONLimits::kMaxDepth);
         return;
     }
-    environment_.queue(kEventQueueLabel)->async([weak = weak_from_this(), event] {
+    lane_->async([weak = weak_from_this(), event] {
         auto self = weak.lock();
         if (!self || !event.is_object()) return;
         std::int64_t source = 0;
@@ -235,11 +249,13 @@ void OTSDKManager::handleXwho(const std::optional<std::string>& newUserId) {
     tasks_->addTask(uploadAlias);
 
     // The old user's usage goes before the new user's lists are asked for, so that no answer can
-    // be merged into a tree that is then wiped.
-    settings->clearDialog();
-    if (auto tree = campaigns_->windowRecordTree()) tree->removeAllTreeNodes();
-    campaigns_->syncRecordTree();
-    if (!downloader_->isPullingData()) getListData(true);
+    // be merged into a tree that is then wiped; on the event queue, between two events.
+    onLane([settings](OTSDKManager& engine) {
+        settings->clearDialog();
+        if (auto tree = engine.campaigns_->windowRecordTree()) tree->removeAllTreeNodes();
+        engine.campaigns_->syncRecordTree();
+        if (!engine.downloader_->isPullingData()) engine.getListData(true);
+    });
 }
 
 void OTSDKManager::handleCalibrationTime(const nlohmann::json& value) {
@@ -343,7 +359,7 @@ std::shared_ptr<OTDecisionTrace> OTSDKManager::makeTrace(const OTEvent& event, s
 
 void OTSDKManager::triggerEventMatchInApp(const std::shared_ptr<OTEvent>& event, std::uint64_t startIndex,
                                           const char* pass) {
-    OTInAppWalk(*this).run(event, startIndex, pass);
+    walk_->run(event, startIndex, pass);
 }
 
 OTSDKManager::Waiting OTSDKManager::addWaitingEvent(const std::shared_ptr<OTEvent>& event) {
@@ -386,8 +402,11 @@ void OTSDKManager::startWindowObservation() {
             if (OTNavigation::isControllerOnTopOfKeyWindow(self->mainPageController(), removed) &&
                 self->mainPagePVCount() < 2) {
                 self->environment_.mainQueue()->after(std::chrono::milliseconds(100), [weak] {
-                    if (auto engine = weak.lock())
-                        engine->triggerEventMatchInApp(engine->cachedFirstPVEventOfMainPage(), 0, "mainPageReplay");
+                    if (auto engine = weak.lock()) {
+                        engine->onLane([](OTSDKManager& lane) {
+                            lane.triggerEventMatchInApp(lane.cachedFirstPVEventOfMainPage(), 0, "mainPageReplay");
+                        });
+                    }
                 });
             }
         },
@@ -449,15 +468,25 @@ void OTSDKManager::loginThenDownload() {
 
 void OTSDKManager::getListData(bool force) {
     std::weak_ptr<OTSDKManager> weak = weak_from_this();
-    downloader_->getListData(force, {[weak](std::vector<std::shared_ptr<const OTWindowData>> campaigns) {
-                                         if (auto self = weak.lock()) self->acceptInAppList(std::move(campaigns));
-                                     },
-                                     [weak](std::vector<std::shared_ptr<const OTWindowData>> campaigns) {
-                                         if (auto self = weak.lock()) self->acceptSubscribeList(std::move(campaigns));
-                                     },
-                                     [weak] {
-                                         if (auto self = weak.lock()) self->loadBanners();
-                                     }});
+    // The answers come on the HTTP thread; the lists are taken in on the event queue.
+    downloader_->getListData(
+        force, {[weak](std::vector<std::shared_ptr<const OTWindowData>> campaigns) {
+                    if (auto self = weak.lock()) {
+                        self->onLane([campaigns = std::move(campaigns)](OTSDKManager& engine) mutable {
+                            engine.acceptInAppList(std::move(campaigns));
+                        });
+                    }
+                },
+                [weak](std::vector<std::shared_ptr<const OTWindowData>> campaigns) {
+                    if (auto self = weak.lock()) {
+                        self->onLane([campaigns = std::move(campaigns)](OTSDKManager& engine) mutable {
+                            engine.acceptSubscribeList(std::move(campaigns));
+                        });
+                    }
+                },
+                [weak] {
+                    if (auto self = weak.lock()) self->onLane([](OTSDKManager& engine) { engine.loadBanners(); });
+                }});
 }
 
 void OTSDKManager::acceptInAppList(std::vector<std::shared_ptr<const OTWindowData>> campaigns) {

@@ -21,10 +21,12 @@ namespace corvane {
 class OTBannerHandler;
 class OTCampaignStore;
 class OTDecisionTrace;
+class OTDispatchQueue;
 class OTDialogFlow;
 class OTDisplayEligibility;
 class OTEnvironment;
 class OTEvent;
+class OTInAppWalk;
 class OTNotificationCenter;
 class OTPageCollection;
 class OTReachability;
@@ -47,6 +49,13 @@ public:
     ~OTSDKManager() override;
 
     static std::shared_ptr<OTSDKManager> sharedManager();
+
+    // The matching state (campaign lists, record tree, waiting events, the walk, counters, the
+    // dialog in flight) has one owner: the event queue. Work from the HTTP thread and the main
+    // queue that touches it is handed over here: run at once when already on the event queue,
+    // queued otherwise. It holds the engine weakly.
+    void onLane(std::function<void(OTSDKManager&)> work);
+    bool isOnLane() const;
     // The shared engine; a non-empty `groupIdentifier` is stored first.
     std::shared_ptr<OTSDKManager> managerWithGroupIdentifier(const std::optional<std::string>& groupIdentifier);
     void startWithConfiguration(const std::shared_ptr<CorvaneOtConfig>& configuration);
@@ -179,6 +188,7 @@ private:
     std::optional<std::string> mainPage() const;
 
     OTEnvironment& environment_;
+    const std::shared_ptr<OTDispatchQueue> lane_;
     // The engine may be held past its environment; its destructor only needs the centre.
     std::weak_ptr<OTNotificationCenter> notifications_;
     std::once_flag launchOnce_;
@@ -195,6 +205,7 @@ private:
     std::unique_ptr<OTCampaignStore> campaigns_;
     std::unique_ptr<OTDisplayEligibility> eligibility_;
     std::unique_ptr<OTDialogFlow> dialogs_;
+    std::unique_ptr<OTInAppWalk> walk_;
 
     std::atomic<std::int64_t> currentMatchEventIndex_{0};
     std::atomic<bool> autoCollectPageInfo_{true};

@@ -105,8 +105,13 @@ void OTHostHTTPTransport::run() {
             auto next = std::min_element(waiting_.begin(), waiting_.end(), [](const auto& a, const auto& b) {
                 return a.second.deadline < b.second.deadline;
             });
-            if (next == waiting_.end()) wake_.wait(lock);
-            else wake_.wait_until(lock, next->second.deadline);
+            if (next == waiting_.end()) {
+                wake_.wait(lock);
+            } else {
+                // A copy: the entry may go while the lock is let go.
+                const auto deadline = next->second.deadline;
+                wake_.wait_until(lock, deadline);
+            }
             continue;
         }
         Finished done = std::move(finished_.front());

@@ -63,6 +63,7 @@ TEST(OTDialogFlow, FromEventToDialogToNavigationAndOnToTheNextCampaign) {
     // later with its declared properties, and matching goes on (the link is no web address).
     const auto link = presenter->shown[0].data->rightBtnAttribute()->eventLink();
     presenter->react(5, link);
+    test.scheduler().runUntilIdle();  // recorded on the event queue
     auto node = engine->campaigns().windowRecordTree()->findWindowNodeById(1);
     EXPECT_EQ(node->clickCount(), 1);
     EXPECT_TRUE(node->forbidden());

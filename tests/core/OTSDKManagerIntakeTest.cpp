@@ -171,6 +171,9 @@ TEST(OTSDKManagerIntake, AUserChangeQueuesUploadsClearsTheCounterAndEmptiesTheTr
     engine->handleXwho(std::string("u-1"));
     EXPECT_EQ(engine->session().userId(), "u-1");
     EXPECT_EQ(settings->userId(), "u-1");
+    // The usage goes on the event queue, between two events.
+    EXPECT_EQ(settings->dailyPopWindowCount(), 3u);
+    test.scheduler().runUntilIdle();
     EXPECT_EQ(settings->dailyPopWindowCount(), 0u);
     EXPECT_TRUE(engine->campaigns().windowRecordTree()->allNodes().empty());
     EXPECT_EQ(
@@ -197,8 +200,8 @@ TEST(OTSDKManagerIntake, AUserChangeQueuesUploadsClearsTheCounterAndEmptiesTheTr
     // A missing id is always a change.
     engine->handleXwho(std::nullopt);
     EXPECT_FALSE(engine->session().userId().has_value());
-    EXPECT_EQ(settings->dailyPopWindowCount(), 0u);
     test.scheduler().runUntilIdle();
+    EXPECT_EQ(settings->dailyPopWindowCount(), 0u);
     EXPECT_TRUE(test.console().contains("corvane->setUserId"));
     const auto log = test.log();
     EXPECT_NE(log.find("syncRecordTree 成功！"), std::string::npos);

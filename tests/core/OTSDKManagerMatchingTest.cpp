@@ -44,8 +44,9 @@ struct Engine {
         return engine->campaigns().windowRecordTree()->findWindowNodeById(id);
     }
 
+    // Matched on the event queue, after whatever is queued there already, as the host's are.
     void send(const json& event) {
-        engine->triggerEventMatchWithData(event);
+        engine->onLane([event](OTSDKManager& lane) { lane.triggerEventMatchWithData(event); });
         test.scheduler().runUntilIdle();
     }
     void settle() { test.scheduler().advance(1s); }

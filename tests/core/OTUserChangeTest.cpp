@@ -37,7 +37,9 @@ TEST(OTUserChange, AListAnsweredForAPreviousUserIsDiscardedWhicheverArrivesFirst
     for (const bool previousFirst : {true, false}) {
         SCOPED_TRACE(previousFirst ? "alice's answer first" : "bob's answer first");
         UserChange c;
+        // Alice's list is asked for before bob comes.
         c.engine->onUserProfile(json{{"xwho", "alice"}});
+        c.test.scheduler().runUntilIdle();
         c.engine->onUserProfile(json{{"xwho", "bob"}});
         c.test.scheduler().runUntilIdle();
         const auto answerFor = [&](const char* user, int id) {
@@ -72,6 +74,7 @@ TEST(OTUserChange, TheOldUsersRecordsAreWipedBeforeTheNewUsersListCanBeMerged) {
             });
         }
         c.engine->onUserProfile(json{{"xwho", "bob"}});
+        c.test.scheduler().runUntilIdle();
         if (!atOnce) {
             EXPECT_TRUE(c.transport->answer(OTHeldTransport::kInAppPath, "bob", listAnswer(5)));
         }

@@ -194,8 +194,10 @@ private:
                 continue;
             }
             auto first = pending_.begin();
-            if (first->first.first > std::chrono::steady_clock::now()) {
-                wake_.wait_until(lock, first->first.first);
+            // A copy: another worker or a stop may take the entry while the lock is let go.
+            const auto due = first->first.first;
+            if (due > std::chrono::steady_clock::now()) {
+                wake_.wait_until(lock, due);
                 continue;
             }
             Work work = std::move(first->second);
