@@ -112,6 +112,7 @@ void OTDialogFlow::_showWindowWithData(const std::shared_ptr<const OTWindowData>
 
 void OTDialogFlow::reactToDialogEvent(const std::shared_ptr<const OTWindowData>& data, std::int64_t type,
                                       const std::optional<std::string>& link) {
+    engine_.checkLane("reactToDialogEvent");
     const auto tree = engine_.campaigns().windowRecordTree();
     const auto node = tree ? tree->findWindowNodeById(data->windowIdIntegerValue()) : nullptr;
     OTLog(OTLogger::kLevelLog, "corvane->_showWindowWithData,eventType:%d", type);

@@ -73,7 +73,7 @@ void OTInAppWalk::examine(const std::shared_ptr<OTEvent>& current, std::uint64_t
     if (index >= campaigns.size()) return;
     lastIndex_ = index;
     if (lastList_ != list) lastList_ = list;
-    engine_.currentMatchEventIndex_.store(static_cast<std::int64_t>(index));
+    engine_.currentMatchEventIndex_ = static_cast<std::int64_t>(index);
     const auto& data = campaigns[index];
     const auto mainPage = engine_.mainPage();
     OTLog(OTLogger::kLevelLog, "corvane->triggerEventMatchInApp:%@", data);
@@ -186,8 +186,8 @@ void OTInAppWalk::followFirstPageView(OTFirstPageViewRules::Decision decision, c
             return;
         case OTFirstPageViewRules::Outcome::Defer:
             // The window observation replays it once the cover is removed.
-            engine_.cachedFirstPVEventOfMainPage_.set(event);
-            engine_.mainPagePVCount_.store(0);
+            engine_.cachedFirstPVEventOfMainPage_ = event;
+            engine_.mainPagePVCount_ = 0;
             if (trace != nullptr) {
                 auto values = reason();
                 values["kept"] = true;

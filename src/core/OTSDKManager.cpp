@@ -1,5 +1,7 @@
 #include "core/OTSDKManager.h"
 
+#include <cstdio>
+#include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <utility>
 
@@ -105,6 +107,26 @@ void OTSDKManager::onLane(std::function<void(OTSDKManager&)> work) {
 
 bool OTSDKManager::isOnLane() const { return lane_->isCurrent(); }
 
+void OTSDKManager::checkLane(const char* what) const {
+#ifndef NDEBUG
+    if (lane_->isCurrent()) return;
+    std::fprintf(stderr, "CorvaneOstrel: %s off the event queue\n", what);
+    std::abort();
+#else
+    (void)what;
+#endif
+}
+
+void OTSDKManager::setScheduledDialog(std::shared_ptr<const OTWindowData> data) {
+    checkLane("setScheduledDialog");
+    scheduledDialog_ = std::move(data);
+}
+
+std::shared_ptr<const OTWindowData> OTSDKManager::scheduledDialog() const {
+    checkLane("scheduledDialog");
+    return scheduledDialog_;
+}
+
 std::shared_ptr<OTSDKManager> OTSDKManager::managerWithGroupIdentifier(
     const std::optional<std::string>& groupIdentifier) {
     if (groupIdentifier && !groupIdentifier->empty()) session_->setGroupIdentifier(groupIdentifier);
@@ -206,14 +228,15 @@ void OTSDKManager::_handleSAEvent(const nlohmann::json& event) {
 }
 
 void OTSDKManager::handleUserProfileUpload(const nlohmann::json& event, std::int64_t) {
+    checkLane("handleUserProfileUpload");
     if (!event.is_object()) return;
-    if (const auto what = event.find("xwhat"); what != event.end() && *what == "$pageview") pvCount_.fetch_add(1);
+    if (const auto what = event.find("xwhat"); what != event.end() && *what == "$pageview") ++pvCount_;
     const auto mainPage = this->mainPage();
     if (!mainPage || mainPage->empty()) return;
     const auto context = event.find("xcontext");
     if (context == event.end() || !context->is_object()) return;
     if (const auto url = context->find("$url"); url != context->end() && *url == *mainPage) {
-        mainPagePVCount_.fetch_add(1);
+        ++mainPagePVCount_;
     }
 }
 
@@ -274,11 +297,13 @@ void OTSDKManager::handleCalibrationTime(const nlohmann::json& value) {
 void OTSDKManager::autoPageCollected(const std::shared_ptr<OTViewController>& controller) {
     const auto mainPage = this->mainPage();
     if (controller && mainPage && !mainPage->empty() && controller->className() == *mainPage) {
-        mainPageController_.set(controller);
+        // Seen on the main queue, kept by the event queue.
+        onLane([controller](OTSDKManager& engine) { engine.mainPageController_ = controller; });
     }
 }
 
 void OTSDKManager::triggerEventMatchWithData(const nlohmann::json& data, std::optional<std::int64_t> source) {
+    checkLane("triggerEventMatchWithData");
     if (data.is_object()) {
         if (const auto it = data.find("appid"); it != data.end()) session_->setAppid(OTJSONValue::text(*it));
     }
@@ -290,7 +315,7 @@ void OTSDKManager::triggerEventMatchWithData(const nlohmann::json& data, std::op
     triggerEventMatchSubscribe(event);
     // While a dialog is on screen, or decided and waiting for its delay, neither dialogs nor
     // banners are matched for this event.
-    const auto scheduled = scheduledDialog_.get();
+    const auto scheduled = scheduledDialog_;
     if (!popWindows_->isHandlingPopWindow() && !scheduled) {
         triggerEventMatchInApp(event, 0);
         triggerEventMatchBanner(event);
@@ -359,26 +384,19 @@ std::shared_ptr<OTDecisionTrace> OTSDKManager::makeTrace(const OTEvent& event, s
 
 void OTSDKManager::triggerEventMatchInApp(const std::shared_ptr<OTEvent>& event, std::uint64_t startIndex,
                                           const char* pass) {
+    checkLane("triggerEventMatchInApp");
     walk_->run(event, startIndex, pass);
 }
 
 OTSDKManager::Waiting OTSDKManager::addWaitingEvent(const std::shared_ptr<OTEvent>& event) {
+    checkLane("addWaitingEvent");
     if (!event) return Waiting::NoEvent;
-    // Matching logs, so the list is compared outside its lock; the event goes in only if the list
-    // is still the one compared, else the comparison is made again on the list as it now is.
-    for (;;) {
-        const auto waiting = waitingEvents();
-        if (waiting.size() >= maxWaitingEventsCount()) return Waiting::ListFull;
-        for (const auto& held : waiting) {
-            if (held == event || held->matches(event)) return Waiting::AlreadyWaiting;
-        }
-        const bool added = waitingEvents_.modify([&](auto& list) {
-            if (list != waiting) return false;
-            list.push_back(event);
-            return true;
-        });
-        if (added) return Waiting::Kept;
+    if (waitingEvents_.size() >= kMaxWaitingEventsCount) return Waiting::ListFull;
+    for (const auto& held : waitingEvents_) {
+        if (held == event || held->matches(event)) return Waiting::AlreadyWaiting;
     }
+    waitingEvents_.push_back(event);
+    return Waiting::Kept;
 }
 
 void OTSDKManager::startPageCollection() {
@@ -399,16 +417,22 @@ void OTSDKManager::startWindowObservation() {
             if (!arguments.empty()) {
                 if (const auto* name = std::any_cast<std::string>(&arguments.front())) removed = *name;
             }
-            if (OTNavigation::isControllerOnTopOfKeyWindow(self->mainPageController(), removed) &&
-                self->mainPagePVCount() < 2) {
-                self->environment_.mainQueue()->after(std::chrono::milliseconds(100), [weak] {
+            // The main page and its views are the event queue's; the window is asked on the main queue.
+            self->onLane([removed](OTSDKManager& lane) {
+                if (lane.mainPagePVCount_ >= 2) return;
+                const auto controller = lane.mainPageController_;
+                bool onTop = false;
+                OTDispatchQueueManager::dispatchInMainThread(
+                    [&] { onTop = OTNavigation::isControllerOnTopOfKeyWindow(controller, removed); }, false);
+                if (!onTop) return;
+                lane.environment_.mainQueue()->after(std::chrono::milliseconds(100), [weak = lane.weak_from_this()] {
                     if (auto engine = weak.lock()) {
-                        engine->onLane([](OTSDKManager& lane) {
-                            lane.triggerEventMatchInApp(lane.cachedFirstPVEventOfMainPage(), 0, "mainPageReplay");
+                        engine->onLane([](OTSDKManager& again) {
+                            again.triggerEventMatchInApp(again.cachedFirstPVEventOfMainPage_, 0, "mainPageReplay");
                         });
                     }
                 });
-            }
+            });
         },
         "ot_willRemoveSubview");
 }
@@ -469,34 +493,36 @@ void OTSDKManager::loginThenDownload() {
 void OTSDKManager::getListData(bool force) {
     std::weak_ptr<OTSDKManager> weak = weak_from_this();
     // The answers come on the HTTP thread; the lists are taken in on the event queue.
-    downloader_->getListData(
-        force, {[weak](std::vector<std::shared_ptr<const OTWindowData>> campaigns) {
-                    if (auto self = weak.lock()) {
-                        self->onLane([campaigns = std::move(campaigns)](OTSDKManager& engine) mutable {
-                            engine.acceptInAppList(std::move(campaigns));
-                        });
-                    }
-                },
-                [weak](std::vector<std::shared_ptr<const OTWindowData>> campaigns) {
-                    if (auto self = weak.lock()) {
-                        self->onLane([campaigns = std::move(campaigns)](OTSDKManager& engine) mutable {
-                            engine.acceptSubscribeList(std::move(campaigns));
-                        });
-                    }
-                },
-                [weak] {
-                    if (auto self = weak.lock()) self->onLane([](OTSDKManager& engine) { engine.loadBanners(); });
-                }});
+    downloader_->getListData(force,
+                             {[weak](std::vector<std::shared_ptr<const OTWindowData>> campaigns) {
+                                  if (auto self = weak.lock()) {
+                                      self->onLane([campaigns = std::move(campaigns)](OTSDKManager& engine) mutable {
+                                          engine.acceptInAppList(std::move(campaigns));
+                                      });
+                                  }
+                              },
+                              [weak](std::vector<std::shared_ptr<const OTWindowData>> campaigns) {
+                                  if (auto self = weak.lock()) {
+                                      self->onLane([campaigns = std::move(campaigns)](OTSDKManager& engine) mutable {
+                                          engine.acceptSubscribeList(std::move(campaigns));
+                                      });
+                                  }
+                              },
+                              [weak] {
+                                  if (auto self = weak.lock())
+                                      self->onLane([](OTSDKManager& engine) { engine.loadBanners(); });
+                              }});
 }
 
 void OTSDKManager::acceptInAppList(std::vector<std::shared_ptr<const OTWindowData>> campaigns) {
+    checkLane("acceptInAppList");
     campaigns_->mergeInAppList(campaigns, environment_.clock().now());
     if (!campaigns.empty()) reportWindowEventWithName("$pullDialog", 0, campaigns.front());
 
     // Only the opening page view is worth a late dialog: the first waiting one is replayed.
     auto& console = environment_.console();
     // Taken and cleared in one step: an event kept meanwhile waits for the next list, none is lost.
-    const auto waiting = waitingEvents_.modify([](auto& list) { return std::exchange(list, {}); });
+    const auto waiting = std::exchange(waitingEvents_, {});
     nlohmann::json described = nlohmann::json::array();
     for (const auto& event : waiting) described.push_back(event->description());
     const OTLogArgument waitingArgument[] = {described};
@@ -524,6 +550,7 @@ void OTSDKManager::acceptInAppList(std::vector<std::shared_ptr<const OTWindowDat
 }
 
 void OTSDKManager::acceptSubscribeList(std::vector<std::shared_ptr<const OTWindowData>> campaigns) {
+    checkLane("acceptSubscribeList");
     campaigns_->setSubscribeDataArray(std::move(campaigns));
     campaigns_->syncSubscribeData();
 }

@@ -122,21 +122,23 @@ public:
     using DecisionListener = std::function<void(const nlohmann::json& record)>;
     void setDecisionListener(DecisionListener listener);
 
-    // The walk's state, for what reports it.
-    std::int64_t currentMatchEventIndex() const { return currentMatchEventIndex_.load(); }
-    std::vector<std::shared_ptr<OTEvent>> waitingEvents() const { return waitingEvents_.get(); }
-    std::uint64_t maxWaitingEventsCount() const { return maxWaitingEventsCount_.load(); }
-    std::int64_t pvCount() const { return pvCount_.load(); }
-    std::int64_t mainPagePVCount() const { return mainPagePVCount_.load(); }
-    std::shared_ptr<OTViewController> mainPageController() const { return mainPageController_.get(); }
-    std::shared_ptr<OTEvent> cachedFirstPVEventOfMainPage() const { return cachedFirstPVEventOfMainPage_.get(); }
+    // The walk's state, for what reports it: read on the event queue, or once it is idle.
+    std::int64_t currentMatchEventIndex() const { return currentMatchEventIndex_; }
+    std::vector<std::shared_ptr<OTEvent>> waitingEvents() const { return waitingEvents_; }
+    std::uint64_t maxWaitingEventsCount() const { return kMaxWaitingEventsCount; }
+    std::int64_t pvCount() const { return pvCount_; }
+    std::int64_t mainPagePVCount() const { return mainPagePVCount_; }
+    std::shared_ptr<OTViewController> mainPageController() const { return mainPageController_; }
+    std::shared_ptr<OTEvent> cachedFirstPVEventOfMainPage() const { return cachedFirstPVEventOfMainPage_; }
     std::shared_ptr<OTEvent> currentTriggerEvent() const { return currentTriggerEvent_.get(); }
     std::shared_ptr<OTPageCollection> pageCollection() const { return pageCollection_.get(); }
 
     // The dialog decided and waiting for its delay, which counts as on screen: set when it is
     // scheduled, cleared once it is presented (or cannot be).
-    void setScheduledDialog(std::shared_ptr<const OTWindowData> data) { scheduledDialog_.set(std::move(data)); }
-    std::shared_ptr<const OTWindowData> scheduledDialog() const { return scheduledDialog_.get(); }
+    void setScheduledDialog(std::shared_ptr<const OTWindowData> data);
+    std::shared_ptr<const OTWindowData> scheduledDialog() const;
+    // A debug build stops here when matching state is touched off the event queue.
+    void checkLane(const char* what) const;
 
     // Logs in, then downloads the lists unless today's are current.
     void loginThenDownload();
@@ -207,22 +209,27 @@ private:
     std::unique_ptr<OTDialogFlow> dialogs_;
     std::unique_ptr<OTInAppWalk> walk_;
 
-    std::atomic<std::int64_t> currentMatchEventIndex_{0};
+    static constexpr std::uint64_t kMaxWaitingEventsCount = 5;
+
     std::atomic<bool> autoCollectPageInfo_{true};
     OTLocked<std::shared_ptr<OTPageCollection>> pageCollection_;
-    OTLocked<std::vector<std::shared_ptr<OTEvent>>> waitingEvents_;
     // Held while a user change compares with the stored user and stores the new one, so that two
     // changes at once decide one after the other.
     std::mutex userChangeMutex_;
-    std::atomic<std::uint64_t> maxWaitingEventsCount_{5};
-    std::atomic<std::int64_t> pvCount_{0};
-    std::atomic<std::int64_t> mainPagePVCount_{0};
-    OTLocked<std::shared_ptr<OTViewController>> mainPageController_;
-    OTLocked<std::shared_ptr<OTEvent>> cachedFirstPVEventOfMainPage_;
+    // Read by every report, from whichever thread makes it.
     OTLocked<std::shared_ptr<OTEvent>> currentTriggerEvent_;
+    // Set by the host, read on the event queue.
     OTLocked<std::shared_ptr<OTBannerHandler>> bannerHandler_;
     OTLocked<std::shared_ptr<const DecisionListener>> decisionListener_;
-    OTLocked<std::shared_ptr<const OTWindowData>> scheduledDialog_;
+
+    // The event queue's own: no lock, never touched elsewhere.
+    std::int64_t currentMatchEventIndex_ = 0;
+    std::vector<std::shared_ptr<OTEvent>> waitingEvents_;
+    std::int64_t pvCount_ = 0;
+    std::int64_t mainPagePVCount_ = 0;
+    std::shared_ptr<OTViewController> mainPageController_;
+    std::shared_ptr<OTEvent> cachedFirstPVEventOfMainPage_;
+    std::shared_ptr<const OTWindowData> scheduledDialog_;
 };
 
 }  // namespace corvane

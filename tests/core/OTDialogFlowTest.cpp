@@ -19,6 +19,7 @@
 #include "services/OTUserConfig.h"
 #include "support/OTCampaignLoader.h"
 #include "support/OTRecordingPresenter.h"
+#include "support/OTSDKManagerProbe.h"
 #include "support/OTTestEnvironment.h"
 #include "view/OTNavigationController.h"
 #include "view/OTTabBarController.h"
@@ -115,7 +116,9 @@ TEST(OTDialogFlow, BadLinksAndCampaignsNeverBreakTheFlow) {
     auto data = std::make_shared<OTWindowData>();
     data->setModelWithDic(json{{"id", "1"}, {"type", 1}, {"preEvents", json::array()}});
     engine->campaigns().setInAppDataArray({data});
-    engine->triggerEventMatchWithData(json{{"xwhat", "buy"}});
+    OTSDKManagerProbe::onLane(*engine, [](OTSDKManager& lane) {
+        lane.triggerEventMatchWithData(json{{"xwhat", "buy"}});
+    });
     EXPECT_EQ(engine->currentMatchEventIndex(), 0);
     test.scheduler().advance(1s);
 }

@@ -130,16 +130,22 @@ TEST(OTSDKManagerIntake, EventsAreCountedAndHeldOnTheEventQueue) {
 TEST(OTSDKManagerIntake, AtMostFiveEventsWait) {
     OTTestEnvironment test;
     auto engine = OTSDKManager::sharedManager();
-    for (int i = 0; i < 6; ++i) engine->addWaitingEvent(eventNamed(("e" + std::to_string(i)).c_str()));
+    for (int i = 0; i < 6; ++i)
+        OTSDKManagerProbe::onLane(
+            *engine, [&](OTSDKManager& lane) { lane.addWaitingEvent(eventNamed(("e" + std::to_string(i)).c_str())); });
     ASSERT_EQ(engine->waitingEvents().size(), 5u);
     EXPECT_EQ(engine->waitingEvents()[4]->xwhat(), "e4");
     OTSDKManagerProbe::setWaitingEvents(*engine, {});
     auto held = eventNamed("$pageview", json{{"$url", "A"}, {"x", 1}});
-    engine->addWaitingEvent(held);
-    engine->addWaitingEvent(held);
-    engine->addWaitingEvent(eventNamed("$pageview", json{{"$url", "A"}}));  // the held one matches it
-    engine->addWaitingEvent(eventNamed("$pageview", json{{"$url", "B"}}));
-    engine->addWaitingEvent(nullptr);
+    OTSDKManagerProbe::onLane(*engine, [&](OTSDKManager& lane) { lane.addWaitingEvent(held); });
+    OTSDKManagerProbe::onLane(*engine, [&](OTSDKManager& lane) { lane.addWaitingEvent(held); });
+    OTSDKManagerProbe::onLane(*engine, [&](OTSDKManager& lane) {
+        lane.addWaitingEvent(eventNamed("$pageview", json{{"$url", "A"}}));
+    });  // the held one matches it
+    OTSDKManagerProbe::onLane(*engine, [&](OTSDKManager& lane) {
+        lane.addWaitingEvent(eventNamed("$pageview", json{{"$url", "B"}}));
+    });
+    OTSDKManagerProbe::onLane(*engine, [&](OTSDKManager& lane) { lane.addWaitingEvent(nullptr); });
     EXPECT_EQ(engine->waitingEvents().size(), 2u);
 }
 

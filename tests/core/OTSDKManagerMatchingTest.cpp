@@ -11,6 +11,7 @@
 #include "services/OTUserConfig.h"
 #include "support/OTCampaignLoader.h"
 #include "support/OTRecordingPresenter.h"
+#include "support/OTSDKManagerProbe.h"
 #include "support/OTTestEnvironment.h"
 #include "view/OTNavigationController.h"
 #include "view/OTTabBarController.h"
@@ -219,8 +220,10 @@ TEST(OTSDKManagerMatching, EventsWaitWithoutCampaignsAndTheWalkEndsAtTheList) {
     e.send({{"xwhat", "$pageview"}});
     EXPECT_EQ(e.engine->waitingEvents().size(), 1u);
     e.campaigns({eventCampaign("1", "buy", {{"count", 5}})});
-    e.engine->triggerEventMatchInApp(e.engine->currentTriggerEvent(), 1);  // past the end: nothing
-    e.engine->triggerEventMatchInApp(nullptr, 0);
+    OTSDKManagerProbe::onLane(*e.engine, [](OTSDKManager& lane) {
+        lane.triggerEventMatchInApp(lane.currentTriggerEvent(), 1);  // past the end: nothing
+        lane.triggerEventMatchInApp(nullptr, 0);
+    });
     e.settle();
     EXPECT_TRUE(e.presenter->shown.empty());
     ASSERT_EQ(e.records.size(), 2u);  // the walk past the end examined nothing
@@ -331,30 +334,33 @@ TEST(OTSDKManagerMatching, FirstPageViewCampaigns) {
     m.engine->session().setConfiguration(config);
     m.engine->autoPageCollected(home);
     m.engine->autoPageCollected(std::make_shared<OTViewController>("MineVC"));
+    m.test.scheduler().runUntilIdle();  // kept by the event queue
     EXPECT_EQ(m.engine->mainPageController(), home);
     m.campaigns({{{"id", "2"},
                   {"type", 0},
                   {"count", 9},
                   {"event", {{"xwhat", "$pageview"}, {"xcontext", {{"$url", "HomeVC"}}}}}}});
     const json homeView = {{"xwhat", "$pageview"}, {"xcontext", {{"$url", "HomeVC"}}}};
-    m.engine->handleUserProfileUpload(json{{"xwhat", "$pageview"}, {"xcontext", {{"$url", "MineVC"}}}}, 0);
+    OTSDKManagerProbe::onLane(*m.engine, [&](OTSDKManager& lane) {
+        lane.handleUserProfileUpload(json{{"xwhat", "$pageview"}, {"xcontext", {{"$url", "MineVC"}}}}, 0);
+    });
     m.send({{"xwhat", "$pageview"}, {"xcontext", {{"$url", "MineVC"}}}});
     // Covered by a splash screen: the view is kept for later and the counter starts again.
     window->addSubview("SplashView");
-    m.engine->handleUserProfileUpload(homeView, 0);
+    OTSDKManagerProbe::onLane(*m.engine, [&](OTSDKManager& lane) { lane.handleUserProfileUpload(homeView, 0); });
     m.send(homeView);
     m.settle();
     EXPECT_TRUE(m.presenter->shown.empty());
     EXPECT_EQ(m.engine->mainPagePVCount(), 0);
     ASSERT_NE(m.engine->cachedFirstPVEventOfMainPage(), nullptr);
     window->removeSubview("SplashView");
-    m.engine->handleUserProfileUpload(homeView, 0);
+    OTSDKManagerProbe::onLane(*m.engine, [&](OTSDKManager& lane) { lane.handleUserProfileUpload(homeView, 0); });
     m.send(homeView);
     m.settle();
     EXPECT_EQ(m.presenter->shownIds(), std::vector<std::string>{"2"});
     // The second view of the main page does not fire again.
     m.presenter->react(3);
-    m.engine->handleUserProfileUpload(homeView, 0);
+    OTSDKManagerProbe::onLane(*m.engine, [&](OTSDKManager& lane) { lane.handleUserProfileUpload(homeView, 0); });
     m.send(homeView);
     m.settle();
     EXPECT_EQ(m.presenter->shown.size(), 1u);
@@ -377,7 +383,7 @@ TEST(OTSDKManagerMatching, FirstPageViewCampaigns) {
     d.test.scheduler().runUntilIdle();
     ASSERT_NE(d.engine->mainPageController(), nullptr);
     EXPECT_EQ(d.engine->mainPageController()->className(), "DetailVC");
-    d.engine->handleUserProfileUpload(detailView, 0);
+    OTSDKManagerProbe::onLane(*d.engine, [&](OTSDKManager& lane) { lane.handleUserProfileUpload(detailView, 0); });
     d.send(detailView);
     d.settle();
     EXPECT_EQ(d.presenter->shownIds(), std::vector<std::string>{"5"});

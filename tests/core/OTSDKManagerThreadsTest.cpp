@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <set>
 #include <thread>
 
@@ -13,6 +14,16 @@
 namespace corvane {
 
 using namespace std::chrono_literals;
+
+namespace {
+// Runs the main loop until everything handed to the event queue so far has run there; what the
+// queue wrote is then safe to read.
+bool drained(OTThreadScheduler& scheduler, OTSDKManager& engine) {
+    std::atomic<bool> done{false};
+    engine.onLane([&done](OTSDKManager&) { done = true; });
+    return scheduler.runMainLoopUntil([&] { return done.load(); }, 20s);
+}
+}  // namespace
 
 // Events and profile changes from several threads at once, on real queues.
 TEST(OTSDKManagerThreads, EventsFromManyThreadsAreAllHandledInTheirQueue) {
@@ -34,14 +45,15 @@ TEST(OTSDKManagerThreads, EventsFromManyThreadsAreAllHandledInTheirQueue) {
             });
         }
         for (auto& sender : senders) sender.join();
-        EXPECT_TRUE(scheduler.runMainLoopUntil([&] { return engine->pvCount() == 200; }, 20s));
+        ASSERT_TRUE(drained(scheduler, *engine));
+        EXPECT_EQ(engine->pvCount(), 200);
         EXPECT_EQ(engine->mainPagePVCount(), 100);
         EXPECT_LE(engine->waitingEvents().size(), 5u);
     }
 }
 
-// Events kept before the campaigns, added from several threads at once: each check and append is
-// one decision, so the list never passes five nor holds an event twice.
+// Events kept before the campaigns, handed over from several threads at once: each is decided on
+// the event queue, so the list never passes five nor holds an event twice.
 TEST(OTSDKManagerThreads, WaitingEventsStayFewAndDistinctWhoeverAddsThem) {
     OTThreadedTestEnvironment threaded;
     auto engine = OTSDKManager::sharedManager();
@@ -53,11 +65,12 @@ TEST(OTSDKManagerThreads, WaitingEventsStayFewAndDistinctWhoeverAddsThem) {
                 for (int i = 0; i < 4; ++i) {
                     auto event = std::make_shared<OTEvent>();
                     event->setModelWithDic(nlohmann::json{{"xwhat", "e" + std::to_string((t + i) % 7)}});
-                    engine->addWaitingEvent(event);
+                    engine->onLane([event](OTSDKManager& lane) { lane.addWaitingEvent(event); });
                 }
             });
         }
         for (auto& adder : adders) adder.join();
+        ASSERT_TRUE(drained(threaded.scheduler(), *engine));
         const auto waiting = engine->waitingEvents();
         std::set<std::string> names;
         for (const auto& event : waiting) names.insert(event->xwhat().value_or(""));

@@ -10,6 +10,7 @@
 #include "services/OTDataArchiver.h"
 #include "services/OTUserConfig.h"
 #include "support/OTHeldEngine.h"
+#include "support/OTSDKManagerProbe.h"
 #include "ui/OTBannerManager.h"
 #include "ui/OTBannerView.h"
 
@@ -363,7 +364,9 @@ TEST(OTBannerManager, TheEngineLoadsBannersAfterTheDialogListsAndMatchesThemUnle
     };
     auto dialog = std::make_shared<Dialog>();
     OTPopWindowManager::sharedManager()->handlePopWindow(dialog);
-    r.engine->triggerEventMatchWithData(json{{"xwhat", "$pageview"}});
+    OTSDKManagerProbe::onLane(*r.engine, [](OTSDKManager& lane) {
+        lane.triggerEventMatchWithData(json{{"xwhat", "$pageview"}});
+    });
     EXPECT_FALSE(r.node(305)->activated());
     dialog->showing = false;
     OTPopWindowManager::sharedManager()->handlePopWindow(dialog);
@@ -372,7 +375,9 @@ TEST(OTBannerManager, TheEngineLoadsBannersAfterTheDialogListsAndMatchesThemUnle
     auto closed = std::make_shared<CorvaneOtConfig>();
     closed->setBannerClosed(true);
     r.engine->session().setConfiguration(closed);
-    r.engine->triggerEventMatchWithData(json{{"xwhat", "$pageview"}});
+    OTSDKManagerProbe::onLane(*r.engine, [](OTSDKManager& lane) {
+        lane.triggerEventMatchWithData(json{{"xwhat", "$pageview"}});
+    });
     EXPECT_FALSE(r.node(305)->activated());
     r.transport->forgetSent();
     r.engine->getListData(true);
@@ -380,7 +385,9 @@ TEST(OTBannerManager, TheEngineLoadsBannersAfterTheDialogListsAndMatchesThemUnle
     for (const auto& held : r.transport->sent()) EXPECT_EQ(held.request.url.find("anner"), std::string::npos);
 
     r.engine->session().setConfiguration(std::make_shared<CorvaneOtConfig>());
-    r.engine->triggerEventMatchWithData(json{{"xwhat", "$pageview"}});
+    OTSDKManagerProbe::onLane(*r.engine, [](OTSDKManager& lane) {
+        lane.triggerEventMatchWithData(json{{"xwhat", "$pageview"}});
+    });
     EXPECT_TRUE(r.node(305)->activated());
 
     r.test.scheduler().runUntilIdle();
