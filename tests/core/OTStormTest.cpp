@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <functional>
 #include <thread>
 
 #include "OTDevServer.h"
@@ -14,6 +15,7 @@
 #include "server/OTIdentityUploader.h"
 #include "server/OTNetwork.h"
 #include "server/OTServerSession.h"
+#include "services/OTUserConfig.h"
 #include "support/OTThreadedTestEnvironment.h"
 #include "view/OTViewController.h"
 
@@ -37,7 +39,7 @@ public:
 
 // A campaign folder for the dev server: `count` three-step sequence campaigns that may show as
 // often as the user likes, and a subscribe campaign on the last step.
-std::filesystem::path writeCampaigns(const std::filesystem::path& folder, int count) {
+std::filesystem::path writeCampaigns(const std::filesystem::path& folder, int count, int dailyCap = 0) {
     std::filesystem::create_directories(folder / "in_app");
     std::filesystem::create_directories(folder / "subscribe");
     for (int i = 0; i < count; ++i) {
@@ -53,6 +55,7 @@ std::filesystem::path writeCampaigns(const std::filesystem::path& folder, int co
     }
     OTFiles::writeFileAtomically(folder / "subscribe" / "1.json",
                                  json{{"id", "1"}, {"event", {{"xwhat", "buy"}}}}.dump());
+    if (dailyCap > 0) OTFiles::writeFileAtomically(folder / "rule.json", json{{"dayDialogMaxCount", dailyCap}}.dump());
     return folder;
 }
 }  // namespace
@@ -139,6 +142,83 @@ TEST(OTStorm, EveryQueueAtOnceWithCampaignsLoaded) {
             ASSERT_TRUE(campaign->title());
             EXPECT_EQ(campaign->title()->text(), "Hello ${event.name}");
         }
+    }
+}
+
+// Dialogs decided from every direction at once (host threads' events, walks going on after a tap on
+// the main queue, the waiting page view replayed as the list lands): each is checked against the
+// daily cap and counted in one step on the event queue, so the cap holds exactly.
+TEST(OTStorm, TheDailyCapHoldsExactlyWhateverDecidesTheDialogs) {
+    OTThreadedTestEnvironment threaded;
+    auto& scheduler = threaded.scheduler();
+    constexpr int kCap = 3;
+    const auto campaigns = threaded.root() / "campaigns";
+    OTDevServer server({writeCampaigns(campaigns, 20, kCap)});
+    ASSERT_TRUE(server.start());
+    {
+        auto presenter = std::make_shared<TappingPresenter>();
+        OTPopWindowManager::sharedManager()->setPresenter(presenter);
+        auto engine = OTSDKManager::sharedManager()->managerWithGroupIdentifier("group.cap");
+        auto config = std::make_shared<CorvaneOtConfig>();
+        config->setAppKey("app-key");
+        config->setUrl(server.baseURL() + "/");
+        engine->session().setUserId("u0");
+        engine->startWithConfiguration(config);
+        const auto buy = [&engine](int n) {
+            engine->onEventDataReceived(json{{"xwhat", "buy"}, {"xcontext", {{"name", "n" + std::to_string(n)}}}});
+        };
+        // Sequences need their first two steps before a "buy" shows a dialog.
+        const auto steps = [&engine] {
+            engine->onEventDataReceived(json{{"xwhat", "step1"}});
+            engine->onEventDataReceived(json{{"xwhat", "step2"}});
+        };
+        ASSERT_TRUE(scheduler.runMainLoopUntil([&] { return engine->campaigns().inAppDataArray().size() == 20; }, 20s));
+        std::vector<std::thread> hosts;
+        for (int t = 0; t < 8; ++t) {
+            hosts.emplace_back([&, t] {
+                for (int i = 0; i < 30; ++i) {
+                    steps();
+                    buy(t * 100 + i);
+                }
+            });
+        }
+        // Then one more event each time the main loop looks (every 10 ms at least): the dialogs keep
+        // coming, each after its 0.2 s, until the cap stops them, and 100 events more change nothing.
+        int next = 0;
+        EXPECT_TRUE(scheduler.runMainLoopUntil(
+            [&] {
+                buy(next++);
+                return presenter->shown.load() >= kCap;
+            },
+            20s));
+        for (auto& host : hosts) host.join();
+        const int last = next + 100;
+        scheduler.runMainLoopUntil(
+            [&] {
+                buy(next++);
+                return next >= last;
+            },
+            20s);
+        // Settled: nothing left on the event queue and no dialog waiting for its delay.
+        std::atomic<bool> settled{false};
+        std::function<void()> check = [&] {
+            engine->onLane([&](OTSDKManager& lane) {
+                if (!lane.scheduledDialog()) settled = true;
+                else scheduler.mainQueue()->after(50ms, check);
+            });
+        };
+        check();
+        ASSERT_TRUE(scheduler.runMainLoopUntil([&] { return settled.load(); }, 10s));
+        EXPECT_EQ(presenter->shown.load(), kCap);
+        auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(std::string("group.cap"));
+        std::atomic<std::uint64_t> counted{0};
+        std::atomic<bool> read{false};
+        engine->onLane([&](OTSDKManager&) {
+            counted = settings->dailyPopWindowCount();
+            read = true;
+        });
+        ASSERT_TRUE(scheduler.runMainLoopUntil([&] { return read.load(); }, 10s));
+        EXPECT_EQ(counted.load(), static_cast<std::uint64_t>(kCap));
     }
 }
 
