@@ -20,7 +20,7 @@ namespace corvane {
 
 void OTDialogFlow::prepareForPopWindowWithData(const std::shared_ptr<const OTWindowData>& data,
                                                const std::shared_ptr<OTEvent>& event, std::uint64_t index) {
-    const bool autoPop = OTPopWindowManager::sharedManager()->autoPopWindow();
+    const bool autoPop = engine_.popWindows().autoPopWindow();
     OTLog(OTLogger::kLevelLog, "corvane-->prepareForPopWindowWithData");
     OTLog(OTLogger::kLevelLog, "corvane-->prepareForPopWindowWithData,autoPopWindow:%d", autoPop);
     if (!autoPop) {
@@ -89,7 +89,7 @@ void OTDialogFlow::_showWindowWithData(const std::shared_ptr<const OTWindowData>
                     if (lane.scheduledDialog() == data) lane.setScheduledDialog(nullptr);
                 });
             };
-            auto presenter = OTPopWindowManager::sharedManager()->presenter();
+            auto presenter = engine ? engine->popWindows().presenter() : nullptr;
             if (!presenter) {
                 OTLog(OTLogger::kLevelError, "没有可用的弹窗展示器，弹窗未展示：%@", data->windowId());
                 if (held) held->notPresented();
@@ -131,7 +131,7 @@ void OTDialogFlow::reactToDialogEvent(const std::shared_ptr<const OTWindowData>&
     }
     syncTreeNode(node, type);
     engine_.campaigns().handleNodeForbiddenState(*data, engine_.environment().clock().now());
-    if (type != 3) OTPushManager::sharedManager()->handlePush(link);
+    if (type != 3) engine_.push().handlePush(link);
     engine_.reportWindowEventWithName(type == 3 ? "$closeDialog" : "$clickDialog", type, data);
 }
 

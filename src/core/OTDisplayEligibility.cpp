@@ -16,8 +16,13 @@
 namespace corvane {
 
 OTDisplayEligibility::OTDisplayEligibility(OTEnvironment& environment, std::shared_ptr<OTServerSession> session,
-                                           TreeSource tree, std::function<void()> saveTree)
-    : environment_(environment), session_(std::move(session)), tree_(std::move(tree)), saveTree_(std::move(saveTree)) {}
+                                           std::shared_ptr<OTUserConfig> settings, TreeSource tree,
+                                           std::function<void()> saveTree)
+    : environment_(environment),
+      session_(std::move(session)),
+      settings_(std::move(settings)),
+      tree_(std::move(tree)),
+      saveTree_(std::move(saveTree)) {}
 
 std::shared_ptr<OTWindowRecordTreeNode> OTDisplayEligibility::nodeFor(const OTWindowData& data) const {
     const auto tree = tree_();
@@ -51,7 +56,7 @@ nlohmann::json OTDisplayEligibility::Refusal::describe() const {
 }
 
 std::optional<OTDisplayEligibility::Refusal> OTDisplayEligibility::dailyAndDateWindow(const OTWindowData& data) const {
-    auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(session_->groupIdentifier());
+    auto settings = settings_->configWithGroupIdentifier(session_->groupIdentifier());
     const auto count = static_cast<std::int64_t>(settings->dailyPopWindowCount());
     const auto max = static_cast<std::int64_t>(settings->maxDailyPopWindowCount());
     if (count >= max) return Refusal{.reason = Refusal::Reason::DailyCap, .count = count, .max = max};
@@ -99,7 +104,7 @@ std::optional<OTDisplayEligibility::Refusal> OTDisplayEligibility::refusalByOldR
     const OTLogArgument dataArgument[] = {data};
     console.print(OTLogFormatter::format("matchOldRuleWithData:%@", dataArgument));
     const auto node = nodeFor(*data);
-    auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(session_->groupIdentifier());
+    auto settings = settings_->configWithGroupIdentifier(session_->groupIdentifier());
     const OTLogArgument counts[] = {settings->dailyPopWindowCount(), settings->maxDailyPopWindowCount()};
     console.print(
         OTLogFormatter::format("matchOldRuleWithData:dailyPopWindowCount->%ld,maxDailyPopWindowCount->%ld", counts));
@@ -129,7 +134,7 @@ std::optional<OTDisplayEligibility::Refusal> OTDisplayEligibility::refusalByNewR
     print("matchNewRuleWithData->windowData:%@", {data});
     const auto node = nodeFor(*data);
     print("matchNewRuleWithData:->OTWindowRecordTreeNode:%@", {node});
-    auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(session_->groupIdentifier());
+    auto settings = settings_->configWithGroupIdentifier(session_->groupIdentifier());
     print("matchNewRuleWithData:%d,maxDailyPopWindowCount->%d",
           {settings->dailyPopWindowCount(), settings->maxDailyPopWindowCount()});
     const std::int64_t used = node ? node->usedCount() : 0;
@@ -196,7 +201,7 @@ void OTDisplayEligibility::syncWithTreeNode(const std::shared_ptr<OTWindowRecord
         node->setUsedCount(node->usedCount() + 1);
         node->setActivated(true);
     }
-    auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(session_->groupIdentifier());
+    auto settings = settings_->configWithGroupIdentifier(session_->groupIdentifier());
     settings->setDailyPopWindowCount(settings->dailyPopWindowCount() + 1);
     saveTree_();
 }

@@ -12,6 +12,7 @@ namespace corvane {
 
 class OTEnvironment;
 class OTServerSession;
+class OTUserConfig;
 class OTWindowData;
 class OTWindowRecordTree;
 class OTWindowRecordTreeNode;
@@ -43,9 +44,10 @@ public:
         nlohmann::json describe() const;
     };
 
-    // `tree` gives the record tree in force; `saveTree` writes it after a count changes.
-    OTDisplayEligibility(OTEnvironment& environment, std::shared_ptr<OTServerSession> session, TreeSource tree,
-                         std::function<void()> saveTree);
+    // `tree` gives the record tree in force; `saveTree` writes it after a count changes; `settings`
+    // keep the daily counter and its cap.
+    OTDisplayEligibility(OTEnvironment& environment, std::shared_ptr<OTServerSession> session,
+                         std::shared_ptr<OTUserConfig> settings, TreeSource tree, std::function<void()> saveTree);
 
     // Nothing when the campaign may be shown; the showing is then counted.
     std::optional<Refusal> refusalToShow(const std::shared_ptr<const OTWindowData>& data);
@@ -67,6 +69,7 @@ private:
 
     OTEnvironment& environment_;
     std::shared_ptr<OTServerSession> session_;
+    std::shared_ptr<OTUserConfig> settings_;
     TreeSource tree_;
     std::function<void()> saveTree_;
 };

@@ -76,12 +76,12 @@ OTSDKManager::OTSDKManager(OTEnvironment& environment, Collaborators collaborato
       settings_(std::move(collaborators.settings)),
       campaigns_(std::make_unique<OTCampaignStore>(session_)),
       eligibility_(std::make_unique<OTDisplayEligibility>(
-          environment, session_, [this] { return campaigns_->windowRecordTree(); },
+          environment, session_, settings_, [this] { return campaigns_->windowRecordTree(); },
           [this] { campaigns_->syncRecordTree(); })),
       dialogs_(std::make_unique<OTDialogFlow>(*this)),
       walk_(std::make_unique<OTInAppWalk>(*this)) {
     campaigns_->restore(environment.clock().now());
-    OTNetwork::configEnvironment(OTNetworkConfig{});
+    session_->network()->setConfig(OTNetworkConfig{});
     startReachability();
     registerNotifications();
 }
@@ -481,7 +481,7 @@ void OTSDKManager::loadBanners() {
 // ---- Server link ----
 
 void OTSDKManager::configureCustomServer(const std::string& url) {
-    OTNetwork::configEnvironment(OTNetworkConfig::withBaseURL(url));
+    session_->network()->setConfig(OTNetworkConfig::withBaseURL(url));
 }
 
 void OTSDKManager::loginThenDownload() {

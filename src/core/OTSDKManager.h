@@ -71,6 +71,8 @@ public:
     OTCampaignStore& campaigns() const { return *campaigns_; }
     OTDisplayEligibility& eligibility() const { return *eligibility_; }
     OTDialogFlow& dialogFlow() const { return *dialogs_; }
+    OTPopWindowManager& popWindows() const { return *popWindows_; }
+    OTPushManager& push() const { return *push_; }
 
     // Observer of the host's analytics SDK.
     void onEventDataReceived(const nlohmann::json& event) override;

@@ -15,16 +15,16 @@ namespace corvane {
 
 OTSDKManagerCollaborators OTSDKManagerCollaborators::of(OTEnvironment& environment, OTSDKManagerCollaborators given) {
     auto& c = given;
+    if (!c.settings) c.settings = OTUserConfig::defaultConfig();
     if (!c.session) c.session = std::make_shared<OTServerSession>(environment);
     if (!c.login) c.login = std::make_shared<OTLoginClient>(c.session);
-    if (!c.downloader) c.downloader = std::make_shared<OTCampaignDownloader>(c.session, c.login);
+    if (!c.downloader) c.downloader = std::make_shared<OTCampaignDownloader>(c.session, c.login, c.settings);
     if (!c.reporter) c.reporter = std::make_shared<OTEventReporter>(c.session, c.login);
     if (!c.identity) c.identity = std::make_shared<OTIdentityUploader>(c.session, c.login, c.reporter);
     if (!c.tasks) c.tasks = OTTaskManager::manager();
     if (!c.popWindows) c.popWindows = OTPopWindowManager::sharedManager();
     if (!c.push) c.push = OTPushManager::sharedManager();
     if (!c.reachability) c.reachability = OTReachabilityManager::sharedManager();
-    if (!c.settings) c.settings = OTUserConfig::defaultConfig();
     return given;
 }
 

@@ -17,8 +17,8 @@
 namespace corvane {
 
 OTCampaignDownloader::OTCampaignDownloader(std::shared_ptr<OTServerSession> session,
-                                           std::shared_ptr<OTLoginClient> login)
-    : session_(std::move(session)), login_(std::move(login)) {}
+                                           std::shared_ptr<OTLoginClient> login, std::shared_ptr<OTUserConfig> settings)
+    : session_(std::move(session)), login_(std::move(login)), settings_(std::move(settings)) {}
 
 void OTCampaignDownloader::getListData(bool force, Receivers receivers) {
     session_->environment().console().print("getListData");
@@ -28,7 +28,7 @@ void OTCampaignDownloader::getListData(bool force, Receivers receivers) {
     const auto configuration = session_->configuration();
     OTLog(OTLogger::kLevelLog, "CorvaneOstrel 启动成功！\nCorvaneOstrel 版本号：%@\nAppKey：%@\nuserId：%@",
           OTServerSession::kSDKVersion, configuration ? configuration->appKey() : std::nullopt, user);
-    auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(session_->groupIdentifier());
+    auto settings = settings_->configWithGroupIdentifier(session_->groupIdentifier());
     if (settings->dataPulledToday() && !force &&
         OTUtils::compareOneDay(settings->lastBackgroundUpdateTime(), session_->lastBackgroundUpdateTime()) == 0) {
         return;
@@ -117,7 +117,7 @@ void OTCampaignDownloader::getInAppList(ListHandler receive, OTServerCall::Done 
 }
 
 OTCampaignDownloader::Campaigns OTCampaignDownloader::acceptInAppList(nlohmann::json& answer) {
-    auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(session_->groupIdentifier());
+    auto settings = settings_->configWithGroupIdentifier(session_->groupIdentifier());
     settings->setLastBackgroundUpdateTime(session_->lastBackgroundUpdateTime());
     settings->setLastIPhoneUpdateTime(session_->environment().clock().now());
     auto campaigns = takeCampaigns(answer);

@@ -16,6 +16,7 @@ namespace corvane {
 class OTEvent;
 class OTLoginClient;
 class OTServerSession;
+class OTUserConfig;
 class OTWindowData;
 
 // The two campaign-list downloads ("/push/sdk/in_app", "/push/sdk/event/subscribe") and the
@@ -35,7 +36,8 @@ public:
         std::function<void()> banners;
     };
 
-    OTCampaignDownloader(std::shared_ptr<OTServerSession> session, std::shared_ptr<OTLoginClient> login);
+    OTCampaignDownloader(std::shared_ptr<OTServerSession> session, std::shared_ptr<OTLoginClient> login,
+                         std::shared_ptr<OTUserConfig> settings);
 
     // Downloads unless already done today with an unchanged server activity time (or `force`).
     void getListData(bool force, Receivers receivers);
@@ -66,6 +68,7 @@ private:
 
     std::shared_ptr<OTServerSession> session_;
     std::shared_ptr<OTLoginClient> login_;
+    std::shared_ptr<OTUserConfig> settings_;
     std::atomic<bool> isPullingData_{false};
     std::atomic<std::uint64_t> inAppRetryCount_{0};
     std::atomic<std::uint64_t> subscribeRetryCount_{0};

@@ -15,17 +15,31 @@ std::shared_ptr<OTNetwork> OTNetwork::network() {
     return OTEnvironment::current()->singleton<OTNetwork>([] { return std::make_shared<OTNetwork>(); });
 }
 
-void OTNetwork::configEnvironment(const OTNetworkConfig& config) {
-    auto self = network();
-    std::lock_guard lock(self->mutex_);
-    self->config_ = config;
-}
+void OTNetwork::configEnvironment(const OTNetworkConfig& config) { network()->setConfig(config); }
 
 std::shared_ptr<OTNetwork> OTNetwork::networkWithGroupIdentifier(const std::string& groupIdentifier) {
     auto self = network();
-    std::lock_guard lock(self->mutex_);
-    self->groupIdentifier_ = groupIdentifier;
+    self->setGroupIdentifier(groupIdentifier);
     return self;
+}
+
+void OTNetwork::setConfig(const OTNetworkConfig& config) {
+    std::lock_guard lock(mutex_);
+    config_ = config;
+}
+
+void OTNetwork::setGroupIdentifier(std::string groupIdentifier) {
+    std::lock_guard lock(mutex_);
+    groupIdentifier_ = std::move(groupIdentifier);
+}
+
+std::shared_ptr<OTNetwork> OTNetwork::withGroupIdentifier(std::string groupIdentifier) const {
+    auto copy = std::make_shared<OTNetwork>();
+    std::lock_guard lock(mutex_);
+    copy->config_ = config_;
+    copy->timeout_ = timeout_;
+    copy->groupIdentifier_ = std::move(groupIdentifier);
+    return copy;
 }
 
 OTNetworkConfig OTNetwork::config() const {

@@ -32,9 +32,16 @@ public:
 
     static constexpr std::chrono::milliseconds kDefaultTimeout{60000};
 
+    // The process-wide client of the class-level operations. A server session has a client of its
+    // own (OTServerSession::network), so that engines keep to their own servers.
     static std::shared_ptr<OTNetwork> network();
     static void configEnvironment(const OTNetworkConfig& config);
     static std::shared_ptr<OTNetwork> networkWithGroupIdentifier(const std::string& groupIdentifier);
+
+    void setConfig(const OTNetworkConfig& config);
+    void setGroupIdentifier(std::string groupIdentifier);
+    // A client with this one's servers and time-out, for another group's requests.
+    std::shared_ptr<OTNetwork> withGroupIdentifier(std::string groupIdentifier) const;
 
     void postRequestWithRelativeURLStr(const std::string& path, const nlohmann::json& header,
                                        const nlohmann::json& body, Success success, Failure failure);

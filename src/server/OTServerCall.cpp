@@ -21,7 +21,8 @@ OTServerCall::OTServerCall(std::shared_ptr<OTServerSession> session, std::weak_p
 void OTServerCall::send() {
     auto body = request_.body();
     if (!body) return;
-    const auto network = request_.group ? OTNetwork::networkWithGroupIdentifier(*request_.group) : session_->network();
+    const auto network =
+        request_.group ? session_->network()->withGroupIdentifier(*request_.group) : session_->network();
     // The network holds the call until it answers; nothing else does.
     network->postRequestWithRelativeURLStr(
         request_.path, nullptr, *body,

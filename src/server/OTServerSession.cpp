@@ -10,13 +10,17 @@
 
 namespace corvane {
 
-OTServerSession::OTServerSession(OTEnvironment& environment) : environment_(environment) {
+OTServerSession::OTServerSession(OTEnvironment& environment)
+    : environment_(environment), network_(std::make_shared<OTNetwork>()) {
     lastBackgroundUpdateTime_.set(environment.clock().now());
 }
 
-std::shared_ptr<OTNetwork> OTServerSession::network() const {
-    return OTNetwork::networkWithGroupIdentifier(groupIdentifier().value_or(""));
+void OTServerSession::setGroupIdentifier(std::optional<std::string> value) {
+    network_->setGroupIdentifier(value.value_or(""));
+    groupIdentifier_.set(std::move(value));
 }
+
+std::shared_ptr<OTNetwork> OTServerSession::network() const { return network_; }
 
 nlohmann::json OTServerSession::osObject(bool withDevice, bool withPackage) {
     nlohmann::json os = {

@@ -33,7 +33,7 @@ public:
     std::shared_ptr<CorvaneOtConfig> configuration() const { return configuration_.get(); }
     void setConfiguration(std::shared_ptr<CorvaneOtConfig> value) { configuration_.set(std::move(value)); }
     std::optional<std::string> groupIdentifier() const { return groupIdentifier_.get(); }
-    void setGroupIdentifier(std::optional<std::string> value) { groupIdentifier_.set(std::move(value)); }
+    void setGroupIdentifier(std::optional<std::string> value);
     std::optional<std::string> token() const { return token_.get(); }
     void setToken(std::optional<std::string> value) { token_.set(std::move(value)); }
     std::optional<std::string> userId() const { return userId_.get(); }
@@ -73,6 +73,8 @@ private:
     OTEnvironment& environment_;
     OTLocked<std::shared_ptr<CorvaneOtConfig>> configuration_;
     OTLocked<std::optional<std::string>> groupIdentifier_;
+    // This session's client: its servers, its group, its time-out.
+    const std::shared_ptr<OTNetwork> network_;
     OTLocked<std::optional<std::string>> token_;
     OTLocked<std::optional<std::string>> userId_;
     OTLocked<std::optional<std::string>> appid_;

@@ -40,7 +40,7 @@ TEST(OTDialogFlow, FromEventToDialogToNavigationAndOnToTheNextCampaign) {
     engine->session().setConfiguration(std::make_shared<CorvaneOtConfig>());
     OTDevServer server({OT_SAMPLE_CAMPAIGNS});
     ASSERT_TRUE(server.start());
-    OTNetwork::configEnvironment(OTNetworkConfig::withBaseURL(server.baseURL()));
+    engine->session().network()->setConfig(OTNetworkConfig::withBaseURL(server.baseURL()));
     engine->session().setUserId("u1");
     engine->login().loginWithCompletion({});
     ASSERT_TRUE(test.scheduler().runUntil([&] { return engine->session().token().has_value(); }, 10s));

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "OTDevServer.h"
 #include "core/OTCampaignStore.h"
 #include "core/OTSDKManager.h"
 #include "corvane/CorvaneOtManager.h"
@@ -7,10 +8,13 @@
 #include "server/OTEventReporter.h"
 #include "server/OTServerSession.h"
 #include "services/OTLogger.h"
+#include "services/OTUserConfig.h"
 #include "support/OTHeldTransport.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {
+
+using namespace std::chrono_literals;
 
 TEST(OTSDKManager, ObserverListenerIsTheSharedEngineAndKeepsTheLastNonEmptyGroup) {
     OTTestEnvironment test;
@@ -87,6 +91,46 @@ TEST(OTSDKManager, AnEngineBuiltDirectlyIsCompleteAndWorksWithTheCollaboratorsIt
     const auto reports = transport->bodiesTo(OTEventReporter::kReportPath);
     ASSERT_EQ(reports.size(), 1u);
     EXPECT_EQ(reports[0]["events"][0]["xwhat"], "$pullDialog");
+}
+
+// Two engines in one process, each with its own server link and settings, started against two
+// servers: each logs in and downloads from its own server only, and keeps its own list and group.
+TEST(OTSDKManager, TwoEnginesInOneProcessKeepToTheirOwnServersAndSettings) {
+    OTTestEnvironment test;
+    OTDevServer first({OT_SAMPLE_CAMPAIGNS});
+    OTDevServer second({OT_SAMPLE_CAMPAIGNS});
+    ASSERT_TRUE(first.start());
+    ASSERT_TRUE(second.start());
+    second.addData("in_app", nlohmann::json::array({{{"id", "900"}, {"type", 1}, {"preEvents", {{{"xwhat", "x"}}}}}}));
+
+    auto a = OTSDKManager::sharedManager()->managerWithGroupIdentifier("group.a");
+    OTSDKManagerCollaborators own;
+    own.session = std::make_shared<OTServerSession>(test.environment());
+    own.settings = std::make_shared<OTUserConfig>();
+    auto b = std::make_shared<OTSDKManager>(test.environment(), OTSDKManagerCollaborators::of(test.environment(), own));
+    b->managerWithGroupIdentifier("group.b");
+    const auto start = [](OTSDKManager& engine, const char* key, const OTDevServer& server) {
+        engine.session().setUserId(std::string("user-") + key);
+        auto config = std::make_shared<CorvaneOtConfig>();
+        config->setAppKey(key);
+        config->setUrl(server.baseURL() + "/");
+        engine.startWithConfiguration(config);
+    };
+    start(*a, "a", first);
+    start(*b, "b", second);
+    ASSERT_TRUE(test.scheduler().runUntil(
+        [&] { return !a->campaigns().inAppDataArray().empty() && !b->campaigns().inAppDataArray().empty(); }, 10s));
+
+    for (const auto& [server, key] : {std::pair{&first, "a"}, std::pair{&second, "b"}}) {
+        const auto logins = server->requestsTo("/push/sdk/login");
+        ASSERT_FALSE(logins.empty());
+        for (const auto& login : logins) EXPECT_EQ(login.body.value("appKey", ""), key);
+    }
+    EXPECT_EQ(b->campaigns().inAppDataArray().size(), a->campaigns().inAppDataArray().size() + 1);
+    EXPECT_EQ(b->campaigns().inAppDataArray().back()->windowId(), "900");
+    EXPECT_EQ(a->session().groupIdentifier(), "group.a");
+    EXPECT_EQ(b->session().groupIdentifier(), "group.b");
+    EXPECT_EQ(own.settings->groupIdentifier(), "group.b");
 }
 
 }  // namespace corvane

@@ -111,7 +111,7 @@ void runFamilyThrough(const Family& family, bool throughHost) {
         m.server.injectFault(family.path, serverFault(fault));
         {
             std::optional<OTScopedTimeout> shortTimeout;
-            if (fault == Fault::Late) shortTimeout.emplace(150ms);
+            if (fault == Fault::Late) shortTimeout.emplace(m.engine->session(), 150ms);
             family.request(m);
             ASSERT_TRUE(m.waitForOutcomes(family.path, 1, 20s));
         }

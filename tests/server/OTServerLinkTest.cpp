@@ -35,8 +35,8 @@ TEST(OTServerLink, RequestsGoThroughTheEnvironmentsTransport) {
     OTTestEnvironment test;
     auto transport = std::make_shared<ScriptedTransport>();
     test.setHTTPTransport(transport);
-    OTNetwork::configEnvironment(OTNetworkConfig::withBaseURL("https://api.example.com"));
     auto session = std::make_shared<OTServerSession>(test.environment());
+    session->network()->setConfig(OTNetworkConfig::withBaseURL("https://api.example.com"));
     session->setUserId("u1");
     auto login = std::make_shared<OTLoginClient>(session);
     bool loggedIn = false;

@@ -22,8 +22,8 @@ class OTHeldEngine {
 public:
     OTHeldEngine() {
         test.setHTTPTransport(transport);
-        OTNetwork::configEnvironment(OTNetworkConfig::withBaseURL("https://api.example.com"));
         engine = OTSDKManager::sharedManager()->managerWithGroupIdentifier("group.demo");
+        engine->session().network()->setConfig(OTNetworkConfig::withBaseURL("https://api.example.com"));
         auto config = std::make_shared<CorvaneOtConfig>();
         config->setAppKey("app-key");
         engine->session().setConfiguration(config);
