@@ -57,6 +57,8 @@ public struct DecisionRecord: Sendable, Hashable {
         case reactionCount(rule: JSONValue?, count: Int?, max: Int?)
         case noRuleForReaction(lastEventType: Int?)
         case dialogOnScreen(id: String?)
+        /// A dialog decided and waiting for its delay, which counts as on screen.
+        case dialogScheduled(id: String?)
         case dialogsHidden
         case bannersClosed
         case noRecord
@@ -86,6 +88,7 @@ public struct DecisionRecord: Sendable, Hashable {
             case "reactionCount": self = .reactionCount(rule: fields["rule"], count: number("count"), max: number("max"))
             case "noRuleForReaction": self = .noRuleForReaction(lastEventType: number("lastEventType"))
             case "dialogOnScreen": self = .dialogOnScreen(id: text("id") ?? number("id").map(String.init))
+            case "dialogScheduled": self = .dialogScheduled(id: text("id") ?? number("id").map(String.init))
             case "dialogsHidden": self = .dialogsHidden
             case "bannersClosed": self = .bannersClosed
             case "noRecord": self = .noRecord

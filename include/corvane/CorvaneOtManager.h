@@ -66,7 +66,8 @@ public:
     //   expected, mainPage, visiblePage, mainPageViews, kept}; "dailyCap" {count, max}; "usedUp"
     //   {used, count}; "dateWindow" {start, end, today}; "shownBefore"; "pause" {rule, until};
     //   "reactionCount" {rule, count, max}; "noRuleForReaction" {lastEventType}; "dialogOnScreen"
-    //   {id}; "dialogsHidden"; "bannersClosed"; "noRecord"; "noCampaignsYet" {waiting, max,
+    //   {id}; "dialogScheduled" {id} (decided, waiting for its delay: it counts as on screen);
+    //   "dialogsHidden"; "bannersClosed"; "noRecord"; "noCampaignsYet" {waiting, max,
     //   discarded}; "passEnded" {endedBy, because}.
     static void setDecisionListener(std::function<void(const nlohmann::json& record)> listener);
     // Hears what becomes of every impression, click, close and push report, as it happens and on the

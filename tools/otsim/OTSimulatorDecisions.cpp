@@ -67,6 +67,7 @@ std::string OTSimulatorDecisions::because(const json& d) {
         return field(d, "count") + " " + field(d, "rule") + "s of " + field(d, "max") + " allowed";
     if (reason == "noRuleForReaction") return "no rule for the last reaction " + field(d, "lastEventType");
     if (reason == "dialogOnScreen") return "dialog " + field(d, "id") + " is on screen";
+    if (reason == "dialogScheduled") return "dialog " + field(d, "id") + " is waiting for its delay";
     if (reason == "dialogsHidden") return "dialogs are hidden (setDialogVisible false)";
     if (reason == "bannersClosed") return "banners are closed";
     if (reason == "noRecord") return "the banner has no record";
