@@ -69,6 +69,8 @@ OTSDKManager::OTSDKManager(OTEnvironment& environment, Collaborators collaborato
       downloader_(std::move(collaborators.downloader)),
       reporter_(std::move(collaborators.reporter)),
       identity_(std::move(collaborators.identity)),
+      bannerLists_(std::move(collaborators.bannerLists)),
+      aliases_(std::move(collaborators.aliases)),
       tasks_(std::move(collaborators.tasks)),
       popWindows_(std::move(collaborators.popWindows)),
       push_(std::move(collaborators.push)),

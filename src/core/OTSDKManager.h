@@ -68,6 +68,8 @@ public:
     OTCampaignDownloader& downloader() const { return *downloader_; }
     OTEventReporter& reporter() const { return *reporter_; }
     OTIdentityUploader& identity() const { return *identity_; }
+    OTBannerLists& bannerLists() const { return *bannerLists_; }
+    OTAliasUploader& aliases() const { return *aliases_; }
     OTCampaignStore& campaigns() const { return *campaigns_; }
     OTDisplayEligibility& eligibility() const { return *eligibility_; }
     OTDialogFlow& dialogFlow() const { return *dialogs_; }
@@ -201,6 +203,8 @@ private:
     std::shared_ptr<OTCampaignDownloader> downloader_;
     std::shared_ptr<OTEventReporter> reporter_;
     std::shared_ptr<OTIdentityUploader> identity_;
+    std::shared_ptr<OTBannerLists> bannerLists_;
+    std::shared_ptr<OTAliasUploader> aliases_;
     std::shared_ptr<OTTaskManager> tasks_;
     std::shared_ptr<OTPopWindowManager> popWindows_;
     std::shared_ptr<OTPushManager> push_;

@@ -3,6 +3,8 @@
 #include "core/OTPopWindowManager.h"
 #include "core/OTPushManager.h"
 #include "core/OTTaskManager.h"
+#include "server/OTAliasUploader.h"
+#include "server/OTBannerLists.h"
 #include "server/OTCampaignDownloader.h"
 #include "server/OTEventReporter.h"
 #include "server/OTIdentityUploader.h"
@@ -21,6 +23,8 @@ OTSDKManagerCollaborators OTSDKManagerCollaborators::of(OTEnvironment& environme
     if (!c.downloader) c.downloader = std::make_shared<OTCampaignDownloader>(c.session, c.login, c.settings);
     if (!c.reporter) c.reporter = std::make_shared<OTEventReporter>(c.session, c.login);
     if (!c.identity) c.identity = std::make_shared<OTIdentityUploader>(c.session, c.login, c.reporter);
+    if (!c.bannerLists) c.bannerLists = std::make_shared<OTBannerLists>(c.login, c.settings);
+    if (!c.aliases) c.aliases = std::make_shared<OTAliasUploader>(c.session, c.login, c.settings);
     if (!c.tasks) c.tasks = OTTaskManager::manager();
     if (!c.popWindows) c.popWindows = OTPopWindowManager::sharedManager();
     if (!c.push) c.push = OTPushManager::sharedManager();

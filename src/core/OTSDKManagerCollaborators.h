@@ -4,6 +4,8 @@
 
 namespace corvane {
 
+class OTAliasUploader;
+class OTBannerLists;
 class OTCampaignDownloader;
 class OTEnvironment;
 class OTEventReporter;
@@ -24,6 +26,8 @@ struct OTSDKManagerCollaborators {
     std::shared_ptr<OTCampaignDownloader> downloader;
     std::shared_ptr<OTEventReporter> reporter;
     std::shared_ptr<OTIdentityUploader> identity;
+    std::shared_ptr<OTBannerLists> bannerLists;
+    std::shared_ptr<OTAliasUploader> aliases;
     std::shared_ptr<OTTaskManager> tasks;
     std::shared_ptr<OTPopWindowManager> popWindows;
     std::shared_ptr<OTPushManager> push;

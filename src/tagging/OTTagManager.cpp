@@ -1,16 +1,11 @@
 #include "tagging/OTTagManager.h"
 
-#include <nlohmann/json.hpp>
-
 #include "core/OTNavigation.h"
 #include "core/OTSDKManager.h"
 #include "foundation/OTText.h"
 #include "platform/OTEnvironment.h"
-#include "server/OTLoginClient.h"
-#include "server/OTServerOutcome.h"
-#include "server/OTServerSession.h"
+#include "server/OTAliasUploader.h"
 #include "services/OTLogger.h"
-#include "services/OTUserConfig.h"
 #include "tagging/OTFloatingBall.h"
 #include "tagging/OTTagDetailController.h"
 #include "view/OTNavigationController.h"
@@ -57,51 +52,10 @@ void OTTagManager::openAliasScreen() {
     navigation->pushViewController(detail, true);
 }
 
-nlohmann::json OTTagManager::aliasBody(const std::string& alias, const std::optional<std::string>& url,
-                                       const std::optional<std::string>& h5Url) {
-    const auto engine = OTSDKManager::sharedManager();
-    const auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(engine->session().groupIdentifier());
-    nlohmann::json context = {{"$title", "title"}};
-    if (url) context["$url"] = *url;
-    if (h5Url) context["$h5Url"] = *h5Url;
-    return {{"os", OTServerSession::osObject(false, true)},
-            {"sdkVersion", OTServerSession::kSDKVersion},
-            {"token", settings->token().value_or("")},
-            {"userId", settings->userId().value_or("")},
-            {"events", nlohmann::json::array({{{"alias", alias}, {"xwhat", "$pageview"}, {"xcontext", context}}})}};
-}
-
 void OTTagManager::uploadAlias(const std::optional<std::string>& alias, const std::optional<std::string>& url,
                                const std::optional<std::string>& h5Url, Completion completion) {
     if (!OTText::isPresent(alias) || (!OTText::isPresent(url) && !OTText::isPresent(h5Url))) return;
-    if (!completion) completion = [](bool) {};
-    // A server that keeps saying the login expired gets a bounded number of logins per upload.
-    auto logins = std::make_shared<std::atomic<std::uint64_t>>(0);
-    OTSDKManager::sharedManager()->login().send(
-        {.path = kUploadPath,
-         .body = [alias = *alias, url, h5Url]() -> std::optional<nlohmann::json> {
-             return aliasBody(alias, url, h5Url);
-         }},
-        [alias = *alias, url, h5Url, completion, logins](OTServerCall& call, OTServerOutcome& outcome) {
-            if (outcome.kind() == OTServerOutcome::Kind::TransportFailure) {
-                OTLog(OTLogger::kLevelError, "code:%@\ndescripton:%@\n", outcome.errorCode(),
-                      outcome.errorDescription());
-                return completion(false);
-            }
-            if (outcome.refusedByStatus()) {
-                outcome.logRefusedStatus();
-                return completion(false);
-            }
-            if (outcome.succeeded()) {
-                OTLog(OTLogger::kLevelLog, "上传别名 data:\n%@", outcome.loggable());
-                OTLog(OTLogger::kLevelLog, "上传别名成功, url:%@, h5Url:%@, alias:%@", url, h5Url, alias);
-                return completion(true);
-            }
-            if (outcome.kind() == OTServerOutcome::Kind::TokenExpired && call.logInAgainAndRepeat(*logins, true))
-                return;
-            OTLog(OTLogger::kLevelError, "code:%@\nmessage:%@\n", outcome.code(), outcome.message());
-            completion(false);
-        });
+    OTSDKManager::sharedManager()->aliases().upload(*alias, url, h5Url, std::move(completion));
 }
 
 }  // namespace corvane

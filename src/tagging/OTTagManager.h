@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
 
@@ -15,7 +14,6 @@ class OTFloatingBall;
 // screen for the page on show, and the upload of the name (alias) given to that page.
 class OTTagManager final : public std::enable_shared_from_this<OTTagManager> {
 public:
-    static constexpr const char* kUploadPath = "/push/sdk/pageview/upload";
     static constexpr const char* kBallImage = "ot_tag";
 
     using Completion = std::function<void(bool success)>;
@@ -35,12 +33,9 @@ public:
     // Uploads `alias` as the name of the native page `url` and/or the web page `h5Url`. Nothing
     // happens, not even the completion, without an alias or without one page. The completion runs
     // once, on the HTTP thread: true when the server took it. An expired login logs in again and
-    // repeats the upload, within the engine's retry limit.
+    // repeats the upload, within the engine's retry limit. The request is the server link's.
     void uploadAlias(const std::optional<std::string>& alias, const std::optional<std::string>& url,
                      const std::optional<std::string>& h5Url, Completion completion);
-    // The request body of such an upload.
-    static nlohmann::json aliasBody(const std::string& alias, const std::optional<std::string>& url,
-                                    const std::optional<std::string>& h5Url);
 
 private:
     std::shared_ptr<OTFloatingBall> ball_;

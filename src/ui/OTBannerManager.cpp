@@ -9,13 +9,10 @@
 #include "model/OTBannerRecordTreeNode.h"
 #include "platform/OTEnvironment.h"
 #include "platform/OTUIHost.h"
-#include "server/OTLoginClient.h"
-#include "server/OTServerOutcome.h"
-#include "server/OTServerSession.h"
+#include "server/OTBannerLists.h"
 #include "services/OTDataArchiver.h"
 #include "services/OTDownloadManager.h"
 #include "services/OTLogger.h"
-#include "services/OTUserConfig.h"
 #include "services/OTUtils.h"
 #include "ui/OTBannerView.h"
 
@@ -71,50 +68,22 @@ void OTBannerManager::loadBanner(const std::optional<std::string>& groupIdentifi
 
 void OTBannerManager::request(const char* path, const std::optional<std::string>& groupIdentifier, bool withDevice,
                               std::atomic<std::uint64_t>& retries, Answer answer) {
-    OTServerCall::Request request{.path = path,
-                                  .body = [groupIdentifier, withDevice]() -> std::optional<nlohmann::json> {
-                                      const auto settings =
-                                          OTUserConfig::defaultConfig()->configWithGroupIdentifier(groupIdentifier);
-                                      return nlohmann::json{{"newUser", 1},
-                                                            {"os", OTServerSession::osObject(withDevice, withDevice)},
-                                                            {"sdkVersion", OTServerSession::kSDKVersion},
-                                                            {"token", settings->token().value_or("")},
-                                                            {"userId", settings->userId().value_or("")}};
-                                  },
-                                  .group = groupIdentifier.value_or("")};
     std::weak_ptr<OTBannerManager> weak = weak_from_this();
-    OTSDKManager::sharedManager()->login().send(std::move(request), [weak, path, &retries, answer = std::move(answer)](
-                                                                        OTServerCall& call, OTServerOutcome& outcome) {
-        if (outcome.kind() == OTServerOutcome::Kind::TransportFailure) {
-            OTLog(OTLogger::kLevelError, "code:%@\ndescripton:%@\n", outcome.errorCode(), outcome.errorDescription());
-            return;
-        }
-        auto self = weak.lock();
-        if (!self) return;
-        if (outcome.refusedByStatus()) return outcome.logRefusedStatus();
-        if (!outcome.answer().is_object()) {
-            OTLog(OTLogger::kLevelError, "code:%@\nmessage:%@\n", -1, outcome.loggable());
-            return;
-        }
-        if (!outcome.succeeded()) {
-            OTLog(OTLogger::kLevelError, "code:%@\nmessage:%@\n", outcome.code(), outcome.message());
-            // A server that keeps refusing the token is asked again only within the limit; the
-            // banners never logged the expired token's line.
-            if (outcome.kind() == OTServerOutcome::Kind::TokenExpired) call.logInAgainAndRepeat(retries, true);
-            return;
-        }
-        retries.store(0);
-        OTEnvironment::current()->mainQueue()->async([weak, answer, parsed = outcome.answer(), path] {
-            auto manager = weak.lock();
-            if (!manager) return;
-            const auto list = parsed.find("data");
-            if (list == parsed.end() || !list->is_array()) {
-                OTLog(OTLogger::kLevelError, "%@ 应答的 data 不是列表，保留现有横幅", path);
-                return;
-            }
-            answer(*manager, parsed);
+    OTSDKManager::sharedManager()->bannerLists().fetch(
+        path, groupIdentifier, withDevice, retries,
+        [weak, path, answer = std::move(answer)](const nlohmann::json& parsed) {
+            if (weak.expired()) return;
+            OTEnvironment::current()->mainQueue()->async([weak, answer, parsed, path] {
+                auto manager = weak.lock();
+                if (!manager) return;
+                const auto list = parsed.find("data");
+                if (list == parsed.end() || !list->is_array()) {
+                    OTLog(OTLogger::kLevelError, "%@ 应答的 data 不是列表，保留现有横幅", path);
+                    return;
+                }
+                answer(*manager, parsed);
+            });
         });
-    });
 }
 
 OTBannerManager::Banners OTBannerManager::bannersFrom(const nlohmann::json& list) {

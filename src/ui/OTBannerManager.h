@@ -13,6 +13,7 @@
 #include "corvane/CorvaneBannerConfig.h"
 #include "foundation/OTGeometry.h"
 #include "foundation/OTLocked.h"
+#include "server/OTBannerLists.h"
 
 namespace corvane {
 
@@ -37,8 +38,8 @@ public:
     static constexpr const char* kBannerJsonDataFileName = "OTBannerJsonDataArray.plist";
     static constexpr const char* kBannerRecordTreeFileName = "OTBannerRecordTreeData.plist";
     static constexpr const char* kPresentingBannersFileName = "OTPresentingBanners.plist";
-    static constexpr const char* kDefaultBannerPath = "/push/sdk/defBanner";
-    static constexpr const char* kBannerPath = "/push/sdk/banner";
+    static constexpr const char* kDefaultBannerPath = OTBannerLists::kDefaultBannerPath;
+    static constexpr const char* kBannerPath = OTBannerLists::kBannerPath;
 
     // Restores the lists and the record tree from their files.
     OTBannerManager();

@@ -69,8 +69,11 @@ TEST(OTCApi, ACHostStartsSendsEventsAndReceivesBannersFromTheDevServer) {
     h.test.installHostApp();
     ASSERT_EQ(ot_capi_start("group.demo", (h.server.baseURL() + "/").c_str()), 0);
     ASSERT_TRUE(h.waitForOutcomes("/push/sdk/in_app"));
+    // The purchase is sent to the server only once the subscribe list is in, which may answer
+    // after the banners: the three go out at once.
+    ASSERT_TRUE(h.waitForOutcomes("/push/sdk/event/subscribe"));
     ASSERT_TRUE(h.waitForOutcomes(OTBannerManager::kBannerPath));
-    h.test.scheduler().runUntilIdle();  // the banners are taken in on the main queue
+    h.test.scheduler().runUntilIdle();  // the lists are taken in on the event queue, the banners on the main queue
     const auto logins = h.server.requestsTo("/push/sdk/login");
     ASSERT_FALSE(logins.empty());
     EXPECT_EQ(logins[0].body.value("appKey", ""), "capi-key");

@@ -5,6 +5,7 @@
 #include "core/OTNavigation.h"
 #include "corvane/CorvaneOtManager.h"
 #include "render/OTHeadlessRenderer.h"
+#include "server/OTAliasUploader.h"
 #include "services/OTUserConfig.h"
 #include "support/OTHeldEngine.h"
 #include "tagging/OTFloatingBall.h"
@@ -86,8 +87,8 @@ TEST(OTTagManager, TheUploadBodyKeyByKeyAndTheArgumentsItRefuses) {
               (json{{"$title", "title"}, {"$url", ""}, {"$h5Url", "https://h5.test/a?x=1"}}));
     // The token and user are those of the engine's group; a group with nothing stored sends empty texts.
     c.engine->session().setGroupIdentifier(std::string("group.empty"));
-    EXPECT_EQ(OTTagManager::aliasBody("a", std::nullopt, std::string("u"))["token"], "");
-    EXPECT_EQ(OTTagManager::aliasBody("a", std::nullopt, std::string("u"))["userId"], "");
+    EXPECT_EQ(c.engine->aliases().body("a", std::nullopt, std::string("u"))["token"], "");
+    EXPECT_EQ(c.engine->aliases().body("a", std::nullopt, std::string("u"))["userId"], "");
     c.engine->session().setGroupIdentifier(std::string("group.demo"));
 
     ASSERT_TRUE(c.transport->complete(kUploadPath, 200, R"({"code":0,"message":"ok"})"));
