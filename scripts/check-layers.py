@@ -12,6 +12,8 @@ Folders, lowest first; a file may include its own folder and the ones below it:
 Inside a folder, a sub-folder implements its parent: it may include the parent's files, the
 parent may not include it, and sibling sub-folders do not include each other. The one exception
 is the environment, which assembles its default parts from the platform's implementations.
+The server protocol stays in server: ui and tagging call the server link's operations and include
+none of its request types (calls, outcomes, the login client, the session, the HTTP client).
 Prints each include that points the wrong way and exits 1 when there is any."""
 import pathlib
 import re
@@ -21,6 +23,10 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 LAYERS = ["foundation", "platform", "services", "view", "render", "model", "server", "core", "ui", "tagging",
           "facade", "tools"]
 ASSEMBLY = {"src/platform/OTEnvironment.cpp"}
+# What builds or answers a request; views ask the server link instead.
+REQUEST_TYPES = {"server/OTServerCall.h", "server/OTServerOutcome.h", "server/OTLoginClient.h",
+                 "server/OTServerSession.h", "server/OTNetwork.h", "server/OTNetworkConfig.h"}
+ASKS_THE_LINK = {"ui", "tagging"}
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.M)
 
 
@@ -47,6 +53,8 @@ def problems_of(relative, text):
             continue
         if LAYERS.index(layer) > LAYERS.index(own):
             found.append(f"{relative}: {own} includes {included}")
+        elif own in ASKS_THE_LINK and included in REQUEST_TYPES:
+            found.append(f"{relative}: {own} builds requests itself with {included}")
         elif layer == own and target_sub is not None and target_sub != sub and str(relative) not in ASSEMBLY:
             where = "its implementation" if sub is None else "a sibling"
             found.append(f"{relative}: {own}{'/' + sub if sub else ''} includes {where} {included}")
