@@ -35,13 +35,6 @@ bool OTMethodRuntime::classExists(const std::string& name) const {
     return classes_.count(name) > 0;
 }
 
-std::optional<std::string> OTMethodRuntime::superclassOf(const std::string& name) const {
-    std::lock_guard lock(mutex_);
-    const auto it = classes_.find(name);
-    if (it == classes_.end() || it->second.superclass.empty()) return std::nullopt;
-    return it->second.superclass;
-}
-
 std::optional<OTMethodRuntime::Implementation> OTMethodRuntime::instanceMethod(const std::string& className,
                                                                                const std::string& selector) const {
     std::lock_guard lock(mutex_);

@@ -27,7 +27,6 @@ public:
     // Declares a class (an existing one keeps its methods); an empty superclass makes a root class.
     void defineClass(const std::string& name, const std::string& superclass);
     bool classExists(const std::string& name) const;
-    std::optional<std::string> superclassOf(const std::string& name) const;
     // The implementation a call would run: the class's own, else the nearest ancestor's.
     std::optional<Implementation> instanceMethod(const std::string& className, const std::string& selector) const;
     bool isLocallyDefined(const std::string& className, const std::string& selector) const;

@@ -28,7 +28,6 @@ public:
     bool loginAgainWithin(std::atomic<std::uint64_t>& retries, const std::function<void()>& retry);
 
     std::uint64_t loginRetryCount() const { return loginRetryCount_.load(); }
-    void setLoginRetryCount(std::uint64_t value) { loginRetryCount_.store(value); }
 
 private:
     std::shared_ptr<OTServerSession> session_;

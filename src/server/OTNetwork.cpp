@@ -102,12 +102,6 @@ void OTNetwork::postRequestWithRelativeURLStr(const std::string& path, const nlo
     requestWithRelativeUrl(path, 1, {}, header, body, std::move(success), std::move(failure));
 }
 
-void OTNetwork::getRequestWithRelativeURLStr(const std::string& path, const Parameters& parameters, Success success,
-                                             Failure failure) {
-    requestWithRelativeUrl(path, 0, parameters, nlohmann::json(), nlohmann::json(), std::move(success),
-                           std::move(failure));
-}
-
 void OTNetwork::requestWithRelativeUrl(const std::string& path, std::int64_t type, const Parameters& parameters,
                                        const nlohmann::json& header, const nlohmann::json& body, Success success,
                                        Failure failure) {

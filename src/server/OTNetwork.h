@@ -45,8 +45,6 @@ public:
 
     void postRequestWithRelativeURLStr(const std::string& path, const nlohmann::json& header,
                                        const nlohmann::json& body, Success success, Failure failure);
-    void getRequestWithRelativeURLStr(const std::string& path, const Parameters& parameters, Success success,
-                                      Failure failure);
     // Type 0 GET, 1 POST. An empty path sends nothing and calls neither callback.
     void requestWithRelativeUrl(const std::string& path, std::int64_t type, const Parameters& parameters,
                                 const nlohmann::json& header, const nlohmann::json& body, Success success,

@@ -96,11 +96,6 @@ OTUserConfig::Date OTUserConfig::dailyPopWindowCountMarkTime() const {
     return defaults().dateForKey(kDailyCountMarkTimeKey).value_or(now());
 }
 
-void OTUserConfig::setDailyPopWindowCountMarkTime(Date value) {
-    defaults().setDate(value, kDailyCountMarkTimeKey);
-    defaults().synchronize();
-}
-
 std::uint64_t OTUserConfig::maxDailyPopWindowCount() const {
     const auto stored = static_cast<std::uint64_t>(defaults().integerForKey(kMaxDailyCountKey));
     return stored == 0 ? kUnlimited : stored;

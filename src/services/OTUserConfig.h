@@ -60,7 +60,6 @@ public:
     void setDailyPopWindowCount(std::uint64_t value);
     // The stored mark, or now when none is stored.
     Date dailyPopWindowCountMarkTime() const;
-    void setDailyPopWindowCountMarkTime(Date value);
     // A stored 0 or nothing reads as no limit.
     std::uint64_t maxDailyPopWindowCount() const;
     void setMaxDailyPopWindowCount(std::uint64_t value);

@@ -73,10 +73,6 @@ std::optional<std::string> OTUtils::getIDFA() {
 
 std::string OTUtils::getAppBundleId() { return OTEnvironment::current()->device().bundleIdentifier; }
 
-std::optional<nlohmann::json> OTUtils::getObjectForKey(const std::string& key, const std::string& groupIdentifier) {
-    return OTUserShare::share()->objectForKey(key, groupIdentifier);
-}
-
 std::optional<OTUtils::Date> OTUtils::dateFromString(const std::optional<std::string>& text) {
     return dateFromString(text, std::string(kDefaultDateFormat));
 }

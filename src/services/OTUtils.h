@@ -34,7 +34,6 @@ public:
     // The advertising identifier, only when the user has authorised tracking.
     static std::optional<std::string> getIDFA();
     static std::string getAppBundleId();
-    static std::optional<nlohmann::json> getObjectForKey(const std::string& key, const std::string& groupIdentifier);
 
     // Texts "yyyy-MM-dd HH:mm:ss" (or `format`) in the device's time zone. An absent or empty text
     // gives the current date; a text that does not parse gives nothing.

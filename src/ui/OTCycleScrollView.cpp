@@ -130,25 +130,10 @@ void OTCycleScrollView::setImagePathsGroup(std::vector<std::string> paths) {
     reloadVisibleCells();
 }
 
-void OTCycleScrollView::setTitlesGroup(std::vector<std::string> titles) {
-    titlesGroup_ = std::move(titles);
-    if (onlyDisplayText_) {
-        // Text only: as many pages as titles, each without a picture.
-        setImagePathsGroup(std::vector<std::string>(titlesGroup_.size()));
-    } else {
-        reloadVisibleCells();
-    }
-}
-
 void OTCycleScrollView::setOnlyDisplayText(bool value) {
     onlyDisplayText_ = value;
     setupPageControl();
     reloadVisibleCells();
-}
-
-void OTCycleScrollView::setAutoScrollTimeInterval(double value) {
-    autoScrollTimeInterval_ = value;
-    setAutoScroll(autoScroll_);
 }
 
 void OTCycleScrollView::setAutoScroll(bool value) {
@@ -157,63 +142,8 @@ void OTCycleScrollView::setAutoScroll(bool value) {
     if (autoScroll_ && imagePathsGroup_.size() > 1) setupTimer();
 }
 
-void OTCycleScrollView::setInfiniteLoop(bool value) {
-    infiniteLoop_ = value;
-    if (!imagePathsGroup_.empty()) setImagePathsGroup(imagePathsGroup_);
-}
-
-void OTCycleScrollView::setShowPageControl(bool value) {
-    showPageControl_ = value;
-    if (pageControl_) pageControl_->setHidden(!value);
-}
-
 void OTCycleScrollView::setHidesForSinglePage(bool value) {
     hidesForSinglePage_ = value;
-    setupPageControl();
-}
-
-void OTCycleScrollView::setPageControlAliment(std::int64_t value) {
-    pageControlAliment_ = value;
-    layoutSubviews();
-}
-
-void OTCycleScrollView::setPageControlStyle(PageControlStyle value) {
-    pageControlStyle_ = value;
-    setupPageControl();
-}
-
-void OTCycleScrollView::setPageControlDotSize(const OTSize& value) {
-    pageControlDotSize_ = value;
-    setupPageControl();
-}
-
-void OTCycleScrollView::setPageControlBottomOffset(double value) {
-    pageControlBottomOffset_ = value;
-    layoutSubviews();
-}
-
-void OTCycleScrollView::setPageControlRightOffset(double value) {
-    pageControlRightOffset_ = value;
-    layoutSubviews();
-}
-
-void OTCycleScrollView::setCurrentPageDotColor(const OTColor& value) {
-    currentPageDotColor_ = value;
-    setupPageControl();
-}
-
-void OTCycleScrollView::setPageDotColor(const OTColor& value) {
-    pageDotColor_ = value;
-    setupPageControl();
-}
-
-void OTCycleScrollView::setCurrentPageDotImage(std::optional<std::string> value) {
-    currentPageDotImage_ = std::move(value);
-    setupPageControl();
-}
-
-void OTCycleScrollView::setPageDotImage(std::optional<std::string> value) {
-    pageDotImage_ = std::move(value);
     setupPageControl();
 }
 

@@ -79,7 +79,6 @@ public:
     void setImageURLStringsGroup(const std::vector<std::string>& urls) { setImagePathsGroup(urls); }
     void setLocalizationImageNamesGroup(const std::vector<std::string>& names) { setImagePathsGroup(names); }
     const std::vector<std::string>& titlesGroup() const { return titlesGroup_; }
-    void setTitlesGroup(std::vector<std::string> titles);
     std::int64_t totalItemsCount() const { return totalItemsCount_; }
     const std::optional<std::string>& placeholderImage() const { return placeholderImage_; }
     void setPlaceholderImage(std::optional<std::string> value) { placeholderImage_ = std::move(value); }
@@ -88,34 +87,22 @@ public:
 
     // Settings.
     double autoScrollTimeInterval() const { return autoScrollTimeInterval_; }
-    void setAutoScrollTimeInterval(double value);
     bool autoScroll() const { return autoScroll_; }
     void setAutoScroll(bool value);
     bool infiniteLoop() const { return infiniteLoop_; }
-    void setInfiniteLoop(bool value);
     bool showPageControl() const { return showPageControl_; }
-    void setShowPageControl(bool value);
     bool hidesForSinglePage() const { return hidesForSinglePage_; }
     void setHidesForSinglePage(bool value);
     // Non-zero centres the dots; 0 puts them at the right.
     std::int64_t pageControlAliment() const { return pageControlAliment_; }
-    void setPageControlAliment(std::int64_t value);
     PageControlStyle pageControlStyle() const { return pageControlStyle_; }
-    void setPageControlStyle(PageControlStyle value);
     const OTSize& pageControlDotSize() const { return pageControlDotSize_; }
-    void setPageControlDotSize(const OTSize& value);
     double pageControlBottomOffset() const { return pageControlBottomOffset_; }
-    void setPageControlBottomOffset(double value);
     double pageControlRightOffset() const { return pageControlRightOffset_; }
-    void setPageControlRightOffset(double value);
     const OTColor& currentPageDotColor() const { return currentPageDotColor_; }
-    void setCurrentPageDotColor(const OTColor& value);
     const OTColor& pageDotColor() const { return pageDotColor_; }
-    void setPageDotColor(const OTColor& value);
     const std::optional<std::string>& currentPageDotImage() const { return currentPageDotImage_; }
-    void setCurrentPageDotImage(std::optional<std::string> value);
     const std::optional<std::string>& pageDotImage() const { return pageDotImage_; }
-    void setPageDotImage(std::optional<std::string> value);
     ContentMode bannerImageViewContentMode() const { return bannerImageViewContentMode_; }
     void setBannerImageViewContentMode(ContentMode value) { bannerImageViewContentMode_ = value; }
     void setTitleLabelStyle(const OTColor& textColor, double fontSize, const OTColor& backgroundColor, double height,

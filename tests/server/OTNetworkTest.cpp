@@ -116,7 +116,7 @@ TEST(OTNetwork, RequestsReachTheServerAsJsonAndAnswerOffTheMainQueue) {
     EXPECT_FALSE(post.onMainQueue);
 
     Reply get;
-    network->getRequestWithRelativeURLStr("/missing", {{"a", "1"}}, get.success(), get.failure());
+    network->requestWithRelativeUrl("/missing", 0, {{"a", "1"}}, nullptr, nullptr, get.success(), get.failure());
     ASSERT_TRUE(test.scheduler().runUntil([&] { return get.done.load(); }, 10s));
     EXPECT_EQ(get.status, 404);  // any status reaches success
 
