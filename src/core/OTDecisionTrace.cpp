@@ -7,8 +7,6 @@
 namespace corvane {
 
 namespace {
-thread_local OTDecisionTrace* tCurrentTrace = nullptr;
-
 nlohmann::json idValue(const std::optional<std::string>& id) { return id ? nlohmann::json(*id) : nlohmann::json(); }
 
 // Adds `values` (an object) to `item`; the item's own names come first and are never overwritten.
@@ -27,12 +25,6 @@ OTDecisionTrace::OTDecisionTrace(const OTEvent& event, std::optional<std::int64_
     if (startIndex > 0) record_["startIndex"] = startIndex;
     record_["campaigns"] = nlohmann::json::array();
 }
-
-OTDecisionTrace* OTDecisionTrace::current() { return tCurrentTrace; }
-
-OTDecisionTrace::Scope::Scope(OTDecisionTrace* trace) : previous_(tCurrentTrace) { tCurrentTrace = trace; }
-
-OTDecisionTrace::Scope::~Scope() { tCurrentTrace = previous_; }
 
 const char* OTDecisionTrace::kindName(Kind kind) {
     switch (kind) {

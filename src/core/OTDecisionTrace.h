@@ -16,7 +16,7 @@ namespace corvane {
 class OTEvent;
 
 // Why each campaign was shown, held back or passed over for one pass of an event: filled by the
-// walks, display eligibility and the dialog flow while the pass runs on its thread, and handed
+// walks, display eligibility and the dialog flow while the pass runs on the event queue, and handed
 // over once as one JSON record when the pass is over (the dialog it scheduled on screen, or
 // failing to get there). Only made while the host listens, so a pass without a listener pays a
 // null check at each decision and nothing more.
@@ -39,20 +39,6 @@ public:
     // "afterReaction").
     OTDecisionTrace(const OTEvent& event, std::optional<std::int64_t> source, std::string pass,
                     std::uint64_t startIndex, Deliver deliver);
-
-    // The trace of the pass running on this thread; null when none is traced.
-    static OTDecisionTrace* current();
-    // Makes `trace` the current one on this thread for the scope's life.
-    class Scope {
-    public:
-        explicit Scope(OTDecisionTrace* trace);
-        ~Scope();
-        Scope(const Scope&) = delete;
-        Scope& operator=(const Scope&) = delete;
-
-    private:
-        OTDecisionTrace* previous_;
-    };
 
     // One campaign's verdict. `explain` gives its reason and deciding values as an object and is
     // only asked while entries are still listed in full.

@@ -24,7 +24,7 @@ void OTDialogFlow::prepareForPopWindowWithData(const std::shared_ptr<const OTWin
     OTLog(OTLogger::kLevelLog, "corvane-->prepareForPopWindowWithData");
     OTLog(OTLogger::kLevelLog, "corvane-->prepareForPopWindowWithData,autoPopWindow:%d", autoPop);
     if (!autoPop) {
-        if (auto* trace = OTDecisionTrace::current()) {
+        if (auto* trace = engine_.currentTrace()) {
             trace->end(OTDecisionTrace::Kind::InApp, data->windowId(), "heldBack",
                        OTDecisionTrace::reason("dialogsHidden"));
         }
@@ -56,7 +56,7 @@ void OTDialogFlow::_showWindowWithData(const std::shared_ptr<const OTWindowData>
                                        const std::function<void(bool shown)>& callback) {
     OTLog(OTLogger::kLevelLog, "corvane->_showWindowWithData,windowData:%@,eventAction:%@", data,
           eventAction ? "(block)" : nullptr);
-    auto* trace = OTDecisionTrace::current();
+    auto* trace = engine_.currentTrace();
     if (const auto refused = engine_.eligibility().refusalToShow(data)) {
         if (trace != nullptr) {
             trace->add(OTDecisionTrace::Kind::InApp, data->windowId(), "notEligible",

@@ -29,8 +29,8 @@ void OTInAppWalk::run(const std::shared_ptr<OTEvent>& event, std::uint64_t start
     }
     // A walk that no traced pass started traces itself.
     std::shared_ptr<OTDecisionTrace> own;
-    if (OTDecisionTrace::current() == nullptr && event) own = engine_.makeTrace(*event, std::nullopt, pass, startIndex);
-    OTDecisionTrace::Scope scope(own ? own.get() : OTDecisionTrace::current());
+    if (engine_.currentTrace() == nullptr && event) own = engine_.makeTrace(*event, std::nullopt, pass, startIndex);
+    OTSDKManager::TraceScope scope(engine_, own ? own.get() : engine_.currentTrace());
 
     active_ = true;
     std::optional<Step> step = std::make_pair(event, startIndex);
@@ -47,7 +47,7 @@ void OTInAppWalk::run(const std::shared_ptr<OTEvent>& event, std::uint64_t start
     next_.reset();
     active_ = false;
 
-    if (auto* trace = OTDecisionTrace::current(); trace != nullptr && list && last && *last + 1 < list->size()) {
+    if (auto* trace = engine_.currentTrace(); trace != nullptr && list && last && *last + 1 < list->size()) {
         trace->notExamined(Kind::InApp, list->size() - *last - 1, [&list, from = *last + 1](std::size_t i) {
             const auto& data = (*list)[from + i];
             return data ? data->windowId() : std::nullopt;
@@ -87,7 +87,7 @@ void OTInAppWalk::examine(const std::shared_ptr<OTEvent>& current, std::uint64_t
         if (preEvents.size() == 1) {
             handleEvent(current, data, index);
         } else if (preEvents.empty() || !current->matches(preEvents.front())) {
-            if (auto* trace = OTDecisionTrace::current()) {
+            if (auto* trace = engine_.currentTrace()) {
                 trace->add(Kind::InApp, data->windowId(), "notMatched", [&] {
                     return OTDecisionTrace::reason(
                         "sequenceStep", {{"step", preEvents.empty() ? 0 : 1},
@@ -118,7 +118,7 @@ void OTInAppWalk::advanceSequences(const std::shared_ptr<OTEvent>& event, const 
         if (waiting.size() >= 2 && event->matches(waiting.front())) met.push_back(other);
     }
     engine_.campaigns_->advanceSequences(met);
-    if (auto* trace = OTDecisionTrace::current()) {
+    if (auto* trace = engine_.currentTrace()) {
         nlohmann::json moved = nlohmann::json::array();
         for (const auto& campaign : met) moved.push_back(campaign->windowId() ? *campaign->windowId() : "");
         const auto& data = campaigns[index];
@@ -137,7 +137,7 @@ void OTInAppWalk::handleEvent(const std::shared_ptr<OTEvent>& event, const std::
         return;
     }
     OTLog(OTLogger::kLevelLog, "corvane->handleEvent-->nomaches");
-    if (auto* trace = OTDecisionTrace::current()) {
+    if (auto* trace = engine_.currentTrace()) {
         trace->add(Kind::InApp, data->windowId(), "notMatched", [&] { return event->mismatch(data->event().get()); });
     }
     goNext(event, index);
@@ -161,7 +161,7 @@ void OTInAppWalk::firstPVWithMainPage(const std::shared_ptr<OTEvent>& event,
 void OTInAppWalk::followFirstPageView(OTFirstPageViewRules::Decision decision, const std::shared_ptr<OTEvent>& event,
                                       const std::shared_ptr<const OTWindowData>& data, std::uint64_t index,
                                       const OTFirstPageViewRules::Page& page) {
-    auto* trace = OTDecisionTrace::current();
+    auto* trace = engine_.currentTrace();
     const auto reason = [&] {
         const auto url = OTFirstPageViewRules::pageUrl(event);
         const auto mainPage = engine_.mainPage();
@@ -199,7 +199,7 @@ void OTInAppWalk::followFirstPageView(OTFirstPageViewRules::Decision decision, c
 
 void OTInAppWalk::keepWaiting(const std::shared_ptr<OTEvent>& event) {
     const auto kept = engine_.addWaitingEvent(event);
-    auto* trace = OTDecisionTrace::current();
+    auto* trace = engine_.currentTrace();
     if (trace == nullptr) return;
     nlohmann::json values = {{"waiting", engine_.waitingEvents().size()}, {"max", engine_.maxWaitingEventsCount()}};
     switch (kept) {

@@ -124,6 +124,18 @@ void OTSDKManager::setScheduledDialog(std::shared_ptr<const OTWindowData> data) 
     scheduledDialog_ = std::move(data);
 }
 
+OTDecisionTrace* OTSDKManager::currentTrace() const {
+    checkLane("currentTrace");
+    return currentTrace_;
+}
+
+OTSDKManager::TraceScope::TraceScope(OTSDKManager& engine, OTDecisionTrace* trace)
+    : engine_(engine), previous_(engine.currentTrace()) {
+    engine_.currentTrace_ = trace;
+}
+
+OTSDKManager::TraceScope::~TraceScope() { engine_.currentTrace_ = previous_; }
+
 std::shared_ptr<const OTWindowData> OTSDKManager::scheduledDialog() const {
     checkLane("scheduledDialog");
     return scheduledDialog_;
@@ -313,7 +325,7 @@ void OTSDKManager::triggerEventMatchWithData(const nlohmann::json& data, std::op
     event->setModelWithDic(data);
     currentTriggerEvent_.set(event);
     const auto trace = makeTrace(*event, source, "event", 0);
-    OTDecisionTrace::Scope scope(trace.get());
+    TraceScope scope(*this, trace.get());
     triggerEventMatchSubscribe(event);
     // While a dialog is on screen, or decided and waiting for its delay, neither dialogs nor
     // banners are matched for this event.
@@ -336,7 +348,7 @@ void OTSDKManager::triggerEventMatchWithData(const nlohmann::json& data, std::op
 
 void OTSDKManager::triggerEventMatchSubscribe(const std::shared_ptr<OTEvent>& event) {
     const auto campaigns = campaigns_->subscribeDataArray();
-    auto* trace = OTDecisionTrace::current();
+    auto* trace = currentTrace();
     for (std::size_t i = 0; i < campaigns.size(); ++i) {
         const auto& campaign = campaigns[i];
         if (campaign && event->matches(campaign->event())) {
@@ -360,10 +372,10 @@ void OTSDKManager::triggerEventMatchBanner(const std::shared_ptr<OTEvent>& event
     const auto configuration = this->configuration();
     auto handler = bannerHandler();
     if (configuration && configuration->bannerClosed()) {
-        if (handler && OTDecisionTrace::current() != nullptr) handler->traceBannersClosed();
+        if (handler && currentTrace() != nullptr) handler->traceBannersClosed(*currentTrace());
         return;
     }
-    if (handler) handler->triggerEventMatch(event);
+    if (handler) handler->triggerEventMatch(event, currentTrace());
 }
 
 // ---- Decision trace ----

@@ -144,6 +144,21 @@ public:
     // A debug build stops here when matching state is touched off the event queue.
     void checkLane(const char* what) const;
 
+    // The trace of the pass under way on the event queue; null when none is traced.
+    OTDecisionTrace* currentTrace() const;
+    // Makes `trace` the pass's trace for the scope's life.
+    class TraceScope {
+    public:
+        TraceScope(OTSDKManager& engine, OTDecisionTrace* trace);
+        ~TraceScope();
+        TraceScope(const TraceScope&) = delete;
+        TraceScope& operator=(const TraceScope&) = delete;
+
+    private:
+        OTSDKManager& engine_;
+        OTDecisionTrace* previous_;
+    };
+
     // Logs in, then downloads the lists unless today's are current.
     void loginThenDownload();
     // Downloads the campaign lists (and banners) unless today's are current or `force`; the
@@ -236,6 +251,7 @@ private:
     std::shared_ptr<OTViewController> mainPageController_;
     std::shared_ptr<OTEvent> cachedFirstPVEventOfMainPage_;
     std::shared_ptr<const OTWindowData> scheduledDialog_;
+    OTDecisionTrace* currentTrace_ = nullptr;
 };
 
 }  // namespace corvane

@@ -146,9 +146,8 @@ void OTBannerManager::acceptBanners(const nlohmann::json& answer) {
 
 // ---- Activation and readiness ----
 
-void OTBannerManager::triggerEventMatch(const std::shared_ptr<OTEvent>& event) {
+void OTBannerManager::triggerEventMatch(const std::shared_ptr<OTEvent>& event, OTDecisionTrace* trace) {
     if (!event) return;
-    auto* trace = OTDecisionTrace::current();
     constexpr auto kBanner = OTDecisionTrace::Kind::Banner;
     bool armed = false;
     for (const auto& banner : bannerArray()) {
@@ -175,12 +174,10 @@ void OTBannerManager::triggerEventMatch(const std::shared_ptr<OTEvent>& event) {
     if (armed) syncBannerRecordTree();
 }
 
-void OTBannerManager::traceBannersClosed() {
-    auto* trace = OTDecisionTrace::current();
-    if (trace == nullptr) return;
+void OTBannerManager::traceBannersClosed(OTDecisionTrace& trace) {
     for (const auto& banner : bannerArray()) {
-        trace->add(OTDecisionTrace::Kind::Banner, banner->bannerID(), "notActivated",
-                   [] { return OTDecisionTrace::reason("bannersClosed"); });
+        trace.add(OTDecisionTrace::Kind::Banner, banner->bannerID(), "notActivated",
+                  [] { return OTDecisionTrace::reason("bannersClosed"); });
     }
 }
 

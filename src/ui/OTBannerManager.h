@@ -50,8 +50,8 @@ public:
     void loadBanner(const std::optional<std::string>& groupIdentifier) override;
     // Arms every banner whose first trigger condition the event meets; the other conditions are
     // never looked at.
-    void triggerEventMatch(const std::shared_ptr<OTEvent>& event) override;
-    void traceBannersClosed() override;
+    void triggerEventMatch(const std::shared_ptr<OTEvent>& event, OTDecisionTrace* trace) override;
+    void traceBannersClosed(OTDecisionTrace& trace) override;
 
     // Rendering, on the main queue: the size of the banner put into the config's container (its
     // preferred size without a container); zero while banners are closed or nothing was

@@ -75,7 +75,7 @@ struct BannerRig : OTHeldEngine {
     void event(const char* name) {
         auto incoming = std::make_shared<OTEvent>();
         incoming->setModelWithDic(json{{"xwhat", name}});
-        manager->triggerEventMatch(incoming);
+        manager->triggerEventMatch(incoming, nullptr);
     }
     std::shared_ptr<OTBannerRecordTreeNode> node(std::int64_t id) const {
         return std::dynamic_pointer_cast<OTBannerRecordTreeNode>(manager->bannerRecordTree()->findTreeNodeById(id));
