@@ -1,11 +1,15 @@
+/* POSIX threads for the host's main loop: the sanitizers see their locks. */
+#define _POSIX_C_SOURCE 200809L
+
 #include "OTCApiHost.h"
 
 #include <corvane/corvane_ostrel.h>
 #include <math.h>
+#include <pthread.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <threads.h>
+#include <time.h>
 
 static void on_banners(void* user, const char* banners_json) {
     ot_capi_banners* banners = (ot_capi_banners*)user;
@@ -91,38 +95,38 @@ static void on_navigate(void* user, const char* navigation_json) {
 }
 
 /* The host's main loop sleeps until the library wakes it. */
-static mtx_t wake_mutex;
-static cnd_t wake_signal;
+static pthread_mutex_t wake_mutex = PTHREAD_MUTEX_INITIALIZER;
+static pthread_cond_t wake_signal = PTHREAD_COND_INITIALIZER;
 static int woken;
 static int wakes;
 
 static void on_wake(void* user) {
     (void)user;
-    mtx_lock(&wake_mutex);
+    pthread_mutex_lock(&wake_mutex);
     woken = 1;
     wakes += 1;
-    cnd_signal(&wake_signal);
-    mtx_unlock(&wake_mutex);
+    pthread_cond_signal(&wake_signal);
+    pthread_mutex_unlock(&wake_mutex);
 }
 
-int ot_capi_wake_on_work(void) {
-    if (mtx_init(&wake_mutex, mtx_plain) != thrd_success || cnd_init(&wake_signal) != thrd_success) return 1;
+void ot_capi_wake_on_work(void) {
+    pthread_mutex_lock(&wake_mutex);
     woken = 0;
     wakes = 0;
+    pthread_mutex_unlock(&wake_mutex);
     corvane_set_main_queue_waker(on_wake, NULL);
-    return 0;
 }
 
 int ot_capi_wait_and_run(int timeout_seconds) {
     struct timespec deadline;
     int was_woken = 0;
-    timespec_get(&deadline, TIME_UTC);
+    clock_gettime(CLOCK_REALTIME, &deadline);
     deadline.tv_sec += timeout_seconds;
-    mtx_lock(&wake_mutex);
-    while (!woken && cnd_timedwait(&wake_signal, &wake_mutex, &deadline) == thrd_success) {}
+    pthread_mutex_lock(&wake_mutex);
+    while (!woken && pthread_cond_timedwait(&wake_signal, &wake_mutex, &deadline) == 0) {}
     was_woken = woken;
     woken = 0;
-    mtx_unlock(&wake_mutex);
+    pthread_mutex_unlock(&wake_mutex);
     if (was_woken) corvane_run_main_queue();
     return was_woken;
 }
@@ -130,11 +134,9 @@ int ot_capi_wait_and_run(int timeout_seconds) {
 int ot_capi_stop_waking(void) {
     int count = 0;
     corvane_set_main_queue_waker(NULL, NULL);
-    mtx_lock(&wake_mutex);
+    pthread_mutex_lock(&wake_mutex);
     count = wakes;
-    mtx_unlock(&wake_mutex);
-    cnd_destroy(&wake_signal);
-    mtx_destroy(&wake_mutex);
+    pthread_mutex_unlock(&wake_mutex);
     return count;
 }
 

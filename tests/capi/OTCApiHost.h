@@ -41,9 +41,8 @@ typedef struct ot_capi_screen {
     char last_navigation[1024];
 } ot_capi_screen;
 
-/* The host's main loop without polling: the library wakes it when it has main-thread work. 0 on
- * success. */
-int ot_capi_wake_on_work(void);
+/* The host's main loop without polling: the library wakes it when it has main-thread work. */
+void ot_capi_wake_on_work(void);
 /* Sleeps until the library wakes the host (at most `timeout_seconds`), then runs the main queue;
  * whether it was woken. */
 int ot_capi_wait_and_run(int timeout_seconds);

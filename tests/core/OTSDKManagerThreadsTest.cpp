@@ -15,16 +15,6 @@ namespace corvane {
 
 using namespace std::chrono_literals;
 
-namespace {
-// Runs the main loop until everything handed to the event queue so far has run there; what the
-// queue wrote is then safe to read.
-bool drained(OTThreadScheduler& scheduler, OTSDKManager& engine) {
-    std::atomic<bool> done{false};
-    engine.onLane([&done](OTSDKManager&) { done = true; });
-    return scheduler.runMainLoopUntil([&] { return done.load(); }, 20s);
-}
-}  // namespace
-
 // Events and profile changes from several threads at once, on real queues.
 TEST(OTSDKManagerThreads, EventsFromManyThreadsAreAllHandledInTheirQueue) {
     OTThreadedTestEnvironment threaded;
@@ -45,7 +35,7 @@ TEST(OTSDKManagerThreads, EventsFromManyThreadsAreAllHandledInTheirQueue) {
             });
         }
         for (auto& sender : senders) sender.join();
-        ASSERT_TRUE(drained(scheduler, *engine));
+        ASSERT_TRUE(OTSDKManagerProbe::drained(scheduler, *engine));
         EXPECT_EQ(engine->pvCount(), 200);
         EXPECT_EQ(engine->mainPagePVCount(), 100);
         EXPECT_LE(engine->waitingEvents().size(), 5u);
@@ -70,7 +60,7 @@ TEST(OTSDKManagerThreads, WaitingEventsStayFewAndDistinctWhoeverAddsThem) {
             });
         }
         for (auto& adder : adders) adder.join();
-        ASSERT_TRUE(drained(threaded.scheduler(), *engine));
+        ASSERT_TRUE(OTSDKManagerProbe::drained(threaded.scheduler(), *engine));
         const auto waiting = engine->waitingEvents();
         std::set<std::string> names;
         for (const auto& event : waiting) names.insert(event->xwhat().value_or(""));

@@ -16,6 +16,7 @@
 #include "server/OTNetwork.h"
 #include "server/OTServerSession.h"
 #include "services/OTUserConfig.h"
+#include "support/OTSDKManagerProbe.h"
 #include "support/OTThreadedTestEnvironment.h"
 #include "view/OTViewController.h"
 
@@ -129,9 +130,10 @@ TEST(OTStorm, EveryQueueAtOnceWithCampaignsLoaded) {
                 finished.fetch_add(1);
             });
         }
-        EXPECT_TRUE(scheduler.runMainLoopUntil(
-            [&] { return finished.load() == kThreads && engine->pvCount() == pageViews.load(); }, 60s));
+        EXPECT_TRUE(scheduler.runMainLoopUntil([&] { return finished.load() == kThreads; }, 60s));
         for (auto& host : hosts) host.join();
+        ASSERT_TRUE(OTSDKManagerProbe::drained(scheduler, *engine));
+        EXPECT_EQ(engine->pvCount(), pageViews.load());
         // Let the answers and dialogs under way land before the environment goes.
         scheduler.runMainLoopUntil([] { return false; }, 500ms);
 

@@ -1,11 +1,14 @@
 #pragma once
 
+#include <atomic>
+#include <chrono>
 #include <memory>
 #include <utility>
 #include <vector>
 
 #include "core/OTSDKManager.h"
 #include "platform/OTDispatchQueue.h"
+#include "platform/linux/OTThreadScheduler.h"
 
 namespace corvane {
 
@@ -25,6 +28,13 @@ struct OTSDKManagerProbe {
     template <class Work>
     static void onLane(OTSDKManager& engine, Work&& work) {
         engine.lane_->sync([&] { work(engine); });
+    }
+    // Runs the main loop until everything handed to the event queue so far has run there; what the
+    // queue wrote is then safe to read from the calling thread.
+    static bool drained(OTThreadScheduler& scheduler, OTSDKManager& engine) {
+        std::atomic<bool> done{false};
+        engine.onLane([&done](OTSDKManager&) { done = true; });
+        return scheduler.runMainLoopUntil([&] { return done.load(); }, std::chrono::seconds(20));
     }
     static void setAutoCollectPageInfo(OTSDKManager& engine, bool value) { engine.autoCollectPageInfo_.store(value); }
 };
