@@ -19,10 +19,10 @@ OTSDKManagerCollaborators OTSDKManagerCollaborators::of(OTEnvironment& environme
     auto& c = given;
     if (!c.settings) c.settings = OTUserConfig::defaultConfig();
     if (!c.session) c.session = std::make_shared<OTServerSession>(environment);
-    if (!c.login) c.login = std::make_shared<OTLoginClient>(c.session);
+    if (!c.login) c.login = std::make_shared<OTLoginClient>(c.session, c.settings);
     if (!c.downloader) c.downloader = std::make_shared<OTCampaignDownloader>(c.session, c.login, c.settings);
-    if (!c.reporter) c.reporter = std::make_shared<OTEventReporter>(c.session, c.login);
-    if (!c.identity) c.identity = std::make_shared<OTIdentityUploader>(c.session, c.login, c.reporter);
+    if (!c.reporter) c.reporter = std::make_shared<OTEventReporter>(c.session, c.login, c.settings);
+    if (!c.identity) c.identity = std::make_shared<OTIdentityUploader>(c.session, c.login, c.reporter, c.settings);
     if (!c.bannerLists) c.bannerLists = std::make_shared<OTBannerLists>(c.login, c.settings);
     if (!c.aliases) c.aliases = std::make_shared<OTAliasUploader>(c.session, c.login, c.settings);
     if (!c.tasks) c.tasks = OTTaskManager::manager();

@@ -23,8 +23,9 @@ nlohmann::json contextFrom(const nlohmann::json& triggerContext) {
 }
 }  // namespace
 
-OTEventReporter::OTEventReporter(std::shared_ptr<OTServerSession> session, std::shared_ptr<OTLoginClient> login)
-    : session_(std::move(session)), login_(std::move(login)) {}
+OTEventReporter::OTEventReporter(std::shared_ptr<OTServerSession> session, std::shared_ptr<OTLoginClient> login,
+                                 std::shared_ptr<OTUserConfig> settings)
+    : session_(std::move(session)), settings_(std::move(settings)), login_(std::move(login)) {}
 
 void OTEventReporter::reportWindowEventWithName(const std::string& name, std::int64_t type,
                                                 const std::shared_ptr<const OTWindowData>& data,
@@ -57,7 +58,7 @@ void OTEventReporter::reportPushEventWithType(std::int64_t type, const nlohmann:
                                               const nlohmann::json& triggerContext) {
     OTLog(OTLogger::kLevelLog, "corvane->reportPushEventWithType:type->%d,msg->%@", type, msg);
     if (!msg.is_object()) return;
-    auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(groupIdentifier);
+    auto settings = settings_->configWithGroupIdentifier(groupIdentifier);
     auto event = std::make_shared<OTEvent>();
     // Push events never carry the app id.
     event->setAppid("");
@@ -102,7 +103,7 @@ void OTEventReporter::sendReport(const std::shared_ptr<OTEvent>& event, bool isW
             token = self->session_->token();
             user = self->session_->userId();
         } else {
-            auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(groupIdentifier);
+            auto settings = self->settings_->configWithGroupIdentifier(groupIdentifier);
             token = settings->token();
             user = settings->userId();
         }

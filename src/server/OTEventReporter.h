@@ -17,6 +17,7 @@ namespace corvane {
 class OTEvent;
 class OTLoginClient;
 class OTServerSession;
+class OTUserConfig;
 class OTWindowData;
 
 // Usage reports to "/push/sdk/in_app/callback". Rejected reports are dropped; only those lost in
@@ -28,7 +29,8 @@ public:
     static constexpr const char* kOfflinePushEventsFileName = "OTCachedOfflinePushEvents.plist";
     static constexpr const char* kReportPath = "/push/sdk/in_app/callback";
 
-    OTEventReporter(std::shared_ptr<OTServerSession> session, std::shared_ptr<OTLoginClient> login);
+    OTEventReporter(std::shared_ptr<OTServerSession> session, std::shared_ptr<OTLoginClient> login,
+                    std::shared_ptr<OTUserConfig> settings);
 
     // `triggerContext` is the properties of the event being matched: every report carries them.
     void reportWindowEventWithName(const std::string& name, std::int64_t type,
@@ -81,6 +83,7 @@ private:
     void tell(const char* fate, bool isWindowEvent, const std::function<void(nlohmann::json&)>& fill) const;
 
     std::shared_ptr<OTServerSession> session_;
+    std::shared_ptr<OTUserConfig> settings_;
     std::shared_ptr<OTLoginClient> login_;
     OTLocked<std::vector<std::shared_ptr<OTEvent>>> cachedOfflineWindowEvents_;
     OTLocked<std::vector<std::shared_ptr<OTEvent>>> cachedOfflinePushEvents_;

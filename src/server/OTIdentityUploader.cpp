@@ -22,8 +22,12 @@ constexpr const char* kParameterMessage = "请检查 pushToken:provider:groupIde
 }  // namespace
 
 OTIdentityUploader::OTIdentityUploader(std::shared_ptr<OTServerSession> session, std::shared_ptr<OTLoginClient> login,
-                                       std::shared_ptr<OTEventReporter> reporter)
-    : session_(std::move(session)), login_(std::move(login)), reporter_(std::move(reporter)) {}
+                                       std::shared_ptr<OTEventReporter> reporter,
+                                       std::shared_ptr<OTUserConfig> settings)
+    : session_(std::move(session)),
+      settings_(std::move(settings)),
+      login_(std::move(login)),
+      reporter_(std::move(reporter)) {}
 
 // ---- The push address ----
 
@@ -86,7 +90,7 @@ OTIdentityUploader::Acceptance OTIdentityUploader::acceptPushToken(const Corvane
 }
 
 std::shared_ptr<OTUserConfig> OTIdentityUploader::groupSettings() const {
-    return OTUserConfig::defaultConfig()->configWithGroupIdentifier(session_->groupIdentifier());
+    return settings_->configWithGroupIdentifier(session_->groupIdentifier());
 }
 
 std::optional<std::string> OTIdentityUploader::groupUser() const { return groupSettings()->userId(); }

@@ -34,7 +34,7 @@ public:
 
     // WeChat answers that asked for a new login share the usage reports' counter.
     OTIdentityUploader(std::shared_ptr<OTServerSession> session, std::shared_ptr<OTLoginClient> login,
-                       std::shared_ptr<OTEventReporter> reporter);
+                       std::shared_ptr<OTEventReporter> reporter, std::shared_ptr<OTUserConfig> settings);
 
     // What accepting a push address leaves to do.
     enum class Acceptance {
@@ -90,6 +90,7 @@ private:
               const std::function<void(OTIdentityUploader& self)>& succeeded, OTServerCall::Done done);
 
     std::shared_ptr<OTServerSession> session_;
+    std::shared_ptr<OTUserConfig> settings_;
     std::shared_ptr<OTLoginClient> login_;
     std::shared_ptr<OTEventReporter> reporter_;
     OTLocked<std::optional<std::string>> deviceToken_;

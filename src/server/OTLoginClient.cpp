@@ -12,7 +12,8 @@
 
 namespace corvane {
 
-OTLoginClient::OTLoginClient(std::shared_ptr<OTServerSession> session) : session_(std::move(session)) {}
+OTLoginClient::OTLoginClient(std::shared_ptr<OTServerSession> session, std::shared_ptr<OTUserConfig> settings)
+    : session_(std::move(session)), settings_(std::move(settings)) {}
 
 void OTLoginClient::loginWithCompletion(const std::function<void()>& completion, OTServerCall::Done done) {
     std::weak_ptr<OTLoginClient> weak = weak_from_this();
@@ -49,11 +50,11 @@ void OTLoginClient::loginWithCompletion(const std::function<void()>& completion,
             auto& session = *self->session_;
             const auto token = OTJSONValue::textAt(answer, "token");
             session.setToken(token);
-            OTUserConfig::defaultConfig()->configWithGroupIdentifier(session.groupIdentifier())->setToken(token);
+            self->settings_->configWithGroupIdentifier(session.groupIdentifier())->setToken(token);
             const auto rule = answer.value("rule", nlohmann::json::object());
             const auto activity = OTJSONValue::textAt(rule, "activityUpdateTime").value_or("1970-01-01 00:00:00");
             if (auto when = OTUtils::dateFromString(activity)) session.setLastBackgroundUpdateTime(*when);
-            OTUserConfig::configWithDictionary(rule);
+            self->settings_->applyDictionary(rule);
             if (completion) completion();
         },
         std::move(done));

@@ -10,13 +10,15 @@
 namespace corvane {
 
 class OTServerSession;
+class OTUserConfig;
 
 // Login: sends the app key and user, keeps the session token (also in the group's settings) and
 // applies the server's rule. Transport failures are retried after a random delay; the other
 // requests are sent through `send`, whose calls log in again when their token has expired.
 class OTLoginClient final : public std::enable_shared_from_this<OTLoginClient> {
 public:
-    explicit OTLoginClient(std::shared_ptr<OTServerSession> session);
+    // `settings` keep the token and the server's rule.
+    OTLoginClient(std::shared_ptr<OTServerSession> session, std::shared_ptr<OTUserConfig> settings);
 
     // `completion` runs on the HTTP thread after a successful login only; `done` hears every
     // outcome.
@@ -31,6 +33,7 @@ public:
 
 private:
     std::shared_ptr<OTServerSession> session_;
+    std::shared_ptr<OTUserConfig> settings_;
     std::atomic<std::uint64_t> loginRetryCount_{0};
 };
 

@@ -28,15 +28,18 @@ std::shared_ptr<OTUserConfig> OTUserConfig::configWithGroupIdentifier(
 
 std::shared_ptr<OTUserConfig> OTUserConfig::configWithDictionary(const nlohmann::json& dictionary) {
     auto config = defaultConfig();
-    if (!dictionary.is_object()) return config;
+    config->applyDictionary(dictionary);
+    return config;
+}
+
+void OTUserConfig::applyDictionary(const nlohmann::json& dictionary) {
+    if (!dictionary.is_object()) return;
     if (const auto it = dictionary.find("dayDialogMaxCount"); it != dictionary.end()) {
-        if (auto value = OTJSONValue::integerValue(*it))
-            config->setMaxDailyPopWindowCount(static_cast<std::uint64_t>(*value));
+        if (auto value = OTJSONValue::integerValue(*it)) setMaxDailyPopWindowCount(static_cast<std::uint64_t>(*value));
     }
     if (const auto it = dictionary.find("intervalDay"); it != dictionary.end()) {
-        if (auto value = OTJSONValue::integerValue(*it)) config->setIntervalDay(static_cast<std::uint64_t>(*value));
+        if (auto value = OTJSONValue::integerValue(*it)) setIntervalDay(static_cast<std::uint64_t>(*value));
     }
-    return config;
 }
 
 bool OTUserConfig::dataPulledToday() const { return OTUtils::isSameDay(now(), lastIPhoneUpdateTime()); }

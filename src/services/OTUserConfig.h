@@ -34,6 +34,8 @@ public:
     std::shared_ptr<OTUserConfig> configWithGroupIdentifier(const std::optional<std::string>& groupIdentifier);
     // Applies the server's "dayDialogMaxCount" and "intervalDay" when present.
     static std::shared_ptr<OTUserConfig> configWithDictionary(const nlohmann::json& dictionary);
+    // The same, on this object.
+    void applyDictionary(const nlohmann::json& dictionary);
 
     bool isNewUser() const { return isNewUser_.get(); }
     void setIsNewUser(bool value) { isNewUser_.set(value); }

@@ -118,6 +118,10 @@ TEST(OTSDKManager, TwoEnginesInOneProcessKeepToTheirOwnServersAndSettings) {
     };
     start(*a, "a", first);
     start(*b, "b", second);
+    // The day's download time is the app's, shared by both: each asks for its lists itself.
+    ASSERT_TRUE(test.scheduler().runUntil([&] { return a->session().token() && b->session().token(); }, 10s));
+    a->getListData(true);
+    b->getListData(true);
     ASSERT_TRUE(test.scheduler().runUntil(
         [&] { return !a->campaigns().inAppDataArray().empty() && !b->campaigns().inAppDataArray().empty(); }, 10s));
 

@@ -6,6 +6,7 @@
 #include "server/OTNetwork.h"
 #include "server/OTServerSession.h"
 #include "services/OTDataArchiver.h"
+#include "services/OTUserConfig.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {
@@ -38,7 +39,7 @@ TEST(OTServerLink, RequestsGoThroughTheEnvironmentsTransport) {
     auto session = std::make_shared<OTServerSession>(test.environment());
     session->network()->setConfig(OTNetworkConfig::withBaseURL("https://api.example.com"));
     session->setUserId("u1");
-    auto login = std::make_shared<OTLoginClient>(session);
+    auto login = std::make_shared<OTLoginClient>(session, OTUserConfig::defaultConfig());
     bool loggedIn = false;
     login->loginWithCompletion([&] { loggedIn = true; });
     EXPECT_TRUE(loggedIn);
@@ -54,7 +55,7 @@ TEST(OTServerLink, RequestsGoThroughTheEnvironmentsTransport) {
     EXPECT_EQ(json::parse(request.body.value_or("null"))["userId"], "u1");
 
     // A report that the transport loses is queued on disk.
-    auto reporter = std::make_shared<OTEventReporter>(session, login);
+    auto reporter = std::make_shared<OTEventReporter>(session, login, OTUserConfig::defaultConfig());
     std::vector<std::string> fates;
     reporter->setReportListener([&](const json& record) {
         std::string fate = record["fate"].get<std::string>() + " " + record["queue"].get<std::string>();
