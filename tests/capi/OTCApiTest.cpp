@@ -100,7 +100,9 @@ TEST(OTCApi, ACHostStartsSendsEventsAndReceivesBannersFromTheDevServer) {
     EXPECT_EQ(record["campaigns"][1]["reason"], "eventName");
     ot_capi_listen_for_decisions(nullptr);
     // A delivered push's report is told to the C host as it is made, on the calling thread; its
-    // answer is held back until the listener is gone, so nothing calls the host from another thread.
+    // answer is held back until the listener is gone, and the list's "$pullDialog" report is
+    // answered before, so nothing calls the host from another thread.
+    ASSERT_TRUE(h.waitForOutcomes(OTEventReporter::kReportPath));
     OTDevServer::Fault slow;
     slow.delay = 500ms;
     h.server.injectFault(OTEventReporter::kReportPath, slow);
