@@ -61,7 +61,7 @@ TEST(OTHostHTTPTransport, TheHostAnswersEachRequestOnceAndTheBoundsHoldWhateverI
         EXPECT_EQ(handed[0].second.body, R"({"a":1})");
         EXPECT_EQ(handed[0].second.headers.size(), 1u);
     }
-    const auto [plainId, plainRequest] = handed[0];
+    const auto plainId = handed[0].first;
     const auto largeId = handed[1].first;
 
     // Answered from another thread, once; the completion runs on the transport's own thread.
