@@ -306,7 +306,7 @@ void corvane_set_main_queue_waker(corvane_waker_callback callback, void* user) {
     (void)guarded([&] {
         std::function<void()> waker;
         if (callback != nullptr) waker = [callback, user] { callback(user); };
-        corvane::OTEnvironment::current()->scheduler().setMainQueueWaker(std::move(waker));
+        corvane::OTEnvironment::current()->scheduler().setMainQueueWaker(waker);
         return CORVANE_OK;
     });
 }

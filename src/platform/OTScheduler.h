@@ -37,7 +37,7 @@ public:
     // the last call: a host without a run loop of the library's then drains on its main thread,
     // and an idle host is never woken. Empty stops the calls. A scheduler whose driver runs the
     // main queue itself (the manual one) has nobody to wake and keeps the default.
-    virtual void setMainQueueWaker(std::function<void()> waker) { (void)waker; }
+    virtual void setMainQueueWaker(const std::function<void()>& /*waker*/) {}
 
     // Drops pending work and stops worker threads; queues handed out stay valid but run nothing more.
     virtual void shutdown() = 0;

@@ -265,8 +265,8 @@ bool OTThreadScheduler::isMainThread() const { return std::this_thread::get_id()
 
 void OTThreadScheduler::adoptMainThread() { mainThread_->store(std::this_thread::get_id()); }
 
-void OTThreadScheduler::setMainQueueWaker(std::function<void()> waker) {
-    std::static_pointer_cast<Lane>(mainQueue())->setWaker(std::move(waker));
+void OTThreadScheduler::setMainQueueWaker(const std::function<void()>& waker) {
+    std::static_pointer_cast<Lane>(mainQueue())->setWaker(waker);
 }
 
 std::size_t OTThreadScheduler::drainMainQueue() {

@@ -31,7 +31,7 @@ public:
     bool isMainThread() const override;
     void adoptMainThread() override;
     std::size_t drainMainQueue() override;
-    void setMainQueueWaker(std::function<void()> waker) override;
+    void setMainQueueWaker(const std::function<void()>& waker) override;
 
 private:
     class Lane;
