@@ -107,8 +107,6 @@ void OTSDKManager::onLane(std::function<void(OTSDKManager&)> work) {
     });
 }
 
-bool OTSDKManager::isOnLane() const { return lane_->isCurrent(); }
-
 void OTSDKManager::checkLane(const char* what) const {
 #ifndef NDEBUG
     if (lane_->isCurrent()) return;

@@ -55,7 +55,6 @@ public:
     // queue that touches it is handed over here: run at once when already on the event queue,
     // queued otherwise. It holds the engine weakly.
     void onLane(std::function<void(OTSDKManager&)> work);
-    bool isOnLane() const;
     // The shared engine; a non-empty `groupIdentifier` is stored first.
     std::shared_ptr<OTSDKManager> managerWithGroupIdentifier(const std::optional<std::string>& groupIdentifier);
     void startWithConfiguration(const std::shared_ptr<CorvaneOtConfig>& configuration);
