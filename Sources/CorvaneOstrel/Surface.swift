@@ -119,6 +119,7 @@ public struct Node: Codable, Sendable, Hashable, Identifiable {
     public let scale: Double
     public let shadow: Shadow?
     public let text: String?
+    /// What a text field (role `textField`, the tagging tool's alias field) shows while empty.
     public let placeholder: String?
     public let textColor: String?
     public let font: Font?
