@@ -14,6 +14,9 @@ parent may not include it, and sibling sub-folders do not include each other. Th
 is the environment, which assembles its default parts from the platform's implementations.
 The server protocol stays in server: ui and tagging call the server link's operations and include
 none of its request types (calls, outcomes, the login client, the session, the HTTP client).
+The engine's parts (core and server) use what they were built with: they reach no shared instance
+and no installed environment, except in the shared instances' own accessors and where an engine's
+collaborators are first gathered.
 Prints each include that points the wrong way and exits 1 when there is any."""
 import pathlib
 import re
@@ -28,6 +31,13 @@ REQUEST_TYPES = {"server/OTServerCall.h", "server/OTServerOutcome.h", "server/OT
                  "server/OTServerSession.h", "server/OTNetwork.h", "server/OTNetworkConfig.h"}
 ASKS_THE_LINK = {"ui", "tagging"}
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.M)
+# Where the engine's parts are given what they use.
+GIVEN = {"core", "server"}
+COMPOSITION_ROOT = {"src/core/OTSDKManagerCollaborators.cpp"}
+ACCESSOR_NAMES = r"(?:sharedManager|shared|share|manager|network|defaultConfig|adapter|current)"
+REACH = re.compile(r"\b(OT\w+::" + ACCESSOR_NAMES + r")\(\)(?!\s*(?:const\s*)?\{)")
+# A shared instance's own accessor: its body may build it from the installed environment.
+ACCESSOR_BODY = re.compile(r"^\S[^\n]*\bOT\w+::" + ACCESSOR_NAMES + r"\(\) \{\n.*?^\}", re.M | re.S)
 
 
 def place(parts):
@@ -58,6 +68,11 @@ def problems_of(relative, text):
         elif layer == own and target_sub is not None and target_sub != sub and str(relative) not in ASSEMBLY:
             where = "its implementation" if sub is None else "a sibling"
             found.append(f"{relative}: {own}{'/' + sub if sub else ''} includes {where} {included}")
+    if own in GIVEN and str(relative) not in COMPOSITION_ROOT:
+        for line_number, line in enumerate(ACCESSOR_BODY.sub(lambda m: "\n" * m.group(0).count("\n"), text)
+                                           .splitlines(), 1):
+            for reach in REACH.findall(line):
+                found.append(f"{relative}:{line_number}: {own} reaches {reach}() instead of what it was given")
     return found
 
 

@@ -1,12 +1,13 @@
 #include "core/OTDispatchQueueManager.h"
 
-#include "platform/OTEnvironment.h"
+#include "platform/OTScheduler.h"
 
 namespace corvane {
 
-void OTDispatchQueueManager::dispatchInMainThread(const std::function<void()>& block, bool async) {
+void OTDispatchQueueManager::dispatchInMainThread(OTScheduler& scheduler, const std::function<void()>& block,
+                                                  bool async) {
     if (!block) return;
-    auto main = OTEnvironment::current()->mainQueue();
+    auto main = scheduler.mainQueue();
     if (main->isCurrent()) {
         block();
     } else if (async) {
@@ -16,9 +17,10 @@ void OTDispatchQueueManager::dispatchInMainThread(const std::function<void()>& b
     }
 }
 
-void OTDispatchQueueManager::dispatchInSerialQueue(const std::string& tag, const std::function<void()>& block) {
+void OTDispatchQueueManager::dispatchInSerialQueue(OTScheduler& scheduler, const std::string& tag,
+                                                   const std::function<void()>& block) {
     if (!block || tag != QUEUE_TAG_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD) return;
-    auto queue = OTEnvironment::current()->queue(QUEUE_NAME_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD);
+    auto queue = scheduler.queue(QUEUE_NAME_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD);
     if (queue->isCurrent()) block();
     else queue->async(block);
 }

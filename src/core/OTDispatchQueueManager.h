@@ -5,6 +5,8 @@
 
 namespace corvane {
 
+class OTScheduler;
+
 // Runs work on the main queue, or on the one shared serial background queue, without dead-locking
 // when the caller is already there.
 class OTDispatchQueueManager {
@@ -16,10 +18,11 @@ public:
     OTDispatchQueueManager() = delete;
 
     // In place when already on the main queue; otherwise submitted, waiting for it unless `async`.
-    static void dispatchInMainThread(const std::function<void()>& block, bool async);
+    static void dispatchInMainThread(OTScheduler& scheduler, const std::function<void()>& block, bool async);
     // In place when already on the tagged queue; otherwise submitted to it. Only the one tag above
     // names a queue: any other tag runs nothing.
-    static void dispatchInSerialQueue(const std::string& tag, const std::function<void()>& block);
+    static void dispatchInSerialQueue(OTScheduler& scheduler, const std::string& tag,
+                                      const std::function<void()>& block);
 };
 
 }  // namespace corvane

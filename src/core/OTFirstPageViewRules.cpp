@@ -13,19 +13,17 @@
 
 namespace corvane {
 
-namespace {
-void print(const std::string& text) { OTEnvironment::current()->console().print(text); }
-}  // namespace
-
 OTFirstPageViewRules::Page OTFirstPageViewRules::visiblePage(
-    const std::shared_ptr<OTViewController>& mainPageController) {
+    OTEnvironment& environment, const std::shared_ptr<OTViewController>& mainPageController) {
     Page page;
     OTDispatchQueueManager::dispatchInMainThread(
+        environment.scheduler(),
         [&] {
-            const auto current = OTNavigation::currentViewController();
+            const OTNavigation navigation(environment.uiHost());
+            const auto current = navigation.currentViewController();
             page.visibleName = current ? current->className() : std::string();
             page.mainPageOnTop =
-                mainPageController && OTNavigation::isControllerOnTopOfKeyWindow(mainPageController, std::nullopt);
+                mainPageController && navigation.isControllerOnTopOfKeyWindow(mainPageController, std::nullopt);
         },
         false);
     return page;
@@ -56,21 +54,22 @@ const char* OTFirstPageViewRules::caseName(Case why) {
 
 OTFirstPageViewRules::Decision OTFirstPageViewRules::withoutMainPage(const std::shared_ptr<OTEvent>& event,
                                                                      const std::shared_ptr<const OTWindowData>& data,
-                                                                     std::int64_t pvCount, const Page& page) {
+                                                                     std::int64_t pvCount, const Page& page,
+                                                                     OTConsole& console) {
     const auto url = pageUrl(event);
     OTLog(OTLogger::kLevelLog, "corvane->firstPVWithoutMainPage->xwhat:%@,url:%@,pvCount:%ld,currentControllerName:%@",
           event->xwhat(), url, pvCount, page.visibleName);
     if (event->xwhat() != "$pageview") {
-        print("corvane->firstPVWithoutMainPage->else->triggerEventMatchInApp");
+        console.print("corvane->firstPVWithoutMainPage->else->triggerEventMatchInApp");
         return {Outcome::GoNext, Case::NotPageView};
     }
     const auto condition = data->event();
     const OTLogArgument urlArgument[] = {url};
-    print(OTLogFormatter::format("corvane->firstPVWithoutMainPage:Property_PageUrl->%@", urlArgument));
+    console.print(OTLogFormatter::format("corvane->firstPVWithoutMainPage:Property_PageUrl->%@", urlArgument));
     const OTLogArgument conditionArgument[] = {condition ? OTLogArgument(condition) : OTLogArgument(nullptr)};
-    print(OTLogFormatter::format("corvane->firstPVWithoutMainPage:%@", conditionArgument));
+    console.print(OTLogFormatter::format("corvane->firstPVWithoutMainPage:%@", conditionArgument));
     if (conditionFits(*data, url)) return {Outcome::Show};
-    print("corvane->firstPVWithoutMainPage->triggerEventMatchInApp");
+    console.print("corvane->firstPVWithoutMainPage->triggerEventMatchInApp");
     return {Outcome::GoNext, Case::UrlDiffers};
 }
 

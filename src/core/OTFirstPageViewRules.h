@@ -7,6 +7,8 @@
 
 namespace corvane {
 
+class OTConsole;
+class OTEnvironment;
 class OTEvent;
 class OTViewController;
 class OTWindowData;
@@ -35,13 +37,14 @@ public:
     };
 
     // Reads the page facts on the main thread (synchronously from another thread).
-    static Page visiblePage(const std::shared_ptr<OTViewController>& mainPageController);
+    static Page visiblePage(OTEnvironment& environment, const std::shared_ptr<OTViewController>& mainPageController);
     // The page address "$url" among an event's properties.
     static std::optional<std::string> pageUrl(const std::shared_ptr<OTEvent>& event);
 
+    // Prints its steps to `console`, as it always has.
     static Decision withoutMainPage(const std::shared_ptr<OTEvent>& event,
                                     const std::shared_ptr<const OTWindowData>& data, std::int64_t pvCount,
-                                    const Page& page);
+                                    const Page& page, OTConsole& console);
     static Decision withMainPage(const std::shared_ptr<OTEvent>& event, const std::shared_ptr<const OTWindowData>& data,
                                  const std::string& mainPage, std::int64_t mainPagePVCount, const Page& page);
 

@@ -145,15 +145,16 @@ void OTInAppWalk::handleEvent(const std::shared_ptr<OTEvent>& event, const std::
 
 void OTInAppWalk::firstPVWithoutMainPage(const std::shared_ptr<OTEvent>& event,
                                          const std::shared_ptr<const OTWindowData>& data, std::uint64_t index) {
-    const auto page = OTFirstPageViewRules::visiblePage(nullptr);
-    followFirstPageView(OTFirstPageViewRules::withoutMainPage(event, data, engine_.pvCount(), page), event, data, index,
-                        page);
+    auto& environment = engine_.environment();
+    const auto page = OTFirstPageViewRules::visiblePage(environment, nullptr);
+    followFirstPageView(OTFirstPageViewRules::withoutMainPage(event, data, engine_.pvCount(), page, environment.console()),
+                        event, data, index, page);
 }
 
 void OTInAppWalk::firstPVWithMainPage(const std::shared_ptr<OTEvent>& event,
                                       const std::shared_ptr<const OTWindowData>& data, std::uint64_t index) {
     const std::string mainPage = engine_.mainPage().value_or("");
-    const auto page = OTFirstPageViewRules::visiblePage(engine_.mainPageController());
+    const auto page = OTFirstPageViewRules::visiblePage(engine_.environment(), engine_.mainPageController());
     followFirstPageView(OTFirstPageViewRules::withMainPage(event, data, mainPage, engine_.mainPagePVCount(), page),
                         event, data, index, page);
 }

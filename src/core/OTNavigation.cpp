@@ -1,23 +1,23 @@
 #include "core/OTNavigation.h"
 
-#include "platform/OTEnvironment.h"
+#include "platform/OTUIHost.h"
 #include "view/OTNavigationController.h"
 #include "view/OTTabBarController.h"
 #include "view/OTWindow.h"
 
 namespace corvane {
 
-std::shared_ptr<OTWindow> OTNavigation::keyWindow() { return _activeKeyWindow(); }
+std::shared_ptr<OTWindow> OTNavigation::keyWindow() const { return _activeKeyWindow(); }
 
-std::shared_ptr<OTWindow> OTNavigation::_activeKeyWindow() {
-    for (const auto& window : OTEnvironment::current()->uiHost().windows()) {
+std::shared_ptr<OTWindow> OTNavigation::_activeKeyWindow() const {
+    for (const auto& window : host_.windows()) {
         if (window && window->activationState() == OTWindow::ForegroundActive) return window;
     }
     return nullptr;
 }
 
-std::shared_ptr<OTWindow> OTNavigation::_keyWindow() {
-    for (const auto& window : OTEnvironment::current()->uiHost().windows()) {
+std::shared_ptr<OTWindow> OTNavigation::_keyWindow() const {
+    for (const auto& window : host_.windows()) {
         if (!window) continue;
         const auto state = window->activationState();
         if (state == OTWindow::ForegroundActive || state == OTWindow::ForegroundInactive) return window;
@@ -25,7 +25,7 @@ std::shared_ptr<OTWindow> OTNavigation::_keyWindow() {
     return nullptr;
 }
 
-std::shared_ptr<OTNavigationController> OTNavigation::currentNavigation() {
+std::shared_ptr<OTNavigationController> OTNavigation::currentNavigation() const {
     const auto window = _keyWindow();
     const auto root = window ? window->rootViewController() : nullptr;
     if (!root) return nullptr;
@@ -39,7 +39,7 @@ std::shared_ptr<OTNavigationController> OTNavigation::currentNavigation() {
     return nullptr;
 }
 
-std::shared_ptr<OTViewController> OTNavigation::currentViewController() {
+std::shared_ptr<OTViewController> OTNavigation::currentViewController() const {
     const auto window = _keyWindow();
     auto current = window ? window->rootViewController() : nullptr;
     // Each step goes one level deeper; a tree is finite, but a hostile cycle must not spin forever.
@@ -61,21 +61,21 @@ std::shared_ptr<OTViewController> OTNavigation::currentViewController() {
     return current;
 }
 
-std::optional<std::string> OTNavigation::currentWebview() {
+std::optional<std::string> OTNavigation::currentWebview() const {
     const auto window = keyWindow();
     const auto web = window ? window->topWebView() : std::nullopt;
     if (!web) return std::nullopt;
     return web->name;
 }
 
-std::optional<std::string> OTNavigation::currentWebviewURL() {
+std::optional<std::string> OTNavigation::currentWebviewURL() const {
     const auto window = keyWindow();
     const auto web = window ? window->topWebView() : std::nullopt;
     return web ? web->url : std::nullopt;
 }
 
 bool OTNavigation::isControllerOnTopOfKeyWindow(const std::shared_ptr<OTViewController>& controller,
-                                                const std::optional<std::string>& exceptFor) {
+                                                const std::optional<std::string>& exceptFor) const {
     const auto window = keyWindow();
     if (!controller || !window || currentViewController() != controller || !controller->isViewVisible()) return false;
     for (const auto& view : window->subviews()) {

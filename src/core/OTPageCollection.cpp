@@ -79,12 +79,14 @@ std::vector<std::string> excludedPages() {
 }
 }  // namespace
 
-OTPageCollection::OTPageCollection() : excluded_(excludedPages()) {}
+OTPageCollection::OTPageCollection(OTScheduler& scheduler, std::shared_ptr<OTSwizzler> swizzler)
+    : scheduler_(scheduler), swizzler_(std::move(swizzler)), excluded_(excludedPages()) {}
 
 void OTPageCollection::collectPage() {
     std::weak_ptr<OTPageCollection> weak = weak_from_this();
     OTDispatchQueueManager::dispatchInMainThread(
-        [weak] {
+        scheduler_,
+        [weak, swizzler = swizzler_] {
             auto pageView = [weak](bool appear) {
                 return [weak, appear](const OTMethodRuntime::Receiver& receiver, const std::string&,
                                       const OTMethodRuntime::Arguments&) {
@@ -95,16 +97,16 @@ void OTPageCollection::collectPage() {
                     else self->viewWillDisappear(controller);
                 };
             };
-            OTSwizzler::swizzleSelector("viewDidAppear:", "UIViewController", pageView(true), "OTViewDidAppear");
-            OTSwizzler::swizzleSelector("viewWillDisappear:", "UIViewController", pageView(false),
-                                        "OTViewWillDisappear");
+            swizzler->swizzleSelector("viewDidAppear:", "UIViewController", pageView(true), "OTViewDidAppear");
+            swizzler->swizzleSelector("viewWillDisappear:", "UIViewController", pageView(false),
+                                      "OTViewWillDisappear");
         },
         true);
 }
 
 void OTPageCollection::viewDidAppear(const std::shared_ptr<OTViewController>& controller) {
     OTDispatchQueueManager::dispatchInSerialQueue(
-        OTDispatchQueueManager::QUEUE_TAG_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD,
+        scheduler_, OTDispatchQueueManager::QUEUE_TAG_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD,
         [weak = weak_from_this(), controller] {
             auto self = weak.lock();
             if (!self || !self->canCollectViewController(controller)) return;
@@ -114,12 +116,13 @@ void OTPageCollection::viewDidAppear(const std::shared_ptr<OTViewController>& co
 
 void OTPageCollection::viewWillDisappear(const std::shared_ptr<OTViewController>&) {
     OTDispatchQueueManager::dispatchInSerialQueue(
-        OTDispatchQueueManager::QUEUE_TAG_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD, [] {});
+        scheduler_, OTDispatchQueueManager::QUEUE_TAG_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD, [] {});
 }
 
 bool OTPageCollection::canCollectViewController(const std::shared_ptr<OTViewController>& controller) const {
     if (!controller || controller->className().empty()) return false;
-    if (!OTSDKManager::sharedManager()->autoCollectPage()) return false;
+    const auto engine = delegate();
+    if (!engine || !engine->autoCollectPage()) return false;
     if (std::find(excluded_.begin(), excluded_.end(), controller->className()) != excluded_.end()) return false;
     return !controller->isKindOfClass("UINavigationController") && !controller->isKindOfClass("UITabBarController");
 }

@@ -6,14 +6,17 @@
 
 namespace corvane {
 
+class OTScheduler;
 class OTSDKManager;
+class OTSwizzler;
 class OTViewController;
 
 // Reports every page of the host app that appears (the platform's own pages and containers left
-// out) to its delegate, the engine.
+// out) to its delegate, the engine, while the engine collects pages. Lives within the scheduler's
+// environment, as the engine does.
 class OTPageCollection : public std::enable_shared_from_this<OTPageCollection> {
 public:
-    OTPageCollection();
+    OTPageCollection(OTScheduler& scheduler, std::shared_ptr<OTSwizzler> swizzler);
 
     // Intercepts "viewDidAppear:" and "viewWillDisappear:" of every page, on the main queue.
     void collectPage();
@@ -26,6 +29,8 @@ public:
     const std::vector<std::string>& excludedClassNames() const { return excluded_; }
 
 private:
+    OTScheduler& scheduler_;
+    const std::shared_ptr<OTSwizzler> swizzler_;
     const std::vector<std::string> excluded_;
     std::weak_ptr<OTSDKManager> delegate_;
 };

@@ -49,8 +49,16 @@ const char* sourceName(OTPushManager::Source source) {
 }
 }  // namespace
 
+OTPushManager::OTPushManager(const OTEnvironment& environment, std::shared_ptr<OTPageClassRegistry> pages)
+    : mainQueue_(environment.mainQueue()),
+      uiHost_(environment.uiHostHandle()),
+      pages_(std::move(pages)),
+      systemVersion_(environment.device().systemVersion) {}
+
 std::shared_ptr<OTPushManager> OTPushManager::sharedManager() {
-    return OTEnvironment::current()->singleton<OTPushManager>([] { return std::make_shared<OTPushManager>(); });
+    const auto environment = OTEnvironment::current();
+    return environment->singleton<OTPushManager>(
+        [&] { return std::make_shared<OTPushManager>(*environment, OTPageClassRegistry::shared()); });
 }
 
 void OTPushManager::setNavigationListener(NavigationListener listener) {
@@ -71,17 +79,16 @@ bool OTPushManager::report(const nlohmann::json& navigation) const {
 }
 
 void OTPushManager::registerForRemoteNotificationWithDelegate(const std::shared_ptr<void>& delegate) {
-    auto environment = OTEnvironment::current();
-    auto& host = environment->uiHost();
-    const double version = OTJSONValue::doubleValueOfText(environment->device().systemVersion);
+    auto& host = *uiHost_;
+    const double version = OTJSONValue::doubleValueOfText(systemVersion_);
     if (version >= 10) {
         if (delegate) host.setNotificationCenterDelegate(delegate);
         host.requestNotificationAuthorization(15, [](bool, const std::optional<std::string>& error) {
             if (!error) OTLog(OTLogger::kLevelLog, "request authorization succeeded!");
         });
-        environment->mainQueue()->async([] { OTEnvironment::current()->uiHost().registerForRemoteNotifications(); });
+        mainQueue_->async([ui = uiHost_] { ui->registerForRemoteNotifications(); });
     } else if (version >= 8) {
-        environment->mainQueue()->async([] { OTEnvironment::current()->uiHost().registerForRemoteNotifications(); });
+        mainQueue_->async([ui = uiHost_] { ui->registerForRemoteNotifications(); });
         host.registerUserNotificationSettings(7);
     } else {
         OTLog(OTLogger::kLevelError, "暂不支持 iOS 8.0 以下系统！");
@@ -115,12 +122,13 @@ void OTPushManager::_handleUrl(const std::optional<std::string>& link, Source so
 
 void OTPushManager::pushUrl(const std::optional<std::string>& link, Source source) {
     if (!link || link->empty()) return;
-    OTEnvironment::current()->mainQueue()->after(kNavigationDelay, [url = *link, source] {
-        auto& host = OTEnvironment::current()->uiHost();
+    mainQueue_->after(kNavigationDelay, [weak = weak_from_this(), url = *link, source] {
+        auto self = weak.lock();
+        if (!self) return;
+        auto& host = *self->uiHost_;
         const bool openable = host.canOpenURL(url);
         if (!openable) OTLog(OTLogger::kLevelError, "您所填写的活动链接不合法->%@", url);
         const bool web = url.rfind("http://", 0) == 0 || url.rfind("https://", 0) == 0;
-        auto self = sharedManager();
         // A host is never handed an address its platform refuses (a local file, for one).
         if (self->navigationListener()) {
             if (openable) {
@@ -132,7 +140,7 @@ void OTPushManager::pushUrl(const std::optional<std::string>& link, Source sourc
             host.openURL(url);
             return;
         }
-        const auto window = OTNavigation::keyWindow();
+        const auto window = OTNavigation(host).keyWindow();
         const auto root = window ? window->rootViewController() : nullptr;
         if (!root) return;
         auto browser = std::make_shared<OTViewController>("SFSafariViewController");
@@ -145,7 +153,7 @@ void OTPushManager::pushViewController(const std::string& link, Source source) {
     const std::string cleaned = OTText::replacingOccurrences(link, " ", "");
     const auto parts = split(cleaned, '?');
     const std::string& className = parts.front();
-    const auto pageClass = OTPageClassRegistry::shared()->pageClassNamed(className);
+    const auto pageClass = pages_->pageClassNamed(className);
     if (!pageClass) {
         OTLog(OTLogger::kLevelError, "您所填写的页面不存在->%@", className);
         return;
@@ -162,7 +170,7 @@ void OTPushManager::pushViewController(const std::string& link, Source source) {
 bool OTPushManager::isExistPropertyInObject(const std::shared_ptr<OTViewController>& object,
                                             const std::string& propertyName) {
     if (!object) return false;
-    const auto pageClass = OTPageClassRegistry::shared()->pageClassNamed(object->className());
+    const auto pageClass = pages_->pageClassNamed(object->className());
     if (!pageClass) return false;
     const auto& declared = pageClass->properties;
     return std::find(declared.begin(), declared.end(), propertyName) != declared.end();
@@ -178,10 +186,10 @@ void OTPushManager::setProperty(const std::optional<Properties>& properties,
 
 void OTPushManager::_pushViewController(const std::shared_ptr<OTViewController>& controller,
                                         const std::optional<Properties>& property, Source source) {
-    OTEnvironment::current()->mainQueue()->after(kNavigationDelay, [controller, property, source] {
-        auto self = OTPushManager::sharedManager();
-        const auto top = OTNavigation::currentViewController();
-        if (!controller) return;
+    mainQueue_->after(kNavigationDelay, [weak = weak_from_this(), controller, property, source] {
+        auto self = weak.lock();
+        if (!self || !controller) return;
+        const auto top = OTNavigation(*self->uiHost_).currentViewController();
         if (self->navigationListener()) {
             self->report(self->pageNavigation(controller, top, source));
             return;

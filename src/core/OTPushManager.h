@@ -12,20 +12,27 @@
 
 namespace corvane {
 
+class OTDispatchQueue;
+class OTEnvironment;
 class OTNavigationController;
+class OTPageClassRegistry;
 class OTTabBarController;
+class OTUIHost;
 class OTViewController;
 
 // Turns a campaign link or an opened notification into something the user sees: a web page in
 // the app, another app, or one of the host app's own pages (named "Class?key=value&..."), with
 // the query's values set on its declared properties.
-class OTPushManager {
+class OTPushManager : public std::enable_shared_from_this<OTPushManager> {
 public:
     using Properties = std::map<std::string, std::string>;
     // Where a link came from: a campaign's dialog or banner, or an opened notification.
     enum class Source { Campaign, Notification };
     using NavigationListener = std::function<void(const nlohmann::json& navigation)>;
 
+    // Navigates on the environment's main queue and user interface, among the host's `pages`.
+    OTPushManager(const OTEnvironment& environment, std::shared_ptr<OTPageClassRegistry> pages);
+    // The one of the installed environment.
     static std::shared_ptr<OTPushManager> sharedManager();
 
     // A host that draws its own screens performs each navigation itself: with a listener set, the
@@ -80,6 +87,10 @@ private:
     // Hands `navigation` to the listener; false when there is none.
     bool report(const nlohmann::json& navigation) const;
 
+    const std::shared_ptr<OTDispatchQueue> mainQueue_;
+    const std::shared_ptr<OTUIHost> uiHost_;
+    const std::shared_ptr<OTPageClassRegistry> pages_;
+    const std::string systemVersion_;
     mutable std::mutex mutex_;
     NavigationListener listener_;
 };

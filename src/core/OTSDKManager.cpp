@@ -73,6 +73,7 @@ OTSDKManager::OTSDKManager(OTEnvironment& environment, Collaborators collaborato
       aliases_(std::move(collaborators.aliases)),
       tasks_(std::move(collaborators.tasks)),
       popWindows_(std::move(collaborators.popWindows)),
+      swizzler_(std::move(collaborators.swizzler)),
       push_(std::move(collaborators.push)),
       reachability_(std::move(collaborators.reachability)),
       settings_(std::move(collaborators.settings)),
@@ -234,7 +235,8 @@ void OTSDKManager::_handleCorvaneEvent(const nlohmann::json& event) {
 
 void OTSDKManager::_handleSAEvent(const nlohmann::json& event) {
     OTLog(OTLogger::kLevelData, "收到神策 event 回调：\n%@", event);
-    const auto adapted = OTSAEventAdapter::adapter()->adaptEvent(event, 1).value_or(nlohmann::json());
+    // The adapter keeps nothing: one made here is the shared one.
+    const auto adapted = OTSAEventAdapter().adaptEvent(event, 1).value_or(nlohmann::json());
     handleUserProfileUpload(adapted, 1);
     triggerEventMatchWithData(adapted, 1);
 }
@@ -412,14 +414,14 @@ OTSDKManager::Waiting OTSDKManager::addWaitingEvent(const std::shared_ptr<OTEven
 }
 
 void OTSDKManager::startPageCollection() {
-    auto collection = std::make_shared<OTPageCollection>();
+    auto collection = std::make_shared<OTPageCollection>(environment_.scheduler(), swizzler_);
     pageCollection_.set(collection);
     collection->setDelegate(shared_from_this());
     collection->collectPage();
 }
 
 void OTSDKManager::startWindowObservation() {
-    OTSwizzler::swizzleSelector(
+    swizzler_->swizzleSelector(
         "willRemoveSubview:", "UIWindow",
         [weak = weak_from_this()](const OTMethodRuntime::Receiver&, const std::string&,
                                   const OTMethodRuntime::Arguments& arguments) {
@@ -435,7 +437,8 @@ void OTSDKManager::startWindowObservation() {
                 const auto controller = lane.mainPageController_;
                 bool onTop = false;
                 OTDispatchQueueManager::dispatchInMainThread(
-                    [&] { onTop = OTNavigation::isControllerOnTopOfKeyWindow(controller, removed); }, false);
+                    lane.environment_.scheduler(),
+                    [&] { onTop = OTNavigation(lane.environment_.uiHost()).isControllerOnTopOfKeyWindow(controller, removed); }, false);
                 if (!onTop) return;
                 lane.environment_.mainQueue()->after(std::chrono::milliseconds(100), [weak = lane.weak_from_this()] {
                     if (auto engine = weak.lock()) {
@@ -450,8 +453,8 @@ void OTSDKManager::startWindowObservation() {
 }
 
 void OTSDKManager::exchangeMethod() {
-    if (!OTMethodRuntime::shared()->classExists("CorvaneSDK")) return;
-    OTSwizzler::swizzleSelector(
+    if (!swizzler_->runtime().classExists("CorvaneSDK")) return;
+    swizzler_->swizzleSelector(
         "saveUploadInfo:event:handler:", "CorvaneSDK",
         [weak = weak_from_this()](const OTMethodRuntime::Receiver&, const std::string&,
                                   const OTMethodRuntime::Arguments& arguments) {
@@ -603,9 +606,11 @@ void OTSDKManager::sendLogToEmail(const std::string& address, const std::shared_
     const OTLogArgument version[] = {OTServerSession::kSDKVersion};
     const auto subject = OTLogFormatter::format("CorvaneOstrel v%@ 用户行为日志", version);
     OTDispatchQueueManager::dispatchInMainThread(
-        [address, subject, attachments = std::move(attachments), names = std::move(names), controller] {
+        environment_.scheduler(),
+        [address, subject, attachments = std::move(attachments), names = std::move(names), controller,
+         host = environment_.uiHostHandle()] {
             OTUtils::sendEmailTo(address, subject, attachments, names,
-                                 controller ? controller : OTNavigation::currentViewController());
+                                 controller ? controller : OTNavigation(*host).currentViewController());
         },
         true);
 }

@@ -30,6 +30,7 @@ class OTInAppWalk;
 class OTNotificationCenter;
 class OTPageCollection;
 class OTReachability;
+class OTSwizzler;
 class OTViewController;
 class OTWindowData;
 struct OTSDKManagerProbe;
@@ -221,6 +222,7 @@ private:
     std::shared_ptr<OTAliasUploader> aliases_;
     std::shared_ptr<OTTaskManager> tasks_;
     std::shared_ptr<OTPopWindowManager> popWindows_;
+    std::shared_ptr<OTSwizzler> swizzler_;
     std::shared_ptr<OTPushManager> push_;
     std::shared_ptr<OTReachabilityManager> reachability_;
     std::shared_ptr<OTUserConfig> settings_;

@@ -7,6 +7,7 @@ namespace corvane {
 class OTAliasUploader;
 class OTBannerLists;
 class OTCampaignDownloader;
+class OTDownloadManager;
 class OTEnvironment;
 class OTEventReporter;
 class OTIdentityUploader;
@@ -15,6 +16,7 @@ class OTPopWindowManager;
 class OTPushManager;
 class OTReachabilityManager;
 class OTServerSession;
+class OTSwizzler;
 class OTTaskManager;
 class OTUserConfig;
 
@@ -32,7 +34,9 @@ struct OTSDKManagerCollaborators {
     std::shared_ptr<OTPopWindowManager> popWindows;
     std::shared_ptr<OTPushManager> push;
     std::shared_ptr<OTReachabilityManager> reachability;
+    std::shared_ptr<OTSwizzler> swizzler;
     std::shared_ptr<OTUserConfig> settings;
+    std::shared_ptr<OTDownloadManager> media;
 
     // A server link of its own on `environment` and the environment's shared managers, for
     // whatever `given` leaves empty.

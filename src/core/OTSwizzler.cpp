@@ -27,8 +27,11 @@ std::uint64_t argumentCount(const std::string& selector) {
 }
 }  // namespace
 
+OTSwizzler::OTSwizzler(std::shared_ptr<OTMethodRuntime> runtime) : runtime_(std::move(runtime)) {}
+
 std::shared_ptr<OTSwizzler> OTSwizzler::shared() {
-    return OTEnvironment::current()->singleton<OTSwizzler>([] { return std::make_shared<OTSwizzler>(); });
+    return OTEnvironment::current()->singleton<OTSwizzler>(
+        [] { return std::make_shared<OTSwizzler>(OTMethodRuntime::shared()); });
 }
 
 std::optional<OTSwizzle> OTSwizzler::recordFor(const std::string& selector) const {
@@ -42,9 +45,11 @@ OTMethodRuntime::Implementation OTSwizzler::replacement(const std::string& selec
     // View methods always run their previous implementation; the others only when there is one.
     const bool alwaysPrevious =
         selector == "viewDidAppear:" || selector == "viewWillDisappear:" || selector == "willRemoveSubview:";
-    return [alwaysPrevious](const OTMethodRuntime::Receiver& receiver, const std::string& called,
-                            const OTMethodRuntime::Arguments& arguments) {
-        const auto record = OTSwizzler::shared()->recordFor(called);
+    return [weak = weak_from_this(), alwaysPrevious](const OTMethodRuntime::Receiver& receiver,
+                                                     const std::string& called,
+                                                     const OTMethodRuntime::Arguments& arguments) {
+        const auto self = weak.lock();
+        const auto record = self ? self->recordFor(called) : std::nullopt;
         if (!record) return;
         if (record->originalMethod && (alwaysPrevious || *record->originalMethod)) {
             (*record->originalMethod)(receiver, called, arguments);
@@ -58,29 +63,24 @@ OTMethodRuntime::Implementation OTSwizzler::replacement(const std::string& selec
 void OTSwizzler::swizzleSelector(const std::string& selector, const std::string& onClass,
                                  const OTMethodRuntime::Implementation& block, const std::string& named) {
     if (selector.empty() || onClass.empty() || !block || named.empty()) return;
-    shared()->install(selector, onClass, block, named);
-}
-
-void OTSwizzler::install(const std::string& selector, const std::string& onClass,
-                         const OTMethodRuntime::Implementation& block, const std::string& named) {
-    auto runtime = OTMethodRuntime::shared();
-    const auto method = runtime->instanceMethod(onClass, selector);
+    auto& runtime = *runtime_;
+    const auto method = runtime.instanceMethod(onClass, selector);
     if (!method) OTLog(OTLogger::kLevelError, "SwizzleException:Cannot find method for %@ on %@", selector, onClass);
     if (!isInterceptable(selector) || !method) return;
 
     std::lock_guard lock(mutex_);
     const auto slot = slots_.find(selector);
-    if (runtime->isLocallyDefined(onClass, selector)) {
+    if (runtime.isLocallyDefined(onClass, selector)) {
         if (slot != slots_.end()) {
             slot->second.blocks[named] = block;  // replaced once only
             return;
         }
-        runtime->setImplementation(onClass, selector, replacement(selector));
+        runtime.setImplementation(onClass, selector, replacement(selector));
         slots_[selector] = OTSwizzle{onClass, selector, method, argumentCount(selector), {{named, block}}};
         return;
     }
     const auto previous = slot != slots_.end() ? slot->second.originalMethod : method;
-    if (!runtime->addMethod(onClass, selector, replacement(selector))) {
+    if (!runtime.addMethod(onClass, selector, replacement(selector))) {
         OTLog(OTLogger::kLevelError,
               "SwizzleException:Could not add swizzle for %@::%@, even though it didn't already exist locally", onClass,
               selector);
@@ -90,13 +90,12 @@ void OTSwizzler::install(const std::string& selector, const std::string& onClass
 }
 
 void OTSwizzler::unswizzleSelector(const std::string& selector, const std::string&, const std::string& named) {
-    auto self = shared();
-    std::lock_guard lock(self->mutex_);
-    if (const auto slot = self->slots_.find(selector); slot != self->slots_.end()) slot->second.blocks.erase(named);
+    std::lock_guard lock(mutex_);
+    if (const auto slot = slots_.find(selector); slot != slots_.end()) slot->second.blocks.erase(named);
 }
 
-bool OTSwizzler::isLocallyDefinedMethod(const std::string& method, const std::string& onClass) {
-    return OTMethodRuntime::shared()->isLocallyDefined(onClass, method);
+bool OTSwizzler::isLocallyDefinedMethod(const std::string& method, const std::string& onClass) const {
+    return runtime_->isLocallyDefined(onClass, method);
 }
 
 }  // namespace corvane

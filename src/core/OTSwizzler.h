@@ -25,24 +25,27 @@ struct OTSwizzle {
 // "viewDidAppear:", "viewWillDisappear:", "willRemoveSubview:" and
 // "mailComposeController:didFinishWithResult:error:". The replaced method runs its previous
 // implementation, then every callback registered for it. Other methods cannot be intercepted.
-class OTSwizzler {
+// Replacements it installs hold it weakly: once it goes, they run nothing.
+class OTSwizzler : public std::enable_shared_from_this<OTSwizzler> {
 public:
+    explicit OTSwizzler(std::shared_ptr<OTMethodRuntime> runtime);
+    // The one on the installed environment's method runtime.
     static std::shared_ptr<OTSwizzler> shared();
 
-    static void swizzleSelector(const std::string& selector, const std::string& onClass,
-                                const OTMethodRuntime::Implementation& block, const std::string& named);
+    void swizzleSelector(const std::string& selector, const std::string& onClass,
+                         const OTMethodRuntime::Implementation& block, const std::string& named);
     // Removes the named callback; the replacement stays in place.
-    static void unswizzleSelector(const std::string& selector, const std::string& onClass, const std::string& named);
-    static bool isLocallyDefinedMethod(const std::string& method, const std::string& onClass);
+    void unswizzleSelector(const std::string& selector, const std::string& onClass, const std::string& named);
+    bool isLocallyDefinedMethod(const std::string& method, const std::string& onClass) const;
+    OTMethodRuntime& runtime() const { return *runtime_; }
 
     std::optional<OTSwizzle> recordFor(const std::string& selector) const;
 
 private:
-    void install(const std::string& selector, const std::string& onClass, const OTMethodRuntime::Implementation& block,
-                 const std::string& named);
     // The fixed replacement routine of a supported method.
-    static OTMethodRuntime::Implementation replacement(const std::string& selector);
+    OTMethodRuntime::Implementation replacement(const std::string& selector);
 
+    const std::shared_ptr<OTMethodRuntime> runtime_;
     mutable std::mutex mutex_;
     std::map<std::string, OTSwizzle> slots_;
 };

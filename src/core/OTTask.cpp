@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/OTEnvironment.h"
+#include "platform/OTDispatchQueue.h"
 
 namespace corvane {
 
@@ -42,11 +42,13 @@ bool OTTask::isChecking() const {
     return timer_ != nullptr;
 }
 
-void OTTask::startCheckWithCompletion(Completion completion) {
+void OTTask::startCheckWithCompletion(std::shared_ptr<OTDispatchQueue> queue, Completion completion) {
+    if (!queue) return;
     {
         std::lock_guard lock(mutex_);
         if (timer_) return;
         callback_ = std::move(completion);
+        queue_ = std::move(queue);
         timer_ = std::make_shared<int>(0);
     }
     scheduleNextCheck();
@@ -56,21 +58,22 @@ void OTTask::startCheckWithCompletion(Completion completion) {
 
 void OTTask::scheduleNextCheck() {
     std::shared_ptr<int> timer;
+    std::shared_ptr<OTDispatchQueue> queue;
     {
         std::lock_guard lock(mutex_);
         timer = timer_;
+        queue = queue_;
     }
     if (!timer) return;
     // The pending check keeps the task alive, as a run-loop timer keeps its target.
-    OTEnvironment::current()->mainQueue()->after(std::chrono::seconds(timeInterval_),
-                                                 [self = shared_from_this(), timer] {
-                                                     {
-                                                         std::lock_guard lock(self->mutex_);
-                                                         if (self->timer_ != timer) return;
-                                                     }
-                                                     self->scheduleNextCheck();
-                                                     self->_check();
-                                                 });
+    queue->after(std::chrono::seconds(timeInterval_), [self = shared_from_this(), timer] {
+        {
+            std::lock_guard lock(self->mutex_);
+            if (self->timer_ != timer) return;
+        }
+        self->scheduleNextCheck();
+        self->_check();
+    });
 }
 
 void OTTask::_check() {

@@ -9,8 +9,10 @@
 
 namespace corvane {
 
+class OTDispatchQueue;
+
 // An action that waits for a condition: checked at once, then every `timeInterval` seconds on
-// the main queue, giving up silently after `timeout` seconds (`maxCount` checks in all).
+// the queue it is started on (the main queue, in the library), giving up silently after `timeout` seconds (`maxCount` checks in all).
 class OTTask : public std::enable_shared_from_this<OTTask> {
 public:
     using Condition = std::function<bool()>;
@@ -24,7 +26,7 @@ public:
                                                      std::int64_t timeout);
 
     // Starts the checks unless they run already; `completion` hears true when the condition holds.
-    void startCheckWithCompletion(Completion completion);
+    void startCheckWithCompletion(std::shared_ptr<OTDispatchQueue> queue, Completion completion);
     void _check();
     void _clearTimer();
 
@@ -49,6 +51,7 @@ private:
     const std::int64_t timeInterval_;
     const std::int64_t timeout_;
     Completion callback_;
+    std::shared_ptr<OTDispatchQueue> queue_;
     // The running check timer: a token that the scheduled checks compare against.
     std::shared_ptr<int> timer_;
     std::uint64_t count_ = 0;

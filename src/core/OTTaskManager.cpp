@@ -6,8 +6,12 @@
 
 namespace corvane {
 
+OTTaskManager::OTTaskManager(std::shared_ptr<OTDispatchQueue> checks) : checks_(std::move(checks)) {}
+
 std::shared_ptr<OTTaskManager> OTTaskManager::manager() {
-    return OTEnvironment::current()->singleton<OTTaskManager>([] { return std::make_shared<OTTaskManager>(); });
+    const auto environment = OTEnvironment::current();
+    return environment->singleton<OTTaskManager>(
+        [&] { return std::make_shared<OTTaskManager>(environment->mainQueue()); });
 }
 
 void OTTaskManager::addTask(const std::shared_ptr<OTTask>& task) {
@@ -24,7 +28,7 @@ void OTTaskManager::addTask(const std::shared_ptr<OTTask>& task) {
     }
     if (task->conditionBlock() && !task->conditionBlock()()) {
         // The task keeps its completion: the completion must not keep the task.
-        task->startCheckWithCompletion([weak = weak_from_this(), weakTask = std::weak_ptr<OTTask>(task)](bool done) {
+        task->startCheckWithCompletion(checks_, [weak = weak_from_this(), weakTask = std::weak_ptr<OTTask>(task)](bool done) {
             auto manager = weak.lock();
             auto held = weakTask.lock();
             if (manager && held && done) manager->doTask(held);

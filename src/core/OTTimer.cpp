@@ -1,7 +1,7 @@
 #include "core/OTTimer.h"
 
 #include "foundation/OTJSONValue.h"
-#include "platform/OTEnvironment.h"
+#include "platform/OTDispatchQueue.h"
 
 namespace corvane {
 
@@ -9,8 +9,10 @@ namespace {
 std::chrono::nanoseconds seconds(double value) { return OTJSONValue::durationOfSeconds(value); }
 }  // namespace
 
-OTTimer::OTTimer(double interval, std::weak_ptr<void> target, Action action, bool repeats)
-    : interval_(interval),
+OTTimer::OTTimer(std::shared_ptr<OTDispatchQueue> queue, double interval, std::weak_ptr<void> target, Action action,
+                 bool repeats)
+    : queue_(std::move(queue)),
+      interval_(interval),
       repeats_(repeats),
       target_(std::move(target)),
       action_(std::move(action)),
@@ -18,14 +20,17 @@ OTTimer::OTTimer(double interval, std::weak_ptr<void> target, Action action, boo
 
 OTTimer::~OTTimer() { invalidate(); }
 
-std::shared_ptr<OTTimer> OTTimer::timerWithTimeInterval(double interval, std::weak_ptr<void> target, Action action,
-                                                        bool repeats) {
-    return initWithFireTime(interval, interval, std::move(target), std::move(action), repeats);
+std::shared_ptr<OTTimer> OTTimer::timerWithTimeInterval(std::shared_ptr<OTDispatchQueue> queue, double interval,
+                                                        std::weak_ptr<void> target, Action action, bool repeats) {
+    return initWithFireTime(std::move(queue), interval, interval, std::move(target), std::move(action), repeats);
 }
 
-std::shared_ptr<OTTimer> OTTimer::initWithFireTime(double fireTime, double interval, std::weak_ptr<void> target,
-                                                   Action action, bool repeats) {
-    std::shared_ptr<OTTimer> timer(new OTTimer(interval, std::move(target), std::move(action), repeats));
+std::shared_ptr<OTTimer> OTTimer::initWithFireTime(std::shared_ptr<OTDispatchQueue> queue, double fireTime,
+                                                   double interval, std::weak_ptr<void> target, Action action,
+                                                   bool repeats) {
+    if (!queue) return nullptr;
+    std::shared_ptr<OTTimer> timer(
+        new OTTimer(std::move(queue), interval, std::move(target), std::move(action), repeats));
     timer->schedule(fireTime);
     return timer;
 }
@@ -38,7 +43,7 @@ void OTTimer::schedule(double delay) {
         armed = armed_;
     }
     // The firing holds the timer weakly: a timer nobody keeps stops here.
-    OTEnvironment::current()->mainQueue()->after(seconds(delay), [weak = weak_from_this(), armed] {
+    queue_->after(seconds(delay), [weak = weak_from_this(), armed] {
         auto timer = weak.lock();
         if (!timer || !*armed) return;
         timer->fire();

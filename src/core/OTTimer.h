@@ -5,10 +5,13 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <utility>
 
 namespace corvane {
 
-// A timer on the main queue that holds its target weakly: an object that owns a timer is not kept
+class OTDispatchQueue;
+
+// A timer on a queue (the main queue, in the library) that holds its target weakly: an object that owns a timer is not kept
 // alive by it, and a repeating timer whose target is gone invalidates itself at its next firing.
 // Only the designated forms make one; a timer nobody keeps stops by itself.
 class OTTimer : public std::enable_shared_from_this<OTTimer> {
@@ -16,20 +19,24 @@ public:
     using Action = std::function<void(const std::shared_ptr<void>& target, OTTimer& timer)>;
 
     // First firing one interval from now.
-    static std::shared_ptr<OTTimer> timerWithTimeInterval(double interval, std::weak_ptr<void> target, Action action,
-                                                          bool repeats);
+    static std::shared_ptr<OTTimer> timerWithTimeInterval(std::shared_ptr<OTDispatchQueue> queue, double interval,
+                                                          std::weak_ptr<void> target, Action action, bool repeats);
     // First firing after `fireTime` seconds, then every `interval` seconds.
-    static std::shared_ptr<OTTimer> initWithFireTime(double fireTime, double interval, std::weak_ptr<void> target,
-                                                     Action action, bool repeats);
+    static std::shared_ptr<OTTimer> initWithFireTime(std::shared_ptr<OTDispatchQueue> queue, double fireTime,
+                                                     double interval, std::weak_ptr<void> target, Action action,
+                                                     bool repeats);
     template <class T>
-    static std::shared_ptr<OTTimer> timerWithTimeInterval(double interval, const std::shared_ptr<T>& target,
+    static std::shared_ptr<OTTimer> timerWithTimeInterval(std::shared_ptr<OTDispatchQueue> queue, double interval,
+                                                          const std::shared_ptr<T>& target,
                                                           void (T::*selector)(OTTimer&), bool repeats) {
-        return timerWithTimeInterval(interval, std::weak_ptr<void>(target), bind(selector), repeats);
+        return timerWithTimeInterval(std::move(queue), interval, std::weak_ptr<void>(target), bind(selector), repeats);
     }
     template <class T>
-    static std::shared_ptr<OTTimer> initWithFireTime(double fireTime, double interval, const std::shared_ptr<T>& target,
+    static std::shared_ptr<OTTimer> initWithFireTime(std::shared_ptr<OTDispatchQueue> queue, double fireTime,
+                                                     double interval, const std::shared_ptr<T>& target,
                                                      void (T::*selector)(OTTimer&), bool repeats) {
-        return initWithFireTime(fireTime, interval, std::weak_ptr<void>(target), bind(selector), repeats);
+        return initWithFireTime(std::move(queue), fireTime, interval, std::weak_ptr<void>(target), bind(selector),
+                                repeats);
     }
 
     ~OTTimer();
@@ -45,7 +52,8 @@ public:
     bool isValid() const;
 
 private:
-    OTTimer(double interval, std::weak_ptr<void> target, Action action, bool repeats);
+    OTTimer(std::shared_ptr<OTDispatchQueue> queue, double interval, std::weak_ptr<void> target, Action action,
+            bool repeats);
     void schedule(double delay);
 
     template <class T>
@@ -55,6 +63,7 @@ private:
         };
     }
 
+    const std::shared_ptr<OTDispatchQueue> queue_;
     const double interval_;
     const bool repeats_;
     mutable std::mutex mutex_;

@@ -18,7 +18,7 @@ std::shared_ptr<OTViewController> makePage(const std::string& name) {
 
 // The model's page of class `name`, made the visible one.
 std::shared_ptr<OTViewController> showInModel(const std::string& name) {
-    auto top = OTNavigation::currentViewController();
+    auto top = OTNavigation(OTEnvironment::current()->uiHost()).currentViewController();
     if (!top) {
         auto page = makePage(name);
         if (auto* host = dynamic_cast<OTHeadlessUIHost*>(&OTEnvironment::current()->uiHost())) {
@@ -40,7 +40,7 @@ std::shared_ptr<OTViewController> showInModel(const std::string& name) {
     auto page = makePage(name);
     // A tab rooted at its class: the host switched tabs, as a link to it would.
     if (OTPushManager::sharedManager()->_controllerInRootPageFrom(page, top)) {
-        return OTNavigation::currentViewController();
+        return OTNavigation(OTEnvironment::current()->uiHost()).currentViewController();
     }
     if (stack) stack->pushViewController(page, false);
     else top->presentViewController(page, false);

@@ -77,8 +77,11 @@ public:
     // For objects that must reach the centre even when they outlive this environment.
     std::weak_ptr<OTNotificationCenter> notificationCenterHandle() const { return notifications_; }
     OTUIHost& uiHost() const { return *uiHost_; }
+    // For work that runs later and must keep the host.
+    std::shared_ptr<OTUIHost> uiHostHandle() const { return uiHost_; }
     std::shared_ptr<OTReachabilitySource> reachabilitySource() const { return reachability_; }
     OTHTTPTransport& http() const { return *http_; }
+    std::shared_ptr<OTHTTPTransport> httpHandle() const { return http_; }
     // Sends the library's requests through the host's transport (null: back to the platform's).
     void setHostHTTP(std::shared_ptr<OTHTTPTransport> host) { http_->setHost(std::move(host)); }
 

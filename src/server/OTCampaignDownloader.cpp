@@ -17,8 +17,12 @@
 namespace corvane {
 
 OTCampaignDownloader::OTCampaignDownloader(std::shared_ptr<OTServerSession> session,
-                                           std::shared_ptr<OTLoginClient> login, std::shared_ptr<OTUserConfig> settings)
-    : session_(std::move(session)), login_(std::move(login)), settings_(std::move(settings)) {}
+                                           std::shared_ptr<OTLoginClient> login, std::shared_ptr<OTUserConfig> settings,
+                                           std::shared_ptr<OTDownloadManager> media)
+    : session_(std::move(session)),
+      login_(std::move(login)),
+      settings_(std::move(settings)),
+      media_(std::move(media)) {}
 
 void OTCampaignDownloader::getListData(bool force, Receivers receivers) {
     session_->environment().console().print("getListData");
@@ -126,7 +130,7 @@ OTCampaignDownloader::Campaigns OTCampaignDownloader::acceptInAppList(nlohmann::
     for (const auto& campaign : campaigns) {
         if ((campaign->style() == 1 || campaign->style() == 2) && campaign->picture() &&
             !campaign->picture()->empty()) {
-            OTDownloadManager::sharedManager()->downloadImageWithURL(*campaign->picture(), nullptr);
+            media_->downloadImageWithURL(*campaign->picture(), nullptr);
         }
     }
     return campaigns;

@@ -13,6 +13,7 @@
 
 namespace corvane {
 
+class OTDownloadManager;
 class OTEvent;
 class OTLoginClient;
 class OTServerSession;
@@ -36,8 +37,9 @@ public:
         std::function<void()> banners;
     };
 
+    // Pictures of the campaigns that arrive are fetched through `media`.
     OTCampaignDownloader(std::shared_ptr<OTServerSession> session, std::shared_ptr<OTLoginClient> login,
-                         std::shared_ptr<OTUserConfig> settings);
+                         std::shared_ptr<OTUserConfig> settings, std::shared_ptr<OTDownloadManager> media);
 
     // Downloads unless already done today with an unchanged server activity time (or `force`).
     void getListData(bool force, Receivers receivers);
@@ -69,6 +71,7 @@ private:
     std::shared_ptr<OTServerSession> session_;
     std::shared_ptr<OTLoginClient> login_;
     std::shared_ptr<OTUserConfig> settings_;
+    std::shared_ptr<OTDownloadManager> media_;
     std::atomic<bool> isPullingData_{false};
     std::atomic<std::uint64_t> inAppRetryCount_{0};
     std::atomic<std::uint64_t> subscribeRetryCount_{0};

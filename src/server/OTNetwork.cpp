@@ -11,8 +11,13 @@
 
 namespace corvane {
 
+OTNetwork::OTNetwork(std::shared_ptr<OTHTTPTransport> http, std::shared_ptr<OTUserShare> share)
+    : http_(std::move(http)), share_(std::move(share)) {}
+
 std::shared_ptr<OTNetwork> OTNetwork::network() {
-    return OTEnvironment::current()->singleton<OTNetwork>([] { return std::make_shared<OTNetwork>(); });
+    const auto environment = OTEnvironment::current();
+    return environment->singleton<OTNetwork>(
+        [&] { return std::make_shared<OTNetwork>(environment->httpHandle(), OTUserShare::share()); });
 }
 
 void OTNetwork::configEnvironment(const OTNetworkConfig& config) { network()->setConfig(config); }
@@ -34,7 +39,7 @@ void OTNetwork::setGroupIdentifier(std::string groupIdentifier) {
 }
 
 std::shared_ptr<OTNetwork> OTNetwork::withGroupIdentifier(std::string groupIdentifier) const {
-    auto copy = std::make_shared<OTNetwork>();
+    auto copy = std::make_shared<OTNetwork>(http_, share_);
     std::lock_guard lock(mutex_);
     copy->config_ = config_;
     copy->timeout_ = timeout_;
@@ -72,7 +77,7 @@ std::string OTNetwork::getHttpURLWithRelativeUrl(const std::string& path, const 
     if (full.rfind("https://", 0) == 0 || full.rfind("http://", 0) == 0) return full;
 
     const std::string group = groupIdentifier();
-    auto share = OTUserShare::share();
+    const auto& share = share_;
     // A custom base URL wins over every environment.
     if (auto custom = share->stringForKey("group_info_key_url", group); custom && !custom->empty())
         return *custom + full;
@@ -123,7 +128,7 @@ void OTNetwork::requestWithRelativeUrl(const std::string& path, std::int64_t typ
         request.body = body.is_string() ? body.get<std::string>() : OTJSONWriter::prettyString(body).value_or("");
     }
     OTLog(OTLogger::kLevelData, "请求URL：%@\n参数：%@", request.url, OTUtils::ot_dictionaryToJson(body));
-    OTEnvironment::current()->http().send(
+    http_->send(
         std::move(request),
         [success = std::move(success), failure = std::move(failure)](
             long status, const std::string& data, const std::optional<OTHTTPTransport::Failure>& error) {

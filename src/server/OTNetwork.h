@@ -14,6 +14,9 @@
 
 namespace corvane {
 
+class OTHTTPTransport;
+class OTUserShare;
+
 // The library's HTTP client: a relative path becomes a URL of the chosen server environment (or
 // of the custom base URL in the shared store), the body is sent as pretty-printed JSON, and the
 // callbacks run on the session's own thread, never on the main queue.
@@ -31,6 +34,9 @@ public:
     using Parameters = std::vector<std::pair<std::string, std::string>>;
 
     static constexpr std::chrono::milliseconds kDefaultTimeout{60000};
+
+    // Sends through `http`; a custom base URL or server environment is read from `share`.
+    OTNetwork(std::shared_ptr<OTHTTPTransport> http, std::shared_ptr<OTUserShare> share);
 
     // The process-wide client of the class-level operations. A server session has a client of its
     // own (OTServerSession::network), so that engines keep to their own servers.
@@ -62,6 +68,8 @@ public:
     std::string groupIdentifier() const;
 
 private:
+    const std::shared_ptr<OTHTTPTransport> http_;
+    const std::shared_ptr<OTUserShare> share_;
     mutable std::mutex mutex_;
     OTNetworkConfig config_;
     std::string groupIdentifier_;

@@ -10,8 +10,8 @@
 
 namespace corvane {
 
-OTServerSession::OTServerSession(OTEnvironment& environment)
-    : environment_(environment), network_(std::make_shared<OTNetwork>()) {
+OTServerSession::OTServerSession(OTEnvironment& environment, std::shared_ptr<OTUserShare> share)
+    : environment_(environment), network_(std::make_shared<OTNetwork>(environment.httpHandle(), std::move(share))) {
     lastBackgroundUpdateTime_.set(environment.clock().now());
 }
 

@@ -18,6 +18,7 @@ namespace corvane {
 class OTEnvironment;
 class OTNetwork;
 class OTServerOutcome;
+class OTUserShare;
 
 // Who the library is to its server: the configuration, the app group, the session token and the
 // user, and what every request shares (the "os" object, report times, retry delays). The server
@@ -26,7 +27,9 @@ class OTServerSession {
 public:
     static constexpr const char* kSDKVersion = "2.2.2";
 
-    explicit OTServerSession(OTEnvironment& environment);
+    // Requests go through the environment's HTTP transport, to the server that `share` names (a
+    // custom base URL or an environment) or else to the configured one.
+    OTServerSession(OTEnvironment& environment, std::shared_ptr<OTUserShare> share);
 
     OTEnvironment& environment() const { return environment_; }
 

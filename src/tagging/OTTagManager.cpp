@@ -39,16 +39,16 @@ void OTTagManager::hideAliasTag() {
 }
 
 void OTTagManager::openAliasScreen() {
-    const auto current = OTNavigation::currentViewController();
+    const auto current = OTNavigation(OTEnvironment::current()->uiHost()).currentViewController();
     if (std::dynamic_pointer_cast<OTTagDetailController>(current)) return;
-    const auto navigation = OTNavigation::currentNavigation();
+    const auto navigation = OTNavigation(OTEnvironment::current()->uiHost()).currentNavigation();
     if (!navigation) {
         OTLog(OTLogger::kLevelError, "当前页面不在导航栈中，无法添加别名");
         return;
     }
     auto detail = OTTagDetailController::make();
     detail->setControllerName(current ? current->className() : std::string());
-    detail->setH5Url(OTNavigation::currentWebviewURL().value_or(""));
+    detail->setH5Url(OTNavigation(OTEnvironment::current()->uiHost()).currentWebviewURL().value_or(""));
     navigation->pushViewController(detail, true);
 }
 

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "core/OTTimer.h"
+#include "platform/OTEnvironment.h"
 #include "ui/OTCollectionViewCell.h"
 #include "ui/OTPageControl.h"
 
@@ -244,7 +245,7 @@ void OTCycleScrollView::setupTimer() {
     invalidateTimer();
     std::weak_ptr<OTSceneNode> weak = weak_from_this();
     timer_ = OTTimer::timerWithTimeInterval(
-        autoScrollTimeInterval_, weak,
+        OTEnvironment::current()->mainQueue(), autoScrollTimeInterval_, weak,
         [](const std::shared_ptr<void>& target, OTTimer&) {
             static_cast<OTCycleScrollView*>(static_cast<OTSceneNode*>(target.get()))->automaticScroll();
         },

@@ -299,7 +299,7 @@ void OTPopWindow::startLayout() {
     const auto style = data_ ? data_->style() : 0;
     // An unknown style shows nothing at all: no overlay is left over the app.
     if (style < 1 || style > 4) return;
-    if (auto window = OTNavigation::keyWindow()) window->addSubview(node_);
+    if (auto window = OTNavigation(OTEnvironment::current()->uiHost()).keyWindow()) window->addSubview(node_);
     node_->addSubview(backgroundView());
     backgroundView()->setAlpha(0.2);
     node_->setAlpha(1.0);
@@ -486,7 +486,7 @@ void OTPopWindow::closeWithCompletion(std::function<void()> completion) {
     OTSceneNode::animate(
         kCloseDuration, [&] { node_->setAlpha(0); },
         [self = shared_from_this(), completion = std::move(completion)] {
-            if (auto window = OTNavigation::keyWindow()) window->removeSubview(self->node_);
+            if (auto window = OTNavigation(OTEnvironment::current()->uiHost()).keyWindow()) window->removeSubview(self->node_);
             self->node_->removeFromSuperview();
             self->setIsShowing(false);
             if (completion) completion();

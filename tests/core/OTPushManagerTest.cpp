@@ -127,7 +127,7 @@ TEST(OTPushManager, ATabRootSwitchesTabsAndAModalTopPresents) {
 
     auto modal = std::make_shared<OTViewController>("ModalVC");
     app.mine->presentViewController(modal, true);
-    EXPECT_EQ(OTNavigation::currentViewController(), modal);
+    EXPECT_EQ(OTNavigation(app.test.uiHost()).currentViewController(), modal);
     app.push->handlePush(std::string("Detail?id=1"));
     app.afterNavigation();
     ASSERT_NE(modal->presentedViewController(), nullptr);
@@ -175,7 +175,7 @@ TEST(OTPushManager, AHostThatDrawsForItselfIsHandedEachNavigationAndReportsItsPa
     OTHostPages::pageShown("Detail");
     EXPECT_EQ(app.homeStack->viewControllers().size(), 2u);
     OTHostPages::pageShown("Promo");
-    EXPECT_EQ(OTNavigation::currentViewController()->className(), "Promo");
+    EXPECT_EQ(OTNavigation(app.test.uiHost()).currentViewController()->className(), "Promo");
     OTHostPages::pageShown("HomeVC");
     EXPECT_EQ(app.homeStack->viewControllers().size(), 1u);
     app.test.scheduler().runUntilIdle();
@@ -209,28 +209,29 @@ TEST(OTNavigation, KeyWindowCurrentPagesAndTheTopWebView) {
     auto inactive =
         std::make_shared<OTWindow>(std::make_shared<OTViewController>("Inactive"), OTWindow::ForegroundInactive);
     app.test.uiHost().setWindows({background, inactive, app.window});
-    EXPECT_EQ(OTNavigation::keyWindow(), app.window);
-    EXPECT_EQ(OTNavigation::_keyWindow(), inactive);
+    const OTNavigation navigation(app.test.uiHost());
+    EXPECT_EQ(navigation.keyWindow(), app.window);
+    EXPECT_EQ(navigation._keyWindow(), inactive);
     app.test.uiHost().setWindows({background, app.window});
-    EXPECT_EQ(OTNavigation::currentNavigation(), app.homeStack);
-    EXPECT_EQ(OTNavigation::currentViewController(), app.home);
+    EXPECT_EQ(navigation.currentNavigation(), app.homeStack);
+    EXPECT_EQ(navigation.currentViewController(), app.home);
     app.tabs->setSelectedIndex(1);
-    EXPECT_EQ(OTNavigation::currentViewController(), app.mine);
-    EXPECT_TRUE(OTNavigation::isControllerOnTopOfKeyWindow(app.mine, std::nullopt));
-    EXPECT_FALSE(OTNavigation::isControllerOnTopOfKeyWindow(app.home, std::nullopt));
+    EXPECT_EQ(navigation.currentViewController(), app.mine);
+    EXPECT_TRUE(navigation.isControllerOnTopOfKeyWindow(app.mine, std::nullopt));
+    EXPECT_FALSE(navigation.isControllerOnTopOfKeyWindow(app.home, std::nullopt));
 
-    EXPECT_FALSE(OTNavigation::currentWebview().has_value());
+    EXPECT_FALSE(navigation.currentWebview().has_value());
     app.window->addWebView("DialogWeb", std::string("https://h5.example.com"));
     app.window->addSubview("Toast");
-    EXPECT_EQ(OTNavigation::currentWebview(), "DialogWeb");
-    EXPECT_FALSE(OTNavigation::isControllerOnTopOfKeyWindow(app.mine, std::string("Toast")));
+    EXPECT_EQ(navigation.currentWebview(), "DialogWeb");
+    EXPECT_FALSE(navigation.isControllerOnTopOfKeyWindow(app.mine, std::string("Toast")));
     app.window->removeSubview("DialogWeb");
-    EXPECT_TRUE(OTNavigation::isControllerOnTopOfKeyWindow(app.mine, std::string("Toast")));
+    EXPECT_TRUE(navigation.isControllerOnTopOfKeyWindow(app.mine, std::string("Toast")));
     app.mine->setViewVisible(false);
-    EXPECT_FALSE(OTNavigation::isControllerOnTopOfKeyWindow(app.mine, std::string("Toast")));
+    EXPECT_FALSE(navigation.isControllerOnTopOfKeyWindow(app.mine, std::string("Toast")));
     app.test.uiHost().setWindows({});
-    EXPECT_EQ(OTNavigation::currentViewController(), nullptr);
-    EXPECT_EQ(OTNavigation::currentNavigation(), nullptr);
+    EXPECT_EQ(navigation.currentViewController(), nullptr);
+    EXPECT_EQ(navigation.currentNavigation(), nullptr);
 }
 
 }  // namespace corvane

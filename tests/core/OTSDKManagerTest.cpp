@@ -9,6 +9,7 @@
 #include "server/OTServerSession.h"
 #include "services/OTLogger.h"
 #include "services/OTUserConfig.h"
+#include "services/OTUserShare.h"
 #include "support/OTHeldTransport.h"
 #include "support/OTTestEnvironment.h"
 
@@ -73,7 +74,7 @@ TEST(OTSDKManager, AnEngineBuiltDirectlyIsCompleteAndWorksWithTheCollaboratorsIt
         return R"({"code":0,"data":[]})";
     });
     OTSDKManagerCollaborators given;
-    given.session = std::make_shared<OTServerSession>(test.environment());
+    given.session = std::make_shared<OTServerSession>(test.environment(), OTUserShare::share());
     given.session->setUserId("user-1");
     auto engine =
         std::make_shared<OTSDKManager>(test.environment(), OTSDKManagerCollaborators::of(test.environment(), given));
@@ -105,7 +106,7 @@ TEST(OTSDKManager, TwoEnginesInOneProcessKeepToTheirOwnServersAndSettings) {
 
     auto a = OTSDKManager::sharedManager()->managerWithGroupIdentifier("group.a");
     OTSDKManagerCollaborators own;
-    own.session = std::make_shared<OTServerSession>(test.environment());
+    own.session = std::make_shared<OTServerSession>(test.environment(), OTUserShare::share());
     own.settings = std::make_shared<OTUserConfig>();
     auto b = std::make_shared<OTSDKManager>(test.environment(), OTSDKManagerCollaborators::of(test.environment(), own));
     b->managerWithGroupIdentifier("group.b");

@@ -24,6 +24,7 @@ using namespace std::chrono_literals;
 TEST(OTSwizzler, CallbacksRunAfterThePreviousImplementationInOneReplacement) {
     OTTestEnvironment test;
     auto runtime = OTMethodRuntime::shared();
+    auto swizzler = OTSwizzler::shared();
     std::vector<std::string> trace;
     runtime->defineClass("Host", "");
     runtime->addMethod("Host", "viewDidAppear:", [&](auto&, auto&, auto&) { trace.push_back("original"); });
@@ -33,29 +34,29 @@ TEST(OTSwizzler, CallbacksRunAfterThePreviousImplementationInOneReplacement) {
                 trace.push_back(std::string(name) + (std::any_cast<bool>(a.at(0)) ? ":animated" : ""));
             };
     };
-    OTSwizzler::swizzleSelector("viewDidAppear:", "Host", callback("a"), "A");
-    OTSwizzler::swizzleSelector("viewDidAppear:", "Host", callback("b"), "B");
-    OTSwizzler::swizzleSelector("viewDidAppear:", "Host", callback("a2"), "A");  // replaces A
+    swizzler->swizzleSelector("viewDidAppear:", "Host", callback("a"), "A");
+    swizzler->swizzleSelector("viewDidAppear:", "Host", callback("b"), "B");
+    swizzler->swizzleSelector("viewDidAppear:", "Host", callback("a2"), "A");  // replaces A
     runtime->invoke("Host", nullptr, "viewDidAppear:", {true});
     EXPECT_EQ(trace, (std::vector<std::string>{"original", "a2:animated", "b:animated"}));
-    ASSERT_TRUE(OTSwizzler::shared()->recordFor("viewDidAppear:").has_value());
-    EXPECT_EQ(OTSwizzler::shared()->recordFor("viewDidAppear:")->numArgs, 1u);
+    ASSERT_TRUE(swizzler->recordFor("viewDidAppear:").has_value());
+    EXPECT_EQ(swizzler->recordFor("viewDidAppear:")->numArgs, 1u);
 
-    OTSwizzler::unswizzleSelector("viewDidAppear:", "Host", "A");
+    swizzler->unswizzleSelector("viewDidAppear:", "Host", "A");
     trace.clear();
     runtime->invoke("Host", nullptr, "viewDidAppear:", {false});
     EXPECT_EQ(trace, (std::vector<std::string>{"original", "b"}));
 
     // Methods outside the table, missing methods and missing parts change nothing.
     runtime->addMethod("Host", "viewDidLoad", [&](auto&, auto&, auto&) { trace.push_back("load"); });
-    OTSwizzler::swizzleSelector("viewDidLoad", "Host", callback("x"), "X");
-    OTSwizzler::swizzleSelector("willRemoveSubview:", "Nothing", callback("x"), "X");
-    OTSwizzler::swizzleSelector("viewDidAppear:", "Host", nullptr, "X");
+    swizzler->swizzleSelector("viewDidLoad", "Host", callback("x"), "X");
+    swizzler->swizzleSelector("willRemoveSubview:", "Nothing", callback("x"), "X");
+    swizzler->swizzleSelector("viewDidAppear:", "Host", nullptr, "X");
     trace.clear();
     runtime->invoke("Host", nullptr, "viewDidLoad", {});
     EXPECT_EQ(trace, std::vector<std::string>{"load"});
-    EXPECT_TRUE(OTSwizzler::isLocallyDefinedMethod("viewDidLoad", "Host"));
-    EXPECT_FALSE(OTSwizzler::isLocallyDefinedMethod("viewWillDisappear:", "Host"));
+    EXPECT_TRUE(swizzler->isLocallyDefinedMethod("viewDidLoad", "Host"));
+    EXPECT_FALSE(swizzler->isLocallyDefinedMethod("viewWillDisappear:", "Host"));
     const auto log = test.log();
     EXPECT_NE(log.find("SwizzleException:Cannot find method for willRemoveSubview: on Nothing"), std::string::npos);
 }
@@ -63,13 +64,14 @@ TEST(OTSwizzler, CallbacksRunAfterThePreviousImplementationInOneReplacement) {
 TEST(OTSwizzler, InheritedMethodsGetALocalReplacementThatRunsTheInheritedOne) {
     OTTestEnvironment test;
     auto runtime = OTMethodRuntime::shared();
+    auto swizzler = OTSwizzler::shared();
     std::vector<std::string> trace;
     runtime->setImplementation("UIViewController",
                                "viewWillDisappear:", [&](auto&, auto&, auto&) { trace.push_back("base"); });
     runtime->defineClass("Child", "UIViewController");
-    OTSwizzler::swizzleSelector(
+    swizzler->swizzleSelector(
         "viewWillDisappear:", "Child", [&](auto&, auto&, auto&) { trace.push_back("callback"); }, "C");
-    EXPECT_TRUE(OTSwizzler::isLocallyDefinedMethod("viewWillDisappear:", "Child"));
+    EXPECT_TRUE(swizzler->isLocallyDefinedMethod("viewWillDisappear:", "Child"));
     runtime->invoke("Child", nullptr, "viewWillDisappear:", {true});
     EXPECT_EQ(trace, (std::vector<std::string>{"base", "callback"}));
 }

@@ -112,7 +112,7 @@ struct Ticker {
 TEST(OTTimer, FiresOnTheMainQueueAndHoldsItsTargetWeakly) {
     OTTestEnvironment test;
     auto once = std::make_shared<Ticker>();
-    auto single = OTTimer::timerWithTimeInterval(2.0, once, &Ticker::tick, false);
+    auto single = OTTimer::timerWithTimeInterval(test.scheduler().mainQueue(), 2.0, once, &Ticker::tick, false);
     EXPECT_TRUE(single->isValid());
     EXPECT_FALSE(single->repeats());
     EXPECT_EQ(single->timeInterval(), 2.0);
@@ -125,7 +125,7 @@ TEST(OTTimer, FiresOnTheMainQueueAndHoldsItsTargetWeakly) {
     EXPECT_EQ(once->ticks, 1);
 
     auto repeating = std::make_shared<Ticker>();
-    auto timer = OTTimer::initWithFireTime(0.5, 1.0, repeating, &Ticker::tick, true);
+    auto timer = OTTimer::initWithFireTime(test.scheduler().mainQueue(), 0.5, 1.0, repeating, &Ticker::tick, true);
     test.scheduler().advance(2500ms);
     EXPECT_EQ(repeating->ticks, 3);  // at 0.5, 1.5 and 2.5 s
     repeating.reset();
@@ -134,12 +134,12 @@ TEST(OTTimer, FiresOnTheMainQueueAndHoldsItsTargetWeakly) {
 
     // A timer nobody keeps stops by itself.
     auto orphanTarget = std::make_shared<Ticker>();
-    OTTimer::timerWithTimeInterval(1.0, orphanTarget, &Ticker::tick, true);
+    OTTimer::timerWithTimeInterval(test.scheduler().mainQueue(), 1.0, orphanTarget, &Ticker::tick, true);
     test.scheduler().advance(5s);
     EXPECT_EQ(orphanTarget->ticks, 0);
 
     auto manual = std::make_shared<Ticker>();
-    auto fired = OTTimer::timerWithTimeInterval(100.0, manual, &Ticker::tick, true);
+    auto fired = OTTimer::timerWithTimeInterval(test.scheduler().mainQueue(), 100.0, manual, &Ticker::tick, true);
     fired->fire();
     EXPECT_EQ(manual->ticks, 1);
     fired->invalidate();
@@ -150,19 +150,19 @@ TEST(OTTimer, FiresOnTheMainQueueAndHoldsItsTargetWeakly) {
 TEST(OTDispatchQueueManager, RunsInPlaceWhenAlreadyThereAndQueuesOtherwise) {
     OTTestEnvironment test;
     std::vector<std::string> trace;
-    OTDispatchQueueManager::dispatchInMainThread([&] { trace.push_back("main inline"); }, false);
+    OTDispatchQueueManager::dispatchInMainThread(test.scheduler(), [&] { trace.push_back("main inline"); }, false);
     EXPECT_EQ(trace, std::vector<std::string>{"main inline"});
 
     const std::string tag = OTDispatchQueueManager::QUEUE_TAG_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD;
-    OTDispatchQueueManager::dispatchInSerialQueue(tag, [&] {
+    OTDispatchQueueManager::dispatchInSerialQueue(test.scheduler(), tag, [&] {
         EXPECT_EQ(OTEnvironment::current()->queue("cn.com.OT.asyncTask")->isCurrent(), true);
         trace.push_back("serial");
-        OTDispatchQueueManager::dispatchInSerialQueue(tag, [&] { trace.push_back("serial inline"); });
-        OTDispatchQueueManager::dispatchInMainThread([&] { trace.push_back("main async"); }, true);
-        OTDispatchQueueManager::dispatchInMainThread([&] { trace.push_back("main sync"); }, false);
+        OTDispatchQueueManager::dispatchInSerialQueue(test.scheduler(), tag, [&] { trace.push_back("serial inline"); });
+        OTDispatchQueueManager::dispatchInMainThread(test.scheduler(), [&] { trace.push_back("main async"); }, true);
+        OTDispatchQueueManager::dispatchInMainThread(test.scheduler(), [&] { trace.push_back("main sync"); }, false);
         trace.push_back("serial end");
     });
-    OTDispatchQueueManager::dispatchInSerialQueue("another tag", [&] { trace.push_back("never"); });
+    OTDispatchQueueManager::dispatchInSerialQueue(test.scheduler(), "another tag", [&] { trace.push_back("never"); });
     EXPECT_EQ(trace.size(), 1u);
     test.scheduler().runUntilIdle();
     EXPECT_EQ(trace, (std::vector<std::string>{"main inline", "serial", "serial inline", "main async", "main sync",

@@ -7,6 +7,7 @@
 #include "server/OTServerSession.h"
 #include "services/OTDataArchiver.h"
 #include "services/OTUserConfig.h"
+#include "services/OTUserShare.h"
 #include "support/OTTestEnvironment.h"
 
 namespace corvane {
@@ -36,7 +37,7 @@ TEST(OTServerLink, RequestsGoThroughTheEnvironmentsTransport) {
     OTTestEnvironment test;
     auto transport = std::make_shared<ScriptedTransport>();
     test.setHTTPTransport(transport);
-    auto session = std::make_shared<OTServerSession>(test.environment());
+    auto session = std::make_shared<OTServerSession>(test.environment(), OTUserShare::share());
     session->network()->setConfig(OTNetworkConfig::withBaseURL("https://api.example.com"));
     session->setUserId("u1");
     auto login = std::make_shared<OTLoginClient>(session, OTUserConfig::defaultConfig());

@@ -160,7 +160,7 @@ TEST(OTTagManager, TheBallOpensOneNamingScreenForThePageOnShowAndItsWebPage) {
     // Over a web page, the screen gets the page's address.
     app.stack->popViewController(false);
     app.window->addWebView("PromoWeb", std::string("https://h5.test/promo?id=7"));
-    EXPECT_EQ(OTNavigation::currentWebviewURL(), "https://h5.test/promo?id=7");
+    EXPECT_EQ(OTNavigation(c.test.uiHost()).currentWebviewURL(), "https://h5.test/promo?id=7");
     detail = tapBall(app);
     ASSERT_NE(detail, nullptr);
     EXPECT_EQ(detail->h5Url(), "https://h5.test/promo?id=7");
