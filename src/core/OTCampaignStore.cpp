@@ -47,7 +47,6 @@ void OTCampaignStore::restore(OTClock::TimePoint now) {
 }
 
 void OTCampaignStore::mergeInAppList(const Campaigns& campaigns, OTClock::TimePoint now) {
-    // A tree of its own per merge: two downloads may merge at once.
     auto fresh = std::make_shared<OTWindowRecordTree>();
     if (!campaigns.empty()) {
         for (const auto& campaign : campaigns) {
@@ -70,22 +69,19 @@ void OTCampaignStore::mergeInAppList(const Campaigns& campaigns, OTClock::TimePo
 
 void OTCampaignStore::advanceSequences(const Campaigns& met) {
     if (met.empty()) return;
-    // Copies are made outside the lock; only the swap happens under it.
     std::unordered_map<const OTWindowData*, Campaign> steps;
     for (const auto& campaign : met) {
         if (campaign) steps.emplace(campaign.get(), campaign->advancedSequence());
     }
-    inAppDataArray_.modify([&steps](std::shared_ptr<const Campaigns>& list) {
-        auto next = std::make_shared<Campaigns>(*list);
-        bool changed = false;
-        for (auto& campaign : *next) {
-            const auto step = steps.find(campaign.get());
-            if (step == steps.end()) continue;
-            campaign = step->second;
-            changed = true;
-        }
-        if (changed) list = std::move(next);
-    });
+    auto next = std::make_shared<Campaigns>(*inAppDataArray_);
+    bool changed = false;
+    for (auto& campaign : *next) {
+        const auto step = steps.find(campaign.get());
+        if (step == steps.end()) continue;
+        campaign = step->second;
+        changed = true;
+    }
+    if (changed) inAppDataArray_ = std::move(next);
 }
 
 void OTCampaignStore::clearTreeNodeActivateState(OTClock::TimePoint now) {
