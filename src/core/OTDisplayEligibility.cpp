@@ -82,9 +82,12 @@ std::optional<OTDisplayEligibility::Refusal> OTDisplayEligibility::dateWindow(co
 
 std::optional<OTDisplayEligibility::Refusal> OTDisplayEligibility::refusalToShow(
     const std::shared_ptr<const OTWindowData>& data) {
+    // Whatever the decision counts reaches the files in one step.
+    OTFileSystem::Batch batch(environment_.files());
     auto refused = data ? refusal(data) : std::optional<Refusal>(Refusal{.reason = Refusal::Reason::NoRuleForReaction});
     const bool ready = !refused;
     if (ready && tree_()) syncWithTreeNode(nodeFor(*data));
+    batch.commit();
     const OTLogArgument arguments[] = {ready};
     environment_.console().print(OTLogFormatter::format("readyToShowWithData:%d", arguments));
     return refused;
@@ -201,9 +204,12 @@ void OTDisplayEligibility::syncWithTreeNode(const std::shared_ptr<OTWindowRecord
         node->setUsedCount(node->usedCount() + 1);
         node->setActivated(true);
     }
+    // The day's count (settings) and the campaign's use (record tree) land together or not at all.
+    OTFileSystem::Batch batch(environment_.files());
     auto settings = settings_->configWithGroupIdentifier(session_->groupIdentifier());
     settings->setDailyPopWindowCount(settings->dailyPopWindowCount() + 1);
     saveTree_();
+    batch.commit();
 }
 
 }  // namespace corvane

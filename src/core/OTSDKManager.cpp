@@ -180,7 +180,7 @@ void OTSDKManager::sweepLeftovers() {
         auto self = weak.lock();
         if (!self) return;
         const auto& sandbox = self->environment_.sandbox();
-        const auto removed = OTFiles::sweepTemporaryFiles(sandbox.root(), sandbox.openedAt());
+        const auto removed = self->environment_.files().sweepTemporaryFiles(sandbox.root(), sandbox.openedAt());
         if (removed > 0) OTLog(OTLogger::kLevelWarn, "已清理上次运行中断写入留下的 %@ 个临时文件", removed);
     });
 }
@@ -288,9 +288,12 @@ void OTSDKManager::handleXwho(const std::optional<std::string>& newUserId) {
     // The old user's usage goes before the new user's lists are asked for, so that no answer can
     // be merged into a tree that is then wiped; on the event queue, between two events.
     onLane([settings](OTSDKManager& engine) {
+        // The old user's count and records go together.
+        OTFileSystem::Batch batch(engine.environment_.files());
         settings->clearDialog();
         if (auto tree = engine.campaigns_->windowRecordTree()) tree->removeAllTreeNodes();
         engine.campaigns_->syncRecordTree();
+        batch.commit();
         if (!engine.downloader_->isPullingData()) engine.getListData(true);
     });
 }
@@ -598,6 +601,7 @@ void OTSDKManager::sendLogToEmail(const std::string& address, const std::shared_
     std::vector<std::string> names;
     for (const auto& path :
          OTLogger::logFilesOfDirectory(environment_.sandbox().documentsDirectory() / OTLogger::kFolderName)) {
+        // The logger streams its files to the device's disk itself, not through the sandbox's files.
         const auto bytes = OTFiles::readFile(path);
         if (!bytes) continue;
         attachments.emplace_back(bytes->begin(), bytes->end());

@@ -5,6 +5,7 @@
 #include "platform/deterministic/OTManualReachabilitySource.h"
 #include "platform/linux/OTCurlHTTPTransport.h"
 #include "platform/linux/OTFileConsole.h"
+#include "platform/linux/OTLinuxFileSystem.h"
 #include "platform/linux/OTLinkStateReachabilitySource.h"
 #include "platform/linux/OTSystemClock.h"
 #include "platform/linux/OTThreadScheduler.h"
@@ -28,6 +29,7 @@ OTEnvironment::OTEnvironment(Parts parts)
     : clock_(parts.clock ? std::move(parts.clock) : std::make_shared<OTSystemClock>()),
       scheduler_(parts.scheduler ? std::move(parts.scheduler) : std::make_shared<OTThreadScheduler>()),
       sandbox_(std::move(parts.sandboxRoot)),
+      files_(parts.files ? std::move(parts.files) : std::make_shared<OTLinuxFileSystem>()),
       device_(std::move(parts.device)),
       console_(std::make_shared<OTRoutedConsole>(parts.console ? std::move(parts.console)
                                                                : std::make_shared<OTFileConsole>())),
@@ -37,7 +39,9 @@ OTEnvironment::OTEnvironment(Parts parts)
                                        : std::make_shared<OTManualReachabilitySource>()),
       http_(std::make_shared<OTRoutedHTTPTransport>(parts.http ? std::move(parts.http)
                                                                : std::make_shared<OTCurlHTTPTransport>())),
-      notifications_(std::make_shared<OTNotificationCenter>()) {}
+      notifications_(std::make_shared<OTNotificationCenter>()) {
+    files_->openJournal(sandbox_.fileJournalPath());
+}
 
 OTEnvironment::~OTEnvironment() { shutdown(); }
 

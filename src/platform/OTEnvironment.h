@@ -13,6 +13,7 @@
 #include "platform/OTConsole.h"
 #include "platform/OTDeviceInfo.h"
 #include "platform/OTDispatchQueue.h"
+#include "platform/OTFileSystem.h"
 #include "platform/OTHTTPTransport.h"
 #include "platform/OTRandomSource.h"
 #include "platform/OTReachabilitySource.h"
@@ -40,6 +41,7 @@ public:
         std::shared_ptr<OTUIHost> uiHost;                    // headless when not given
         std::shared_ptr<OTReachabilitySource> reachability;  // always reachable over Wi-Fi when not given
         std::shared_ptr<OTHTTPTransport> http;               // libcurl when not given
+        std::shared_ptr<OTFileSystem> files;                 // the device's own when not given
     };
 
     struct SystemOptions {
@@ -68,6 +70,9 @@ public:
     OTClock& clock() const { return *clock_; }
     OTScheduler& scheduler() const { return *scheduler_; }
     const OTSandbox& sandbox() const { return sandbox_; }
+    // The sandbox's files; their journal is replayed when the environment is made.
+    OTFileSystem& files() const { return *files_; }
+    std::shared_ptr<OTFileSystem> filesHandle() const { return files_; }
     const OTDeviceInfo& device() const { return device_; }
     OTConsole& console() const { return *console_; }
     // Sends the console to the host's sink (empty: back to the platform's console).
@@ -109,6 +114,7 @@ private:
     std::shared_ptr<OTClock> clock_;
     std::shared_ptr<OTScheduler> scheduler_;
     OTSandbox sandbox_;
+    std::shared_ptr<OTFileSystem> files_;
     OTDeviceInfo device_;
     std::shared_ptr<OTRoutedConsole> console_;
     std::shared_ptr<OTRandomSource> random_;

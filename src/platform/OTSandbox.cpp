@@ -30,4 +30,6 @@ std::optional<fs::path> OTSandbox::containerForApplicationGroup(const std::strin
 
 fs::path OTSandbox::keychainPath() const { return root_ / "Keychain" / "items.plist"; }
 
+fs::path OTSandbox::fileJournalPath() const { return root_ / "Library" / "OTFileJournal.bin"; }
+
 }  // namespace corvane

@@ -11,6 +11,7 @@ namespace corvane {
 //   <root>/Library/Preferences/<id>.plist standard user defaults of the app
 //   <root>/AppGroups/<group>/             app-group containers
 //   <root>/Keychain/items.plist           keychain items
+//   <root>/Library/OTFileJournal.bin      changes that must land together, while they land
 class OTSandbox {
 public:
     explicit OTSandbox(std::filesystem::path root);
@@ -24,6 +25,7 @@ public:
     // Empty when the identifier is empty or could escape the root.
     std::optional<std::filesystem::path> containerForApplicationGroup(const std::string& groupIdentifier) const;
     std::filesystem::path keychainPath() const;
+    std::filesystem::path fileJournalPath() const;
     // When this run opened the sandbox, by the file system's clock: files older than that come
     // from an earlier run.
     std::filesystem::file_time_type openedAt() const { return openedAt_; }

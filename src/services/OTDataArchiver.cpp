@@ -2,7 +2,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include "foundation/OTFiles.h"
 #include "platform/OTEnvironment.h"
 #include "services/OTLogger.h"
 #include "services/OTUserDefaults.h"
@@ -31,7 +30,7 @@ bool OTDataArchiver::writeToFile(const std::optional<std::vector<std::string>>& 
         OTLog(OTLogger::kLevelError, "数据超出属性列表的层数、数量或大小限制，未写入：%@", path.string());
         return false;
     }
-    if (OTFiles::writeFileAtomically(path, *pieces)) return true;
+    if (OTEnvironment::current()->files().writeFileAtomically(path, *pieces)) return true;
     OTLog(OTLogger::kLevelError, "写入文件失败：%@", path.string());
     return false;
 }
@@ -62,7 +61,7 @@ bool OTDataArchiver::setData(const nlohmann::json& object, const std::filesystem
 
 std::optional<std::string> OTDataArchiver::readArchive(const std::filesystem::path& path) {
     if (path.empty()) return std::nullopt;
-    return OTFiles::readFile(path);
+    return OTEnvironment::current()->files().readFile(path);
 }
 
 std::optional<OTBinaryPlistReader::Ref> OTDataArchiver::rootOf(OTBinaryPlistReader& reader) {

@@ -2,7 +2,6 @@
 
 #include <atomic>
 
-#include "foundation/OTFiles.h"
 #include "foundation/OTImage.h"
 #include "platform/OTEnvironment.h"
 #include "services/OTImageDiskCache.h"
@@ -95,10 +94,10 @@ void OTDownloadManager::downloadVideoWithURL(const std::optional<std::string>& u
             auto cache = OTVideoDiskCache::cache();
             const auto download =
                 OTEnvironment::current()->sandbox().root() / "tmp" / ("download-" + std::to_string(++serial) + ".mp4");
-            std::error_code ec;
-            OTFiles::writeFileAtomically(download, *body);
+            auto& files = OTEnvironment::current()->files();
+            files.writeFileAtomically(download, *body);
             cache->setVideoPath(download.string(), key);
-            std::filesystem::remove(download, ec);  // left behind when the move failed
+            files.removeFile(download);  // left behind when the move failed
             if (completion) completion(cache->videoPathForKey(key), std::nullopt, true);
         });
     });

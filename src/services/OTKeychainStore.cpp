@@ -1,6 +1,5 @@
 #include "services/OTKeychainStore.h"
 
-#include "foundation/OTFiles.h"
 #include "platform/OTEnvironment.h"
 #include "services/OTDataArchiver.h"
 
@@ -13,7 +12,7 @@ OTKeychainStore& OTKeychainStore::shared() {
 }
 
 OTKeychainStore::OTKeychainStore(std::filesystem::path path) : path_(std::move(path)) {
-    auto bytes = OTFiles::readFile(path_);
+    auto bytes = OTEnvironment::current()->files().readFile(path_);
     if (!bytes) return;
     auto root = OTPropertyList::fromBinary(*bytes);
     const auto* array = root ? root->get<OTPropertyList::Array>() : nullptr;

@@ -4,7 +4,6 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
-#include "foundation/OTFiles.h"
 #include "foundation/OTText.h"
 #include "platform/OTEnvironment.h"
 #include "services/OTDataArchiver.h"
@@ -22,7 +21,7 @@ OTUserDefaults& OTUserDefaults::standardUserDefaults() {
 }
 
 OTUserDefaults::OTUserDefaults(std::filesystem::path path) : path_(std::move(path)) {
-    if (auto bytes = OTFiles::readFile(path_)) {
+    if (auto bytes = OTEnvironment::current()->files().readFile(path_)) {
         if (auto root = OTPropertyList::fromBinary(*bytes)) {
             if (auto* dict = root->get<OTPropertyList::Dictionary>()) values_ = std::move(*dict);
         }
@@ -85,8 +84,8 @@ std::optional<OTPropertyList> OTUserDefaults::storedFormLocked(const OTPropertyL
     const auto* data = value.get<OTPropertyList::Data>();
     if (data == nullptr || data->size() <= kMaxInlineDataBytes) return value;
     const auto file = dataFile(key);
-    if (!OTFiles::createPrivateDirectories(dataFolder()) ||
-        !OTFiles::writeFileAtomically(file, std::string(data->begin(), data->end()))) {
+    if (!OTEnvironment::current()->files().createPrivateDirectories(dataFolder()) ||
+        !OTEnvironment::current()->files().writeFileAtomically(file, std::string(data->begin(), data->end()))) {
         return std::nullopt;
     }
     return OTPropertyList(OTPropertyList::Dictionary{{kClassKey, OTPropertyList(kDataFileClass)},
@@ -98,7 +97,7 @@ std::optional<OTPropertyList> OTUserDefaults::resolved(const OTPropertyList& sto
     if (name == nullptr) return stored;
     // Only names this store makes are followed: a file in its own folder.
     if (name->empty() || name->find('/') != std::string::npos || *name == "." || *name == "..") return std::nullopt;
-    auto bytes = OTFiles::readFile(dataFolder() / *name);
+    auto bytes = OTEnvironment::current()->files().readFile(dataFolder() / *name);
     if (!bytes) return std::nullopt;
     return OTPropertyList(OTPropertyList::Data(bytes->begin(), bytes->end()));
 }
@@ -112,8 +111,7 @@ std::filesystem::path OTUserDefaults::dataFile(const std::string& key) const {
 }
 
 void OTUserDefaults::removeDataFileLocked(const std::string& key) const {
-    std::error_code ec;
-    std::filesystem::remove(dataFile(key), ec);
+    OTEnvironment::current()->files().removeFile(dataFile(key));
 }
 
 std::optional<nlohmann::json> OTUserDefaults::objectForKey(const std::string& key) const {

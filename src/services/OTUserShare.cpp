@@ -3,7 +3,6 @@
 #include <nlohmann/json.hpp>
 
 #include "foundation/OTDescription.h"
-#include "foundation/OTFiles.h"
 #include "foundation/OTText.h"
 #include "platform/OTEnvironment.h"
 #include "services/OTLogger.h"
@@ -37,7 +36,7 @@ void OTUserShare::setObject(const nlohmann::json& value, const std::string& key,
     const bool absent = value.is_null() || value.is_discarded();
     const std::string text = absent ? "(null)" : OTDescription::describe(value);
     const auto path = filePath(key, domain);
-    if (!absent && path && OTFiles::writeFileAtomically(*path, text)) {
+    if (!absent && path && OTEnvironment::current()->files().writeFileAtomically(*path, text)) {
         OTLog(OTLogger::kLevelData, "数据写入共享文件成功，url : %@, key : %@, value : %@", "file://" + path->string(),
               key, text);
     } else {
@@ -50,7 +49,7 @@ std::optional<nlohmann::json> OTUserShare::objectForKey(const std::string& key, 
     if (domain.empty()) return OTUserDefaults::standardUserDefaults().objectForKey(key);
     const auto path = filePath(key, domain);
     if (!path) return std::nullopt;
-    auto text = OTFiles::readFile(*path);
+    auto text = OTEnvironment::current()->files().readFile(*path);
     if (!text) return std::nullopt;
     nlohmann::json value(std::move(*text));
     // Bytes that are not UTF-8 read as nothing rather than as a text that breaks its users later.

@@ -1,6 +1,5 @@
 #include "services/OTVideoDiskCache.h"
 
-#include "foundation/OTFiles.h"
 #include "platform/OTEnvironment.h"
 
 namespace corvane {
@@ -8,7 +7,7 @@ namespace corvane {
 OTVideoDiskCache::OTVideoDiskCache()
     : OTDiskCache(kIndexKey),
       folder_((OTEnvironment::current()->sandbox().documentsDirectory() / kFolderName).string()) {
-    OTFiles::createPrivateDirectories(folder_);
+    OTEnvironment::current()->files().createPrivateDirectories(folder_);
 }
 
 std::shared_ptr<OTVideoDiskCache> OTVideoDiskCache::cache() { return sharedCache<OTVideoDiskCache>(); }
@@ -30,8 +29,7 @@ void OTVideoDiskCache::setVideoPath(const std::optional<std::string>& sourcePath
                                     const std::optional<std::string>& key) {
     if (!key || key->empty() || !sourcePath || sourcePath->empty()) return;
     const std::string stored = makeStoredKey(*key);
-    std::error_code ec;
-    std::filesystem::rename(*sourcePath, folder_ + stored + ".mp4", ec);
+    OTEnvironment::current()->files().moveFile(*sourcePath, folder_ + stored + ".mp4");
     addStoredKey(stored);
 }
 

@@ -6,6 +6,7 @@
 #include "core/OTSDKManager.h"
 #include "model/OTWindowData.h"
 #include "model/OTWindowRecordTree.h"
+#include "platform/deterministic/OTSimulatedFileSystem.h"
 #include "services/OTUserConfig.h"
 #include "support/OTCampaignLoader.h"
 #include "support/OTTestEnvironment.h"
@@ -164,6 +165,61 @@ TEST(OTSDKManagerEligibility, ForbiddenStatesFollowTheCloseDialogType) {
     EXPECT_FALSE(restarted->campaigns().windowRecordTree()->findWindowNodeById(11)->forbidden());
     EXPECT_FALSE(restarted->campaigns().windowRecordTree()->findWindowNodeById(11)->activated());
     EXPECT_TRUE(restarted->campaigns().windowRecordTree()->findWindowNodeById(12)->forbidden());
+}
+
+// A dialog shown changes the day's count (settings) and the campaign's use (record tree), twice by the
+// old rule: a crash at any point of any write of that decision leaves both as they were or both
+// changed.
+TEST(OTSDKManagerEligibility, ADialogsCountAndUseLandTogetherWhereverTheProcessStops) {
+    using Stage = OTSimulatedFileSystem::Stage;
+    OTTestEnvironment test;
+    const auto start = [&test](OTSimulatedFileSystem::Files files) {
+        auto simulated = std::make_shared<OTSimulatedFileSystem>(std::move(files));
+        test.setFiles(simulated);
+        return simulated;
+    };
+    const auto engine = [] { return OTSDKManager::sharedManager()->managerWithGroupIdentifier("group.demo"); };
+    // Count and use as the files hold them, read by a fresh start.
+    const auto stored = [&] {
+        test.restart();
+        const auto node = engine()->campaigns().windowRecordTree()->findWindowNodeById(9);
+        return std::pair<std::uint64_t, std::int64_t>(
+            OTUserConfig::defaultConfig()->configWithGroupIdentifier(std::string("group.demo"))->dailyPopWindowCount(),
+            node ? node->usedCount() : -1);
+    };
+    auto files = start({});
+    OTCampaignLoader::load(*engine(), {{{"id", "9"}, {"count", 5}}});
+    engine()->campaigns().syncInAppData();
+    engine()->campaigns().syncRecordTree();
+    const auto before = files->snapshot();
+    ASSERT_EQ(stored(), (std::pair<std::uint64_t, std::int64_t>(0, 0)));
+
+    const auto decide = [&] {
+        auto shared = engine();
+        EXPECT_FALSE(shared->eligibility().refusalToShow(shared->campaigns().inAppDataArray().at(0)).has_value());
+    };
+    files = start(before);
+    const auto setUp = files->writePoints();
+    decide();
+    const auto points = files->writePoints() - setUp;
+    ASSERT_GE(points, 2u);
+    const std::pair<std::uint64_t, std::int64_t> decided(2, 2);
+    EXPECT_EQ(stored(), decided);
+
+    for (std::uint64_t point = 1; point <= points; ++point) {
+        for (const auto stage : {Stage::BeforeTemporary, Stage::HalfWritten, Stage::AfterRename}) {
+            SCOPED_TRACE(std::to_string(point) + " " + OTSimulatedFileSystem::stageName(stage));
+            files = start(before);
+            files->planCrash(files->writePoints() + point, stage);
+            decide();
+            ASSERT_TRUE(files->crashed());
+            files->restart();
+            const auto after = stored();
+            const std::pair<std::uint64_t, std::int64_t> untouched(0, 0);
+            EXPECT_TRUE(after == decided || after == untouched)
+                << "count " << after.first << ", used " << after.second;
+        }
+    }
 }
 
 }  // namespace corvane

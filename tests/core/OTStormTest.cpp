@@ -83,8 +83,7 @@ TEST(OTStorm, EveryQueueAtOnceWithCampaignsLoaded) {
         config->setUrl(server.baseURL() + "/");
         engine->session().setUserId("u0");
         engine->startWithConfiguration(config);
-        ASSERT_TRUE(
-            scheduler.runMainLoopUntil([&] { return engine->campaigns().inAppDataArray().size() == kCampaigns; }, 20s));
+        ASSERT_TRUE(OTSDKManagerProbe::waitForInApp(scheduler, *engine, kCampaigns));
 
         constexpr int kThreads = 8;
         constexpr int kRounds = 40;
@@ -109,8 +108,10 @@ TEST(OTStorm, EveryQueueAtOnceWithCampaignsLoaded) {
                             break;
                         case 3: engine->autoPageCollected(std::make_shared<OTViewController>("HomeVC")); break;
                         case 4:
-                            engine->campaigns().syncInAppData();
-                            engine->campaigns().syncRecordTree();
+                            engine->onLane([](OTSDKManager& lane) {
+                                lane.campaigns().syncInAppData();
+                                lane.campaigns().syncRecordTree();
+                            });
                             break;
                         case 5: reachability->setFlags(i % 2 == 0 ? 0 : OTManualReachabilitySource::kWiFiFlags); break;
                         case 6: engine->getListData(true); break;
@@ -123,7 +124,6 @@ TEST(OTStorm, EveryQueueAtOnceWithCampaignsLoaded) {
                                 engine->identity().setWeChatId(std::string("union"), std::string("app"),
                                                                "open-" + std::to_string(t));
                             }
-                            (void)engine->campaigns().inAppDataArray();
                             break;
                     }
                 }
@@ -138,7 +138,10 @@ TEST(OTStorm, EveryQueueAtOnceWithCampaignsLoaded) {
         scheduler.runMainLoopUntil([] { return false; }, 500ms);
 
         EXPECT_GT(presenter->shown.load(), 0);
-        for (const auto& campaign : engine->campaigns().inAppDataArray()) {
+        const auto published = OTSDKManagerProbe::readOnLane(
+            scheduler, *engine, [](OTSDKManager& lane) { return lane.campaigns().inAppDataArray(); });
+        ASSERT_TRUE(published.has_value());
+        for (const auto& campaign : *published) {
             ASSERT_TRUE(campaign);
             // The placeholders stay in every published campaign.
             ASSERT_TRUE(campaign->title());
@@ -174,7 +177,7 @@ TEST(OTStorm, TheDailyCapHoldsExactlyWhateverDecidesTheDialogs) {
             engine->onEventDataReceived(json{{"xwhat", "step1"}});
             engine->onEventDataReceived(json{{"xwhat", "step2"}});
         };
-        ASSERT_TRUE(scheduler.runMainLoopUntil([&] { return engine->campaigns().inAppDataArray().size() == 20; }, 20s));
+        ASSERT_TRUE(OTSDKManagerProbe::waitForInApp(scheduler, *engine, 20));
         std::vector<std::thread> hosts;
         for (int t = 0; t < 8; ++t) {
             hosts.emplace_back([&, t] {
@@ -213,14 +216,9 @@ TEST(OTStorm, TheDailyCapHoldsExactlyWhateverDecidesTheDialogs) {
         ASSERT_TRUE(scheduler.runMainLoopUntil([&] { return settled.load(); }, 10s));
         EXPECT_EQ(presenter->shown.load(), kCap);
         auto settings = OTUserConfig::defaultConfig()->configWithGroupIdentifier(std::string("group.cap"));
-        std::atomic<std::uint64_t> counted{0};
-        std::atomic<bool> read{false};
-        engine->onLane([&](OTSDKManager&) {
-            counted = settings->dailyPopWindowCount();
-            read = true;
-        });
-        ASSERT_TRUE(scheduler.runMainLoopUntil([&] { return read.load(); }, 10s));
-        EXPECT_EQ(counted.load(), static_cast<std::uint64_t>(kCap));
+        EXPECT_EQ(OTSDKManagerProbe::readOnLane(scheduler, *engine,
+                                                [settings](OTSDKManager&) { return settings->dailyPopWindowCount(); }),
+                  static_cast<std::uint64_t>(kCap));
     }
 }
 

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -35,6 +36,37 @@ struct OTSDKManagerProbe {
         std::atomic<bool> done{false};
         engine.onLane([&done](OTSDKManager&) { done = true; });
         return scheduler.runMainLoopUntil([&] { return done.load(); }, std::chrono::seconds(20));
+    }
+    // What `read` gives on the event queue, the main loop running meanwhile (the queue may wait for
+    // it); empty when the queue did not answer in time.
+    template <class Read>
+    static auto readOnLane(OTThreadScheduler& scheduler, OTSDKManager& engine, Read read)
+        -> std::optional<decltype(read(engine))> {
+        struct Answer {
+            std::atomic<bool> done{false};
+            std::optional<decltype(read(engine))> value;
+        };
+        auto answer = std::make_shared<Answer>();
+        engine.onLane([answer, read](OTSDKManager& lane) {
+            answer->value = read(lane);
+            answer->done = true;
+        });
+        if (!scheduler.runMainLoopUntil([&] { return answer->done.load(); }, std::chrono::seconds(20))) return {};
+        return std::move(answer->value);
+    }
+    // The number of in-app campaigns, read on the event queue.
+    static std::size_t inAppCount(OTThreadScheduler& scheduler, OTSDKManager& engine) {
+        return readOnLane(scheduler, engine, [](OTSDKManager& lane) { return lane.campaigns().inAppDataArray().size(); })
+            .value_or(0);
+    }
+    // Asks the event queue until the in-app list holds `count` campaigns.
+    static bool waitForInApp(OTThreadScheduler& scheduler, OTSDKManager& engine, std::size_t count) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (inAppCount(scheduler, engine) != count) {
+            if (std::chrono::steady_clock::now() > deadline) return false;
+            scheduler.runMainLoopUntil([] { return false; }, std::chrono::milliseconds(10));
+        }
+        return true;
     }
     static void setAutoCollectPageInfo(OTSDKManager& engine, bool value) { engine.autoCollectPageInfo_.store(value); }
 };

@@ -76,6 +76,11 @@ void OTTestEnvironment::setHTTPTransport(std::shared_ptr<OTHTTPTransport> http) 
     restart();
 }
 
+void OTTestEnvironment::setFiles(std::shared_ptr<OTFileSystem> files) {
+    files_ = std::move(files);
+    restart();
+}
+
 void OTTestEnvironment::install() {
     const auto now = clock_ ? clock_->now() : OTVirtualClock::defaultStart();
     clock_ = std::make_shared<OTVirtualClock>(now, std::chrono::hours(8));
@@ -93,6 +98,7 @@ void OTTestEnvironment::install() {
     parts.uiHost = uiHost_;
     parts.reachability = reachability_;
     parts.http = http_;
+    parts.files = files_;
     environment_ = std::make_shared<OTEnvironment>(std::move(parts));
     OTEnvironment::install(environment_);
     // Nothing leaves the machine: until a test points the client at its server, requests go to a

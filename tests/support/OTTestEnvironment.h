@@ -35,6 +35,8 @@ public:
     void setScreenSize(double width, double height);
     // Restarts with this HTTP transport instead of libcurl.
     void setHTTPTransport(std::shared_ptr<OTHTTPTransport> http);
+    // Restarts on these files instead of the sandbox's own.
+    void setFiles(std::shared_ptr<OTFileSystem> files);
 
     OTEnvironment& environment() const { return *environment_; }
     OTManualScheduler& scheduler() const { return *scheduler_; }
@@ -75,6 +77,7 @@ private:
     std::shared_ptr<OTHeadlessUIHost> uiHost_;
     std::shared_ptr<OTManualReachabilitySource> reachability_;
     std::shared_ptr<OTHTTPTransport> http_;
+    std::shared_ptr<OTFileSystem> files_;
     std::shared_ptr<OTEnvironment> environment_;
 };
 

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/OTFileSystem.h"
+
+namespace corvane {
+
+// Files in memory, for runs that must replay exactly: the simulation can end the process at any
+// write. Every change (a write, a removal, a move) is a numbered write point; at the planned one the
+// process "crashes" at the planned stage, and from then on nothing more reaches the files, as if
+// the process were gone, until the next life is started on them.
+class OTSimulatedFileSystem final : public OTFileSystem {
+public:
+    enum class Stage {
+        BeforeTemporary,  // nothing of the change is there
+        HalfWritten,      // a temporary file holds half the new content; the file is as it was
+        AfterRename,      // the change is in place
+    };
+    static const char* stageName(Stage stage);
+
+    // Path to content.
+    using Files = std::map<std::string, std::string>;
+
+    // Starts on these files, as a copy of another run's would.
+    explicit OTSimulatedFileSystem(Files files = {}) : files_(std::move(files)) {}
+
+    // Crashes at write point `number` (counted from 1 over every life) at `stage`.
+    void planCrash(std::uint64_t number, Stage stage);
+    // Whether the planned crash happened; the files stay as the crash left them.
+    bool crashed() const;
+    // A new life on the files as they are: the crash is over, nothing more is planned.
+    void restart();
+    std::uint64_t writePoints() const;
+    // Every file and its content, in path order.
+    Files snapshot() const;
+
+protected:
+    std::optional<std::string> read(const Path& path, std::size_t maxBytes) override;
+    bool write(const Path& path, std::span<const std::string> pieces) override;
+    bool remove(const Path& path) override;
+    bool move(const Path& from, const Path& to) override;
+    bool makeDirectories(const Path& directory) override;
+    std::size_t sweep(const Path& root, std::filesystem::file_time_type before) override;
+
+private:
+    // Counts a write point; the stage it crashes at, if this is the planned one. False: dead already.
+    bool pass(std::optional<Stage>& crashStage);
+
+    mutable std::mutex mutex_;
+    Files files_;
+    std::uint64_t writePoints_ = 0;
+    std::uint64_t temporaries_ = 0;
+    std::optional<std::uint64_t> plannedAt_;
+    Stage plannedStage_ = Stage::BeforeTemporary;
+    bool crashed_ = false;
+};
+
+}  // namespace corvane
