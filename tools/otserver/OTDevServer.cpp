@@ -123,84 +123,119 @@ nlohmann::json OTDevServer::answer(const std::string& path, const nlohmann::json
     return {{"code", 0}, {"message", "success"}};
 }
 
+void OTDevServer::record(RecordedRequest request) {
+    std::lock_guard lock(mutex_);
+    request.time = std::chrono::duration<double>(std::chrono::steady_clock::now() - started_).count();
+    requests_.push_back(std::move(request));
+}
+
+OTDevServer::Reply OTDevServer::endpointReply(const std::string& endpoint, const std::string& rawBody) {
+    auto body = nlohmann::json::parse(rawBody, nullptr, false);
+    if (body.is_discarded()) body = nullptr;
+    const auto fault = takeFault(endpoint);
+    const bool answers = !fault || (!fault->dropConnection && !fault->malformedBody && !fault->nonObjectBody);
+    auto reply = answers ? answer(endpoint, body) : nlohmann::json();
+    if (fault && fault->code) {
+        reply["code"] = *fault->code;
+        reply["message"] = "injected fault";
+    }
+    const bool refused = !answers || (fault && (fault->httpStatus || fault->truncatedBody)) ||
+                         reply.value("code", std::int64_t{0}) != 0;
+    record({endpoint, body, rawBody, 0, refused});
+    Reply out;
+    if (!fault) {
+        out.body = reply.dump();
+        return out;
+    }
+    out.delay = fault->delay;
+    if (fault->dropConnection) {
+        out.status = 444;
+        out.dropped = true;
+        return out;
+    }
+    out.status = fault->httpStatus.value_or(200);
+    if (fault->malformedBody) {
+        out.body = "{\"code\": 0, \"data\": [";
+        return out;
+    }
+    if (fault->nonObjectBody) {
+        out.body = "[0, \"success\"]";
+        return out;
+    }
+    out.body = reply.dump();
+    if (fault->paddedBodyBytes > 0) {
+        // Spliced in as text: dumping a huge string would escape it byte by byte.
+        out.body.pop_back();
+        out.body += ",\"padding\":\"" + std::string(fault->paddedBodyBytes, 'x') + "\"}";
+    }
+    out.truncated = fault->truncatedBody;
+    return out;
+}
+
+OTDevServer::Reply OTDevServer::mediaReply(const std::string& path, const std::string& name) {
+    record({path, nullptr, {}, 0, false});
+    const auto fault = takeFault(path);
+    Reply out;
+    if (fault) out.delay = fault->delay;
+    const fs::path file = options_.campaigns / "media" / name;
+    std::error_code ec;
+    const bool named = !name.empty() && name.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz"
+                                                                "0123456789._-") == std::string::npos;
+    if ((fault && fault->httpStatus) || !named || !fs::is_regular_file(file, ec)) {
+        out.status = fault && fault->httpStatus ? *fault->httpStatus : 404;
+        return out;
+    }
+    out.body = readFile(file);
+    out.contentType = contentTypeFor(file);
+    return out;
+}
+
+OTDevServer::Reply OTDevServer::handle(const std::string& method, const std::string& path, const std::string& body) {
+    static const std::string kMedia = "/media/";
+    if (method == "GET" && path.rfind(kMedia, 0) == 0) return mediaReply(path, path.substr(kMedia.size()));
+    const auto& known = endpoints();
+    if (method == "POST" && std::find(known.begin(), known.end(), path) != known.end()) {
+        return endpointReply(path, body);
+    }
+    Reply missing;
+    missing.status = 404;
+    return missing;
+}
+
 bool OTDevServer::start() {
     started_ = std::chrono::steady_clock::now();
     server_->set_keep_alive_max_count(1);
+    const auto send = [](const Reply& reply, httplib::Response& response) {
+        if (reply.delay.count() > 0) std::this_thread::sleep_for(reply.delay);
+        response.status = reply.status;
+        if (reply.dropped) {
+            response.set_header("Connection", "close");
+            // Closing without an answer: the content provider gives up at once.
+            response.set_content_provider(1, reply.contentType,
+                                          [](size_t, size_t, httplib::DataSink&) { return false; });
+            return;
+        }
+        if (reply.truncated) {
+            auto text = std::make_shared<std::string>(reply.body);
+            response.set_header("Connection", "close");
+            response.set_content_provider(text->size(), reply.contentType,
+                                          [text](size_t offset, size_t, httplib::DataSink& sink) {
+                                              if (offset > 0) return false;
+                                              sink.write(text->data(), text->size() / 2);
+                                              return true;
+                                          });
+            return;
+        }
+        if (!reply.body.empty() || reply.status == 200) response.set_content(reply.body, reply.contentType);
+    };
     for (const auto& endpoint : endpoints()) {
-        server_->Post(endpoint, [this, endpoint](const httplib::Request& request, httplib::Response& response) {
-            auto body = nlohmann::json::parse(request.body, nullptr, false);
-            if (body.is_discarded()) body = nullptr;
-            const auto fault = takeFault(endpoint);
-            const bool answers = !fault || (!fault->dropConnection && !fault->malformedBody && !fault->nonObjectBody);
-            auto reply = answers ? answer(endpoint, body) : nlohmann::json();
-            if (fault && fault->code) {
-                reply["code"] = *fault->code;
-                reply["message"] = "injected fault";
-            }
-            {
-                const bool refused = !answers || (fault && (fault->httpStatus || fault->truncatedBody)) ||
-                                     reply.value("code", std::int64_t{0}) != 0;
-                std::lock_guard lock(mutex_);
-                requests_.push_back({endpoint, body, request.body,
-                                     std::chrono::duration<double>(std::chrono::steady_clock::now() - started_).count(),
-                                     refused});
-            }
-            if (fault && fault->delay.count() > 0) std::this_thread::sleep_for(fault->delay);
-            if (fault && fault->dropConnection) {
-                response.status = 444;
-                response.set_header("Connection", "close");
-                // Closing without an answer: the content provider gives up at once.
-                response.set_content_provider(1, "application/json",
-                                              [](size_t, size_t, httplib::DataSink&) { return false; });
-                return;
-            }
-            response.status = fault && fault->httpStatus ? *fault->httpStatus : 200;
-            if (fault && fault->malformedBody) {
-                response.set_content("{\"code\": 0, \"data\": [", "application/json");
-                return;
-            }
-            if (fault && fault->nonObjectBody) {
-                response.set_content("[0, \"success\"]", "application/json");
-                return;
-            }
-            auto text = std::make_shared<std::string>(reply.dump());
-            if (fault && fault->paddedBodyBytes > 0) {
-                // Spliced in as text: dumping a huge string would escape it byte by byte.
-                text->pop_back();
-                *text += ",\"padding\":\"" + std::string(fault->paddedBodyBytes, 'x') + "\"}";
-            }
-            if (fault && fault->truncatedBody) {
-                response.set_header("Connection", "close");
-                response.set_content_provider(text->size(), "application/json",
-                                              [text](size_t offset, size_t, httplib::DataSink& sink) {
-                                                  if (offset > 0) return false;
-                                                  sink.write(text->data(), text->size() / 2);
-                                                  return true;
-                                              });
-                return;
-            }
-            response.set_content(*text, "application/json");
+        server_->Post(endpoint, [this, endpoint, send](const httplib::Request& request, httplib::Response& response) {
+            send(endpointReply(endpoint, request.body), response);
         });
     }
     // Campaign pictures, videos and pages: files of the campaign folder's "media".
-    server_->Get(R"(/media/([A-Za-z0-9._-]+))", [this](const httplib::Request& request, httplib::Response& response) {
-        {
-            std::lock_guard lock(mutex_);
-            requests_.push_back({request.path,
-                                 nullptr,
-                                 {},
-                                 std::chrono::duration<double>(std::chrono::steady_clock::now() - started_).count(),
-                                 false});
-        }
-        const auto fault = takeFault(request.path);
-        if (fault && fault->delay.count() > 0) std::this_thread::sleep_for(fault->delay);
-        const fs::path file = options_.campaigns / "media" / request.matches[1].str();
-        std::error_code ec;
-        if ((fault && fault->httpStatus) || !fs::is_regular_file(file, ec)) {
-            response.status = fault && fault->httpStatus ? *fault->httpStatus : 404;
-            return;
-        }
-        response.set_content(readFile(file), contentTypeFor(file));
+    server_->Get(R"(/media/([A-Za-z0-9._-]+))", [this, send](const httplib::Request& request, httplib::Response& response) {
+        send(mediaReply(request.path, request.matches[1].str()), response);
     });
     installControl();
     port_ = options_.port == 0 ? server_->bind_to_any_port(options_.host)

@@ -58,6 +58,16 @@ public:
         bool nonObjectBody = false;
     };
 
+    // What the server does with one request, as it would go over the wire.
+    struct Reply {
+        int status = 200;
+        std::string body;
+        std::string contentType = "application/json";
+        std::chrono::milliseconds delay{0};
+        bool dropped = false;    // the connection closes without an answer
+        bool truncated = false;  // half the body is sent, then the connection closes
+    };
+
     static constexpr std::int64_t kInvalidTokenCode = 10001;
     // Control for a test in another process, never recorded: GET requests (what was received, as
     // a JSON list of {"path", "body", "time", "refused"}), POST fault (a Fault as JSON: "path",
@@ -73,6 +83,9 @@ public:
 
     // Binds and serves on a thread of its own; false when the address cannot be bound.
     bool start();
+    // Answers a request of an endpoint (POST) or a media file (GET) without the network, faults
+    // included, recorded as the listening server records it: for a client in this process.
+    Reply handle(const std::string& method, const std::string& path, const std::string& body);
     void stop();
     int port() const { return port_; }
     std::string baseURL() const;
@@ -103,6 +116,9 @@ public:
 private:
     void installControl();
     nlohmann::json answer(const std::string& path, const nlohmann::json& body);
+    Reply endpointReply(const std::string& endpoint, const std::string& rawBody);
+    Reply mediaReply(const std::string& path, const std::string& name);
+    void record(RecordedRequest request);
     std::optional<Fault> takeFault(const std::string& path);
     nlohmann::json readCampaignFile(const std::filesystem::path& path) const;
 

@@ -4,8 +4,10 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <fstream>
 #include <sstream>
+#include <utility>
 
 #include "OTDevServer.h"
 #include "OTSimulatorAssets.h"
@@ -28,7 +30,9 @@
 #include "platform/OTPageClassRegistry.h"
 #include "platform/OTRandomSource.h"
 #include "platform/deterministic/OTManualReachabilitySource.h"
+#include "platform/deterministic/OTManualScheduler.h"
 #include "platform/linux/OTFileConsole.h"
+#include "platform/linux/OTSystemClock.h"
 #include "platform/linux/OTThreadScheduler.h"
 #include "render/OTHTMLRenderer.h"
 #include "render/OTHeadlessRenderer.h"
@@ -66,8 +70,7 @@ OTSimulator::OTSimulator(Options options, std::ostream& out) : options_(std::mov
 
 OTSimulator::~OTSimulator() { tearDown(); }
 
-bool OTSimulator::setUp() {
-    began_ = std::chrono::steady_clock::now();
+bool OTSimulator::setUpSystem() {
     std::error_code ec;
     if (options_.sandbox) {
         sandbox_ = *options_.sandbox;
@@ -84,9 +87,10 @@ bool OTSimulator::setUp() {
         server_ = std::make_unique<OTDevServer>(OTDevServer::Options{options_.campaigns});
         if (!server_->start()) return false;
         serverURL_ = server_->baseURL();
+        devServer_ = server_.get();
     }
     OTEnvironment::Parts parts;
-    clock_ = std::make_shared<OTSimulatorClock>();
+    clock_ = std::make_shared<OTSimulatorClock>(std::make_shared<OTSystemClock>());
     parts.clock = clock_;
     scheduler_ = std::make_shared<OTThreadScheduler>();
     parts.scheduler = scheduler_;
@@ -99,6 +103,25 @@ bool OTSimulator::setUp() {
     parts.reachability = reachability_;
     environment_ = std::make_shared<OTEnvironment>(std::move(parts));
     OTEnvironment::install(environment_);
+    return true;
+}
+
+bool OTSimulator::setUp() {
+    began_ = std::chrono::steady_clock::now();
+    if (options_.world) {
+        auto& world = *options_.world;
+        sandbox_ = world.parts.sandboxRoot;
+        serverURL_ = world.serverURL;
+        devServer_ = world.server;
+        manual_ = world.scheduler;
+        virtualBegan_ = manual_->clock()->now();
+        clock_ = world.clock;
+        reachability_ = world.reachability;
+        environment_ = std::make_shared<OTEnvironment>(world.parts);
+        OTEnvironment::install(environment_);
+    } else if (!setUpSystem()) {
+        return false;
+    }
     if (options_.htmlDirectory) assets_ = std::make_unique<OTSimulatorAssets>(*options_.htmlDirectory);
     banners_ = std::make_unique<OTSimulatorBanners>(
         [this](json observation) { observe(std::move(observation)); }, options_.htmlDirectory,
@@ -114,13 +137,15 @@ bool OTSimulator::setUp() {
         [this](std::chrono::milliseconds limit, const std::function<bool()>& done) { pump(limit, done); });
     OTLogger::configLogLevel(options_.logLevel);
     if (options_.log) {
-        OTLogger::getInstance()->setListener([inbox = inbox_](std::int64_t level, const std::string& message) {
+        OTLogger::getInstance()->setListener([this, inbox = inbox_](std::int64_t level, const std::string& message) {
+            if (crashed()) return;
             const std::lock_guard lock(inbox->mutex);
             inbox->messages.push_back({{"type", "log"}, {"level", level}, {"text", message}});
         });
     }
     if (options_.reports) {
-        CorvaneOtManager::setReportListener([inbox = inbox_](const json& record) {
+        CorvaneOtManager::setReportListener([this, inbox = inbox_](const json& record) {
+            if (crashed()) return;
             auto observation = record;
             observation["type"] = "report";
             const std::lock_guard lock(inbox->mutex);
@@ -154,23 +179,39 @@ bool OTSimulator::run(const std::string& scenario) {
 }
 
 bool OTSimulator::run(std::istream& scenario) {
-    if (!setUp()) {
-        observe({{"type", "error"}, {"line", 0}, {"message", "cannot start: no sandbox or no server"}});
-        return false;
-    }
+    if (!begin()) return false;
     std::string line;
-    for (std::size_t number = 1; std::getline(scenario, line); ++number) {
-        step(number, line);
-        if (options_.steps) observe({{"type", "step"}, {"line", number}});
-    }
+    for (std::size_t number = 1; std::getline(scenario, line); ++number) feed(number, line);
+    end();
+    return true;
+}
+
+bool OTSimulator::begin() {
+    if (setUp()) return true;
+    observe({{"type", "error"}, {"line", 0}, {"message", "cannot start: no sandbox or no server"}});
+    return false;
+}
+
+void OTSimulator::feed(std::size_t line, const std::string& text, std::optional<std::chrono::milliseconds> settle) {
+    step(line, text, settle.value_or(options_.settle));
+    if (options_.steps) observe({{"type", "step"}, {"line", line}});
+}
+
+void OTSimulator::end() {
     pump(options_.settle);
     observe(finalState());
     writePictures();
     tearDown();
-    return true;
 }
 
-void OTSimulator::step(std::size_t line, const std::string& textLine) {
+void OTSimulator::abandon() { tearDown(); }
+
+std::vector<json> OTSimulator::takeObservations() {
+    lastActionStart_ = 0;
+    return std::exchange(observations_, {});
+}
+
+void OTSimulator::step(std::size_t line, const std::string& textLine, std::chrono::milliseconds settle) {
     if (textLine.find_first_not_of(" \t\r") == std::string::npos) return;
     auto parsed = OTScenarioAction::parse(textLine);
     if (const auto* problem = std::get_if<std::string>(&parsed)) {
@@ -187,7 +228,7 @@ void OTSimulator::step(std::size_t line, const std::string& textLine) {
     } catch (const std::exception& e) {
         error(line, std::string("bad action: ") + e.what());
     }
-    pump(options_.settle);
+    pump(settle);
 }
 
 void OTSimulator::perform(std::size_t line, const OTScenarioAction& action) {
@@ -226,7 +267,7 @@ void OTSimulator::perform(std::size_t line, const OTScenarioAction& action) {
     if (name == "dragTagBall") return tagging_->dragTagBall(action, failed);
     if (name == "tapTagBall") return tagging_->tapTagBall(failed);
     if (name == "tagAlias") return tagging_->tagAlias(action, failed);
-    if (name == "campaigns") return load_->campaigns(action, server_.get(), failed);
+    if (name == "campaigns") return load_->campaigns(action, devServer_, failed);
     if (name == "events") {
         return load_->events(
             action, [this](const json& event) { observer()->onEventDataReceived(event); }, failed);
@@ -369,14 +410,14 @@ void OTSimulator::setNetwork(std::size_t line, const std::string& state) {
 }
 
 void OTSimulator::injectFault(std::size_t line, const OTScenarioAction& action) {
-    if (!server_) return error(line, "faults need the embedded server");
+    if (!devServer_) return error(line, "faults need the embedded server");
     OTDevServer::Fault fault;
     fault.count = static_cast<int>(action.integer("count", 1));
     if (action.has("status")) fault.httpStatus = static_cast<int>(action.integer("status", 0));
     if (action.has("code")) fault.code = action.integer("code", 0);
     fault.delay = action.duration("delay", 0);
     fault.dropConnection = action.flag("drop", false);
-    server_->injectFault(action.text("path", ""), fault);
+    devServer_->injectFault(action.text("path", ""), fault);
 }
 
 void OTSimulator::moveClock(const OTScenarioAction& action) {
@@ -389,6 +430,15 @@ void OTSimulator::moveClock(const OTScenarioAction& action) {
 // ---- Watching ----
 
 void OTSimulator::pump(std::chrono::milliseconds duration, const std::function<bool()>& done) {
+    if (manual_) {
+        // Virtual time, in slices short enough for `done` to be seen soon after it holds.
+        for (auto left = duration; left.count() >= 0; left -= 10ms) {
+            manual_->advance(std::min<std::chrono::milliseconds>(left, 10ms));
+            collect();
+            if ((done && done()) || left.count() == 0) return;
+        }
+        return;
+    }
     const auto until = std::chrono::steady_clock::now() + duration;
     do {
         scheduler_->runMainLoopUntil([] { return false; }, 20ms);
@@ -414,7 +464,7 @@ void OTSimulator::collect() {
         const std::lock_guard lock(inbox_->mutex);
         messages.swap(inbox_->messages);
     }
-    for (auto& message : messages) observe(std::move(message));
+    for (auto& message : messages) record(std::move(message));
 }
 
 OTSimulator::NavigationState OTSimulator::navigationState() const {
@@ -554,12 +604,20 @@ void OTSimulator::error(std::size_t line, const std::string& message) {
 }
 
 void OTSimulator::observe(json observation) {
-    observation["t"] = std::chrono::duration<double>(std::chrono::steady_clock::now() - began_).count();
+    if (crashed()) return;
+    record(std::move(observation));
+}
+
+void OTSimulator::record(json observation) {
+    observation["t"] = manual_ ? std::chrono::duration<double>(manual_->clock()->now() - virtualBegan_).count()
+                               : std::chrono::duration<double>(std::chrono::steady_clock::now() - began_).count();
     observations_.push_back(observation);
     print(observation);
 }
 
 void OTSimulator::print(const json& o) {
+    // A simulation keeps its own transcript.
+    if (options_.world) return;
     if (options_.json) out_ << o.dump() << std::endl;
     else if (options_.why || o["type"] != "decision") OTSimulatorTranscript::print(out_, o);
 }

@@ -13,6 +13,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/OTEnvironment.h"
+
 namespace corvane {
 
 class OTScenarioAction;
@@ -28,6 +30,7 @@ class CorvaneOtObserver;
 class OTDevServer;
 class OTEnvironment;
 class OTManualReachabilitySource;
+class OTManualScheduler;
 class OTTabBarController;
 class OTThreadScheduler;
 class OTWindow;
@@ -61,6 +64,20 @@ public:
         bool steps = false;
         // How long the main loop runs after each action, for what it caused to show.
         std::chrono::milliseconds settle{150};
+        // A simulation's world instead of the real one: the library on these parts, driven by the
+        // manual scheduler's virtual time, with the clock the scenario moves and the server that
+        // the parts' transport answers in this process. Observations are then timed virtually.
+        struct World {
+            OTEnvironment::Parts parts;
+            std::shared_ptr<OTManualScheduler> scheduler;
+            std::shared_ptr<OTSimulatorClock> clock;
+            std::shared_ptr<OTManualReachabilitySource> reachability;
+            OTDevServer* server = nullptr;
+            std::string serverURL;
+            // Whether the process has crashed: from then on nothing it does is observed.
+            std::function<bool()> crashed;
+        };
+        std::optional<World> world;
     };
     static constexpr const char* kConsoleFileName = "console.log";
 
@@ -76,6 +93,17 @@ public:
     bool run(std::istream& scenario);
     const std::vector<nlohmann::json>& observations() const { return observations_; }
 
+    // A run driven a line at a time: begin, then each line as it comes, then end (the app finishes
+    // its work and quits) or abandon (the process is gone: nothing more runs).
+    bool begin();
+    // `settle`: how long the app runs after this line, when not the usual time.
+    void feed(std::size_t line, const std::string& text,
+              std::optional<std::chrono::milliseconds> settle = std::nullopt);
+    void end();
+    void abandon();
+    // The observations since the last call.
+    std::vector<nlohmann::json> takeObservations();
+
 private:
     struct Page {
         std::string name;
@@ -89,8 +117,10 @@ private:
     };
 
     bool setUp();
+    // The real world: a sandbox folder, threads, the system clock, the network.
+    bool setUpSystem();
     void tearDown();
-    void step(std::size_t line, const std::string& text);
+    void step(std::size_t line, const std::string& text, std::chrono::milliseconds settle);
     void perform(std::size_t line, const OTScenarioAction& action);
     void declareApp(const OTScenarioAction& action);
     void buildApp();
@@ -112,6 +142,9 @@ private:
     NavigationState navigationState() const;
 
     void observe(nlohmann::json observation);
+    // Keeps an observation already known to come from before any crash.
+    void record(nlohmann::json observation);
+    bool crashed() const { return options_.world && options_.world->crashed && options_.world->crashed(); }
     void print(const nlohmann::json& observation);
     // The library's decision records become observations.
     void listenForDecisions();
@@ -132,6 +165,10 @@ private:
     std::filesystem::path sandbox_;
     bool temporarySandbox_ = false;
     std::unique_ptr<OTDevServer> server_;
+    // The embedded server or the world's.
+    OTDevServer* devServer_ = nullptr;
+    std::shared_ptr<OTManualScheduler> manual_;
+    std::chrono::system_clock::time_point virtualBegan_;
     std::string serverURL_;
     std::shared_ptr<OTEnvironment> environment_;
     std::shared_ptr<OTThreadScheduler> scheduler_;

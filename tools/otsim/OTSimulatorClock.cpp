@@ -1,10 +1,14 @@
 #include "OTSimulatorClock.h"
 
+#include <utility>
+
 namespace corvane {
 
-OTClock::TimePoint OTSimulatorClock::now() const { return system_.now() + Duration(offset_.load()); }
+OTSimulatorClock::OTSimulatorClock(std::shared_ptr<OTClock> base) : base_(std::move(base)) {}
 
-std::chrono::seconds OTSimulatorClock::utcOffset(TimePoint when) const { return system_.utcOffset(when); }
+OTClock::TimePoint OTSimulatorClock::now() const { return base_->now() + Duration(offset_.load()); }
+
+std::chrono::seconds OTSimulatorClock::utcOffset(TimePoint when) const { return base_->utcOffset(when); }
 
 void OTSimulatorClock::advance(Duration by) { offset_.fetch_add(by.count()); }
 

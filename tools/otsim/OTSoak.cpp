@@ -10,11 +10,9 @@
 
 #include "OTDevServer.h"
 #include "OTSoakChild.h"
-#include "foundation/OTFiles.h"
 #include "model/OTEvent.h"
 #include "platform/linux/OTSystemClock.h"
 #include "server/OTEventReporter.h"
-#include "server/OTNetwork.h"
 #include "services/OTDataArchiver.h"
 
 namespace corvane {
@@ -24,80 +22,8 @@ using json = nlohmann::json;
 
 namespace {
 constexpr double kDaySeconds = 24 * 3600;
-// The last life ends on a quiet network, with time to send what is left.
-constexpr double kFinalWaitSeconds = 3;
 // Each step runs the app's main loop this long; what it started goes on into the next steps.
 constexpr int kSettleMilliseconds = 40;
-// How long a dialog decided now may take to appear, beyond the longest delay of a campaign: the
-// fixed 0.2 s, the animation and the steps between.
-constexpr double kDialogMarginSeconds = 0.5;
-// A report is answered within the transport's time-out, after the longest delay the soak injects.
-constexpr double kAnswerWithinSeconds =
-    std::chrono::duration<double>(OTNetwork::kDefaultTimeout).count() + OTSoakScenario::kMaxDelaySeconds + 5;
-
-std::int64_t dailyCapOf(const fs::path& campaigns) {
-    const auto text = OTFiles::readFile(campaigns / "rule.json");
-    const auto rule = text ? json::parse(*text, nullptr, false) : json();
-    const auto cap = rule.is_object() ? rule.value("dayDialogMaxCount", json()) : json();
-    return cap.is_number_integer() ? cap.get<std::int64_t>() : 0;
-}
-
-// Campaigns limited by a plain usage count: those without click and close rules.
-std::map<std::string, std::int64_t> campaignCountsOf(const json& lists) {
-    std::map<std::string, std::int64_t> counts;
-    for (const char* list : {"in_app", "subscribe"}) {
-        for (const auto& campaign : lists.value(list, json::array())) {
-            if (!campaign.is_object() || !campaign.contains("id") || !campaign["id"].is_string()) continue;
-            const auto rules = campaign.value("dialogRule", json());
-            if (rules.is_array() && !rules.empty()) continue;
-            const auto count = campaign.value("count", json());
-            if (count.is_number_integer()) counts[campaign["id"].get<std::string>()] = count.get<std::int64_t>();
-        }
-    }
-    return counts;
-}
-
-// Dialogs a user can see many times, so that the daily cap is reached day after day: one limited by
-// its count, one by click and close rules.
-json soakCampaigns() {
-    const json window = {{"startTime", "2024-01-01 00:00:00"}, {"endTime", "2099-12-31 23:59:59"}};
-    json offer = {{"id", "9001"},
-                  {"style", 3},
-                  {"type", 1},
-                  {"count", 1000},
-                  {"closeDialogType", 2},
-                  {"preEvents", {{{"xwhat", "soak_offer"}}}},
-                  {"event",
-                   {{"xwhat", "soak_offer"},
-                    {"rule", {{{"field", "level"}, {"dataType", "number"}, {"function", "GT"}, {"value", {"50"}}}}}}},
-                  {"title", {{"text", "Offer"}}},
-                  {"content", {{"text", "Level up for a gift."}}},
-                  {"buttonLeft", {{"text", "No"}}},
-                  {"buttonRight", {{"text", "Yes"}, {"clickEvent", "https://shop.example.com/offer"}}}};
-    json daily = offer;
-    daily["id"] = "9002";
-    daily["preEvents"] = {{{"xwhat", "soak_daily"}}};
-    daily["event"] = {{"xwhat", "soak_daily"}};
-    daily["dialogRule"] = {
-        {{"eventType", "click"}, {"type", 2}, {"count", 1}, {"intervalValue", 1}, {"intervalType", "hour"}},
-        {{"eventType", "close"}, {"type", 1}, {"count", 50}}};
-    offer.update(window);
-    daily.update(window);
-    return json::array({offer, daily});
-}
-
-// The longest a dialog campaign waits between its event and its showing.
-double longestDelayOf(const json& lists) {
-    double longest = 0;
-    for (const char* list : {"in_app", "subscribe"}) {
-        for (const auto& campaign : lists.value(list, json::array())) {
-            const auto event = campaign.is_object() ? campaign.value("event", json()) : json();
-            const auto delay = event.is_object() ? event.value("delay", json()) : json();
-            if (delay.is_number()) longest = std::max(longest, delay.get<double>());
-        }
-    }
-    return longest;
-}
 
 std::string mebibytes(std::size_t bytes) {
     std::ostringstream text;
@@ -133,14 +59,14 @@ bool OTSoak::setUp() {
         out_ << "soak: the dev server cannot start\n";
         return false;
     }
-    server_->addData("in_app", soakCampaigns());
+    server_->addData("in_app", OTSoakScenario::offers());
     json lists;
     for (const char* list : {"in_app", "subscribe", "banners"}) lists[list] = server_->dataFor(list);
     scenario_ = std::make_unique<OTSoakScenario>(options_.seed, lists);
-    ledger_ =
-        std::make_unique<OTSoakLedger>(dailyCapOf(options_.campaigns), campaignCountsOf(lists), kAnswerWithinSeconds);
+    ledger_ = std::make_unique<OTSoakLedger>(OTSoakScenario::dailyCapOf(options_.campaigns),
+                                             OTSoakScenario::campaignCountsOf(lists), OTSoakScenario::kAnswerWithinSeconds);
     user_ = scenario_->user();
-    dialogSeconds_ = longestDelayOf(lists) + kDialogMarginSeconds;
+    dialogSeconds_ = OTSoakScenario::longestDelayOf(lists) + OTSoakScenario::kDialogMarginSeconds;
     return true;
 }
 
@@ -200,7 +126,7 @@ bool OTSoak::run() {
     if (breaches_ == 0 && child_ && child_->running()) {
         server_->clearFaults();
         if (networkDown_) perform({{"action", "network"}, {"state", "up"}});
-        perform({{"action", "wait"}, {"seconds", kFinalWaitSeconds}});
+        perform({{"action", "wait"}, {"seconds", OTSoakScenario::kFinalWaitSeconds}});
         endLife(OTSoakLedger::End::Drained);
     }
     if (breaches_ == 0) {

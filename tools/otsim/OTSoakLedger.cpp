@@ -51,7 +51,6 @@ OTSoakLedger::Report& OTSoakLedger::note(std::size_t step, const nlohmann::json&
 void OTSoakLedger::lifeBegan(std::size_t step, const Queues& onDisk) {
     atStart_ = onDisk;
     loaded_.clear();
-    overwrote_.clear();
     active_.clear();
     for (const auto& [queue, reports] : onDisk) {
         for (const auto& report : reports) note(step, report);
@@ -85,8 +84,6 @@ void OTSoakLedger::reportObserved(std::size_t step, double now, const nlohmann::
         active.failed = true;
     } else if (fate == "queued") {
         active.answered = observation.value("written", false);
-        // Written before this life read its queue file back: whatever that file held is gone.
-        if (!loaded_.count(queue)) overwrote_.insert(queue);
     }
 }
 
@@ -123,10 +120,11 @@ void OTSoakLedger::lifeEnded(std::size_t step, double now, End end, const Queues
         }
     }
     for (auto& [key, report] : reports_) report.onDisk = kept.count(key) > 0;
-    for (const auto& queue : overwrote_) {
-        const auto it = atStart_.find(queue);
-        if (it == atStart_.end()) continue;
-        for (const auto& report : it->second) {
+    // A queue file that this life wrote before reading it back lost what it held; known by the file
+    // itself, since a life may die in the very write that replaced it.
+    for (const auto& [queue, reports] : atStart_) {
+        if (loaded_.count(queue)) continue;
+        for (const auto& report : reports) {
             if (!kept.count(keyOf(report))) reports_[keyOf(report)].overwritten = true;
         }
     }

@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "foundation/OTFiles.h"
+
 namespace corvane {
 
 using json = nlohmann::json;
@@ -179,6 +181,66 @@ std::vector<json> OTSoakScenario::preamble(double clockOffsetSeconds, bool netwo
     actions.push_back({{"action", "start"}, {"config", {{"appKey", "soak-key"}, {"mainPage", kMainPage}}}});
     if (networkDown) actions.push_back({{"action", "network"}, {"state", "down"}});
     return actions;
+}
+
+std::int64_t OTSoakScenario::dailyCapOf(const std::filesystem::path& campaigns) {
+    const auto text = OTFiles::readFile(campaigns / "rule.json");
+    const auto rule = text ? json::parse(*text, nullptr, false) : json();
+    const auto cap = rule.is_object() ? rule.value("dayDialogMaxCount", json()) : json();
+    return cap.is_number_integer() ? cap.get<std::int64_t>() : 0;
+}
+
+std::map<std::string, std::int64_t> OTSoakScenario::campaignCountsOf(const json& lists) {
+    std::map<std::string, std::int64_t> counts;
+    for (const char* list : {"in_app", "subscribe"}) {
+        for (const auto& campaign : lists.value(list, json::array())) {
+            if (!campaign.is_object() || !campaign.contains("id") || !campaign["id"].is_string()) continue;
+            const auto rules = campaign.value("dialogRule", json());
+            if (rules.is_array() && !rules.empty()) continue;
+            const auto count = campaign.value("count", json());
+            if (count.is_number_integer()) counts[campaign["id"].get<std::string>()] = count.get<std::int64_t>();
+        }
+    }
+    return counts;
+}
+
+json OTSoakScenario::offers() {
+    const json window = {{"startTime", "2024-01-01 00:00:00"}, {"endTime", "2099-12-31 23:59:59"}};
+    json offer = {{"id", "9001"},
+                  {"style", 3},
+                  {"type", 1},
+                  {"count", 1000},
+                  {"closeDialogType", 2},
+                  {"preEvents", {{{"xwhat", "soak_offer"}}}},
+                  {"event",
+                   {{"xwhat", "soak_offer"},
+                    {"rule", {{{"field", "level"}, {"dataType", "number"}, {"function", "GT"}, {"value", {"50"}}}}}}},
+                  {"title", {{"text", "Offer"}}},
+                  {"content", {{"text", "Level up for a gift."}}},
+                  {"buttonLeft", {{"text", "No"}}},
+                  {"buttonRight", {{"text", "Yes"}, {"clickEvent", "https://shop.example.com/offer"}}}};
+    json daily = offer;
+    daily["id"] = "9002";
+    daily["preEvents"] = {{{"xwhat", "soak_daily"}}};
+    daily["event"] = {{"xwhat", "soak_daily"}};
+    daily["dialogRule"] = {
+        {{"eventType", "click"}, {"type", 2}, {"count", 1}, {"intervalValue", 1}, {"intervalType", "hour"}},
+        {{"eventType", "close"}, {"type", 1}, {"count", 50}}};
+    offer.update(window);
+    daily.update(window);
+    return json::array({offer, daily});
+}
+
+double OTSoakScenario::longestDelayOf(const json& lists) {
+    double longest = 0;
+    for (const char* list : {"in_app", "subscribe"}) {
+        for (const auto& campaign : lists.value(list, json::array())) {
+            const auto event = campaign.is_object() ? campaign.value("event", json()) : json();
+            const auto delay = event.is_object() ? event.value("delay", json()) : json();
+            if (delay.is_number()) longest = std::max(longest, delay.get<double>());
+        }
+    }
+    return longest;
 }
 
 }  // namespace corvane

@@ -2,12 +2,15 @@
 
 #include <chrono>
 #include <cstdint>
+#include <filesystem>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "OTDevServer.h"
+#include "server/OTNetwork.h"
 
 namespace corvane {
 
@@ -42,6 +45,24 @@ public:
     // The longest an injected delay holds an answer back.
     static constexpr double kMaxDelaySeconds = 2.5;
     static constexpr const char* kGroup = "group.soak";
+    // The last life ends on a quiet network, with time to send what is left.
+    static constexpr double kFinalWaitSeconds = 3;
+    // How long a dialog decided now may take to appear, beyond the longest delay of a campaign: the
+    // fixed 0.2 s, the animation and the steps between.
+    static constexpr double kDialogMarginSeconds = 0.5;
+    // A report is answered within the transport's time-out, after the longest delay the soak injects.
+    static constexpr double kAnswerWithinSeconds =
+        std::chrono::duration<double>(OTNetwork::kDefaultTimeout).count() + kMaxDelaySeconds + 5;
+
+    // Dialogs a user can see many times, so that the daily cap is reached day after day: one
+    // limited by its count, one by click and close rules. The server serves them beside its own.
+    static nlohmann::json offers();
+    // The daily cap of the campaign folder's rule.json; 0 for none.
+    static std::int64_t dailyCapOf(const std::filesystem::path& campaigns);
+    // Campaigns limited by a plain usage count (those without click and close rules): their counts.
+    static std::map<std::string, std::int64_t> campaignCountsOf(const nlohmann::json& lists);
+    // The longest a dialog campaign waits between its event and its showing, in seconds.
+    static double longestDelayOf(const nlohmann::json& lists);
 
     // `campaigns` holds the server's lists by folder ("in_app", "subscribe", "banners").
     OTSoakScenario(std::uint64_t seed, const nlohmann::json& campaigns);

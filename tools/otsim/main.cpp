@@ -11,6 +11,7 @@
 #include "OTSimulatorPreview.h"
 #include "OTSimulatorReport.h"
 #include "OTSimulatorScreenshots.h"
+#include "OTSimulation.h"
 #include "OTSoak.h"
 #include "platform/linux/OTSystemClock.h"
 
@@ -37,7 +38,10 @@ int main(int argc, char** argv) {
     bool steps = false;
     std::int64_t settle = 150;
     std::optional<std::uint64_t> soakSeed;
-    std::int64_t soakDays = corvane::OTSoak::kDefaultDays;
+    std::optional<std::uint64_t> simulateSeed;
+    std::optional<std::int64_t> days;
+    std::optional<std::size_t> until;
+    bool verbose = false;
     app.add_option("scenario", scenario, "scenario file (JSON lines)");
     app.add_option("--sandbox", sandbox, "keep the app's files in this folder (default: a fresh temporary one)");
     app.add_option("--campaigns", campaigns, "campaign folder for the embedded dev server")->capture_default_str();
@@ -77,18 +81,42 @@ int main(int argc, char** argv) {
                    "run a long random scenario made from this seed against the embedded dev server, restarting the "
                    "app on the same files and killing it at random points; exit status 0 only when every "
                    "invariant held (see README.md)");
-    app.add_option("--days", soakDays, "simulated days of a --soak run")
-        ->capture_default_str()
-        ->check(CLI::Range(std::int64_t{1}, corvane::OTSoak::kMaxDays));
+    app.add_option("--simulate", simulateSeed,
+                   "run the soak's random life in this process on virtual time, files in memory and the network in "
+                   "process, crashes inside writes included: the same seed gives the same transcript; exit status 0 "
+                   "only when every invariant held")
+        ->excludes("--soak");
+    app.add_option("--days", days,
+                   "simulated days of a --soak run (default " + std::to_string(corvane::OTSoak::kDefaultDays) +
+                       ", at most " + std::to_string(corvane::OTSoak::kMaxDays) + ") or a --simulate run (default " +
+                       std::to_string(corvane::OTSimulation::kDefaultDays) + ", at most " +
+                       std::to_string(corvane::OTSimulation::kMaxDays) + ")")
+        ->check(CLI::Range(std::int64_t{1}, corvane::OTSimulation::kMaxDays));
+    app.add_option("--until", until, "stop a --simulate run after this step, as its replay of a breach does");
+    app.add_flag("--verbose", verbose, "a --soak or --simulate run prints everything each step caused");
     CLI11_PARSE(app, argc, argv);
 
+    if (simulateSeed) {
+        corvane::OTSimulation::Options simulation;
+        simulation.seed = *simulateSeed;
+        simulation.days = days.value_or(corvane::OTSimulation::kDefaultDays);
+        simulation.campaigns = campaigns;
+        simulation.until = until;
+        simulation.verbose = verbose;
+        corvane::OTSimulation run(simulation, std::cout);
+        return run.run() ? 0 : 1;
+    }
     if (soakSeed) {
+        if (days && *days > corvane::OTSoak::kMaxDays) {
+            std::cerr << "--days: a soak runs at most " << corvane::OTSoak::kMaxDays << " days\n";
+            return 2;
+        }
         corvane::OTSoak::Options soak;
         soak.seed = *soakSeed;
-        soak.days = soakDays;
+        soak.days = days.value_or(corvane::OTSoak::kDefaultDays);
         soak.campaigns = campaigns;
         if (!sandbox.empty()) soak.folder = sandbox;
-        soak.verbose = log;
+        soak.verbose = log || verbose;
         corvane::OTSoak run(soak, std::cout);
         return run.run() ? 0 : 1;
     }

@@ -76,6 +76,11 @@ void OTManualScheduler::shutdown() {
     // `dropped` is destroyed outside the lock: captured objects may post from their destructors.
 }
 
+void OTManualScheduler::halt() {
+    std::lock_guard lock(mutex_);
+    stopped_ = true;
+}
+
 void OTManualScheduler::post(Lane* lane, OTClock::TimePoint due, OTDispatchQueue::Work work) {
     {
         std::lock_guard lock(mutex_);
@@ -126,6 +131,7 @@ void OTManualScheduler::syncOn(Lane* lane, const OTDispatchQueue::Work& work) {
 std::optional<std::pair<OTManualScheduler::Key, OTManualScheduler::Item>> OTManualScheduler::takeDue(
     OTClock::TimePoint limit, const Lane* only) {
     std::lock_guard lock(mutex_);
+    if (stopped_) return std::nullopt;
     for (auto it = timeline_.begin(); it != timeline_.end() && it->first.first <= limit; ++it) {
         if (only != nullptr && it->second.lane != only) continue;
         auto node = timeline_.extract(it);

@@ -30,6 +30,9 @@ public:
     std::shared_ptr<OTDispatchQueue> mainQueue() override;
     std::shared_ptr<OTDispatchQueue> queue(const std::string& label, bool concurrent = false) override;
     void shutdown() override;
+    // Runs nothing more and takes no more work, from inside work too (a simulated crash stops the
+    // process there); what is pending goes at shutdown.
+    void halt();
 
     // Moves the clock forward by `by`, running everything that falls due on the way (also work
     // scheduled by that work). Returns the number of items run.

@@ -1,6 +1,12 @@
 #include "platform/deterministic/OTSimulatedFileSystem.h"
 
+#include <utility>
+
 namespace corvane {
+
+OTSimulatedFileSystem::OTSimulatedFileSystem(Files files) : files_(std::move(files)) {
+    for (const auto& [path, content] : files_) bytes_ += content.size();
+}
 
 const char* OTSimulatedFileSystem::stageName(Stage stage) {
     switch (stage) {
@@ -15,6 +21,11 @@ void OTSimulatedFileSystem::planCrash(std::uint64_t number, Stage stage) {
     std::lock_guard lock(mutex_);
     plannedAt_ = number;
     plannedStage_ = stage;
+}
+
+void OTSimulatedFileSystem::setCrashListener(std::function<void()> listener) {
+    std::lock_guard lock(mutex_);
+    crashListener_ = std::move(listener);
 }
 
 bool OTSimulatedFileSystem::crashed() const {
@@ -38,14 +49,55 @@ OTSimulatedFileSystem::Files OTSimulatedFileSystem::snapshot() const {
     return files_;
 }
 
-bool OTSimulatedFileSystem::pass(std::optional<Stage>& crashStage) {
+std::set<std::string> OTSimulatedFileSystem::takeChanged() {
+    std::lock_guard lock(mutex_);
+    return std::exchange(changed_, {});
+}
+
+std::size_t OTSimulatedFileSystem::totalBytes() const {
+    std::lock_guard lock(mutex_);
+    return bytes_;
+}
+
+bool OTSimulatedFileSystem::pass(const std::string& path, std::optional<Stage>& crashStage) {
     if (crashed_) return false;
     ++writePoints_;
     if (plannedAt_ && *plannedAt_ == writePoints_) {
         crashed_ = true;
         crashStage = plannedStage_;
+        lastCrash_ = Crash{path, plannedStage_};
     }
     return true;
+}
+
+std::optional<OTSimulatedFileSystem::Crash> OTSimulatedFileSystem::lastCrash() const {
+    std::lock_guard lock(mutex_);
+    return lastCrash_;
+}
+
+void OTSimulatedFileSystem::put(const std::string& path, std::string content) {
+    auto& slot = files_[path];
+    bytes_ = bytes_ - slot.size() + content.size();
+    slot = std::move(content);
+    changed_.insert(path);
+}
+
+void OTSimulatedFileSystem::erase(const std::string& path) {
+    const auto it = files_.find(path);
+    if (it == files_.end()) return;
+    bytes_ -= it->second.size();
+    files_.erase(it);
+    changed_.insert(path);
+}
+
+void OTSimulatedFileSystem::crashedNow(bool crashed) {
+    if (!crashed) return;
+    std::function<void()> listener;
+    {
+        std::lock_guard lock(mutex_);
+        listener = crashListener_;
+    }
+    if (listener) listener();
 }
 
 std::optional<std::string> OTSimulatedFileSystem::read(const Path& path, std::size_t maxBytes) {
@@ -56,40 +108,56 @@ std::optional<std::string> OTSimulatedFileSystem::read(const Path& path, std::si
 }
 
 bool OTSimulatedFileSystem::write(const Path& path, std::span<const std::string> pieces) {
-    std::lock_guard lock(mutex_);
     std::optional<Stage> crash;
-    if (!pass(crash)) return false;
-    std::string content;
-    for (const auto& piece : pieces) content += piece;
-    if (crash == Stage::BeforeTemporary) return false;
-    if (crash == Stage::HalfWritten) {
-        // Named as the device names them, so that the next life's sweep finds it.
-        files_[path.string() + ".tmp1." + std::to_string(++temporaries_)] = content.substr(0, content.size() / 2);
-        return false;
+    bool written = false;
+    {
+        std::lock_guard lock(mutex_);
+        if (!pass(path.string(), crash)) return false;
+        std::string content;
+        for (const auto& piece : pieces) content += piece;
+        if (crash == Stage::HalfWritten) {
+            // Named as the device names them, so that the next life's sweep finds it.
+            put(path.string() + ".tmp1." + std::to_string(++temporaries_), content.substr(0, content.size() / 2));
+        } else if (crash != Stage::BeforeTemporary) {
+            put(path.string(), std::move(content));
+            written = !crash.has_value();
+        }
     }
-    files_[path.string()] = std::move(content);
-    return !crash.has_value();
+    crashedNow(crash.has_value());
+    return written;
 }
 
 bool OTSimulatedFileSystem::remove(const Path& path) {
-    std::lock_guard lock(mutex_);
     std::optional<Stage> crash;
-    if (!pass(crash)) return false;
-    if (crash && crash != Stage::AfterRename) return false;
-    return files_.erase(path.string()) > 0 && !crash.has_value();
+    bool removed = false;
+    {
+        std::lock_guard lock(mutex_);
+        if (!pass(path.string(), crash)) return false;
+        if (!crash || crash == Stage::AfterRename) {
+            removed = files_.count(path.string()) > 0 && !crash.has_value();
+            erase(path.string());
+        }
+    }
+    crashedNow(crash.has_value());
+    return removed;
 }
 
 bool OTSimulatedFileSystem::move(const Path& from, const Path& to) {
-    std::lock_guard lock(mutex_);
     std::optional<Stage> crash;
-    if (!pass(crash)) return false;
-    if (crash && crash != Stage::AfterRename) return false;
-    const auto it = files_.find(from.string());
-    if (it == files_.end()) return false;
-    auto content = std::move(it->second);
-    files_.erase(it);
-    files_[to.string()] = std::move(content);
-    return !crash.has_value();
+    bool moved = false;
+    {
+        std::lock_guard lock(mutex_);
+        if (!pass(to.string(), crash)) return false;
+        const auto it = files_.find(from.string());
+        if (it != files_.end() && (!crash || crash == Stage::AfterRename)) {
+            auto content = std::move(it->second);
+            erase(from.string());
+            put(to.string(), std::move(content));
+            moved = !crash.has_value();
+        }
+    }
+    crashedNow(crash.has_value());
+    return moved;
 }
 
 bool OTSimulatedFileSystem::makeDirectories(const Path&) {
@@ -103,19 +171,15 @@ std::size_t OTSimulatedFileSystem::sweep(const Path& root, std::filesystem::file
     // Called as a life starts: every leftover comes from an earlier one.
     const std::string prefix = root.string() + "/";
     const std::string scratch = prefix + "tmp/";
-    std::size_t removed = 0;
-    for (auto it = files_.begin(); it != files_.end();) {
-        const std::string& name = it->first;
-        const bool leftover = name.rfind(prefix, 0) == 0 &&
-                              (OTFiles::isTemporaryName(Path(name).filename().string()) || name.rfind(scratch, 0) == 0);
-        if (leftover) {
-            it = files_.erase(it);
-            ++removed;
-        } else {
-            ++it;
+    std::vector<std::string> leftovers;
+    for (const auto& [name, content] : files_) {
+        if (name.rfind(prefix, 0) == 0 &&
+            (OTFiles::isTemporaryName(Path(name).filename().string()) || name.rfind(scratch, 0) == 0)) {
+            leftovers.push_back(name);
         }
     }
-    return removed;
+    for (const auto& name : leftovers) erase(name);
+    return leftovers.size();
 }
 
 }  // namespace corvane

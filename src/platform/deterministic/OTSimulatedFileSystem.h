@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -29,17 +31,30 @@ public:
     using Files = std::map<std::string, std::string>;
 
     // Starts on these files, as a copy of another run's would.
-    explicit OTSimulatedFileSystem(Files files = {}) : files_(std::move(files)) {}
+    explicit OTSimulatedFileSystem(Files files = {});
 
     // Crashes at write point `number` (counted from 1 over every life) at `stage`.
     void planCrash(std::uint64_t number, Stage stage);
+    // Told when the planned crash happens, on the thread that writes, once the files are as the
+    // crash left them: the simulation stops the rest of the process there.
+    void setCrashListener(std::function<void()> listener);
     // Whether the planned crash happened; the files stay as the crash left them.
     bool crashed() const;
+    // The file and stage of the last crash.
+    struct Crash {
+        std::string path;
+        Stage stage = Stage::BeforeTemporary;
+    };
+    std::optional<Crash> lastCrash() const;
     // A new life on the files as they are: the crash is over, nothing more is planned.
     void restart();
     std::uint64_t writePoints() const;
     // Every file and its content, in path order.
     Files snapshot() const;
+    // The files written, moved to or removed since the last call.
+    std::set<std::string> takeChanged();
+    // The bytes all files hold.
+    std::size_t totalBytes() const;
 
 protected:
     std::optional<std::string> read(const Path& path, std::size_t maxBytes) override;
@@ -50,16 +65,25 @@ protected:
     std::size_t sweep(const Path& root, std::filesystem::file_time_type before) override;
 
 private:
-    // Counts a write point; the stage it crashes at, if this is the planned one. False: dead already.
-    bool pass(std::optional<Stage>& crashStage);
+    // Counts a write point to `path`; the stage it crashes at, if this is the planned one. False:
+    // dead already.
+    bool pass(const std::string& path, std::optional<Stage>& crashStage);
+    void put(const std::string& path, std::string content);
+    void erase(const std::string& path);
+    // Tells the listener, outside the lock, when the change just made crashed.
+    void crashedNow(bool crashed);
 
     mutable std::mutex mutex_;
     Files files_;
+    std::set<std::string> changed_;
+    std::size_t bytes_ = 0;
+    std::function<void()> crashListener_;
     std::uint64_t writePoints_ = 0;
     std::uint64_t temporaries_ = 0;
     std::optional<std::uint64_t> plannedAt_;
     Stage plannedStage_ = Stage::BeforeTemporary;
     bool crashed_ = false;
+    std::optional<Crash> lastCrash_;
 };
 
 }  // namespace corvane

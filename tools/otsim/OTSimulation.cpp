@@ -1,0 +1,410 @@
+#include "OTSimulation.h"
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "OTDevServer.h"
+#include "OTSimulatedTransport.h"
+#include "OTSimulator.h"
+#include "OTSimulatorClock.h"
+#include "foundation/OTFiles.h"
+#include "foundation/OTPropertyList.h"
+#include "model/OTEvent.h"
+#include "platform/OTRandomSource.h"
+#include "platform/deterministic/OTManualReachabilitySource.h"
+#include "platform/deterministic/OTManualScheduler.h"
+#include "platform/deterministic/OTSimulatedFileSystem.h"
+#include "platform/deterministic/OTVirtualClock.h"
+#include "platform/linux/OTFileConsole.h"
+#include "server/OTEventReporter.h"
+#include "services/OTDataArchiver.h"
+
+namespace corvane {
+
+namespace fs = std::filesystem;
+using json = nlohmann::json;
+using namespace std::chrono_literals;
+
+namespace {
+constexpr double kDaySeconds = 24 * 3600;
+// Each step lets the app run this long in virtual time; what it started goes on into later steps.
+constexpr auto kSettle = 150ms;
+// The app's clock starts here, in a UTC+8 zone.
+constexpr auto kZone = std::chrono::hours(8);
+// The chance, in percent, that a step sets the process to die inside one of its next writes.
+constexpr std::int64_t kArmPercent = 4;
+
+OTDeviceInfo simulatedDevice() {
+    OTDeviceInfo device;
+    device.systemVersion = "17.5";
+    device.machine = "iPhone15,2";
+    device.bundleIdentifier = "com.corvane.otsim";
+    device.bundleShortVersion = "1.0.0";
+    device.identifierForVendor = "5E1D0000-0000-4000-8000-000000000001";
+    return device;
+}
+
+std::size_t peakMemoryBytes() {
+    rusage usage{};
+    ::getrusage(RUSAGE_SELF, &usage);
+    return static_cast<std::size_t>(usage.ru_maxrss) * 1024;
+}
+
+// A stream that keeps nothing: the app's own transcript, when the simulation keeps its own.
+struct NullStream final : std::ostream {
+    NullStream() : std::ostream(nullptr) {}
+};
+}  // namespace
+
+OTSimulation::OTSimulation(Options options, std::ostream& transcript)
+    : options_(std::move(options)), out_(transcript), random_(options_.seed ^ 0x5EEDu) {}
+
+OTSimulation::~OTSimulation() {
+    if (app_) app_->abandon();
+    app_.reset();
+    delete appOutput_;
+    if (!folder_.empty()) {
+        std::error_code ec;
+        fs::remove_all(folder_, ec);
+    }
+}
+
+bool OTSimulation::setUp() {
+    std::error_code ec;
+    folder_ = fs::temp_directory_path(ec) /
+              ("otsim-simulate-" + std::to_string(options_.seed) + "-" + std::to_string(::getpid()));
+    fs::create_directories(folder_, ec);
+    if (ec) {
+        out_ << "simulate: cannot make " << folder_.string() << ": " << ec.message() << "\n";
+        folder_.clear();
+        return false;
+    }
+    appOutput_ = new NullStream();
+    server_ = std::make_unique<OTDevServer>(OTDevServer::Options{options_.campaigns});
+    server_->addData("in_app", OTSoakScenario::offers());
+    json lists;
+    for (const char* list : {"in_app", "subscribe", "banners"}) lists[list] = server_->dataFor(list);
+    scenario_ = std::make_unique<OTSoakScenario>(options_.seed, lists);
+    ledger_ = std::make_unique<OTSoakLedger>(OTSoakScenario::dailyCapOf(options_.campaigns),
+                                             OTSoakScenario::campaignCountsOf(lists),
+                                             OTSoakScenario::kAnswerWithinSeconds);
+    user_ = scenario_->user();
+    dialogSeconds_ = OTSoakScenario::longestDelayOf(lists) + OTSoakScenario::kDialogMarginSeconds;
+    files_ = std::make_shared<OTSimulatedFileSystem>();
+    // The process stops inside the write: nothing after it runs, is sent or is seen.
+    files_->setCrashListener([this] {
+        crashed_ = true;
+        if (scheduler_) scheduler_->halt();
+    });
+    time_ = std::make_shared<OTVirtualClock>(OTVirtualClock::defaultStart(), kZone);
+    clock_ = std::make_shared<OTSimulatorClock>(time_);
+    began_ = time_->now();
+    return true;
+}
+
+bool OTSimulation::run() {
+    if (!setUp()) return false;
+    out_ << "simulate: seed " << options_.seed << ", " << options_.days << " simulated days\n";
+    const double goal = static_cast<double>(options_.days) * kDaySeconds;
+    const bool stopsEarly = options_.until.has_value();
+    while (counts_.breaches == 0 && counts_.days * kDaySeconds < goal) {
+        if (!app_) startLife();
+        if (stopsEarly && counts_.steps >= *options_.until) break;
+        const auto step = scenario_->next({dialogOnScreen_, networkDown_, secondOfDay()});
+        ++counts_.steps;
+        out_ << "step " << counts_.steps << ": " << describe(step) << "\n";
+        // Now and then the process is set to die inside one of its next writes, at any stage of it.
+        if (!armed_ && between(0, 99) < kArmPercent) {
+            armed_ = true;
+            files_->planCrash(files_->writePoints() + static_cast<std::uint64_t>(between(1, 8)),
+                              static_cast<OTSimulatedFileSystem::Stage>(between(0, 2)));
+        }
+        switch (step.kind) {
+            case OTSoakScenario::Kind::Action:
+                // A dialog decided before a change of user or a clock move appears a moment later:
+                // such a step waits for the dialogs already decided, as the soak does.
+                if (changesWhatDialogsCount(step.action)) {
+                    const double pending = dialogSeconds_ - (seconds() - lastActionAt_);
+                    if (pending > 0) perform({{"action", "wait"}, {"seconds", std::ceil(pending * 10) / 10}});
+                }
+                perform(step.action);
+                break;
+            case OTSoakScenario::Kind::Fault:
+                server_->injectFault(step.path, step.fault);
+                ++counts_.faults;
+                break;
+            case OTSoakScenario::Kind::ExpireTokens:
+                server_->expireTokens();
+                ++counts_.faults;
+                break;
+            case OTSoakScenario::Kind::Restart: endLife(OTSoakLedger::End::Ended); break;
+            case OTSoakScenario::Kind::KillDuring: killDuring(step.action, step.killAfter); break;
+        }
+        if (app_ && crashed_) {
+            noteCrash();
+            endLife(OTSoakLedger::End::Killed);
+        }
+        takeServerRequests();
+        checkFiles();
+        counts_.days = std::max(counts_.days, std::chrono::duration<double>(clock_->now() - began_).count() / kDaySeconds);
+    }
+    if (counts_.breaches == 0 && app_ && !stopsEarly) {
+        server_->clearFaults();
+        if (networkDown_) perform({{"action", "network"}, {"state", "up"}});
+        perform({{"action", "wait"}, {"seconds", OTSoakScenario::kFinalWaitSeconds}});
+        endLife(OTSoakLedger::End::Drained);
+        for (const auto& lost : ledger_->lostReports()) breach(lost.what, lost.step);
+    }
+    out_ << summary().dump() << "\n";
+    out_.flush();
+    return counts_.breaches == 0;
+}
+
+void OTSimulation::startLife() {
+    files_->restart();
+    crashed_ = false;
+    armed_ = false;
+    ++counts_.lives;
+    scheduler_ = std::make_shared<OTManualScheduler>(time_);
+    OTSimulator::Options::World world;
+    world.parts.clock = clock_;
+    world.parts.scheduler = scheduler_;
+    world.parts.sandboxRoot = folder_ / "app";
+    world.parts.device = simulatedDevice();
+    world.parts.console = std::make_shared<OTFileConsole>(fs::path("/dev/null"));
+    world.parts.random = std::make_shared<OTRandomSource>(static_cast<std::uint32_t>(between(0, 0xFFFFFFFF)));
+    world.reachability = std::make_shared<OTManualReachabilitySource>();
+    world.parts.reachability = world.reachability;
+    world.parts.files = files_;
+    world.serverURL = server_->baseURL();
+    world.parts.http = std::make_shared<OTSimulatedTransport>(*server_, world.serverURL, scheduler_->queue("otsim.http"),
+                                                             static_cast<std::uint64_t>(between(0, INT64_MAX)));
+    world.server = server_.get();
+    world.scheduler = scheduler_;
+    world.clock = clock_;
+    world.crashed = [this] { return crashed_; };
+    OTSimulator::Options options;
+    options.campaigns = options_.campaigns;
+    options.reports = true;
+    options.settle = kSettle;
+    options.world = std::move(world);
+    app_ = std::make_unique<OTSimulator>(std::move(options), *appOutput_);
+    app_->begin();
+    ledger_->lifeBegan(counts_.steps, queuesOnDisk());
+    dialogOnScreen_ = false;
+    line_ = 0;
+    // The clock and the user carry over; the network's state is put back.
+    for (const auto& action : scenario_->preamble(0, networkDown_)) perform(action);
+}
+
+void OTSimulation::endLife(OTSoakLedger::End how) {
+    if (!app_) return;
+    if (how != OTSoakLedger::End::Killed) perform({{"action", "wait"}, {"seconds", 0}});
+    // A crash while the app finished its work is a kill all the same.
+    if (crashed_ && how != OTSoakLedger::End::Killed) {
+        noteCrash();
+        how = OTSoakLedger::End::Killed;
+    }
+    takeServerRequests();
+    const auto queues = queuesOnDisk();
+    app_->abandon();
+    app_.reset();
+    scheduler_.reset();
+    if (how != OTSoakLedger::End::Drained) ++counts_.restarts;
+    dialogOnScreen_ = false;
+    checkFiles();
+    ledger_->lifeEnded(counts_.steps, seconds(), how, queues);
+}
+
+void OTSimulation::perform(const json& action, std::optional<std::chrono::milliseconds> settle) {
+    track(action);
+    if (action.value("action", "") != "wait") lastActionAt_ = seconds();
+    app_->feed(++line_, action.dump(), settle);
+    takeObservations();
+}
+
+void OTSimulation::killDuring(const json& action, std::chrono::milliseconds after) {
+    perform(action, after);
+    crashed_ = true;
+    noteCrash();
+    endLife(OTSoakLedger::End::Killed);
+}
+
+void OTSimulation::noteCrash() {
+    ++counts_.crashes;
+    const auto inWrite = files_->crashed() ? files_->lastCrash() : std::nullopt;
+    if (!inWrite) {
+        out_ << "  killed\n";
+        return;
+    }
+    ++counts_.crashesInWrites;
+    out_ << "  crashed writing " << fs::path(inWrite->path).filename().string() << " ("
+         << OTSimulatedFileSystem::stageName(inWrite->stage) << ")\n";
+}
+
+void OTSimulation::track(const json& action) {
+    const std::string name = action.value("action", "");
+    if (name == "clock") {
+        ++counts_.clockMoves;
+        // Back to a day already lived: the app counts its dialogs afresh.
+        if (action.value("advance", 0.0) < 0) ++period_;
+    } else if (name == "profile") {
+        const std::string user = action["profile"].value("xwho", "");
+        if (user != user_) {
+            user_ = user;
+            ++userEpoch_;
+            ++period_;
+        }
+    } else if (name == "network") {
+        networkDown_ = action.value("state", "") == "down";
+    } else if (name == "event") {
+        ++counts_.events;
+    } else if (name == "tap") {
+        dialogOnScreen_ = false;
+    }
+}
+
+bool OTSimulation::changesWhatDialogsCount(const json& action) const {
+    const std::string name = action.value("action", "");
+    if (name == "clock") return true;
+    return name == "profile" && action["profile"].value("xwho", "") != user_;
+}
+
+void OTSimulation::takeObservations() {
+    if (!app_) return;
+    for (const auto& observation : app_->takeObservations()) observed(observation);
+}
+
+void OTSimulation::observed(const json& observation) {
+    const std::string type = observation.value("type", "");
+    if (options_.verbose && type != "action") out_ << "  " << observation.dump() << "\n";
+    if (type == "report") {
+        ledger_->reportObserved(counts_.steps, seconds(), observation);
+    } else if (type == "dialog") {
+        ++counts_.dialogs;
+        dialogOnScreen_ = true;
+        const std::string campaign = observation.value("campaign", "");
+        if (!options_.verbose) out_ << "  dialog " << campaign << " on day " << localDay() << "\n";
+        for (const auto& broken : ledger_->dialogShown(campaign, period_, localDay(), userEpoch_)) breach(broken);
+    } else if (type == "decision") {
+        for (const auto& campaign : observation.value("campaigns", json::array())) {
+            if (campaign.is_object() && campaign.value("reason", "") == "dailyCap") ++counts_.cappedDialogs;
+        }
+    } else if (type == "closed") {
+        dialogOnScreen_ = false;
+    } else if (type == "error" && observation.value("line", 1) == 0) {
+        breach("the app could not start: " + observation.value("message", ""));
+    }
+}
+
+void OTSimulation::takeServerRequests() {
+    for (const auto& request : server_->takeRequests()) {
+        if (request.path != OTEventReporter::kReportPath || !request.body.is_object()) continue;
+        for (const auto& report : request.body.value("events", json::array())) {
+            if (options_.verbose) out_ << "  server " << (request.refused ? "refused " : "received ") << report.dump() << "\n";
+            ledger_->serverReceived(report, request.refused);
+        }
+    }
+}
+
+void OTSimulation::checkFiles() {
+    for (const auto& path : files_->takeChanged()) {
+        const fs::path file(path);
+        if (file.extension() != ".plist" || OTFiles::isTemporaryName(file.filename().string())) continue;
+        const auto bytes = files_->readFile(file);
+        if (bytes && !OTPropertyList::fromBinary(*bytes)) {
+            breach("a file does not read back whole: " + fs::relative(file, folder_ / "app").string());
+        }
+    }
+    counts_.peakDisk = std::max(counts_.peakDisk, files_->totalBytes());
+    if (counts_.peakDisk > options_.diskBound) breach("the app's files reached " + std::to_string(counts_.peakDisk) + " bytes");
+    if (const auto memory = peakMemoryBytes(); memory > options_.memoryBound) {
+        breach("the process's memory reached " + std::to_string(memory) + " bytes");
+    }
+}
+
+OTSoakLedger::Queues OTSimulation::queuesOnDisk() const {
+    OTSoakLedger::Queues queues;
+    for (const auto& [path, content] : files_->snapshot()) {
+        const auto name = fs::path(path).filename().string();
+        const bool window = name == OTEventReporter::kOfflineWindowEventsFileName;
+        if (!window && name != OTEventReporter::kOfflinePushEventsFileName) continue;
+        auto& reports = queues[window ? "window" : "push"];
+        for (const auto& event :
+             OTDataArchiver::getObjectsForPath<OTEvent>(path).value_or(std::vector<std::shared_ptr<OTEvent>>{})) {
+            if (event) reports.push_back(event->toDictionary());
+        }
+    }
+    return queues;
+}
+
+void OTSimulation::breach(const std::string& what, std::optional<std::size_t> step) {
+    const auto at = step.value_or(counts_.steps);
+    out_ << "breach at step " << at << " (seed " << options_.seed << "): " << what << "\n";
+    // The first breach ends the run; the replay stops right after its step.
+    if (counts_.breaches++ == 0) {
+        out_ << "replay: otsim --simulate " << options_.seed << " --days " << options_.days << " --until " << at
+             << " --verbose\n";
+    }
+}
+
+std::string OTSimulation::describe(const OTSoakScenario::Step& step) const {
+    switch (step.kind) {
+        case OTSoakScenario::Kind::Fault: return "fault " + step.faultName + " on " + step.path;
+        case OTSoakScenario::Kind::ExpireTokens: return "tokens expire";
+        case OTSoakScenario::Kind::Restart: return "restart";
+        case OTSoakScenario::Kind::KillDuring:
+            return "kill within " + std::to_string(step.killAfter.count()) + " ms of " + step.action.dump();
+        case OTSoakScenario::Kind::Action: break;
+    }
+    return step.action.dump();
+}
+
+double OTSimulation::seconds() const { return std::chrono::duration<double>(time_->now() - began_).count(); }
+
+std::int64_t OTSimulation::localDay() const {
+    const auto now = clock_->now();
+    const double local =
+        std::chrono::duration<double>(now.time_since_epoch()).count() + static_cast<double>(clock_->utcOffset(now).count());
+    return static_cast<std::int64_t>(std::floor(local / kDaySeconds));
+}
+
+std::int64_t OTSimulation::secondOfDay() const {
+    const auto now = clock_->now();
+    const double local =
+        std::chrono::duration<double>(now.time_since_epoch()).count() + static_cast<double>(clock_->utcOffset(now).count());
+    return static_cast<std::int64_t>(local - std::floor(local / kDaySeconds) * kDaySeconds);
+}
+
+OTSoakLedger::Totals OTSimulation::totals() const { return ledger_ ? ledger_->totals() : OTSoakLedger::Totals{}; }
+
+json OTSimulation::summary() const {
+    const auto books = totals();
+    return {{"seed", options_.seed},
+            {"days", std::round(counts_.days * 10) / 10},
+            {"steps", counts_.steps},
+            {"lives", counts_.lives},
+            {"events", counts_.events},
+            {"dialogs", counts_.dialogs},
+            {"cappedDialogs", counts_.cappedDialogs},
+            {"faults", counts_.faults},
+            {"clockMoves", counts_.clockMoves},
+            {"crashes", counts_.crashes},
+            {"crashesInWrites", counts_.crashesInWrites},
+            {"reports",
+             {{"made", books.made},
+              {"sent", books.sent},
+              {"refused", books.refused},
+              {"queued", books.queued},
+              {"droppedByBound", books.droppedByBound},
+              {"lostByDesign", books.lostByOverwrite + books.inFlightAtEnd},
+              {"lostOtherwise", books.lostOtherwise},
+              {"duplicates", books.duplicates}}},
+            {"peakDiskBytes", counts_.peakDisk},
+            {"breaches", counts_.breaches}};
+}
+
+}  // namespace corvane
