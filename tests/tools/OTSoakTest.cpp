@@ -68,11 +68,12 @@ TEST(OTSoakLedger, EveryReportIsAccountedForAndOnesDroppedOnTheFloorAreCaught) {
     ledger.lifeEnded(3, 10, End::Ended, {{"push", {kept}}, {"window", {overwritten}}});
 
     // Life 2 writes its window queue before reading it back: the earlier file's report is gone by
-    // design. It is killed with a report lost in transport and not yet queued.
+    // design. It dies in that very write, so nothing said it was queued: the file itself tells. It
+    // also holds a report lost in transport and not yet queued.
     ledger.lifeBegan(3, {{"push", {kept}}, {"window", {overwritten}}});
     ledger.reportObserved(4, 11, fate("made", "window", failed));
     ledger.reportObserved(4, 11, fate("failed", "window", failed));
-    ledger.reportObserved(4, 11, fate("queued", "window", later));
+    ledger.reportObserved(4, 11, fate("made", "window", later));
     ledger.lifeEnded(5, 12, End::Killed, {{"push", {kept}}, {"window", {later}}});
 
     auto totals = ledger.totals();

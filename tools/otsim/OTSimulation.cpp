@@ -109,10 +109,9 @@ bool OTSimulation::run() {
     if (!setUp()) return false;
     out_ << "simulate: seed " << options_.seed << ", " << options_.days << " simulated days\n";
     const double goal = static_cast<double>(options_.days) * kDaySeconds;
-    const bool stopsEarly = options_.until.has_value();
     while (counts_.breaches == 0 && counts_.days * kDaySeconds < goal) {
         if (!app_) startLife();
-        if (stopsEarly && counts_.steps >= *options_.until) break;
+        if (options_.until && counts_.steps >= *options_.until) break;
         const auto step = scenario_->next({dialogOnScreen_, networkDown_, secondOfDay()});
         ++counts_.steps;
         out_ << "step " << counts_.steps << ": " << describe(step) << "\n";
@@ -151,12 +150,16 @@ bool OTSimulation::run() {
         checkFiles();
         counts_.days = std::max(counts_.days, std::chrono::duration<double>(clock_->now() - began_).count() / kDaySeconds);
     }
-    if (counts_.breaches == 0 && app_ && !stopsEarly) {
+    // However it stopped, the last life ends on a quiet network, and then every report must be
+    // accounted for.
+    if (counts_.breaches == 0 && app_) {
         server_->clearFaults();
         if (networkDown_) perform({{"action", "network"}, {"state", "up"}});
         perform({{"action", "wait"}, {"seconds", OTSoakScenario::kFinalWaitSeconds}});
         endLife(OTSoakLedger::End::Drained);
-        for (const auto& lost : ledger_->lostReports()) breach(lost.what, lost.step);
+        for (const auto& lost : ledger_->lostReports()) {
+            breach(lost.what + " (first seen at step " + std::to_string(lost.step) + ")");
+        }
     }
     out_ << summary().dump() << "\n";
     out_.flush();
@@ -341,13 +344,12 @@ OTSoakLedger::Queues OTSimulation::queuesOnDisk() const {
     return queues;
 }
 
-void OTSimulation::breach(const std::string& what, std::optional<std::size_t> step) {
-    const auto at = step.value_or(counts_.steps);
-    out_ << "breach at step " << at << " (seed " << options_.seed << "): " << what << "\n";
-    // The first breach ends the run; the replay stops right after its step.
+void OTSimulation::breach(const std::string& what) {
+    out_ << "breach at step " << counts_.steps << " (seed " << options_.seed << "): " << what << "\n";
+    // The first breach ends the run; its replay stops right after that step.
     if (counts_.breaches++ == 0) {
-        out_ << "replay: otsim --simulate " << options_.seed << " --days " << options_.days << " --until " << at
-             << " --verbose\n";
+        out_ << "replay: otsim --simulate " << options_.seed << " --days " << options_.days << " --until "
+             << counts_.steps << " --verbose\n";
     }
 }
 

@@ -37,7 +37,7 @@ public:
         std::uint64_t seed = 0;
         std::int64_t days = kDefaultDays;
         std::filesystem::path campaigns;
-        // Stops after this step, as a replay of a breach does.
+        // Stops after this step (then ends as a whole run ends), as a replay of a breach does.
         std::optional<std::size_t> until;
         // The transcript shows every observation, not only the steps and what breaks.
         bool verbose = false;
@@ -90,8 +90,7 @@ private:
     void takeServerRequests();
     void checkFiles();
     OTSoakLedger::Queues queuesOnDisk() const;
-    // `step`: where it happened, when not the step under way.
-    void breach(const std::string& what, std::optional<std::size_t> step = std::nullopt);
+    void breach(const std::string& what);
     std::string describe(const OTSoakScenario::Step& step) const;
     double seconds() const;
     std::int64_t localDay() const;

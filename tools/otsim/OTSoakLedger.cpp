@@ -51,6 +51,7 @@ OTSoakLedger::Report& OTSoakLedger::note(std::size_t step, const nlohmann::json&
 void OTSoakLedger::lifeBegan(std::size_t step, const Queues& onDisk) {
     atStart_ = onDisk;
     loaded_.clear();
+    overwrote_.clear();
     active_.clear();
     for (const auto& [queue, reports] : onDisk) {
         for (const auto& report : reports) note(step, report);
@@ -84,6 +85,8 @@ void OTSoakLedger::reportObserved(std::size_t step, double now, const nlohmann::
         active.failed = true;
     } else if (fate == "queued") {
         active.answered = observation.value("written", false);
+        // Written before this life read its queue file back: whatever that file held is gone.
+        if (!loaded_.count(queue)) overwrote_.insert(queue);
     }
 }
 
@@ -120,10 +123,10 @@ void OTSoakLedger::lifeEnded(std::size_t step, double now, End end, const Queues
         }
     }
     for (auto& [key, report] : reports_) report.onDisk = kept.count(key) > 0;
-    // A queue file that this life wrote before reading it back lost what it held; known by the file
-    // itself, since a life may die in the very write that replaced it.
+    // A queue file that this life wrote before reading it back lost what it held: known by the
+    // write, or by the file itself when the life died in the very write that replaced it.
     for (const auto& [queue, reports] : atStart_) {
-        if (loaded_.count(queue)) continue;
+        if (loaded_.count(queue) && !overwrote_.count(queue)) continue;
         for (const auto& report : reports) {
             if (!kept.count(keyOf(report))) reports_[keyOf(report)].overwritten = true;
         }

@@ -97,6 +97,7 @@ private:
     // The life under way.
     Queues atStart_;
     std::set<std::string> loaded_;
+    std::set<std::string> overwrote_;
     std::map<std::string, Active> active_;
     std::size_t requests_ = 0;
 };
