@@ -15,6 +15,7 @@
 #include "OTSimulatorClock.h"
 #include "OTSimulatorIdentity.h"
 #include "OTSimulatorLoad.h"
+#include "OTSimulatorNavigation.h"
 #include "OTSimulatorPresenter.h"
 #include "OTSimulatorScreenshots.h"
 #include "OTSimulatorTagging.h"
@@ -315,7 +316,8 @@ void OTSimulator::buildApp() {
     tabBar_->setViewControllers(stacks);
     window_ = std::make_shared<OTWindow>(tabBar_);
     static_cast<OTHeadlessUIHost&>(environment_->uiHost()).setWindows({window_});
-    navigation_ = navigationState();
+    navigation_ = std::make_unique<OTSimulatorNavigation>(
+        tabBar_, static_cast<OTHeadlessUIHost&>(environment_->uiHost()), [this](json o) { observe(std::move(o)); });
 }
 
 void OTSimulator::start(std::size_t line, const OTScenarioAction& action) {
@@ -353,7 +355,7 @@ void OTSimulator::showPage(std::size_t line, const OTScenarioAction& action) {
     if (!stack) return error(line, "the selected tab has no navigation stack");
     auto page = std::make_shared<OTViewController>(action.text("page", ""));
     stack->pushViewController(page, true);
-    navigation_.stackSizes = navigationState().stackSizes;  // the host's own move, not the library's
+    navigation_->hostMoved();
     page->viewDidAppear(true);
 }
 
@@ -362,7 +364,7 @@ void OTSimulator::dismiss(std::size_t line) {
     while (auto next = top->presentedViewController()) top = next;
     if (top == tabBar_) return error(line, "nothing is presented");
     top->dismissViewController(true);
-    navigation_.presented = navigationState().presented;  // the user's move, not the library's
+    navigation_->hostMoved();
 }
 
 void OTSimulator::tap(std::size_t line, const std::string& element) {
@@ -455,7 +457,7 @@ void OTSimulator::collect() {
             observe({{"type", "request"}, {"path", request.path}, {"body", request.body}});
         }
     }
-    collectNavigation();
+    if (navigation_) navigation_->collect();
     banners_->collect();
     identity_->collect(static_cast<OTHeadlessUIHost&>(environment_->uiHost()));
     tagging_->collect();
@@ -467,58 +469,6 @@ void OTSimulator::collect() {
     for (auto& message : messages) record(std::move(message));
 }
 
-OTSimulator::NavigationState OTSimulator::navigationState() const {
-    NavigationState state;
-    state.selectedTab = tabBar_->selectedIndex();
-    for (const auto& child : tabBar_->viewControllers()) {
-        const auto stack = std::dynamic_pointer_cast<OTNavigationController>(child);
-        state.stackSizes.push_back(stack ? stack->viewControllers().size() : 0);
-    }
-    std::shared_ptr<OTViewController> top = tabBar_;
-    while ((top = top->presentedViewController())) state.presented.push_back(top->className());
-    const auto records = static_cast<OTHeadlessUIHost&>(environment_->uiHost()).records();
-    state.openedURLs = static_cast<std::size_t>(std::count_if(
-        records.begin(), records.end(), [](const std::string& r) { return r.rfind("open url: ", 0) == 0; }));
-    return state;
-}
-
-void OTSimulator::collectNavigation() {
-    const auto now = navigationState();
-    const auto records = static_cast<OTHeadlessUIHost&>(environment_->uiHost()).records();
-    std::size_t opened = 0;
-    for (const auto& record : records) {
-        if (record.rfind("open url: ", 0) != 0) continue;
-        if (++opened > navigation_.openedURLs) {
-            observe({{"type", "navigation"}, {"kind", "url-outside"}, {"target", record.substr(10)}});
-        }
-    }
-    if (now.presented.size() > navigation_.presented.size()) {
-        std::shared_ptr<OTViewController> top = tabBar_;
-        while (auto next = top->presentedViewController()) top = next;
-        if (top->className() == "SFSafariViewController") {
-            observe({{"type", "navigation"}, {"kind", "url-inapp"}, {"target", top->valueForKey("URL").value_or("")}});
-        } else {
-            observe({{"type", "navigation"}, {"kind", "present"}, {"target", top->className()}});
-        }
-    }
-    if (now.selectedTab != navigation_.selectedTab) {
-        const auto selected = std::dynamic_pointer_cast<OTNavigationController>(tabBar_->selectedViewController());
-        const auto top = selected ? selected->topViewController() : nullptr;
-        observe({{"type", "navigation"},
-                 {"kind", "tab"},
-                 {"target", top ? top->className() : std::to_string(now.selectedTab)}});
-    }
-    for (std::size_t i = 0; i < now.stackSizes.size() && i < navigation_.stackSizes.size(); ++i) {
-        if (now.stackSizes[i] <= navigation_.stackSizes[i]) continue;
-        const auto stack = std::dynamic_pointer_cast<OTNavigationController>(tabBar_->viewControllers()[i]);
-        json target = stack->topViewController()->className();
-        observe({{"type", "navigation"},
-                 {"kind", "push"},
-                 {"target", target},
-                 {"properties", stack->topViewController()->propertyValues()}});
-    }
-    navigation_ = now;
-}
 
 // ---- Dialogs ----
 

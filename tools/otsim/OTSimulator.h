@@ -23,6 +23,7 @@ class OTSimulatorBanners;
 class OTSimulatorClock;
 class OTSimulatorIdentity;
 class OTSimulatorLoad;
+class OTSimulatorNavigation;
 class OTSimulatorTagging;
 
 class CorvaneOtConfig;
@@ -109,12 +110,6 @@ private:
         std::string name;
         std::vector<std::string> properties;
     };
-    struct NavigationState {
-        std::int64_t selectedTab = 0;
-        std::vector<std::size_t> stackSizes;
-        std::vector<std::string> presented;
-        std::size_t openedURLs = 0;
-    };
 
     bool setUp();
     // The real world: a sandbox folder, threads, the system clock, the network.
@@ -138,8 +133,6 @@ private:
     // Runs the main loop for `duration` of real time, collecting what happened meanwhile.
     void pump(std::chrono::milliseconds duration, const std::function<bool()>& done = {});
     void collect();
-    void collectNavigation();
-    NavigationState navigationState() const;
 
     void observe(nlohmann::json observation);
     // Keeps an observation already known to come from before any crash.
@@ -182,7 +175,7 @@ private:
     std::shared_ptr<CorvaneOtConfig> config_;
     std::size_t seenRequests_ = 0;
     std::size_t lastActionStart_ = 0;
-    NavigationState navigation_;
+    std::unique_ptr<OTSimulatorNavigation> navigation_;
     std::size_t snapshots_ = 0;
     std::unique_ptr<OTSimulatorAssets> assets_;
     std::unique_ptr<OTSimulatorBanners> banners_;
