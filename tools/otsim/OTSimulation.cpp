@@ -60,7 +60,7 @@ struct NullStream final : std::ostream {
 }  // namespace
 
 OTSimulation::OTSimulation(Options options, std::ostream& transcript)
-    : options_(std::move(options)), out_(transcript), random_(options_.seed ^ 0x5EEDu) {}
+    : OTSoakDriver(options.seed, transcript), options_(std::move(options)), random_(options_.seed ^ 0x5EEDu) {}
 
 OTSimulation::~OTSimulation() {
     if (app_) app_->abandon();
@@ -83,16 +83,7 @@ bool OTSimulation::setUp() {
         return false;
     }
     appOutput_ = new NullStream();
-    server_ = std::make_unique<OTDevServer>(OTDevServer::Options{options_.campaigns});
-    server_->addData("in_app", OTSoakScenario::offers());
-    json lists;
-    for (const char* list : {"in_app", "subscribe", "banners"}) lists[list] = server_->dataFor(list);
-    scenario_ = std::make_unique<OTSoakScenario>(options_.seed, lists);
-    ledger_ = std::make_unique<OTSoakLedger>(OTSoakScenario::dailyCapOf(options_.campaigns),
-                                             OTSoakScenario::campaignCountsOf(lists),
-                                             OTSoakScenario::kAnswerWithinSeconds);
-    user_ = scenario_->user();
-    dialogSeconds_ = OTSoakScenario::longestDelayOf(lists) + OTSoakScenario::kDialogMarginSeconds;
+    prepare(options_.campaigns);
     files_ = std::make_shared<OTSimulatedFileSystem>();
     // The process stops inside the write: nothing after it runs, is sent or is seen.
     files_->setCrashListener([this] {
@@ -111,42 +102,22 @@ bool OTSimulation::run() {
     const double goal = static_cast<double>(options_.days) * kDaySeconds;
     while (counts_.breaches == 0 && counts_.days * kDaySeconds < goal) {
         if (!app_) startLife();
-        if (options_.until && counts_.steps >= *options_.until) break;
-        const auto step = scenario_->next({dialogOnScreen_, networkDown_, secondOfDay()});
-        ++counts_.steps;
-        out_ << "step " << counts_.steps << ": " << describe(step) << "\n";
+        if (options_.until && tally_.steps >= *options_.until) break;
+        const auto step = scenario_->next(state());
+        ++tally_.steps;
+        out_ << "step " << tally_.steps << ": " << describe(step) << "\n";
         // Now and then the process is set to die inside one of its next writes, at any stage of it.
         if (!armed_ && between(0, 99) < kArmPercent) {
             armed_ = true;
             files_->planCrash(files_->writePoints() + static_cast<std::uint64_t>(between(1, 8)),
                               static_cast<OTSimulatedFileSystem::Stage>(between(0, 2)));
         }
-        switch (step.kind) {
-            case OTSoakScenario::Kind::Action:
-                // A dialog decided before a change of user or a clock move appears a moment later:
-                // such a step waits for the dialogs already decided, as the soak does.
-                if (changesWhatDialogsCount(step.action)) {
-                    const double pending = dialogSeconds_ - (seconds() - lastActionAt_);
-                    if (pending > 0) perform({{"action", "wait"}, {"seconds", std::ceil(pending * 10) / 10}});
-                }
-                perform(step.action);
-                break;
-            case OTSoakScenario::Kind::Fault:
-                server_->injectFault(step.path, step.fault);
-                ++counts_.faults;
-                break;
-            case OTSoakScenario::Kind::ExpireTokens:
-                server_->expireTokens();
-                ++counts_.faults;
-                break;
-            case OTSoakScenario::Kind::Restart: endLife(OTSoakLedger::End::Ended); break;
-            case OTSoakScenario::Kind::KillDuring: killDuring(step.action, step.killAfter); break;
-        }
+        take(step);
         if (app_ && crashed_) {
             noteCrash();
             endLife(OTSoakLedger::End::Killed);
         }
-        takeServerRequests();
+        takeServerRequests(options_.verbose);
         checkFiles();
         counts_.days = std::max(counts_.days, std::chrono::duration<double>(clock_->now() - began_).count() / kDaySeconds);
     }
@@ -196,7 +167,7 @@ void OTSimulation::startLife() {
     options.world = std::move(world);
     app_ = std::make_unique<OTSimulator>(std::move(options), *appOutput_);
     app_->begin();
-    ledger_->lifeBegan(counts_.steps, queuesOnDisk());
+    ledger_->lifeBegan(tally_.steps, queuesOnDisk());
     dialogOnScreen_ = false;
     line_ = 0;
     // The clock and the user carry over; the network's state is put back.
@@ -211,26 +182,25 @@ void OTSimulation::endLife(OTSoakLedger::End how) {
         noteCrash();
         how = OTSoakLedger::End::Killed;
     }
-    takeServerRequests();
+    takeServerRequests(options_.verbose);
     const auto queues = queuesOnDisk();
     app_->abandon();
     app_.reset();
     scheduler_.reset();
-    if (how != OTSoakLedger::End::Drained) ++counts_.restarts;
+    if (how != OTSoakLedger::End::Drained) ++tally_.restarts;
     dialogOnScreen_ = false;
     checkFiles();
-    ledger_->lifeEnded(counts_.steps, seconds(), how, queues);
+    ledger_->lifeEnded(tally_.steps, seconds(), how, queues);
 }
 
 void OTSimulation::perform(const json& action, std::optional<std::chrono::milliseconds> settle) {
     track(action);
-    if (action.value("action", "") != "wait") lastActionAt_ = seconds();
     app_->feed(++line_, action.dump(), settle);
     takeObservations();
 }
 
-void OTSimulation::killDuring(const json& action, std::chrono::milliseconds after) {
-    perform(action, after);
+void OTSimulation::killDuring(const OTSoakScenario::Step& step) {
+    perform(step.action, step.killAfter);
     crashed_ = true;
     noteCrash();
     endLife(OTSoakLedger::End::Killed);
@@ -248,68 +218,12 @@ void OTSimulation::noteCrash() {
          << OTSimulatedFileSystem::stageName(inWrite->stage) << ")\n";
 }
 
-void OTSimulation::track(const json& action) {
-    const std::string name = action.value("action", "");
-    if (name == "clock") {
-        ++counts_.clockMoves;
-        // Back to a day already lived: the app counts its dialogs afresh.
-        if (action.value("advance", 0.0) < 0) ++period_;
-    } else if (name == "profile") {
-        const std::string user = action["profile"].value("xwho", "");
-        if (user != user_) {
-            user_ = user;
-            ++userEpoch_;
-            ++period_;
-        }
-    } else if (name == "network") {
-        networkDown_ = action.value("state", "") == "down";
-    } else if (name == "event") {
-        ++counts_.events;
-    } else if (name == "tap") {
-        dialogOnScreen_ = false;
-    }
-}
-
-bool OTSimulation::changesWhatDialogsCount(const json& action) const {
-    const std::string name = action.value("action", "");
-    if (name == "clock") return true;
-    return name == "profile" && action["profile"].value("xwho", "") != user_;
-}
-
 void OTSimulation::takeObservations() {
     if (!app_) return;
-    for (const auto& observation : app_->takeObservations()) observed(observation);
-}
-
-void OTSimulation::observed(const json& observation) {
-    const std::string type = observation.value("type", "");
-    if (options_.verbose && type != "action") out_ << "  " << observation.dump() << "\n";
-    if (type == "report") {
-        ledger_->reportObserved(counts_.steps, seconds(), observation);
-    } else if (type == "dialog") {
-        ++counts_.dialogs;
-        dialogOnScreen_ = true;
-        const std::string campaign = observation.value("campaign", "");
-        if (!options_.verbose) out_ << "  dialog " << campaign << " on day " << localDay() << "\n";
-        for (const auto& broken : ledger_->dialogShown(campaign, period_, localDay(), userEpoch_)) breach(broken);
-    } else if (type == "decision") {
-        for (const auto& campaign : observation.value("campaigns", json::array())) {
-            if (campaign.is_object() && campaign.value("reason", "") == "dailyCap") ++counts_.cappedDialogs;
-        }
-    } else if (type == "closed") {
-        dialogOnScreen_ = false;
-    } else if (type == "error" && observation.value("line", 1) == 0) {
-        breach("the app could not start: " + observation.value("message", ""));
-    }
-}
-
-void OTSimulation::takeServerRequests() {
-    for (const auto& request : server_->takeRequests()) {
-        if (request.path != OTEventReporter::kReportPath || !request.body.is_object()) continue;
-        for (const auto& report : request.body.value("events", json::array())) {
-            if (options_.verbose) out_ << "  server " << (request.refused ? "refused " : "received ") << report.dump() << "\n";
-            ledger_->serverReceived(report, request.refused);
-        }
+    for (const auto& observation : app_->takeObservations()) {
+        if (options_.verbose && observation.value("type", "") != "action") out_ << "  " << observation.dump() << "\n";
+        // Without every observation, the dialogs still show in the transcript.
+        observed(observation, !options_.verbose && observation.value("type", "") == "dialog");
     }
 }
 
@@ -345,24 +259,12 @@ OTSoakLedger::Queues OTSimulation::queuesOnDisk() const {
 }
 
 void OTSimulation::breach(const std::string& what) {
-    out_ << "breach at step " << counts_.steps << " (seed " << options_.seed << "): " << what << "\n";
+    out_ << "breach at step " << tally_.steps << " (seed " << options_.seed << "): " << what << "\n";
     // The first breach ends the run; its replay stops right after that step.
     if (counts_.breaches++ == 0) {
         out_ << "replay: otsim --simulate " << options_.seed << " --days " << options_.days << " --until "
-             << counts_.steps << " --verbose\n";
+             << tally_.steps << " --verbose\n";
     }
-}
-
-std::string OTSimulation::describe(const OTSoakScenario::Step& step) const {
-    switch (step.kind) {
-        case OTSoakScenario::Kind::Fault: return "fault " + step.faultName + " on " + step.path;
-        case OTSoakScenario::Kind::ExpireTokens: return "tokens expire";
-        case OTSoakScenario::Kind::Restart: return "restart";
-        case OTSoakScenario::Kind::KillDuring:
-            return "kill within " + std::to_string(step.killAfter.count()) + " ms of " + step.action.dump();
-        case OTSoakScenario::Kind::Action: break;
-    }
-    return step.action.dump();
 }
 
 double OTSimulation::seconds() const { return std::chrono::duration<double>(time_->now() - began_).count(); }
@@ -383,17 +285,24 @@ std::int64_t OTSimulation::secondOfDay() const {
 
 OTSoakLedger::Totals OTSimulation::totals() const { return ledger_ ? ledger_->totals() : OTSoakLedger::Totals{}; }
 
+OTSimulation::Counts OTSimulation::counts() const {
+    auto counts = counts_;
+    counts.steps = tally_.steps;
+    counts.dialogs = tally_.dialogs;
+    return counts;
+}
+
 json OTSimulation::summary() const {
     const auto books = totals();
     return {{"seed", options_.seed},
             {"days", std::round(counts_.days * 10) / 10},
-            {"steps", counts_.steps},
+            {"steps", tally_.steps},
             {"lives", counts_.lives},
-            {"events", counts_.events},
-            {"dialogs", counts_.dialogs},
-            {"cappedDialogs", counts_.cappedDialogs},
-            {"faults", counts_.faults},
-            {"clockMoves", counts_.clockMoves},
+            {"events", tally_.events},
+            {"dialogs", tally_.dialogs},
+            {"cappedDialogs", tally_.cappedDialogs},
+            {"faults", tally_.faults},
+            {"clockMoves", tally_.clockMoves},
             {"crashes", counts_.crashes},
             {"crashesInWrites", counts_.crashesInWrites},
             {"reports",

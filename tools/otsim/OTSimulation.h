@@ -11,12 +11,10 @@
 #include <random>
 #include <string>
 
-#include "OTSoakLedger.h"
-#include "OTSoakScenario.h"
+#include "OTSoakDriver.h"
 
 namespace corvane {
 
-class OTDevServer;
 class OTManualScheduler;
 class OTSimulatedFileSystem;
 class OTSimulator;
@@ -29,7 +27,7 @@ class OTVirtualClock;
 // moment or inside any write, and the next life starts on the files as the crash left them. The
 // soak's invariants and books are checked after every step; the transcript is the same, byte for
 // byte, for the same seed and days.
-class OTSimulation {
+class OTSimulation final : private OTSoakDriver {
 public:
     static constexpr std::int64_t kDefaultDays = 30;
     static constexpr std::int64_t kMaxDays = 3650;
@@ -47,12 +45,7 @@ public:
     struct Counts {
         std::size_t steps = 0;
         std::size_t lives = 0;
-        std::size_t events = 0;
         std::size_t dialogs = 0;
-        std::size_t cappedDialogs = 0;
-        std::size_t faults = 0;
-        std::size_t clockMoves = 0;
-        std::size_t restarts = 0;
         std::size_t crashes = 0;
         std::size_t crashesInWrites = 0;
         std::size_t breaches = 0;
@@ -61,13 +54,11 @@ public:
     };
 
     OTSimulation(Options options, std::ostream& transcript);
-    ~OTSimulation();
-    OTSimulation(const OTSimulation&) = delete;
-    OTSimulation& operator=(const OTSimulation&) = delete;
+    ~OTSimulation() override;
 
     // True when every invariant held.
     bool run();
-    const Counts& counts() const { return counts_; }
+    Counts counts() const;
     OTSoakLedger::Totals totals() const;
     // One line of JSON with the counts and the books.
     nlohmann::json summary() const;
@@ -76,35 +67,26 @@ private:
     bool setUp();
     void startLife();
     // Ends the life: the process crashed (or was killed), ended, or ended after a quiet wait.
-    void endLife(OTSoakLedger::End how);
-    void perform(const nlohmann::json& action, std::optional<std::chrono::milliseconds> settle = std::nullopt);
-    // The app is killed while it performs `action`: inside one of its next writes, or once
-    // `after` has passed.
-    void killDuring(const nlohmann::json& action, std::chrono::milliseconds after);
+    void endLife(OTSoakLedger::End how) override;
+    void perform(const nlohmann::json& action) override { perform(action, std::nullopt); }
+    void perform(const nlohmann::json& action, std::optional<std::chrono::milliseconds> settle);
+    // The app is killed a moment into the step's action (or inside a write on the way).
+    void killDuring(const OTSoakScenario::Step& step) override;
     // Counts the crash that ends this life and says where it struck.
     void noteCrash();
-    void track(const nlohmann::json& action);
-    bool changesWhatDialogsCount(const nlohmann::json& action) const;
     void takeObservations();
-    void observed(const nlohmann::json& observation);
-    void takeServerRequests();
     void checkFiles();
     OTSoakLedger::Queues queuesOnDisk() const;
-    void breach(const std::string& what);
-    std::string describe(const OTSoakScenario::Step& step) const;
-    double seconds() const;
-    std::int64_t localDay() const;
-    std::int64_t secondOfDay() const;
+    void breach(const std::string& what) override;
+    double seconds() const override;
+    std::int64_t localDay() const override;
+    std::int64_t secondOfDay() const override;
     std::int64_t between(std::int64_t low, std::int64_t high) {
         return std::uniform_int_distribution<std::int64_t>(low, high)(random_);
     }
 
     Options options_;
-    std::ostream& out_;
     std::filesystem::path folder_;
-    std::unique_ptr<OTDevServer> server_;
-    std::unique_ptr<OTSoakScenario> scenario_;
-    std::unique_ptr<OTSoakLedger> ledger_;
     std::shared_ptr<OTSimulatedFileSystem> files_;
     std::shared_ptr<OTVirtualClock> time_;
     std::shared_ptr<OTSimulatorClock> clock_;
@@ -119,13 +101,6 @@ private:
     bool crashed_ = false;
     // A crash inside a coming write is planned.
     bool armed_ = false;
-    bool networkDown_ = false;
-    bool dialogOnScreen_ = false;
-    std::int64_t period_ = 0;
-    std::int64_t userEpoch_ = 0;
-    double dialogSeconds_ = 0;
-    double lastActionAt_ = 0;
-    std::string user_;
 };
 
 }  // namespace corvane

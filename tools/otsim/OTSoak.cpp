@@ -32,7 +32,7 @@ std::string mebibytes(std::size_t bytes) {
 }
 }  // namespace
 
-OTSoak::OTSoak(Options options, std::ostream& out) : options_(std::move(options)), out_(out) {}
+OTSoak::OTSoak(Options options, std::ostream& out) : OTSoakDriver(options.seed, out), options_(std::move(options)) {}
 
 OTSoak::~OTSoak() {
     child_.reset();
@@ -54,19 +54,11 @@ bool OTSoak::setUp() {
         out_ << "soak: cannot make " << sandbox_.string() << ": " << ec.message() << "\n";
         return false;
     }
-    server_ = std::make_unique<OTDevServer>(OTDevServer::Options{options_.campaigns});
+    prepare(options_.campaigns);
     if (!server_->start()) {
         out_ << "soak: the dev server cannot start\n";
         return false;
     }
-    server_->addData("in_app", OTSoakScenario::offers());
-    json lists;
-    for (const char* list : {"in_app", "subscribe", "banners"}) lists[list] = server_->dataFor(list);
-    scenario_ = std::make_unique<OTSoakScenario>(options_.seed, lists);
-    ledger_ = std::make_unique<OTSoakLedger>(OTSoakScenario::dailyCapOf(options_.campaigns),
-                                             OTSoakScenario::campaignCountsOf(lists), OTSoakScenario::kAnswerWithinSeconds);
-    user_ = scenario_->user();
-    dialogSeconds_ = OTSoakScenario::longestDelayOf(lists) + OTSoakScenario::kDialogMarginSeconds;
     return true;
 }
 
@@ -80,48 +72,11 @@ bool OTSoak::run() {
     const double goal = static_cast<double>(options_.days) * kDaySeconds;
     while (breaches_ == 0 && reached_ < goal) {
         if ((!child_ || !child_->running()) && !startLife()) break;
-        const auto step = scenario_->next({dialogOnScreen_, networkDown_, secondOfDay()});
-        ++counts_.steps;
-        if (options_.verbose) {
-            out_ << "step " << counts_.steps << ": "
-                 << (step.kind == OTSoakScenario::Kind::Fault          ? "fault " + step.faultName + " on " + step.path
-                     : step.kind == OTSoakScenario::Kind::ExpireTokens ? std::string("tokens expire")
-                     : step.kind == OTSoakScenario::Kind::Restart      ? std::string("restart")
-                     : step.kind == OTSoakScenario::Kind::KillDuring   ? "kill during " + step.action.dump()
-                                                                       : step.action.dump())
-                 << std::endl;
-        }
-        switch (step.kind) {
-            case OTSoakScenario::Kind::Action:
-                // A dialog is counted when it is decided and appears a moment later: one decided
-                // before a change of user or a clock move would appear counted for the earlier user
-                // or day. Such a step waits for the dialogs already decided.
-                if (changesWhatDialogsCount(step.action)) {
-                    const double pending = dialogSeconds_ - (seconds() - lastActionAt_);
-                    if (pending > 0) perform({{"action", "wait"}, {"seconds", std::ceil(pending * 10) / 10}});
-                }
-                perform(step.action);
-                break;
-            case OTSoakScenario::Kind::Fault:
-                server_->injectFault(step.path, step.fault);
-                ++counts_.faults;
-                break;
-            case OTSoakScenario::Kind::ExpireTokens:
-                server_->expireTokens();
-                ++counts_.faults;
-                break;
-            case OTSoakScenario::Kind::Restart: endLife(OTSoakLedger::End::Ended); break;
-            case OTSoakScenario::Kind::KillDuring:
-                track(step.action);
-                if (child_->send(step.action.dump())) {
-                    ++line_;
-                    child_->readUntil([](const json&) { return false; }, step.killAfter,
-                                      [this](const json& o) { observed(o); });
-                }
-                endLife(OTSoakLedger::End::Killed);
-                break;
-        }
-        takeServerRequests();
+        const auto step = scenario_->next(state());
+        ++tally_.steps;
+        if (options_.verbose) out_ << "step " << tally_.steps << ": " << describe(step) << std::endl;
+        take(step);
+        takeServerRequests(options_.verbose);
     }
     if (breaches_ == 0 && child_ && child_->running()) {
         server_->clearFaults();
@@ -148,7 +103,7 @@ bool OTSoak::run() {
 }
 
 bool OTSoak::startLife() {
-    ledger_->lifeBegan(counts_.steps, queuesOnDisk());
+    ledger_->lifeBegan(tally_.steps, queuesOnDisk());
     child_ = std::make_unique<OTSoakChild>();
     const std::vector<std::string> arguments{"--server",
                                              server_->baseURL(),
@@ -189,7 +144,7 @@ void OTSoak::endLife(OTSoakLedger::End how) {
     } else {
         child_->closeInput();
         const auto read = child_->readUntil([](const json&) { return false; }, options_.stepTimeout,
-                                            [this](const json& o) { observed(o); });
+                                            [this](const json& o) { observed(o, options_.verbose); });
         if (read == OTSoakChild::Read::TimedOut) {
             breach("the app did not finish within " + std::to_string(options_.stepTimeout.count()) + " s");
             child_->kill();
@@ -199,52 +154,34 @@ void OTSoak::endLife(OTSoakLedger::End how) {
             breach("the app " + end.describe());
         }
     }
-    if (how != OTSoakLedger::End::Drained) ++counts_.restarts;
+    if (how != OTSoakLedger::End::Drained) ++tally_.restarts;
     dialogOnScreen_ = false;
-    takeServerRequests();
+    takeServerRequests(options_.verbose);
     checkFiles();
-    ledger_->lifeEnded(counts_.steps, seconds(), how, queuesOnDisk());
+    ledger_->lifeEnded(tally_.steps, seconds(), how, queuesOnDisk());
 }
 
-bool OTSoak::changesWhatDialogsCount(const json& action) const {
-    const std::string name = action.value("action", "");
-    if (name == "clock") return true;
-    return name == "profile" && action["profile"].value("xwho", "") != user_;
-}
-
-void OTSoak::track(const json& action) {
-    const std::string name = action.value("action", "");
-    if (name == "clock") {
-        const double advance = action.value("advance", 0.0);
-        clockOffset_ += advance;
-        reached_ = std::max(reached_, clockOffset_);
-        ++counts_.clockMoves;
-        // Back to a day already lived: the app counts its dialogs afresh.
-        if (advance < 0) ++period_;
-    } else if (name == "profile") {
-        const std::string user = action["profile"].value("xwho", "");
-        if (user != user_) {
-            user_ = user;
-            ++userEpoch_;
-            ++period_;
-        }
-    } else if (name == "network") {
-        networkDown_ = action.value("state", "") == "down";
-    } else if (name == "event") {
-        ++counts_.events;
-    } else if (name == "tap") {
-        dialogOnScreen_ = false;
-    }
-}
-
-bool OTSoak::perform(const json& action) {
+void OTSoak::perform(const json& action) {
     track(action);
-    return exchange(action);
+    exchange(action);
+}
+
+void OTSoak::killDuring(const OTSoakScenario::Step& step) {
+    track(step.action);
+    if (child_->send(step.action.dump())) {
+        ++line_;
+        child_->readUntil([](const json&) { return false; }, step.killAfter,
+                          [this](const json& o) { observed(o, options_.verbose); });
+    }
+    endLife(OTSoakLedger::End::Killed);
+}
+
+void OTSoak::clockMoved(double advance) {
+    clockOffset_ += advance;
+    reached_ = std::max(reached_, clockOffset_);
 }
 
 bool OTSoak::exchange(const json& action) {
-    // Any action but a wait may lead the app to decide on a dialog.
-    if (action.value("action", "") != "wait") lastActionAt_ = seconds();
     if (!child_->send(action.dump())) {
         // Gone, or no longer reading: how it ended says which.
         child_->kill();
@@ -254,7 +191,7 @@ bool OTSoak::exchange(const json& action) {
     const auto line = ++line_;
     const auto read = child_->readUntil(
         [line](const json& o) { return o.value("type", "") == "step" && o.value("line", std::size_t{0}) == line; },
-        options_.stepTimeout, [this](const json& o) { observed(o); });
+        options_.stepTimeout, [this](const json& o) { observed(o, options_.verbose); });
     if (read == OTSoakChild::Read::Found) {
         measure();
         return true;
@@ -266,41 +203,6 @@ bool OTSoak::exchange(const json& action) {
     const auto end = child_->wait();
     if (read == OTSoakChild::Read::Ended) breach("the app " + end.describe() + " on " + action.dump());
     return false;
-}
-
-void OTSoak::observed(const json& observation) {
-    const std::string type = observation.value("type", "");
-    if (type == "report") {
-        if (options_.verbose) out_ << "  report " << observation.dump() << std::endl;
-        ledger_->reportObserved(counts_.steps, seconds(), observation);
-    } else if (type == "dialog") {
-        ++counts_.dialogs;
-        dialogOnScreen_ = true;
-        const std::string campaign = observation.value("campaign", "");
-        for (const auto& broken : ledger_->dialogShown(campaign, period_, localDay(), userEpoch_)) breach(broken);
-        if (options_.verbose) out_ << "  dialog " << campaign << " on day " << localDay() << std::endl;
-    } else if (type == "decision") {
-        for (const auto& campaign : observation.value("campaigns", json::array())) {
-            if (campaign.is_object() && campaign.value("reason", "") == "dailyCap") ++counts_.cappedDialogs;
-        }
-    } else if (type == "closed") {
-        dialogOnScreen_ = false;
-    } else if (type == "error") {
-        ++counts_.actionErrors;
-        if (observation.value("line", 1) == 0) breach("the app could not start: " + observation.value("message", ""));
-    }
-}
-
-void OTSoak::takeServerRequests() {
-    for (const auto& request : server_->takeRequests()) {
-        if (request.path != OTEventReporter::kReportPath || !request.body.is_object()) continue;
-        for (const auto& report : request.body.value("events", json::array())) {
-            if (options_.verbose) {
-                out_ << "  server " << (request.refused ? "refused " : "received ") << report.dump() << std::endl;
-            }
-            ledger_->serverReceived(report, request.refused);
-        }
-    }
 }
 
 void OTSoak::checkFiles() {
@@ -345,7 +247,7 @@ OTSoakLedger::Queues OTSoak::queuesOnDisk() const {
 
 void OTSoak::breach(const std::string& what) {
     ++breaches_;
-    out_ << "breach at step " << counts_.steps << " (seed " << options_.seed << "): " << what << std::endl;
+    out_ << "breach at step " << tally_.steps << " (seed " << options_.seed << "): " << what << std::endl;
 }
 
 double OTSoak::seconds() const {
@@ -372,13 +274,13 @@ void OTSoak::printAccounting() {
     out_ << "soak accounting (seed " << options_.seed << "):\n"
          << "  simulated days        " << std::fixed << std::setprecision(1) << reached_ / kDaySeconds << " in "
          << seconds << " s\n"
-         << "  steps                 " << counts_.steps << "\n"
-         << "  events                " << counts_.events << "\n"
-         << "  dialogs shown         " << counts_.dialogs << " (" << counts_.cappedDialogs
+         << "  steps                 " << tally_.steps << "\n"
+         << "  events                " << tally_.events << "\n"
+         << "  dialogs shown         " << tally_.dialogs << " (" << tally_.cappedDialogs
          << " held back by the daily cap)\n"
-         << "  clock moves           " << counts_.clockMoves << "\n"
-         << "  faults injected       " << counts_.faults << "\n"
-         << "  restarts              " << counts_.restarts << " (" << counts_.kills << " killed)\n"
+         << "  clock moves           " << tally_.clockMoves << "\n"
+         << "  faults injected       " << tally_.faults << "\n"
+         << "  restarts              " << tally_.restarts << " (" << counts_.kills << " killed)\n"
          << "  reports made          " << totals.made << "\n"
          << "    sent                " << totals.sent << "\n"
          << "    refused             " << totals.refused << "\n"

@@ -9,12 +9,10 @@
 #include <ostream>
 #include <string>
 
-#include "OTSoakLedger.h"
-#include "OTSoakScenario.h"
+#include "OTSoakDriver.h"
 
 namespace corvane {
 
-class OTDevServer;
 class OTSoakChild;
 
 // A long, seeded, random run of the app against the embedded dev server: events, users, network
@@ -22,7 +20,7 @@ class OTSoakChild;
 // a random moment, always on the same files. Each life of the app is an otsim process of its own
 // (this program again) fed a step at a time; this side keeps the server, the books and the
 // invariants, and ends with the accounting as its last lines.
-class OTSoak {
+class OTSoak final : private OTSoakDriver {
 public:
     static constexpr std::int64_t kDefaultDays = 7;
     static constexpr std::int64_t kMaxDays = 365;
@@ -44,24 +42,14 @@ public:
     };
 
     OTSoak(Options options, std::ostream& out);
-    ~OTSoak();
-    OTSoak(const OTSoak&) = delete;
-    OTSoak& operator=(const OTSoak&) = delete;
+    ~OTSoak() override;
 
     // True when every invariant held.
     bool run();
 
 private:
     struct Counts {
-        std::size_t steps = 0;
-        std::size_t events = 0;
-        std::size_t faults = 0;
-        std::size_t restarts = 0;
         std::size_t kills = 0;
-        std::size_t clockMoves = 0;
-        std::size_t dialogs = 0;
-        std::size_t cappedDialogs = 0;
-        std::size_t actionErrors = 0;
         std::size_t peakMemory = 0;
         std::size_t peakDisk = 0;
     };
@@ -69,37 +57,29 @@ private:
     bool setUp();
     bool startLife();
     // Ends the life: killed at once, or asked to finish and waited for.
-    void endLife(OTSoakLedger::End how);
-    // A change of user or a clock move: the app counts later dialogs for another user or day.
-    bool changesWhatDialogsCount(const nlohmann::json& action) const;
-    // What an action changes of the run's own state: the clock, the user, the network.
-    void track(const nlohmann::json& action);
+    void endLife(OTSoakLedger::End how) override;
     // Tracks one action, then exchanges it.
-    bool perform(const nlohmann::json& action);
+    void perform(const nlohmann::json& action) override;
+    void killDuring(const OTSoakScenario::Step& step) override;
     // Sends one action and reads what it caused until it is done; false when the app is gone.
     bool exchange(const nlohmann::json& action);
-    void observed(const nlohmann::json& observation);
-    void takeServerRequests();
     void checkFiles();
     void measure();
     OTSoakLedger::Queues queuesOnDisk() const;
-    void breach(const std::string& what);
+    void breach(const std::string& what) override;
     // Seconds since the run began.
-    double seconds() const;
+    double seconds() const override;
     // Seconds since 1970 on the app's clock, in local time.
     double localSeconds() const;
-    std::int64_t localDay() const;
-    std::int64_t secondOfDay() const;
+    std::int64_t localDay() const override;
+    std::int64_t secondOfDay() const override;
+    void clockMoved(double advance) override;
     void printAccounting();
 
     Options options_;
-    std::ostream& out_;
     std::filesystem::path folder_;
     std::filesystem::path sandbox_;
     bool temporaryFolder_ = false;
-    std::unique_ptr<OTDevServer> server_;
-    std::unique_ptr<OTSoakScenario> scenario_;
-    std::unique_ptr<OTSoakLedger> ledger_;
     std::unique_ptr<OTSoakChild> child_;
     std::chrono::steady_clock::time_point began_;
     Counts counts_;
@@ -107,15 +87,6 @@ private:
     std::size_t line_ = 0;
     double clockOffset_ = 0;
     double reached_ = 0;
-    bool networkDown_ = false;
-    bool dialogOnScreen_ = false;
-    std::int64_t period_ = 0;
-    std::int64_t userEpoch_ = 0;
-    // How long a dialog decided now may take to appear, and when the last action that may have
-    // decided one was sent.
-    double dialogSeconds_ = 0;
-    double lastActionAt_ = 0;
-    std::string user_;
 };
 
 }  // namespace corvane
