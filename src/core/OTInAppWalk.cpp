@@ -147,8 +147,9 @@ void OTInAppWalk::firstPVWithoutMainPage(const std::shared_ptr<OTEvent>& event,
                                          const std::shared_ptr<const OTWindowData>& data, std::uint64_t index) {
     auto& environment = engine_.environment();
     const auto page = OTFirstPageViewRules::visiblePage(environment, nullptr);
-    followFirstPageView(OTFirstPageViewRules::withoutMainPage(event, data, engine_.pvCount(), page, environment.console()),
-                        event, data, index, page);
+    followFirstPageView(
+        OTFirstPageViewRules::withoutMainPage(event, data, engine_.pvCount(), page, environment.console()), event, data,
+        index, page);
 }
 
 void OTInAppWalk::firstPVWithMainPage(const std::shared_ptr<OTEvent>& event,

@@ -98,8 +98,7 @@ void OTPageCollection::collectPage() {
                 };
             };
             swizzler->swizzleSelector("viewDidAppear:", "UIViewController", pageView(true), "OTViewDidAppear");
-            swizzler->swizzleSelector("viewWillDisappear:", "UIViewController", pageView(false),
-                                      "OTViewWillDisappear");
+            swizzler->swizzleSelector("viewWillDisappear:", "UIViewController", pageView(false), "OTViewWillDisappear");
         },
         true);
 }

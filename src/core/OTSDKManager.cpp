@@ -441,7 +441,11 @@ void OTSDKManager::startWindowObservation() {
                 bool onTop = false;
                 OTDispatchQueueManager::dispatchInMainThread(
                     lane.environment_.scheduler(),
-                    [&] { onTop = OTNavigation(lane.environment_.uiHost()).isControllerOnTopOfKeyWindow(controller, removed); }, false);
+                    [&] {
+                        onTop =
+                            OTNavigation(lane.environment_.uiHost()).isControllerOnTopOfKeyWindow(controller, removed);
+                    },
+                    false);
                 if (!onTop) return;
                 lane.environment_.mainQueue()->after(std::chrono::milliseconds(100), [weak = lane.weak_from_this()] {
                     if (auto engine = weak.lock()) {

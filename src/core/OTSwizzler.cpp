@@ -45,19 +45,19 @@ OTMethodRuntime::Implementation OTSwizzler::replacement(const std::string& selec
     // View methods always run their previous implementation; the others only when there is one.
     const bool alwaysPrevious =
         selector == "viewDidAppear:" || selector == "viewWillDisappear:" || selector == "willRemoveSubview:";
-    return [weak = weak_from_this(), alwaysPrevious](const OTMethodRuntime::Receiver& receiver,
-                                                     const std::string& called,
-                                                     const OTMethodRuntime::Arguments& arguments) {
-        const auto self = weak.lock();
-        const auto record = self ? self->recordFor(called) : std::nullopt;
-        if (!record) return;
-        if (record->originalMethod && (alwaysPrevious || *record->originalMethod)) {
-            (*record->originalMethod)(receiver, called, arguments);
-        }
-        for (const auto& [name, block] : record->blocks) {
-            if (block) block(receiver, called, arguments);
-        }
-    };
+    return
+        [weak = weak_from_this(), alwaysPrevious](const OTMethodRuntime::Receiver& receiver, const std::string& called,
+                                                  const OTMethodRuntime::Arguments& arguments) {
+            const auto self = weak.lock();
+            const auto record = self ? self->recordFor(called) : std::nullopt;
+            if (!record) return;
+            if (record->originalMethod && (alwaysPrevious || *record->originalMethod)) {
+                (*record->originalMethod)(receiver, called, arguments);
+            }
+            for (const auto& [name, block] : record->blocks) {
+                if (block) block(receiver, called, arguments);
+            }
+        };
 }
 
 void OTSwizzler::swizzleSelector(const std::string& selector, const std::string& onClass,

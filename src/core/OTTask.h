@@ -12,7 +12,8 @@ namespace corvane {
 class OTDispatchQueue;
 
 // An action that waits for a condition: checked at once, then every `timeInterval` seconds on
-// the queue it is started on (the main queue, in the library), giving up silently after `timeout` seconds (`maxCount` checks in all).
+// the queue it is started on (the main queue, in the library), giving up silently after `timeout` seconds (`maxCount`
+// checks in all).
 class OTTask : public std::enable_shared_from_this<OTTask> {
 public:
     using Condition = std::function<bool()>;

@@ -28,11 +28,12 @@ void OTTaskManager::addTask(const std::shared_ptr<OTTask>& task) {
     }
     if (task->conditionBlock() && !task->conditionBlock()()) {
         // The task keeps its completion: the completion must not keep the task.
-        task->startCheckWithCompletion(checks_, [weak = weak_from_this(), weakTask = std::weak_ptr<OTTask>(task)](bool done) {
-            auto manager = weak.lock();
-            auto held = weakTask.lock();
-            if (manager && held && done) manager->doTask(held);
-        });
+        task->startCheckWithCompletion(checks_,
+                                       [weak = weak_from_this(), weakTask = std::weak_ptr<OTTask>(task)](bool done) {
+                                           auto manager = weak.lock();
+                                           auto held = weakTask.lock();
+                                           if (manager && held && done) manager->doTask(held);
+                                       });
     } else {
         doTask(task);
     }

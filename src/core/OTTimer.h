@@ -11,9 +11,9 @@ namespace corvane {
 
 class OTDispatchQueue;
 
-// A timer on a queue (the main queue, in the library) that holds its target weakly: an object that owns a timer is not kept
-// alive by it, and a repeating timer whose target is gone invalidates itself at its next firing.
-// Only the designated forms make one; a timer nobody keeps stops by itself.
+// A timer on a queue (the main queue, in the library) that holds its target weakly: an object that owns a timer is not
+// kept alive by it, and a repeating timer whose target is gone invalidates itself at its next firing. Only the
+// designated forms make one; a timer nobody keeps stops by itself.
 class OTTimer : public std::enable_shared_from_this<OTTimer> {
 public:
     using Action = std::function<void(const std::shared_ptr<void>& target, OTTimer& timer)>;

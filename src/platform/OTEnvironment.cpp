@@ -5,8 +5,8 @@
 #include "platform/deterministic/OTManualReachabilitySource.h"
 #include "platform/linux/OTCurlHTTPTransport.h"
 #include "platform/linux/OTFileConsole.h"
-#include "platform/linux/OTLinuxFileSystem.h"
 #include "platform/linux/OTLinkStateReachabilitySource.h"
+#include "platform/linux/OTLinuxFileSystem.h"
 #include "platform/linux/OTSystemClock.h"
 #include "platform/linux/OTThreadScheduler.h"
 

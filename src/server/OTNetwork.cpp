@@ -128,18 +128,17 @@ void OTNetwork::requestWithRelativeUrl(const std::string& path, std::int64_t typ
         request.body = body.is_string() ? body.get<std::string>() : OTJSONWriter::prettyString(body).value_or("");
     }
     OTLog(OTLogger::kLevelData, "请求URL：%@\n参数：%@", request.url, OTUtils::ot_dictionaryToJson(body));
-    http_->send(
-        std::move(request),
-        [success = std::move(success), failure = std::move(failure)](
-            long status, const std::string& data, const std::optional<OTHTTPTransport::Failure>& error) {
-            OTLogger::guarded([&] {
-                if (error) {
-                    if (failure) failure(Error{error->code, error->description});
-                } else if (success) {
-                    success(Response{status}, data);
-                }
-            });
-        });
+    http_->send(std::move(request),
+                [success = std::move(success), failure = std::move(failure)](
+                    long status, const std::string& data, const std::optional<OTHTTPTransport::Failure>& error) {
+                    OTLogger::guarded([&] {
+                        if (error) {
+                            if (failure) failure(Error{error->code, error->description});
+                        } else if (success) {
+                            success(Response{status}, data);
+                        }
+                    });
+                });
 }
 
 }  // namespace corvane

@@ -64,7 +64,8 @@ OTSize OTFloatingBall::screenSize() const {
 
 void OTFloatingBall::show() {
     if (!view_->superview()) {
-        if (const auto window = OTNavigation(OTEnvironment::current()->uiHost())._keyWindow()) window->scene()->addSubview(view_);
+        if (const auto window = OTNavigation(OTEnvironment::current()->uiHost())._keyWindow())
+            window->scene()->addSubview(view_);
     }
     view_->setHidden(false);
     view_->setZPosition(kZPosition);

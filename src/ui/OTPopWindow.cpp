@@ -486,7 +486,8 @@ void OTPopWindow::closeWithCompletion(std::function<void()> completion) {
     OTSceneNode::animate(
         kCloseDuration, [&] { node_->setAlpha(0); },
         [self = shared_from_this(), completion = std::move(completion)] {
-            if (auto window = OTNavigation(OTEnvironment::current()->uiHost()).keyWindow()) window->removeSubview(self->node_);
+            if (auto window = OTNavigation(OTEnvironment::current()->uiHost()).keyWindow())
+                window->removeSubview(self->node_);
             self->node_->removeFromSuperview();
             self->setIsShowing(false);
             if (completion) completion();

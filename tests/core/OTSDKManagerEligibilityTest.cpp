@@ -216,8 +216,7 @@ TEST(OTSDKManagerEligibility, ADialogsCountAndUseLandTogetherWhereverTheProcessS
             files->restart();
             const auto after = stored();
             const std::pair<std::uint64_t, std::int64_t> untouched(0, 0);
-            EXPECT_TRUE(after == decided || after == untouched)
-                << "count " << after.first << ", used " << after.second;
+            EXPECT_TRUE(after == decided || after == untouched) << "count " << after.first << ", used " << after.second;
         }
     }
 }

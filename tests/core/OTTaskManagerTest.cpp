@@ -150,7 +150,8 @@ TEST(OTTimer, FiresOnTheMainQueueAndHoldsItsTargetWeakly) {
 TEST(OTDispatchQueueManager, RunsInPlaceWhenAlreadyThereAndQueuesOtherwise) {
     OTTestEnvironment test;
     std::vector<std::string> trace;
-    OTDispatchQueueManager::dispatchInMainThread(test.scheduler(), [&] { trace.push_back("main inline"); }, false);
+    OTDispatchQueueManager::dispatchInMainThread(
+        test.scheduler(), [&] { trace.push_back("main inline"); }, false);
     EXPECT_EQ(trace, std::vector<std::string>{"main inline"});
 
     const std::string tag = OTDispatchQueueManager::QUEUE_TAG_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD;
@@ -158,8 +159,10 @@ TEST(OTDispatchQueueManager, RunsInPlaceWhenAlreadyThereAndQueuesOtherwise) {
         EXPECT_EQ(OTEnvironment::current()->queue("cn.com.OT.asyncTask")->isCurrent(), true);
         trace.push_back("serial");
         OTDispatchQueueManager::dispatchInSerialQueue(test.scheduler(), tag, [&] { trace.push_back("serial inline"); });
-        OTDispatchQueueManager::dispatchInMainThread(test.scheduler(), [&] { trace.push_back("main async"); }, true);
-        OTDispatchQueueManager::dispatchInMainThread(test.scheduler(), [&] { trace.push_back("main sync"); }, false);
+        OTDispatchQueueManager::dispatchInMainThread(
+            test.scheduler(), [&] { trace.push_back("main async"); }, true);
+        OTDispatchQueueManager::dispatchInMainThread(
+            test.scheduler(), [&] { trace.push_back("main sync"); }, false);
         trace.push_back("serial end");
     });
     OTDispatchQueueManager::dispatchInSerialQueue(test.scheduler(), "another tag", [&] { trace.push_back("never"); });

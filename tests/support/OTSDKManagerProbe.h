@@ -56,7 +56,8 @@ struct OTSDKManagerProbe {
     }
     // The number of in-app campaigns, read on the event queue.
     static std::size_t inAppCount(OTThreadScheduler& scheduler, OTSDKManager& engine) {
-        return readOnLane(scheduler, engine, [](OTSDKManager& lane) { return lane.campaigns().inAppDataArray().size(); })
+        return readOnLane(scheduler, engine,
+                          [](OTSDKManager& lane) { return lane.campaigns().inAppDataArray().size(); })
             .value_or(0);
     }
     // Asks the event queue until the in-app list holds `count` campaigns.

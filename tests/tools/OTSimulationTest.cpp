@@ -65,8 +65,9 @@ TEST(OTSimulation, ABreachPrintsTheCommandThatReplaysIt) {
     const auto step = std::stoul(run.transcript.substr(at + 15));
     EXPECT_EQ(step, run.counts.steps);
     EXPECT_NE(run.transcript.find("(seed 9): the app's files reached "), std::string::npos);
-    EXPECT_NE(run.transcript.find("replay: otsim --simulate 9 --days 2 --until " + std::to_string(step) + " --verbose\n"),
-              std::string::npos);
+    EXPECT_NE(
+        run.transcript.find("replay: otsim --simulate 9 --days 2 --until " + std::to_string(step) + " --verbose\n"),
+        std::string::npos);
 }
 
 }  // namespace corvane

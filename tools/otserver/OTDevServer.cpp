@@ -139,8 +139,8 @@ OTDevServer::Reply OTDevServer::endpointReply(const std::string& endpoint, const
         reply["code"] = *fault->code;
         reply["message"] = "injected fault";
     }
-    const bool refused = !answers || (fault && (fault->httpStatus || fault->truncatedBody)) ||
-                         reply.value("code", std::int64_t{0}) != 0;
+    const bool refused =
+        !answers || (fault && (fault->httpStatus || fault->truncatedBody)) || reply.value("code", std::int64_t{0}) != 0;
     record({endpoint, body, rawBody, 0, refused});
     Reply out;
     if (!fault) {
@@ -179,8 +179,9 @@ OTDevServer::Reply OTDevServer::mediaReply(const std::string& path, const std::s
     if (fault) out.delay = fault->delay;
     const fs::path file = options_.campaigns / "media" / name;
     std::error_code ec;
-    const bool named = !name.empty() && name.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz"
-                                                                "0123456789._-") == std::string::npos;
+    const bool named = !name.empty() && name.find_first_not_of(
+                                            "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz"
+                                            "0123456789._-") == std::string::npos;
     if ((fault && fault->httpStatus) || !named || !fs::is_regular_file(file, ec)) {
         out.status = fault && fault->httpStatus ? *fault->httpStatus : 404;
         return out;
@@ -234,9 +235,10 @@ bool OTDevServer::start() {
         });
     }
     // Campaign pictures, videos and pages: files of the campaign folder's "media".
-    server_->Get(R"(/media/([A-Za-z0-9._-]+))", [this, send](const httplib::Request& request, httplib::Response& response) {
-        send(mediaReply(request.path, request.matches[1].str()), response);
-    });
+    server_->Get(R"(/media/([A-Za-z0-9._-]+))",
+                 [this, send](const httplib::Request& request, httplib::Response& response) {
+                     send(mediaReply(request.path, request.matches[1].str()), response);
+                 });
     installControl();
     port_ = options_.port == 0 ? server_->bind_to_any_port(options_.host)
                                : (server_->bind_to_port(options_.host, options_.port) ? options_.port : -1);

@@ -34,7 +34,8 @@ void OTSimulatedTransport::send(Request request, Completion completion) {
     if (taken > request.timeout) {
         return finish(request.timeout, 0, "", Failure{kTimedOut, "Timeout was reached"});
     }
-    if (reply.dropped) return finish(taken, 0, "", Failure{kGotNothing, "Server returned nothing (no headers, no status code)"});
+    if (reply.dropped)
+        return finish(taken, 0, "", Failure{kGotNothing, "Server returned nothing (no headers, no status code)"});
     if (reply.body.size() > kMaxAnswerBytes) {
         return finish(taken, reply.status, "",
                       Failure{kAnswerTooLargeCode, "answer larger than " + std::to_string(kMaxAnswerBytes) + " bytes"});

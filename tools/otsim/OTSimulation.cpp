@@ -119,7 +119,8 @@ bool OTSimulation::run() {
         }
         takeServerRequests(options_.verbose);
         checkFiles();
-        counts_.days = std::max(counts_.days, std::chrono::duration<double>(clock_->now() - began_).count() / kDaySeconds);
+        counts_.days =
+            std::max(counts_.days, std::chrono::duration<double>(clock_->now() - began_).count() / kDaySeconds);
     }
     // However it stopped, the last life ends on a quiet network, and then every report must be
     // accounted for.
@@ -154,8 +155,8 @@ void OTSimulation::startLife() {
     world.parts.reachability = world.reachability;
     world.parts.files = files_;
     world.serverURL = server_->baseURL();
-    world.parts.http = std::make_shared<OTSimulatedTransport>(*server_, world.serverURL, scheduler_->queue("otsim.http"),
-                                                             static_cast<std::uint64_t>(between(0, INT64_MAX)));
+    world.parts.http = std::make_shared<OTSimulatedTransport>(
+        *server_, world.serverURL, scheduler_->queue("otsim.http"), static_cast<std::uint64_t>(between(0, INT64_MAX)));
     world.server = server_.get();
     world.scheduler = scheduler_;
     world.clock = clock_;
@@ -237,7 +238,8 @@ void OTSimulation::checkFiles() {
         }
     }
     counts_.peakDisk = std::max(counts_.peakDisk, files_->totalBytes());
-    if (counts_.peakDisk > options_.diskBound) breach("the app's files reached " + std::to_string(counts_.peakDisk) + " bytes");
+    if (counts_.peakDisk > options_.diskBound)
+        breach("the app's files reached " + std::to_string(counts_.peakDisk) + " bytes");
     if (const auto memory = peakMemoryBytes(); memory > options_.memoryBound) {
         breach("the process's memory reached " + std::to_string(memory) + " bytes");
     }
@@ -271,15 +273,15 @@ double OTSimulation::seconds() const { return std::chrono::duration<double>(time
 
 std::int64_t OTSimulation::localDay() const {
     const auto now = clock_->now();
-    const double local =
-        std::chrono::duration<double>(now.time_since_epoch()).count() + static_cast<double>(clock_->utcOffset(now).count());
+    const double local = std::chrono::duration<double>(now.time_since_epoch()).count() +
+                         static_cast<double>(clock_->utcOffset(now).count());
     return static_cast<std::int64_t>(std::floor(local / kDaySeconds));
 }
 
 std::int64_t OTSimulation::secondOfDay() const {
     const auto now = clock_->now();
-    const double local =
-        std::chrono::duration<double>(now.time_since_epoch()).count() + static_cast<double>(clock_->utcOffset(now).count());
+    const double local = std::chrono::duration<double>(now.time_since_epoch()).count() +
+                         static_cast<double>(clock_->utcOffset(now).count());
     return static_cast<std::int64_t>(local - std::floor(local / kDaySeconds) * kDaySeconds);
 }
 

@@ -469,7 +469,6 @@ void OTSimulator::collect() {
     for (auto& message : messages) record(std::move(message));
 }
 
-
 // ---- Dialogs ----
 
 void OTSimulator::dialogShown(const std::shared_ptr<const OTWindowData>& data) {

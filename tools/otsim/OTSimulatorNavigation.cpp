@@ -58,17 +58,17 @@ void OTSimulatorNavigation::collect() {
         const auto selected = std::dynamic_pointer_cast<OTNavigationController>(tabBar_->selectedViewController());
         const auto top = selected ? selected->topViewController() : nullptr;
         observe_({{"type", "navigation"},
-                 {"kind", "tab"},
-                 {"target", top ? top->className() : std::to_string(now.selectedTab)}});
+                  {"kind", "tab"},
+                  {"target", top ? top->className() : std::to_string(now.selectedTab)}});
     }
     for (std::size_t i = 0; i < now.stackSizes.size() && i < seen_.stackSizes.size(); ++i) {
         if (now.stackSizes[i] <= seen_.stackSizes[i]) continue;
         const auto stack = std::dynamic_pointer_cast<OTNavigationController>(tabBar_->viewControllers()[i]);
         json target = stack->topViewController()->className();
         observe_({{"type", "navigation"},
-                 {"kind", "push"},
-                 {"target", target},
-                 {"properties", stack->topViewController()->propertyValues()}});
+                  {"kind", "push"},
+                  {"target", target},
+                  {"properties", stack->topViewController()->propertyValues()}});
     }
     seen_ = now;
 }

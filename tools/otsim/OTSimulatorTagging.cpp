@@ -69,7 +69,8 @@ void OTSimulatorTagging::tapTagBall(const Error& error) {
 }
 
 void OTSimulatorTagging::tagAlias(const OTScenarioAction& action, const Error& error) {
-    const auto detail = std::dynamic_pointer_cast<OTTagDetailController>(OTNavigation(OTEnvironment::current()->uiHost()).currentViewController());
+    const auto detail = std::dynamic_pointer_cast<OTTagDetailController>(
+        OTNavigation(OTEnvironment::current()->uiHost()).currentViewController());
     if (!detail) return error("the naming screen is not shown; tap the tag ball first");
     OTHeadlessRenderer::type(detail->aliasField(), action.text("alias", ""));
     const auto choose = [&](std::size_t row, const char* key, bool chosen) {
@@ -86,7 +87,8 @@ void OTSimulatorTagging::tagAlias(const OTScenarioAction& action, const Error& e
 }
 
 void OTSimulatorTagging::collect() {
-    const auto current = std::dynamic_pointer_cast<OTTagDetailController>(OTNavigation(OTEnvironment::current()->uiHost()).currentViewController());
+    const auto current = std::dynamic_pointer_cast<OTTagDetailController>(
+        OTNavigation(OTEnvironment::current()->uiHost()).currentViewController());
     if (current && current != screenSeen_.lock()) {
         screenSeen_ = current;
         toastsSeen_ = current->toastsShown();

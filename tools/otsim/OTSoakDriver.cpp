@@ -19,9 +19,9 @@ void OTSoakDriver::prepare(const std::filesystem::path& campaigns) {
     json lists;
     for (const char* list : {"in_app", "subscribe", "banners"}) lists[list] = server_->dataFor(list);
     scenario_ = std::make_unique<OTSoakScenario>(seed_, lists);
-    ledger_ = std::make_unique<OTSoakLedger>(OTSoakScenario::dailyCapOf(campaigns),
-                                             OTSoakScenario::campaignCountsOf(lists),
-                                             OTSoakScenario::kAnswerWithinSeconds);
+    ledger_ =
+        std::make_unique<OTSoakLedger>(OTSoakScenario::dailyCapOf(campaigns), OTSoakScenario::campaignCountsOf(lists),
+                                       OTSoakScenario::kAnswerWithinSeconds);
     user_ = scenario_->user();
     dialogSeconds_ = OTSoakScenario::longestDelayOf(lists) + OTSoakScenario::kDialogMarginSeconds;
 }

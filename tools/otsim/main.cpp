@@ -7,11 +7,11 @@
 #include <sstream>
 
 #include "OTCampaignChecker.h"
+#include "OTSimulation.h"
 #include "OTSimulator.h"
 #include "OTSimulatorPreview.h"
 #include "OTSimulatorReport.h"
 #include "OTSimulatorScreenshots.h"
-#include "OTSimulation.h"
 #include "OTSoak.h"
 #include "platform/linux/OTSystemClock.h"
 
