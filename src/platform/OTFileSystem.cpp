@@ -174,13 +174,19 @@ bool OTFileSystem::Batch::commit() {
         journal = files_.journal_;
     }
     if (changes.empty()) return true;
+    files_.batchBegins(changes);
+    bool ok = false;
     // One change is atomic by itself; several go through the journal first.
-    if (changes.size() == 1 || journal.empty()) return files_.apply(changes);
-    const std::string bytes = encode(changes);
-    if (!files_.write(journal, std::span<const std::string>(&bytes, 1))) return false;
-    const bool ok = files_.apply(changes);
-    // A change that failed stays in the journal, to be tried again at the next launch.
-    if (ok) files_.remove(journal);
+    if (changes.size() == 1 || journal.empty()) {
+        ok = files_.apply(changes);
+    } else {
+        const std::string bytes = encode(changes);
+        if (!files_.write(journal, std::span<const std::string>(&bytes, 1))) return false;
+        ok = files_.apply(changes);
+        // A change that failed stays in the journal, to be tried again at the next launch.
+        if (ok) files_.remove(journal);
+    }
+    if (ok) files_.batchLanded();
     return ok;
 }
 

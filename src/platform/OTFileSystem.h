@@ -60,16 +60,21 @@ public:
     static constexpr const char* kJournalMagic = "OTJ1";
 
 protected:
+    // A change a batch holds: the new content, or nothing for a removal.
+    using Changes = std::map<Path, std::optional<std::string>>;
+
     virtual std::optional<std::string> read(const Path& path, std::size_t maxBytes) = 0;
     virtual bool write(const Path& path, std::span<const std::string> pieces) = 0;
     virtual bool remove(const Path& path) = 0;
     virtual bool move(const Path& from, const Path& to) = 0;
     virtual bool makeDirectories(const Path& directory) = 0;
     virtual std::size_t sweep(const Path& root, std::filesystem::file_time_type before) = 0;
+    // Told as a batch's commit begins and once all of it has landed: a simulation checks that a
+    // crash in between leaves all of it or none.
+    virtual void batchBegins(const Changes& /*changes*/) {}
+    virtual void batchLanded() {}
 
 private:
-    // A change a batch holds: the new content, or nothing for a removal.
-    using Changes = std::map<Path, std::optional<std::string>>;
     struct Pending {
         std::size_t depth = 0;
         Changes changes;

@@ -53,7 +53,7 @@ std::size_t peakMemoryBytes() {
     return static_cast<std::size_t>(usage.ru_maxrss) * 1024;
 }
 
-// A stream that keeps nothing: the app's own transcript, when the simulation keeps its own.
+// A stream that keeps nothing.
 struct NullStream final : std::ostream {
     NullStream() : std::ostream(nullptr) {}
 };
@@ -65,7 +65,6 @@ OTSimulation::OTSimulation(Options options, std::ostream& transcript)
 OTSimulation::~OTSimulation() {
     if (app_) app_->abandon();
     app_.reset();
-    delete appOutput_;
     if (!folder_.empty()) {
         std::error_code ec;
         fs::remove_all(folder_, ec);
@@ -82,7 +81,7 @@ bool OTSimulation::setUp() {
         folder_.clear();
         return false;
     }
-    appOutput_ = new NullStream();
+    appOutput_ = std::make_unique<NullStream>();
     prepare(options_.campaigns);
     files_ = std::make_shared<OTSimulatedFileSystem>();
     // The process stops inside the write: nothing after it runs, is sent or is seen.
@@ -168,6 +167,9 @@ void OTSimulation::startLife() {
     options.world = std::move(world);
     app_ = std::make_unique<OTSimulator>(std::move(options), *appOutput_);
     app_->begin();
+    // The environment has replayed any journal: a batch cut short by the crash landed whole or not
+    // at all.
+    if (const auto half = files_->halfLandedBatch()) breach("a batch of changes landed in part: " + *half);
     ledger_->lifeBegan(tally_.steps, queuesOnDisk());
     dialogOnScreen_ = false;
     line_ = 0;

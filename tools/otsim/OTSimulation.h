@@ -92,7 +92,8 @@ private:
     std::shared_ptr<OTSimulatorClock> clock_;
     std::shared_ptr<OTManualScheduler> scheduler_;
     std::unique_ptr<OTSimulator> app_;
-    std::ostream* appOutput_ = nullptr;
+    // The app's own transcript, kept by nobody: the simulation keeps its own.
+    std::unique_ptr<std::ostream> appOutput_;
     // The simulation's own draws (kill points, network latency seeds), apart from the scenario's.
     std::mt19937_64 random_;
     std::chrono::system_clock::time_point began_;

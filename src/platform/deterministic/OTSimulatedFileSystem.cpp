@@ -59,6 +59,39 @@ std::size_t OTSimulatedFileSystem::totalBytes() const {
     return bytes_;
 }
 
+void OTSimulatedFileSystem::batchBegins(const Changes& changes) {
+    std::lock_guard lock(mutex_);
+    if (crashed_) return;
+    inFlight_.clear();
+    for (const auto& [path, content] : changes) {
+        const auto it = files_.find(path.string());
+        inFlight_[path.string()] = {it == files_.end() ? std::nullopt : std::optional(it->second), content};
+    }
+}
+
+void OTSimulatedFileSystem::batchLanded() {
+    std::lock_guard lock(mutex_);
+    if (!crashed_) inFlight_.clear();
+}
+
+std::optional<std::string> OTSimulatedFileSystem::halfLandedBatch() {
+    std::lock_guard lock(mutex_);
+    if (crashed_ || inFlight_.empty()) return std::nullopt;
+    std::string landed;
+    std::string stayed;
+    for (const auto& [path, landing] : inFlight_) {
+        const auto it = files_.find(path);
+        const auto now = it == files_.end() ? std::nullopt : std::optional(it->second);
+        // A file the batch leaves as it was tells nothing either way.
+        if (landing.before == landing.after) continue;
+        if (now == landing.after) landed += " " + Path(path).filename().string();
+        else stayed += " " + Path(path).filename().string();
+    }
+    inFlight_.clear();
+    if (landed.empty() || stayed.empty()) return std::nullopt;
+    return "new:" + landed + "; old:" + stayed;
+}
+
 bool OTSimulatedFileSystem::pass(const std::string& path, std::optional<Stage>& crashStage) {
     if (crashed_) return false;
     ++writePoints_;

@@ -55,6 +55,10 @@ public:
     std::set<std::string> takeChanged();
     // The bytes all files hold.
     std::size_t totalBytes() const;
+    // After a crash inside a batch and the next start's replay: which files of that batch hold
+    // their new content and which their old, when they do not all agree (nothing when they do, or
+    // when no batch was cut short).
+    std::optional<std::string> halfLandedBatch();
 
 protected:
     std::optional<std::string> read(const Path& path, std::size_t maxBytes) override;
@@ -63,6 +67,8 @@ protected:
     bool move(const Path& from, const Path& to) override;
     bool makeDirectories(const Path& directory) override;
     std::size_t sweep(const Path& root, std::filesystem::file_time_type before) override;
+    void batchBegins(const Changes& changes) override;
+    void batchLanded() override;
 
 private:
     // Counts a write point to `path`; the stage it crashes at, if this is the planned one. False:
@@ -78,6 +84,12 @@ private:
     std::set<std::string> changed_;
     std::size_t bytes_ = 0;
     std::function<void()> crashListener_;
+    // The batch being committed: each file's content before it and after it (nothing: absent).
+    struct Landing {
+        std::optional<std::string> before;
+        std::optional<std::string> after;
+    };
+    std::map<std::string, Landing> inFlight_;
     std::uint64_t writePoints_ = 0;
     std::uint64_t temporaries_ = 0;
     std::optional<std::uint64_t> plannedAt_;
