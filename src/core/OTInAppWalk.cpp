@@ -10,6 +10,7 @@
 #include "core/OTSDKManager.h"
 #include "model/OTEvent.h"
 #include "model/OTWindowData.h"
+#include "platform/OTEnvironment.h"
 #include "services/OTLogger.h"
 
 namespace corvane {

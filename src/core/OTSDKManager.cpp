@@ -235,7 +235,7 @@ void OTSDKManager::_handleCorvaneEvent(const nlohmann::json& event) {
 
 void OTSDKManager::_handleSAEvent(const nlohmann::json& event) {
     OTLog(OTLogger::kLevelData, "收到神策 event 回调：\n%@", event);
-    // The adapter keeps nothing: one made here is the shared one.
+    // The adapter keeps no state: a fresh one adapts as the shared one would.
     const auto adapted = OTSAEventAdapter().adaptEvent(event, 1).value_or(nlohmann::json());
     handleUserProfileUpload(adapted, 1);
     triggerEventMatchWithData(adapted, 1);

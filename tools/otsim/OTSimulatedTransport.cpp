@@ -15,7 +15,8 @@ void OTSimulatedTransport::send(Request request, Completion completion) {
     if (!*open_ || !completion) return;
     const auto latency = std::chrono::milliseconds(std::uniform_int_distribution<int>(5, 80)(random_));
     const auto finish = [this, completion = std::move(completion)](std::chrono::milliseconds after, long status,
-                                                                   std::string body, std::optional<Failure> failure) {
+                                                                   std::string body,
+                                                                   const std::optional<Failure>& failure) {
         queue_->after(after, [open = open_, completion, status, body = std::move(body), failure] {
             if (*open) complete(completion, status, body, failure);
         });

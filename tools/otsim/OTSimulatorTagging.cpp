@@ -5,6 +5,8 @@
 #include "OTScenarioAction.h"
 #include "core/OTNavigation.h"
 #include "corvane/CorvaneOtManager.h"
+#include "platform/OTEnvironment.h"
+#include "platform/OTEnvironment.h"
 #include "render/OTHTMLRenderer.h"
 #include "render/OTHeadlessRenderer.h"
 #include "tagging/OTFloatingBall.h"
