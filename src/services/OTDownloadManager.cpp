@@ -35,6 +35,44 @@ void OTDownloadManager::fetch(
         });
 }
 
+void OTDownloadManager::fetchOnce(const std::string& url, const std::function<std::optional<std::string>()>& cached,
+                                  std::function<std::optional<std::string>(const std::string&)> store, Done done) {
+    std::optional<std::string> hit;
+    {
+        std::lock_guard lock(mutex_);
+        if (const auto waiting = inFlight_.find(url); waiting != inFlight_.end()) {
+            waiting->second.push_back(std::move(done));
+            return;
+        }
+        // Stored by a download that ended since the caller looked: no second request.
+        hit = cached();
+        if (!hit) inFlight_[url].push_back(std::move(done));
+    }
+    if (hit) {
+        done(hit, std::nullopt);
+        return;
+    }
+    fetch(url, [weak = weak_from_this(), url, store = std::move(store)](const std::optional<std::string>& body,
+                                                                       const std::optional<Error>& error) {
+        // Stored before the waiters are let go, so that a want after them finds it in the cache.
+        const auto result = body ? store(*body) : std::nullopt;
+        auto self = weak.lock();
+        if (!self) return;
+        std::vector<Done> waiting;
+        {
+            std::lock_guard lock(self->mutex_);
+            if (const auto it = self->inFlight_.find(url); it != self->inFlight_.end()) {
+                waiting = std::move(it->second);
+                self->inFlight_.erase(it);
+            }
+        }
+        for (const auto& wanter : waiting) {
+            if (error) wanter(std::nullopt, error);
+            else wanter(result, std::nullopt);
+        }
+    });
+}
+
 void OTDownloadManager::downloadImageWithURL(const std::optional<std::string>& url, const ImageCompletion& completion) {
     if (!url || url->empty()) {
         const auto error = noURLError();
@@ -43,27 +81,28 @@ void OTDownloadManager::downloadImageWithURL(const std::optional<std::string>& u
         return;
     }
     auto cache = OTImageDiskCache::cache();
-    cache->containsImageDataForKey(*url, [weak = weak_from_this(), completion](bool found, const std::string& key,
-                                                                               const std::optional<std::string>& data) {
-        if (found && data) {
-            if (completion) completion(OTImage::imageWithData(*data), data, std::nullopt, true);
-            return;
-        }
-        auto self = weak.lock();
-        if (!self) return;
-        self->fetch(key, [completion, key](const std::optional<std::string>& body, const std::optional<Error>& error) {
-            if (error) {
-                if (completion) completion(nullptr, std::nullopt, error, true);
-                OTLog(OTLogger::kLevelError, "code：%@ 图片下载失败：%@ url：%@", error->code,
-                      error->localizedDescription, key);
-                return;
-            }
-            // Without a codec here the first caller gets the bytes as downloaded (Apple re-encodes
-            // them as a JPEG of quality 0.2 first).
-            if (completion) completion(OTImage::imageWithData(*body), body, std::nullopt, true);
-            OTImageDiskCache::cache()->setImageData(*body, key);
+    const auto deliver = [completion](const std::optional<std::string>& data) {
+        if (completion) completion(OTImage::imageWithData(*data), data, std::nullopt, true);
+    };
+    if (const auto data = cache->imageDataForKey(*url)) {
+        deliver(data);
+        return;
+    }
+    const std::string key = *url;
+    fetchOnce(
+        key, [cache, key] { return cache->imageDataForKey(key); },
+        [cache, key](const std::string& body) -> std::optional<std::string> {
+            // Without a codec here the bytes are kept as downloaded (Apple re-encodes them as a JPEG
+            // of quality 0.2 first).
+            cache->setImageData(body, key);
+            return body;
+        },
+        [completion, deliver, key](const std::optional<std::string>& data, const std::optional<Error>& error) {
+            if (!error) return deliver(data);
+            if (completion) completion(nullptr, std::nullopt, error, true);
+            OTLog(OTLogger::kLevelError, "code：%@ 图片下载失败：%@ url：%@", error->code, error->localizedDescription,
+                  key);
         });
-    });
 }
 
 void OTDownloadManager::downloadVideoWithURL(const std::optional<std::string>& url, const VideoCompletion& completion) {
@@ -73,34 +112,34 @@ void OTDownloadManager::downloadVideoWithURL(const std::optional<std::string>& u
         OTLog(OTLogger::kLevelError, "code:%@\ndescripton:%@\n", error.code, error.localizedDescription);
         return;
     }
-    OTVideoDiskCache::cache()->containsVideoPathForKey(*url, [weak = weak_from_this(), completion](
-                                                                 bool found, const std::string& key,
-                                                                 const std::optional<std::string>& fileURL) {
-        if (found) {
-            if (completion) completion(fileURL, std::nullopt, true);
-            return;
-        }
-        auto self = weak.lock();
-        if (!self) return;
-        self->fetch(key, [completion, key](const std::optional<std::string>& body, const std::optional<Error>& error) {
-            if (error) {
-                // Unlike pictures, a failed video reports itself unfinished.
-                if (completion) completion(std::nullopt, error, false);
-                OTLog(OTLogger::kLevelError, "code：%@ 视频下载失败：%@ url：%@", error->code,
-                      error->localizedDescription, key);
-                return;
-            }
+    auto cache = OTVideoDiskCache::cache();
+    if (const auto fileURL = cache->videoPathForKey(*url)) {
+        if (completion) completion(fileURL, std::nullopt, true);
+        return;
+    }
+    const std::string key = *url;
+    fetchOnce(
+        key, [cache, key] { return cache->videoPathForKey(key); },
+        [cache, key](const std::string& body) {
             static std::atomic<unsigned> serial{0};
-            auto cache = OTVideoDiskCache::cache();
             const auto download =
                 OTEnvironment::current()->sandbox().root() / "tmp" / ("download-" + std::to_string(++serial) + ".mp4");
             auto& files = OTEnvironment::current()->files();
-            files.writeFileAtomically(download, *body);
+            files.writeFileAtomically(download, body);
             cache->setVideoPath(download.string(), key);
             files.removeFile(download);  // left behind when the move failed
-            if (completion) completion(cache->videoPathForKey(key), std::nullopt, true);
+            return cache->videoPathForKey(key);
+        },
+        [completion, key](const std::optional<std::string>& fileURL, const std::optional<Error>& error) {
+            if (!error) {
+                if (completion) completion(fileURL, std::nullopt, true);
+                return;
+            }
+            // Unlike pictures, a failed video reports itself unfinished.
+            if (completion) completion(std::nullopt, error, false);
+            OTLog(OTLogger::kLevelError, "code：%@ 视频下载失败：%@ url：%@", error->code, error->localizedDescription,
+                  key);
         });
-    });
 }
 
 }  // namespace corvane

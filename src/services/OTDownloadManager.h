@@ -1,16 +1,20 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace corvane {
 
 class OTImage;
 
 // Fetches campaign pictures and videos once: a URL already in its cache answers from there,
-// anything else is downloaded and stored.
+// anything else is downloaded and stored. Wants of an address whose download is under way wait
+// for that one: one request and one stored copy per address.
 class OTDownloadManager : public std::enable_shared_from_this<OTDownloadManager> {
 public:
     struct Error {
@@ -36,11 +40,21 @@ public:
     void downloadVideoWithURL(const std::optional<std::string>& url, const VideoCompletion& completion);
 
 private:
+    // What a download gives its wanters: the picture's bytes, or the stored video's file URL.
+    using Done = std::function<void(const std::optional<std::string>& result, const std::optional<Error>& error)>;
+
     static Error noURLError();
+    // Joins the download of `url` under way, or answers from `cached`, or starts the download:
+    // `store` keeps the body and gives the result, before anyone else asks again.
+    void fetchOnce(const std::string& url, const std::function<std::optional<std::string>()>& cached,
+                   std::function<std::optional<std::string>(const std::string& body)> store, Done done);
     // GETs `url`; `done` gets the body, or the error of a transport failure or an answer that is
     // not 2xx (an error page is never cached as a picture).
     void fetch(const std::string& url,
                std::function<void(const std::optional<std::string>& body, const std::optional<Error>& error)> done);
+
+    std::mutex mutex_;
+    std::map<std::string, std::vector<Done>> inFlight_;
 };
 
 }  // namespace corvane

@@ -2,11 +2,16 @@
 
 namespace corvane {
 
+namespace {
+// Built in place: moving a short string in here trips a false -Warray-bounds of g++ 12 at -O2.
+std::vector<std::string> withNavigationClass(std::vector<std::string> superclasses) {
+    superclasses.emplace_back("UINavigationController");
+    return superclasses;
+}
+}  // namespace
+
 OTNavigationController::OTNavigationController(std::string className, std::vector<std::string> superclasses)
-    : OTViewController(std::move(className), [&] {
-          superclasses.push_back("UINavigationController");
-          return superclasses;
-      }()) {}
+    : OTViewController(std::move(className), withNavigationClass(std::move(superclasses))) {}
 
 std::shared_ptr<OTNavigationController> OTNavigationController::withRoot(
     const std::shared_ptr<OTViewController>& root) {

@@ -2,11 +2,16 @@
 
 namespace corvane {
 
+namespace {
+// Built in place: moving a short string in here trips a false -Warray-bounds of g++ 12 at -O2.
+std::vector<std::string> withTabBarClass(std::vector<std::string> superclasses) {
+    superclasses.emplace_back("UITabBarController");
+    return superclasses;
+}
+}  // namespace
+
 OTTabBarController::OTTabBarController(std::string className, std::vector<std::string> superclasses)
-    : OTViewController(std::move(className), [&] {
-          superclasses.push_back("UITabBarController");
-          return superclasses;
-      }()) {}
+    : OTViewController(std::move(className), withTabBarClass(std::move(superclasses))) {}
 
 std::vector<std::shared_ptr<OTViewController>> OTTabBarController::viewControllers() const {
     std::lock_guard lock(mutex_);
