@@ -53,7 +53,7 @@ void OTDownloadManager::fetchOnce(const std::string& url, const std::function<st
         return;
     }
     fetch(url, [weak = weak_from_this(), url, store = std::move(store)](const std::optional<std::string>& body,
-                                                                       const std::optional<Error>& error) {
+                                                                        const std::optional<Error>& error) {
         // Stored before the waiters are let go, so that a want after them finds it in the cache.
         const auto result = body ? store(*body) : std::nullopt;
         auto self = weak.lock();

@@ -208,9 +208,8 @@ TEST(OTDownloadManager, WantsOfOneAddressAtOnceShareOneRequest) {
     const std::string picture = "https://cdn.test/media/b1.png";
     std::vector<std::optional<std::string>> pictures;
     for (int i = 0; i < 3; ++i) {
-        manager->downloadImageWithURL(picture, [&](const auto&, const auto& data, const auto&, bool) {
-            pictures.push_back(data);
-        });
+        manager->downloadImageWithURL(
+            picture, [&](const auto&, const auto& data, const auto&, bool) { pictures.push_back(data); });
     }
     const std::string video = "https://cdn.test/media/intro.mp4";
     std::vector<std::optional<std::string>> videos;
@@ -228,9 +227,8 @@ TEST(OTDownloadManager, WantsOfOneAddressAtOnceShareOneRequest) {
     ASSERT_EQ(videos.size(), 2u);
     EXPECT_TRUE(videos[0] && videos[0] == videos[1]);
     EXPECT_EQ(OTVideoDiskCache::cache()->storedKeys().size(), 1u);
-    manager->downloadImageWithURL(picture, [&](const auto&, const auto& data, const auto&, bool) {
-        pictures.push_back(data);
-    });
+    manager->downloadImageWithURL(picture,
+                                  [&](const auto&, const auto& data, const auto&, bool) { pictures.push_back(data); });
     EXPECT_EQ(pictures.size(), 4u);  // from the cache, at once
     EXPECT_EQ(requestsFor("/media/b1.png"), 1);
 

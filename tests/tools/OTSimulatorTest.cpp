@@ -137,6 +137,15 @@ TEST(OTSimulator, TheDemoShowsDialogsFollowsLinksQueuesOfflineAndHitsTheDailyCap
     EXPECT_EQ(sent["/push/sdk/token"], 2);
     EXPECT_EQ(sent["/push/wechat/user/profile"], 1);
     EXPECT_EQ(sent["/push/sdk/pageview/upload"], 1);
+    // Each picture once, however many campaigns and banners want it at the same moment.
+    std::map<std::string, int> media;
+    for (const auto& [path, count] : sent) {
+        if (path.starts_with("/media/")) media[path] = count;
+    }
+    EXPECT_EQ(
+        media,
+        (std::map<std::string, int>{
+            {"/media/b1.png", 1}, {"/media/coupon.png", 1}, {"/media/default.png", 1}, {"/media/spring-sale.png", 1}}));
     EXPECT_EQ(ofType(observations, "clock").size(), 1u);
     const auto mails = ofType(observations, "mail");
     ASSERT_EQ(mails.size(), 1u);

@@ -6,7 +6,6 @@
 #include "core/OTNavigation.h"
 #include "corvane/CorvaneOtManager.h"
 #include "platform/OTEnvironment.h"
-#include "platform/OTEnvironment.h"
 #include "render/OTHTMLRenderer.h"
 #include "render/OTHeadlessRenderer.h"
 #include "tagging/OTFloatingBall.h"
