@@ -124,6 +124,7 @@ bool OTSimulation::run() {
     // However it stopped, the last life ends on a quiet network, and then every report must be
     // accounted for.
     if (counts_.breaches == 0 && app_) {
+        files_->disarm();
         server_->clearFaults();
         if (networkDown_) perform({{"action", "network"}, {"state", "up"}});
         perform({{"action", "wait"}, {"seconds", OTSoakScenario::kFinalWaitSeconds}});

@@ -39,6 +39,11 @@ void OTSimulatedFileSystem::restart() {
     plannedAt_.reset();
 }
 
+void OTSimulatedFileSystem::disarm() {
+    std::lock_guard lock(mutex_);
+    plannedAt_.reset();
+}
+
 std::uint64_t OTSimulatedFileSystem::writePoints() const {
     std::lock_guard lock(mutex_);
     return writePoints_;

@@ -48,6 +48,8 @@ public:
     std::optional<Crash> lastCrash() const;
     // A new life on the files as they are: the crash is over, nothing more is planned.
     void restart();
+    // Drops the planned crash, if it has not happened.
+    void disarm();
     std::uint64_t writePoints() const;
     // Every file and its content, in path order.
     Files snapshot() const;
