@@ -39,7 +39,7 @@ void OTNetwork::setGroupIdentifier(std::string groupIdentifier) {
 }
 
 std::shared_ptr<OTNetwork> OTNetwork::withGroupIdentifier(std::string groupIdentifier) const {
-    auto copy = std::make_shared<OTNetwork>(http_, share_);
+    auto copy = std::make_shared<OTNetwork>(http_.lock(), share_);
     std::lock_guard lock(mutex_);
     copy->config_ = config_;
     copy->timeout_ = timeout_;
@@ -128,17 +128,19 @@ void OTNetwork::requestWithRelativeUrl(const std::string& path, std::int64_t typ
         request.body = body.is_string() ? body.get<std::string>() : OTJSONWriter::prettyString(body).value_or("");
     }
     OTLog(OTLogger::kLevelData, "请求URL：%@\n参数：%@", request.url, OTUtils::ot_dictionaryToJson(body));
-    http_->send(std::move(request),
-                [success = std::move(success), failure = std::move(failure)](
-                    long status, const std::string& data, const std::optional<OTHTTPTransport::Failure>& error) {
-                    OTLogger::guarded([&] {
-                        if (error) {
-                            if (failure) failure(Error{error->code, error->description});
-                        } else if (success) {
-                            success(Response{status}, data);
-                        }
-                    });
-                });
+    const auto http = http_.lock();
+    if (!http) return;
+    http->send(std::move(request),
+               [success = std::move(success), failure = std::move(failure)](
+                   long status, const std::string& data, const std::optional<OTHTTPTransport::Failure>& error) {
+                   OTLogger::guarded([&] {
+                       if (error) {
+                           if (failure) failure(Error{error->code, error->description});
+                       } else if (success) {
+                           success(Response{status}, data);
+                       }
+                   });
+               });
 }
 
 }  // namespace corvane

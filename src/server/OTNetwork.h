@@ -35,7 +35,8 @@ public:
 
     static constexpr std::chrono::milliseconds kDefaultTimeout{60000};
 
-    // Sends through `http`; a custom base URL or server environment is read from `share`.
+    // Sends through `http` while it lives (after that, nothing is sent); a custom base URL or server
+    // environment is read from `share`.
     OTNetwork(std::shared_ptr<OTHTTPTransport> http, std::shared_ptr<OTUserShare> share);
 
     // The process-wide client of the class-level operations. A server session has a client of its
@@ -68,7 +69,8 @@ public:
     std::string groupIdentifier() const;
 
 private:
-    const std::shared_ptr<OTHTTPTransport> http_;
+    // Held weakly: requests waiting in a transport hold their sessions, and so this client.
+    const std::weak_ptr<OTHTTPTransport> http_;
     const std::shared_ptr<OTUserShare> share_;
     mutable std::mutex mutex_;
     OTNetworkConfig config_;
