@@ -24,14 +24,15 @@ public:
     // Starts, waits until the start's lists and its "$pullDialog" report are answered, then
     // forgets the requests and outcomes so far.
     void startSettled();
-    // Runs the queues until `done` holds, for at most `limit` of real time.
-    bool waitFor(const std::function<bool()>& done, std::chrono::milliseconds limit = std::chrono::seconds(10));
+    // Runs the queues until `done` holds, for at most `limit` of real time: a generous limit, since a
+    // sanitizer build on a loaded machine is slow and a wait ends as soon as `done` holds.
+    bool waitFor(const std::function<bool()>& done, std::chrono::milliseconds limit = std::chrono::seconds(30));
     // The log file so far, once the log queue has written everything.
     std::string log();
     // Answers are handled on the HTTP thread: tests wait until `count` requests to `path` have
     // been handled, whatever their outcome.
     bool waitForOutcomes(const std::string& path, std::size_t count = 1,
-                         std::chrono::milliseconds limit = std::chrono::seconds(10));
+                         std::chrono::milliseconds limit = std::chrono::seconds(30));
     // The outcomes of the requests to `path` handled so far, in order.
     std::vector<OTServerOutcome::Kind> outcomes(const std::string& path) const { return recorder->kinds(path); }
     // Forgets the outcomes so far: later waits count from here.
