@@ -37,20 +37,19 @@ void OTDownloadManager::fetch(
 
 void OTDownloadManager::fetchOnce(const std::string& url, const std::function<std::optional<std::string>()>& cached,
                                   std::function<std::optional<std::string>(const std::string&)> store, Done done) {
-    std::optional<std::string> hit;
     {
-        std::lock_guard lock(mutex_);
+        std::unique_lock lock(mutex_);
         if (const auto waiting = inFlight_.find(url); waiting != inFlight_.end()) {
             waiting->second.push_back(std::move(done));
             return;
         }
         // Stored by a download that ended since the caller looked: no second request.
-        hit = cached();
-        if (!hit) inFlight_[url].push_back(std::move(done));
-    }
-    if (hit) {
-        done(hit, std::nullopt);
-        return;
+        if (const auto hit = cached()) {
+            lock.unlock();
+            done(hit, std::nullopt);
+            return;
+        }
+        inFlight_[url].push_back(std::move(done));
     }
     fetch(url, [weak = weak_from_this(), url, store = std::move(store)](const std::optional<std::string>& body,
                                                                         const std::optional<Error>& error) {
@@ -88,7 +87,7 @@ void OTDownloadManager::downloadImageWithURL(const std::optional<std::string>& u
         deliver(data);
         return;
     }
-    const std::string key = *url;
+    const std::string& key = *url;
     fetchOnce(
         key, [cache, key] { return cache->imageDataForKey(key); },
         [cache, key](const std::string& body) -> std::optional<std::string> {
@@ -117,7 +116,7 @@ void OTDownloadManager::downloadVideoWithURL(const std::optional<std::string>& u
         if (completion) completion(fileURL, std::nullopt, true);
         return;
     }
-    const std::string key = *url;
+    const std::string& key = *url;
     fetchOnce(
         key, [cache, key] { return cache->videoPathForKey(key); },
         [cache, key](const std::string& body) {

@@ -35,11 +35,14 @@ OTSimulatorTagging::OTSimulatorTagging(Observe observe, Pump pump, std::optional
 
 void OTSimulatorTagging::observeBall() {
     const auto ball = OTTagManager::manager()->floatingBall();
-    const auto origin = ball ? std::optional<OTPoint>(ball->view()->frame().origin) : std::nullopt;
-    observe_({{"type", "tagBall"},
-              {"shown", shownBall() != nullptr},
-              {"x", origin ? json(origin->x) : json()},
-              {"y", origin ? json(origin->y) : json()}});
+    json x;
+    json y;
+    if (ball) {
+        const auto origin = ball->view()->frame().origin;
+        x = origin.x;
+        y = origin.y;
+    }
+    observe_({{"type", "tagBall"}, {"shown", shownBall() != nullptr}, {"x", x}, {"y", y}});
 }
 
 void OTSimulatorTagging::pageTag(const OTScenarioAction& action) {

@@ -89,8 +89,7 @@ std::optional<std::string> OTSimulatedFileSystem::halfLandedBatch() {
         const auto now = it == files_.end() ? std::nullopt : std::optional(it->second);
         // A file the batch leaves as it was tells nothing either way.
         if (landing.before == landing.after) continue;
-        if (now == landing.after) landed += " " + Path(path).filename().string();
-        else stayed += " " + Path(path).filename().string();
+        (now == landing.after ? landed : stayed).append(" ").append(Path(path).filename().string());
     }
     inFlight_.clear();
     if (landed.empty() || stayed.empty()) return std::nullopt;
