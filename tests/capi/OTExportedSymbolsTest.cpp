@@ -9,6 +9,7 @@
 
 namespace corvane {
 
+#ifdef OT_SHARED_LIBRARY
 namespace {
 // The dynamic symbols a shared library defines, demangled, as nm lists them.
 std::set<std::string> definedDynamicSymbols(const std::string& library) {
@@ -32,6 +33,7 @@ std::set<std::string> definedDynamicSymbols(const std::string& library) {
     return symbols;
 }
 }  // namespace
+#endif
 
 TEST(OTExportedSymbols, TheSharedLibraryExportsItsCInterfaceAndPublicClassesOnly) {
 #ifndef OT_SHARED_LIBRARY
