@@ -11,8 +11,8 @@
 
 namespace corvane {
 
-OTNetwork::OTNetwork(std::shared_ptr<OTHTTPTransport> http, std::shared_ptr<OTUserShare> share)
-    : http_(std::move(http)), share_(std::move(share)) {}
+OTNetwork::OTNetwork(const std::shared_ptr<OTHTTPTransport>& http, std::shared_ptr<OTUserShare> share)
+    : http_(http), share_(std::move(share)) {}
 
 std::shared_ptr<OTNetwork> OTNetwork::network() {
     const auto environment = OTEnvironment::current();

@@ -37,7 +37,7 @@ public:
 
     // Sends through `http` while it lives (after that, nothing is sent); a custom base URL or server
     // environment is read from `share`.
-    OTNetwork(std::shared_ptr<OTHTTPTransport> http, std::shared_ptr<OTUserShare> share);
+    OTNetwork(const std::shared_ptr<OTHTTPTransport>& http, std::shared_ptr<OTUserShare> share);
 
     // The process-wide client of the class-level operations. A server session has a client of its
     // own (OTServerSession::network), so that engines keep to their own servers.
