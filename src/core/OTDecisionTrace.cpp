@@ -8,12 +8,6 @@ namespace corvane {
 
 namespace {
 nlohmann::json idValue(const std::optional<std::string>& id) { return id ? nlohmann::json(*id) : nlohmann::json(); }
-
-// Adds `values` (an object) to `item`; the item's own names come first and are never overwritten.
-void addValues(nlohmann::json& item, nlohmann::json values) {
-    if (!values.is_object()) return;
-    for (auto& [key, value] : values.items()) item.emplace(key, std::move(value));
-}
 }  // namespace
 
 OTDecisionTrace::OTDecisionTrace(const OTEvent& event, std::optional<std::int64_t> source, std::string pass,
@@ -23,7 +17,7 @@ OTDecisionTrace::OTDecisionTrace(const OTEvent& event, std::optional<std::int64_
         {"event", {{"xwhat", idValue(event.xwhat())}, {"source", source ? nlohmann::json(*source) : nlohmann::json()}}},
         {"pass", std::move(pass)}};
     if (startIndex > 0) record_["startIndex"] = startIndex;
-    record_["campaigns"] = nlohmann::json::array();
+    campaigns_.reserve(kMaxListed);
 }
 
 const char* OTDecisionTrace::kindName(Kind kind) {
@@ -41,33 +35,39 @@ nlohmann::json OTDecisionTrace::reason(const char* reason, nlohmann::json values
     return values;
 }
 
-nlohmann::json OTDecisionTrace::entry(Kind kind, const std::optional<std::string>& id, const char* verdict) const {
-    return {{"id", idValue(id)}, {"kind", kindName(kind)}, {"verdict", verdict}};
+// An entry's own names go in last, over any of the values that has one of them. Built in place:
+// a listened walk makes one entry per campaign.
+void OTDecisionTrace::list(nlohmann::json values, Kind kind, const std::optional<std::string>& id,
+                           const char* verdict) {
+    if (!values.is_object()) values = nlohmann::json::object();
+    auto& item = values.get_ref<nlohmann::json::object_t&>();
+    item.insert_or_assign("id", idValue(id));
+    item.insert_or_assign("kind", kindName(kind));
+    item.insert_or_assign("verdict", verdict);
+    campaigns_.push_back(std::move(values));
+    ++listed_;
 }
 
-void OTDecisionTrace::count(Kind kind, const char* verdict) { ++omitted_[static_cast<std::size_t>(kind)][verdict]; }
+void OTDecisionTrace::omit(Kind kind, std::string_view verdict, std::size_t campaigns) {
+    auto& counts = omitted_[static_cast<std::size_t>(kind)];
+    if (const auto it = counts.find(verdict); it != counts.end()) it->second += campaigns;
+    else counts.emplace(verdict, campaigns);
+}
 
 void OTDecisionTrace::add(Kind kind, const std::optional<std::string>& id, const char* verdict,
                           const Explain& explain) {
     std::lock_guard lock(mutex_);
     if (listed_ >= kMaxListed) {
-        count(kind, verdict);
+        omit(kind, verdict, 1);
         return;
     }
-    auto item = entry(kind, id, verdict);
-    if (explain) addValues(item, explain());
-    record_["campaigns"].push_back(std::move(item));
-    ++listed_;
+    list(explain ? explain() : nlohmann::json(), kind, id, verdict);
 }
 
 void OTDecisionTrace::end(Kind kind, const std::optional<std::string>& id, const char* verdict, nlohmann::json values) {
     std::lock_guard lock(mutex_);
-    auto item = entry(kind, id, verdict);
-    addValues(item, std::move(values));
-    auto& campaigns = record_["campaigns"];
-    campaigns.push_back(std::move(item));
-    ++listed_;
-    ended_[static_cast<std::size_t>(kind)] = Ended{campaigns.size() - 1, id, verdict};
+    list(std::move(values), kind, id, verdict);
+    ended_[static_cast<std::size_t>(kind)] = Ended{campaigns_.size() - 1, id, verdict};
 }
 
 void OTDecisionTrace::notExamined(Kind kind, std::size_t count,
@@ -75,14 +75,14 @@ void OTDecisionTrace::notExamined(Kind kind, std::size_t count,
     std::lock_guard lock(mutex_);
     const auto& ended = ended_[static_cast<std::size_t>(kind)];
     std::size_t i = 0;
-    for (; i < count && listed_ < kMaxListed; ++i, ++listed_) {
-        auto item = entry(kind, idAt(i), "notExamined");
-        item["reason"] = "passEnded";
-        item["endedBy"] = ended ? idValue(ended->id) : nlohmann::json();
-        item["because"] = ended ? nlohmann::json(ended->verdict) : nlohmann::json();
-        record_["campaigns"].push_back(std::move(item));
+    for (; i < count && listed_ < kMaxListed; ++i) {
+        nlohmann::json values = nlohmann::json::object();
+        values["reason"] = "passEnded";
+        values["endedBy"] = ended ? idValue(ended->id) : nlohmann::json();
+        values["because"] = ended ? nlohmann::json(ended->verdict) : nlohmann::json();
+        list(std::move(values), kind, idAt(i), "notExamined");
     }
-    if (i < count) omitted_[static_cast<std::size_t>(kind)]["notExamined"] += count - i;
+    if (i < count) omit(kind, "notExamined", count - i);
 }
 
 void OTDecisionTrace::setOutcome(const char* verdict, nlohmann::json reasonAndValues) {
@@ -105,7 +105,7 @@ void OTDecisionTrace::notPresented() { settle("scheduled", false); }
 void OTDecisionTrace::settle(const char* verdict, bool presented) {
     std::unique_lock lock(mutex_);
     if (const auto& ended = ended_[static_cast<std::size_t>(Kind::InApp)]) {
-        auto& item = record_["campaigns"][ended->entry];
+        auto& item = campaigns_[ended->entry];
         item["verdict"] = verdict;
         if (!presented) item["presented"] = false;
     }
@@ -127,6 +127,7 @@ void OTDecisionTrace::deliverIfDone(std::unique_lock<std::mutex>& lock) {
         if (!omitted_[kind].empty()) omitted[kindName(static_cast<Kind>(kind))] = omitted_[kind];
     }
     if (!omitted.empty()) record_["omitted"] = std::move(omitted);
+    record_["campaigns"] = std::move(campaigns_);
     auto record = std::move(record_);
     auto deliver = std::move(deliver_);
     lock.unlock();

@@ -10,6 +10,8 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace corvane {
 
@@ -69,15 +71,16 @@ private:
         std::optional<std::string> id;
         std::string verdict;
     };
-    nlohmann::json entry(Kind kind, const std::optional<std::string>& id, const char* verdict) const;
-    void count(Kind kind, const char* verdict);
+    void list(nlohmann::json values, Kind kind, const std::optional<std::string>& id, const char* verdict);
+    void omit(Kind kind, std::string_view verdict, std::size_t campaigns);
     void settle(const char* verdict, bool presented);
     void deliverIfDone(std::unique_lock<std::mutex>& lock);
 
     mutable std::mutex mutex_;
     nlohmann::json record_;
+    std::vector<nlohmann::json> campaigns_;
     std::size_t listed_ = 0;
-    std::array<std::map<std::string, std::size_t>, 3> omitted_;
+    std::array<std::map<std::string, std::size_t, std::less<>>, 3> omitted_;
     std::array<std::optional<Ended>, 3> ended_;
     bool held_ = false;
     bool closed_ = false;

@@ -1,5 +1,6 @@
 #include "foundation/OTBinaryPlistReader.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 
@@ -200,9 +201,13 @@ std::optional<OTPropertyList> OTBinaryPlistReader::object(std::uint64_t ref, std
             if (!length || *length > limit - at || !charge(at - *offset + *length)) return std::nullopt;
             // An ASCII text holds no byte above 0x7F; any such byte reads as U+FFFD, so that every
             // text read is valid UTF-8 (and writes back as it reads).
+            const auto ascii = bytes_.substr(at, static_cast<std::size_t>(*length));
+            if (std::all_of(ascii.begin(), ascii.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; })) {
+                return OTPropertyList(std::string(ascii));
+            }
             std::string text;
-            text.reserve(static_cast<std::size_t>(*length));
-            for (const char c : bytes_.substr(at, static_cast<std::size_t>(*length))) {
+            text.reserve(ascii.size());
+            for (const char c : ascii) {
                 if (static_cast<unsigned char>(c) < 0x80) text += c;
                 else appendUtf8(text, 0xFFFD);
             }

@@ -50,7 +50,9 @@ public:
     std::optional<std::string> finishText(Ref top);
 
 private:
-    static constexpr std::size_t kChunkBytes = std::size_t{1} << 20;
+    // Small enough that the slack of the last and the first chunk (which grows as a text does)
+    // stays a fraction of a large archive.
+    static constexpr std::size_t kChunkBytes = std::size_t{256} << 10;
 
     // Starts a new object in the chunk it returns; nullptr once the writer has failed.
     std::string* begin(std::size_t depth);

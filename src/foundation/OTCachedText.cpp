@@ -1,5 +1,8 @@
 #include "foundation/OTCachedText.h"
 
+#include <memory>
+#include <utility>
+
 namespace corvane {
 
 OTCachedText& OTCachedText::operator=(const OTCachedText& other) {
@@ -7,21 +10,15 @@ OTCachedText& OTCachedText::operator=(const OTCachedText& other) {
     return *this;
 }
 
-std::shared_ptr<const std::string> OTCachedText::get(const std::function<std::string()>& make) const {
-    {
-        std::lock_guard lock(mutex_);
-        if (text_) return text_;
-    }
-    // Made outside the lock: a description may describe other objects, each with a text of its own.
-    auto made = std::make_shared<const std::string>(make());
-    std::lock_guard lock(mutex_);
-    if (!text_) text_ = std::move(made);
-    return text_;
+OTCachedText::~OTCachedText() { reset(); }
+
+const std::string& OTCachedText::keep(std::string made) const {
+    auto text = std::make_unique<const std::string>(std::move(made));
+    const std::string* expected = nullptr;
+    if (text_.compare_exchange_strong(expected, text.get(), std::memory_order_acq_rel)) return *text.release();
+    return *expected;
 }
 
-void OTCachedText::reset() {
-    std::lock_guard lock(mutex_);
-    text_.reset();
-}
+void OTCachedText::reset() { delete text_.exchange(nullptr, std::memory_order_acq_rel); }
 
 }  // namespace corvane

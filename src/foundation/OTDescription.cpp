@@ -2,11 +2,35 @@
 
 #include <cmath>
 #include <cstdio>
+#include <string_view>
+#include <utility>
 #include <nlohmann/json.hpp>
 
 #include "foundation/OTJSONLimits.h"
 
 namespace corvane {
+
+// The text being written, kept to its limit: past it, pieces are only counted.
+struct OTDescription::Out {
+    std::string text;
+    std::size_t limit = std::string::npos;
+    std::size_t omitted = 0;
+
+    Out& operator+=(std::string_view piece) {
+        if (omitted > 0 || text.size() + piece.size() <= limit) {
+            if (omitted > 0) omitted += piece.size();
+            else text += piece;
+            return *this;
+        }
+        std::size_t kept = limit - text.size();
+        // The rest of a character whose first byte is kept stays with it.
+        while (kept < piece.size() && (static_cast<unsigned char>(piece[kept]) & 0xC0) == 0x80) ++kept;
+        text += piece.substr(0, kept);
+        omitted += piece.size() - kept;
+        return *this;
+    }
+    Out& operator+=(char c) { return *this += std::string_view(&c, 1); }
+};
 
 namespace {
 bool needsQuotes(const std::string& text) {
@@ -19,7 +43,8 @@ bool needsQuotes(const std::string& text) {
     return false;
 }
 
-void appendQuoted(std::string& out, const std::string& text) {
+template <class Out>
+void appendQuoted(Out& out, const std::string& text) {
     if (!needsQuotes(text)) {
         out += text;
         return;
@@ -57,12 +82,20 @@ std::string OTDescription::numberText(const nlohmann::json& number) {
 
 std::string OTDescription::describe(const nlohmann::json& value) {
     if (value.is_string()) return value.get_ref<const std::string&>();
-    std::string out;
+    Out out;
     append(out, value, 0, false);
-    return out;
+    return std::move(out.text);
 }
 
-void OTDescription::append(std::string& out, const nlohmann::json& value, int indent, bool nested) {
+std::string OTDescription::describe(const nlohmann::json& value, std::size_t limit, std::size_t& omitted) {
+    Out out;
+    out.limit = limit;
+    append(out, value, 0, false);
+    omitted = out.omitted;
+    return std::move(out.text);
+}
+
+void OTDescription::append(Out& out, const nlohmann::json& value, int indent, bool nested) {
     // Each level costs an indent per line, so deeper levels are elided.
     if (value.is_structured() && indent >= static_cast<int>(OTJSONLimits::kMaxDepth)) {
         out += value.is_array() ? "(...)" : "{...}";

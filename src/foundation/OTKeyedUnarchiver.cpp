@@ -40,7 +40,7 @@ OTKeyedUnarchiver::OTKeyedUnarchiver(OTBinaryPlistReader& reader, OTBinaryPlistR
     if (auto* text = name ? name->get<std::string>() : nullptr) className_ = std::move(*text);
 }
 
-std::optional<OTKeyedUnarchiver::Ref> OTKeyedUnarchiver::find(const std::string& key) const {
+std::optional<OTKeyedUnarchiver::Ref> OTKeyedUnarchiver::find(std::string_view key) const {
     if (key == OTKeyedArchiver::kClassKey) return std::nullopt;
     const auto last =
         std::find_if(fields_.rbegin(), fields_.rend(), [&](const auto& field) { return field.first == key; });
@@ -48,15 +48,15 @@ std::optional<OTKeyedUnarchiver::Ref> OTKeyedUnarchiver::find(const std::string&
     return last->second;
 }
 
-std::optional<OTPropertyList> OTKeyedUnarchiver::valueForKey(const std::string& key) const {
+std::optional<OTPropertyList> OTKeyedUnarchiver::valueForKey(std::string_view key) const {
     const auto ref = find(key);
     if (!ref) return std::nullopt;
     return reader_.value(*ref, depth_ + 1);
 }
 
-bool OTKeyedUnarchiver::containsValueForKey(const std::string& key) const { return find(key).has_value(); }
+bool OTKeyedUnarchiver::containsValueForKey(std::string_view key) const { return find(key).has_value(); }
 
-bool OTKeyedUnarchiver::decodeBoolForKey(const std::string& key) const {
+bool OTKeyedUnarchiver::decodeBoolForKey(std::string_view key) const {
     const auto value = valueForKey(key);
     if (!value) return false;
     if (const auto* flag = value->get<bool>()) return *flag;
@@ -64,7 +64,7 @@ bool OTKeyedUnarchiver::decodeBoolForKey(const std::string& key) const {
     return false;
 }
 
-std::int64_t OTKeyedUnarchiver::decodeIntegerForKey(const std::string& key) const {
+std::int64_t OTKeyedUnarchiver::decodeIntegerForKey(std::string_view key) const {
     const auto value = valueForKey(key);
     if (!value) return 0;
     if (const auto* integer = value->get<std::int64_t>()) return *integer;
@@ -76,7 +76,7 @@ std::int64_t OTKeyedUnarchiver::decodeIntegerForKey(const std::string& key) cons
     return 0;
 }
 
-double OTKeyedUnarchiver::decodeDoubleForKey(const std::string& key) const {
+double OTKeyedUnarchiver::decodeDoubleForKey(std::string_view key) const {
     const auto value = valueForKey(key);
     if (!value) return 0;
     if (const auto* real = value->get<double>()) return *real;
@@ -84,25 +84,25 @@ double OTKeyedUnarchiver::decodeDoubleForKey(const std::string& key) const {
     return 0;
 }
 
-float OTKeyedUnarchiver::decodeFloatForKey(const std::string& key) const {
+float OTKeyedUnarchiver::decodeFloatForKey(std::string_view key) const {
     return OTJSONValue::floatValue(decodeDoubleForKey(key)).value_or(0);
 }
 
-std::optional<std::string> OTKeyedUnarchiver::decodeStringForKey(const std::string& key) const {
+std::optional<std::string> OTKeyedUnarchiver::decodeStringForKey(std::string_view key) const {
     auto value = valueForKey(key);
     if (!value) return std::nullopt;
     if (auto* text = value->get<std::string>()) return std::move(*text);
     return std::nullopt;
 }
 
-std::optional<OTPropertyList::Date> OTKeyedUnarchiver::decodeDateForKey(const std::string& key) const {
+std::optional<OTPropertyList::Date> OTKeyedUnarchiver::decodeDateForKey(std::string_view key) const {
     const auto value = valueForKey(key);
     if (!value) return std::nullopt;
     if (const auto* date = value->get<OTPropertyList::Date>()) return *date;
     return std::nullopt;
 }
 
-std::optional<nlohmann::json> OTKeyedUnarchiver::decodeJsonForKey(const std::string& key) const {
+std::optional<nlohmann::json> OTKeyedUnarchiver::decodeJsonForKey(std::string_view key) const {
     const auto value = valueForKey(key);
     if (!value) return std::nullopt;
     return plainValue(*value);

@@ -5,6 +5,7 @@
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "foundation/OTBinaryPlistReader.h"
@@ -22,25 +23,25 @@ public:
 
     OTKeyedUnarchiver(OTBinaryPlistReader& reader, OTBinaryPlistReader::Entries fields, std::size_t depth);
 
-    bool containsValueForKey(const std::string& key) const;
+    bool containsValueForKey(std::string_view key) const;
     const std::string& className() const { return className_; }
 
-    bool decodeBoolForKey(const std::string& key) const;
-    std::int64_t decodeIntegerForKey(const std::string& key) const;
-    double decodeDoubleForKey(const std::string& key) const;
-    float decodeFloatForKey(const std::string& key) const;
-    std::optional<std::string> decodeStringForKey(const std::string& key) const;
-    std::optional<OTPropertyList::Date> decodeDateForKey(const std::string& key) const;
+    bool decodeBoolForKey(std::string_view key) const;
+    std::int64_t decodeIntegerForKey(std::string_view key) const;
+    double decodeDoubleForKey(std::string_view key) const;
+    float decodeFloatForKey(std::string_view key) const;
+    std::optional<std::string> decodeStringForKey(std::string_view key) const;
+    std::optional<OTPropertyList::Date> decodeDateForKey(std::string_view key) const;
     // A value made of plain values only (texts, numbers, lists, dictionaries, null).
-    std::optional<nlohmann::json> decodeJsonForKey(const std::string& key) const;
+    std::optional<nlohmann::json> decodeJsonForKey(std::string_view key) const;
 
     template <class T>
-    std::shared_ptr<T> decodeObjectOfClass(const std::string& key) const {
+    std::shared_ptr<T> decodeObjectOfClass(std::string_view key) const {
         const auto ref = find(key);
         return ref ? objectOfClass<T>(reader_, *ref, depth_ + 1) : nullptr;
     }
     template <class T>
-    std::optional<std::vector<std::shared_ptr<T>>> decodeArrayOfObjectsOfClass(const std::string& key) const {
+    std::optional<std::vector<std::shared_ptr<T>>> decodeArrayOfObjectsOfClass(std::string_view key) const {
         const auto ref = find(key);
         if (!ref) return std::nullopt;
         return arrayOfObjectsOfClass<T>(reader_, *ref, depth_ + 1);
@@ -86,9 +87,9 @@ public:
     static std::optional<nlohmann::json> plainValue(const OTPropertyList& value);
 
 private:
-    std::optional<Ref> find(const std::string& key) const;
+    std::optional<Ref> find(std::string_view key) const;
     // The value of `key`, read now; nothing when absent or unreadable.
-    std::optional<OTPropertyList> valueForKey(const std::string& key) const;
+    std::optional<OTPropertyList> valueForKey(std::string_view key) const;
 
     // Reading charges the reader's budgets, which a const unarchiver still spends.
     OTBinaryPlistReader& reader_;

@@ -1,6 +1,7 @@
 #include "foundation/OTLogFormatter.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
@@ -12,7 +13,9 @@
 
 namespace corvane {
 
-OTLogArgument::OTLogArgument(const nlohmann::json& value) : value_(OTDescription::describe(value)) {}
+OTLogArgument::OTLogArgument(const nlohmann::json& value) {
+    value_ = OTDescription::describe(value, kMaxDescribedBytes, omitted_);
+}
 
 OTLogArgument::OTLogArgument(std::chrono::system_clock::time_point value)
     : value_(OTDateFormatter::description(value)) {}
@@ -56,13 +59,28 @@ std::optional<std::string_view> OTLogArgument::asText() const {
 }
 
 namespace {
+// The length modifiers an integer conversion cares about: "l", "ll", "q", "z", "j" and "t" are all
+// 64 bits here; any other, or none, is an int.
+enum class Length { Int, Char, Short, Wide };
+
 struct Conversion {
     std::string flags;
     int width = -1;
     int precision = -1;
-    std::string length;
+    Length length = Length::Int;
     char letter = 0;
 };
+
+// The length a modifier as written ("hh", "l", "L", …) gives.
+Length lengthOf(std::string_view written) {
+    if (written.empty()) return Length::Int;
+    if (written == "hh") return Length::Char;
+    if (written == "h") return Length::Short;
+    if (written == "l" || written == "ll" || written == "q" || written == "z" || written == "j" || written == "t") {
+        return Length::Wide;
+    }
+    return Length::Int;
+}
 
 template <class T>
 void appendPrintf(std::string& out, const std::string& pattern, T value) {
@@ -122,21 +140,20 @@ void appendInteger(std::string& out, const Conversion& conversion, const OTLogAr
         return;
     }
     const bool isSigned = conversion.letter == 'd' || conversion.letter == 'i';
-    const std::string& len = conversion.length;
-    const bool wide = len == "l" || len == "ll" || len == "q" || len == "z" || len == "j" || len == "t";
+    const auto length = conversion.length;
     if (isSigned) {
         long long v = *value;
         // %hhd shows the value's low byte as a signed char, as printf does.
-        if (len == "hh") v = (v & 0xFF) >= 0x80 ? (v & 0xFF) - 0x100 : (v & 0xFF);
-        else if (len == "h") v = static_cast<short>(v);
-        else if (!wide) v = static_cast<int>(v);
+        if (length == Length::Char) v = (v & 0xFF) >= 0x80 ? (v & 0xFF) - 0x100 : (v & 0xFF);
+        else if (length == Length::Short) v = static_cast<short>(v);
+        else if (length == Length::Int) v = static_cast<int>(v);
         if (plain(conversion)) return appendDecimal(out, v);
         appendPrintf(out, printfPattern(conversion, "ll", conversion.letter), v);
     } else {
         unsigned long long v = static_cast<std::uint64_t>(*value);
-        if (len == "hh") v = static_cast<unsigned char>(v);
-        else if (len == "h") v = static_cast<unsigned short>(v);
-        else if (!wide) v = static_cast<unsigned int>(v);
+        if (length == Length::Char) v = static_cast<unsigned char>(v);
+        else if (length == Length::Short) v = static_cast<unsigned short>(v);
+        else if (length == Length::Int) v = static_cast<unsigned int>(v);
         if (conversion.letter == 'u' && plain(conversion)) return appendDecimal(out, v);
         appendPrintf(out, printfPattern(conversion, "ll", conversion.letter), v);
     }
@@ -193,13 +210,27 @@ void appendOne(std::string& out, const Conversion& conversion, const OTLogArgume
     }
 }
 
-bool isConversion(char c) { return std::string_view("@sdiuxXofFeEgGaAcp").find(c) != std::string_view::npos; }
+// Character classes of the format, by table: every log line parses its format.
+enum : unsigned char { kFlag = 1, kLengthLetter = 2, kConversionLetter = 4 };
+constexpr std::array<unsigned char, 256> kClasses = [] {
+    std::array<unsigned char, 256> classes{};
+    for (const char c : std::string_view("-+ #0")) classes[static_cast<unsigned char>(c)] |= kFlag;
+    for (const char c : std::string_view("hlqzjtL")) classes[static_cast<unsigned char>(c)] |= kLengthLetter;
+    for (const char c : std::string_view("@sdiuxXofFeEgGaAcp")) classes[static_cast<unsigned char>(c)] |= kConversionLetter;
+    return classes;
+}();
+bool is(char c, unsigned char kind) { return (kClasses[static_cast<unsigned char>(c)] & kind) != 0; }
 }  // namespace
 
 std::string OTLogFormatter::format(std::string_view format, std::span<const OTLogArgument> arguments) {
-    static const OTLogArgument kMissing(nullptr);
     std::string out;
     out.reserve(format.size() + 32);
+    append(out, format, arguments);
+    return out;
+}
+
+void OTLogFormatter::append(std::string& out, std::string_view format, std::span<const OTLogArgument> arguments) {
+    static const OTLogArgument kMissing(nullptr);
     std::size_t next = 0;
     auto take = [&]() -> const OTLogArgument& { return next < arguments.size() ? arguments[next++] : kMissing; };
     auto takeNumber = [&]() -> int {
@@ -222,7 +253,7 @@ std::string OTLogFormatter::format(std::string_view format, std::span<const OTLo
             continue;
         }
         Conversion conversion;
-        while (j < format.size() && std::string_view("-+ #0").find(format[j]) != std::string_view::npos) {
+        while (j < format.size() && is(format[j], kFlag)) {
             if (conversion.flags.find(format[j]) == std::string::npos) conversion.flags += format[j];
             ++j;
         }
@@ -250,13 +281,11 @@ std::string OTLogFormatter::format(std::string_view format, std::span<const OTLo
             const auto precision = readNumber();
             conversion.precision = precision && *precision >= 0 ? *precision : (precision ? -1 : 0);
         }
-        while (j < format.size() && std::string_view("hlqzjtL").find(format[j]) != std::string_view::npos) {
-            conversion.length += format[j];
-            ++j;
-        }
-        if (j < format.size() && isConversion(format[j])) {
+        const std::size_t lengthStart = j;
+        while (j < format.size() && is(format[j], kLengthLetter)) ++j;
+        conversion.length = lengthOf(format.substr(lengthStart, j - lengthStart));
+        if (j < format.size() && is(format[j], kConversionLetter)) {
             conversion.letter = format[j];
-            if (conversion.length == "L") conversion.length.clear();
             appendOne(out, conversion, take());
             i = j + 1;
         } else {
@@ -266,7 +295,6 @@ std::string OTLogFormatter::format(std::string_view format, std::span<const OTLo
             i = end;
         }
     }
-    return out;
 }
 
 }  // namespace corvane

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -18,10 +19,10 @@ template <class T>
 concept OTDescribable = requires(const T& value) {
     { value.description() } -> std::convertible_to<std::string>;
 };
-// An object that keeps its description: a log line shares the kept text instead of copying it.
+// An object that keeps its description: a log line reads the kept text instead of copying it.
 template <class T>
 concept OTKeptDescribable = OTDescribable<T> && requires(const T& value) {
-    { value.keptDescription() } -> std::convertible_to<std::shared_ptr<const std::string>>;
+    { value.keptDescription() } -> std::same_as<const std::string&>;
 };
 
 // One argument of a log format. Whatever the caller passes is captured by kind, so a format and
@@ -61,7 +62,7 @@ public:
     OTLogArgument(std::chrono::system_clock::time_point value);
     template <OTDescribable T>
     OTLogArgument(const T& value) {
-        if constexpr (OTKeptDescribable<T>) value_ = value.keptDescription();
+        if constexpr (OTKeptDescribable<T>) value_ = std::string_view(value.keptDescription());
         else value_ = std::string(value.description());
     }
     template <OTDescribable T>
@@ -69,7 +70,12 @@ public:
         if (value) *this = OTLogArgument(*value);
     }
 
+    // A JSON value is described up to this many bytes: no log message keeps more.
+    static constexpr std::size_t kMaxDescribedBytes = std::size_t{256} * 1024 + 4;
+
     bool isNull() const { return std::holds_alternative<std::monostate>(value_); }
+    // How many bytes of the description were left out at kMaxDescribedBytes.
+    std::size_t omitted() const { return omitted_; }
     // The object description `%@` prints.
     std::string description() const;
     std::optional<std::int64_t> asSigned() const;
@@ -81,6 +87,7 @@ private:
     std::variant<std::monostate, std::int64_t, std::uint64_t, double, std::string_view, std::string,
                  std::shared_ptr<const std::string>>
         value_;
+    std::size_t omitted_ = 0;
 };
 
 // The logger's printf-like formatter: %@ (description), %d %i %u %x %X %o %c with the h, hh, l,
@@ -89,6 +96,8 @@ private:
 class OTLogFormatter {
 public:
     static std::string format(std::string_view format, std::span<const OTLogArgument> arguments);
+    // Formats onto the end of `out`.
+    static void append(std::string& out, std::string_view format, std::span<const OTLogArgument> arguments);
     static constexpr int kMaxWidth = 4096;
 };
 

@@ -77,7 +77,7 @@ void OTEvent::setRelation(std::optional<std::string> value) {
     else relationKind_ = Relation::Neither;
 }
 
-std::shared_ptr<const std::string> OTEvent::rulesDescription() const {
+const std::string& OTEvent::rulesDescription() const {
     return rulesDescription_.get([this] {
         nlohmann::json list = nlohmann::json::array();
         for (const auto& rule : rules_) list.push_back(rule ? rule->description() : std::string("(null)"));
@@ -169,11 +169,15 @@ nlohmann::json OTEvent::mismatch(const OTEvent* condition) const {
     const auto text = [](const std::optional<std::string>& value) {
         return value ? nlohmann::json(*value) : nlohmann::json();
     };
+    // Built name by name, not from an initializer list, which copies every value twice: a
+    // listened walk explains every campaign it passes over.
+    nlohmann::json reason = nlohmann::json::object();
     const bool conditionAvailable = condition != nullptr && condition->available_;
     if (!available_ || !conditionAvailable || xwhat_ != condition->xwhat_) {
-        return {{"reason", "eventName"},
-                {"expected", conditionAvailable ? text(condition->xwhat_) : nlohmann::json()},
-                {"actual", text(xwhat_)}};
+        reason["reason"] = "eventName";
+        reason["expected"] = conditionAvailable ? text(condition->xwhat_) : nlohmann::json();
+        reason["actual"] = text(xwhat_);
+        return reason;
     }
     if (!condition->rules_.empty()) {
         if (matchRulesQuietly(*condition)) return nullptr;
@@ -186,7 +190,8 @@ nlohmann::json OTEvent::mismatch(const OTEvent* condition) const {
                 break;
             }
         }
-        nlohmann::json reason = {{"reason", "propertyRule"}, {"relation", text(relation_)}};
+        reason["reason"] = "propertyRule";
+        reason["relation"] = text(relation_);
         if (failing) {
             const auto& field = failing->field();
             reason["field"] = field;
@@ -202,12 +207,13 @@ nlohmann::json OTEvent::mismatch(const OTEvent* condition) const {
     if (!xcontext_.is_object() || condition->xcontext_.is_null() || !condition->xcontext_.is_object()) return nullptr;
     const auto difference = firstDifferingProperty(*condition);
     if (!difference) return nullptr;
-    return {{"reason", "propertyRule"},
-            {"field", difference->key},
-            {"operator", "EQ"},
-            {"dataType", nullptr},
-            {"expected", difference->expected != nullptr ? *difference->expected : nlohmann::json()},
-            {"actual", difference->actual != nullptr ? *difference->actual : nlohmann::json()}};
+    reason["reason"] = "propertyRule";
+    reason["field"] = difference->key;
+    reason["operator"] = "EQ";
+    reason["dataType"] = nullptr;
+    reason["expected"] = difference->expected != nullptr ? *difference->expected : nlohmann::json();
+    reason["actual"] = difference->actual != nullptr ? *difference->actual : nlohmann::json();
+    return reason;
 }
 
 nlohmann::json OTEvent::toDictionary() const {
@@ -222,7 +228,7 @@ nlohmann::json OTEvent::toDictionary() const {
     };
 }
 
-std::shared_ptr<const std::string> OTEvent::keptDescription() const {
+const std::string& OTEvent::keptDescription() const {
     return description_.get([this] { return makeDescription(); });
 }
 

@@ -39,9 +39,9 @@ public:
     // "actual"} for the first clause or property that fails. Null when it does meet it.
     nlohmann::json mismatch(const OTEvent* condition) const;
     nlohmann::json toDictionary() const;
-    std::string description() const { return *keptDescription(); }
+    std::string description() const { return keptDescription(); }
     // Worked out once: an event is logged for every campaign it is walked past.
-    std::shared_ptr<const std::string> keptDescription() const;
+    const std::string& keptDescription() const;
 
     const std::optional<std::string>& appid() const { return appid_; }
     void setAppid(std::optional<std::string> value) {
@@ -103,7 +103,7 @@ private:
     long passingRules(const OTEvent& condition) const;
     bool matchRulesQuietly(const OTEvent& condition) const;
     std::string makeDescription() const;
-    std::shared_ptr<const std::string> rulesDescription() const;
+    const std::string& rulesDescription() const;
     void changed();
 
     std::optional<std::string> appid_;

@@ -146,7 +146,7 @@ void OTWindowData::_replacePropertiesWithItemAttribute(OTWidgetAttribute& item, 
     }
 }
 
-std::shared_ptr<const std::string> OTWindowData::keptDescription() const {
+const std::string& OTWindowData::keptDescription() const {
     return description_.get([this] { return makeDescription(); });
 }
 

@@ -32,9 +32,9 @@ public:
     static std::shared_ptr<OTWindowData> initWithCoder(const OTKeyedUnarchiver& coder);
     // The name a dialog style is logged under; empty for an unknown style.
     static const char* styleLabel(std::int64_t style);
-    std::string description() const { return *keptDescription(); }
+    std::string description() const { return keptDescription(); }
     // Worked out once per record: every event walked past the campaign logs it.
-    std::shared_ptr<const std::string> keptDescription() const;
+    const std::string& keptDescription() const;
 
     // The trigger condition: the campaign's own, else the last pre-event, else nothing.
     std::shared_ptr<OTEvent> event() const;

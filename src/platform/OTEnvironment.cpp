@@ -1,5 +1,6 @@
 #include "platform/OTEnvironment.h"
 
+#include <atomic>
 #include <utility>
 
 #include "platform/deterministic/OTManualReachabilitySource.h"
@@ -16,7 +17,15 @@ namespace {
 struct Installed {
     std::mutex mutex;
     std::shared_ptr<OTEnvironment> environment;
+    std::atomic<std::uint64_t> serial{0};
+
+    // Under the mutex; gives back the environment that was installed.
+    std::shared_ptr<OTEnvironment> replace(std::shared_ptr<OTEnvironment> next) {
+        serial.store(next ? next->serial() : 0, std::memory_order_release);
+        return std::exchange(environment, std::move(next));
+    }
 };
+std::atomic<std::uint64_t> lastSerial{0};
 // Never destroyed: the library lives until the process ends and is not torn down at exit, where
 // joining queue threads could wait on a main loop that no longer runs.
 Installed& installed() {
@@ -26,7 +35,8 @@ Installed& installed() {
 }  // namespace
 
 OTEnvironment::OTEnvironment(Parts parts)
-    : clock_(parts.clock ? std::move(parts.clock) : std::make_shared<OTSystemClock>()),
+    : serial_(lastSerial.fetch_add(1, std::memory_order_relaxed) + 1),
+      clock_(parts.clock ? std::move(parts.clock) : std::make_shared<OTSystemClock>()),
       scheduler_(parts.scheduler ? std::move(parts.scheduler) : std::make_shared<OTThreadScheduler>()),
       sandbox_(std::move(parts.sandboxRoot)),
       files_(parts.files ? std::move(parts.files) : std::make_shared<OTLinuxFileSystem>()),
@@ -58,18 +68,31 @@ void OTEnvironment::shutdown() {
 }
 
 std::shared_ptr<OTEnvironment> OTEnvironment::current() {
+    // Asked for by every log line and console print: a thread keeps the environment it found for
+    // as long as it stays installed, instead of taking the lock each time.
+    struct Seen {
+        std::uint64_t serial = 0;
+        std::weak_ptr<OTEnvironment> environment;
+    };
+    thread_local Seen seen;
+    if (const auto serial = installedSerial(); serial != 0 && serial == seen.serial) {
+        if (auto environment = seen.environment.lock()) return environment;
+    }
     auto& slot = installed();
     std::lock_guard lock(slot.mutex);
-    if (!slot.environment) slot.environment = makeSystem(SystemOptions{});
+    if (!slot.environment) slot.replace(makeSystem(SystemOptions{}));
+    seen = {slot.environment->serial(), slot.environment};
     return slot.environment;
 }
+
+std::uint64_t OTEnvironment::installedSerial() { return installed().serial.load(std::memory_order_acquire); }
 
 void OTEnvironment::install(std::shared_ptr<OTEnvironment> environment) {
     std::shared_ptr<OTEnvironment> previous;
     {
         auto& slot = installed();
         std::lock_guard lock(slot.mutex);
-        previous = std::exchange(slot.environment, std::move(environment));
+        previous = slot.replace(std::move(environment));
     }
     // `previous` is released here, outside the lock: its shared instances may ask for current().
 }

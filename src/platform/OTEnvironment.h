@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -66,6 +67,11 @@ public:
     static void install(std::shared_ptr<OTEnvironment> environment);
     // System clock, real threads (the calling thread is the main thread), standard error console.
     static std::shared_ptr<OTEnvironment> makeSystem(const SystemOptions& options);
+    // A number no other environment of the process has.
+    std::uint64_t serial() const { return serial_; }
+    // The installed environment's serial (0 while none is), read without a lock: a thread may keep
+    // what it found in the installed environment for as long as this stays the same.
+    static std::uint64_t installedSerial();
 
     OTClock& clock() const { return *clock_; }
     OTScheduler& scheduler() const { return *scheduler_; }
@@ -111,6 +117,7 @@ private:
     };
     std::shared_ptr<SingletonEntry> singletonEntry(std::type_index type);
 
+    const std::uint64_t serial_;
     std::shared_ptr<OTClock> clock_;
     std::shared_ptr<OTScheduler> scheduler_;
     OTSandbox sandbox_;

@@ -4,10 +4,15 @@ namespace corvane {
 
 void OTRoutedConsole::setSink(Sink sink) {
     std::lock_guard lock(mutex_);
+    routed_.store(static_cast<bool>(sink), std::memory_order_release);
     sink_ = sink ? std::make_shared<const Sink>(std::move(sink)) : nullptr;
 }
 
 void OTRoutedConsole::printAt(std::int64_t level, const std::string& text) {
+    if (!routed_.load(std::memory_order_acquire)) {
+        platform_->printAt(level, text);
+        return;
+    }
     std::shared_ptr<const Sink> sink;
     {
         std::lock_guard lock(mutex_);

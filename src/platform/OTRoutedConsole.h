@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -29,6 +30,8 @@ private:
     std::shared_ptr<OTConsole> platform_;
     std::mutex mutex_;
     std::shared_ptr<const Sink> sink_;
+    // Whether there is a sink, read without the lock: most apps install none.
+    std::atomic<bool> routed_{false};
 };
 
 }  // namespace corvane

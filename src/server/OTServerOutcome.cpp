@@ -44,8 +44,8 @@ std::optional<nlohmann::json> OTServerOutcome::message() const {
     return *message;
 }
 
-nlohmann::json OTServerOutcome::loggable() const {
-    return answer_.is_discarded() ? nlohmann::json(unparsed_) : answer_;
+OTLogArgument OTServerOutcome::loggable() const {
+    return answer_.is_discarded() ? OTLogArgument(std::string_view(unparsed_)) : OTLogArgument(answer_);
 }
 
 std::string OTServerOutcome::statusText(long status) {

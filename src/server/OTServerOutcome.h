@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+#include "foundation/OTLogFormatter.h"
+
 namespace corvane {
 
 // What came of one request to the campaign server. An answer is read by one rule: HTTP status 200
@@ -35,8 +37,9 @@ public:
     const nlohmann::json& answer() const { return answer_; }
     nlohmann::json& answer() { return answer_; }
     std::optional<nlohmann::json> message() const;
-    // What a log line shows of the answer: its JSON, or the raw text when it did not parse.
-    nlohmann::json loggable() const;
+    // What a log line shows of the answer: its JSON, or the raw text when it did not parse. Read
+    // where it is, never copied: a campaign list's answer can be megabytes.
+    OTLogArgument loggable() const;
     long errorCode() const { return errorCode_; }
     const std::string& errorDescription() const { return errorDescription_; }
 

@@ -18,6 +18,18 @@ namespace corvane {
 
 namespace fs = std::filesystem;
 
+namespace {
+static_assert(OTLogger::kMaxMessageBytes < OTLogArgument::kMaxDescribedBytes,
+              "a described value must reach past the message's cap for the cut to count its bytes");
+
+// The bytes the arguments' descriptions left out, which the cut message counts as dropped.
+std::size_t omittedBy(std::span<const OTLogArgument> arguments) {
+    std::size_t omitted = 0;
+    for (const auto& argument : arguments) omitted += argument.omitted();
+    return omitted;
+}
+}  // namespace
+
 // The open log file and the lines waiting for it; shared with the queued write so that it
 // finishes even after the logger goes. Lines gather while a write is pending and go to the file
 // together, in the order they were logged, one system call per 64 KiB.
@@ -37,16 +49,39 @@ public:
     bool append(std::initializer_list<std::string_view> pieces) {
         std::lock_guard lock(mutex_);
         if (capped_) return false;
+        const bool first = chunks_.empty();
         std::size_t size = 0;
         for (const auto piece : pieces) size += piece.size();
         if (accepted_ + size > limit_) {
-            capped_ = true;
-            const std::string note =
-                "日志文件已达本次运行的上限 " + std::to_string(limit_) + " 字节，后续日志不再写入\n";
-            return appendLocked({note}, note.size());
+            reachCap();
+            return first;
         }
         accepted_ += size;
-        return appendLocked(pieces, size);
+        auto& chunk = roomFor(size);
+        for (const auto piece : pieces) chunk.append(piece);
+        return first;
+    }
+
+    // One line whose message is formatted straight into the batch, never a string of its own.
+    bool appendFormatted(std::string_view stamp, std::string_view format, std::span<const OTLogArgument> arguments) {
+        std::lock_guard lock(mutex_);
+        if (capped_) return false;
+        const bool first = chunks_.empty();
+        auto& chunk = roomFor(stamp.size() + 3 + estimatedSize(format, arguments));
+        const std::size_t start = chunk.size();
+        chunk.append(stamp).append("  ");
+        const std::size_t message = chunk.size();
+        OTLogFormatter::append(chunk, format, arguments);
+        capFrom(chunk, message, omittedBy(arguments));
+        chunk += '\n';
+        const std::size_t size = chunk.size() - start;
+        if (accepted_ + size > limit_) {
+            chunk.resize(start);
+            reachCap();
+            return first;
+        }
+        accepted_ += size;
+        return first;
     }
 
     void setLimit(std::uint64_t bytes) {
@@ -68,14 +103,29 @@ public:
 private:
     static constexpr std::size_t kChunkBytes = std::size_t{64} * 1024;
 
-    bool appendLocked(std::initializer_list<std::string_view> pieces, std::size_t size) {
-        const bool first = chunks_.empty();
-        // Fixed-size chunks: a long batch never moves what it already holds.
-        if (first || chunks_.back().size() + size > chunks_.back().capacity()) {
+    // The chunk that takes `size` more bytes. Chunks have a fixed size, so a long batch never
+    // moves what it already holds.
+    std::string& roomFor(std::size_t size) {
+        if (chunks_.empty() || chunks_.back().size() + size > chunks_.back().capacity()) {
             chunks_.emplace_back().reserve(std::max(size, kChunkBytes));
         }
-        for (const auto piece : pieces) chunks_.back().append(piece);
-        return first;
+        return chunks_.back();
+    }
+
+    void reachCap() {
+        capped_ = true;
+        const std::string note = "日志文件已达本次运行的上限 " + std::to_string(limit_) + " 字节，后续日志不再写入\n";
+        roomFor(note.size()).append(note);
+    }
+
+    // What a formatted message is likely to take: its texts as they stand, numbers at most 24.
+    static std::size_t estimatedSize(std::string_view format, std::span<const OTLogArgument> arguments) {
+        std::size_t size = format.size();
+        for (const auto& argument : arguments) {
+            const auto text = argument.asText();
+            size += text ? text->size() : 24;
+        }
+        return size;
     }
 
     // A full disk or a closed file loses the batch: logging never blocks or throws.
@@ -115,8 +165,20 @@ OTLogger::OTLogger(OTEnvironment& environment) : environment_(environment), queu
 OTLogger::~OTLogger() = default;
 
 std::shared_ptr<OTLogger> OTLogger::getInstance() {
+    // Every message asks for the logger. A thread keeps the one it found for as long as the same
+    // environment is installed, instead of taking two locks per message to look it up again.
+    struct Found {
+        std::uint64_t serial = 0;
+        std::weak_ptr<OTLogger> logger;
+    };
+    thread_local Found found;
+    if (const auto serial = OTEnvironment::installedSerial(); serial != 0 && serial == found.serial) {
+        if (auto logger = found.logger.lock()) return logger;
+    }
     auto environment = OTEnvironment::current();
-    return environment->singleton<OTLogger>([&] { return std::make_shared<OTLogger>(*environment); });
+    auto logger = environment->singleton<OTLogger>([&] { return std::make_shared<OTLogger>(*environment); });
+    found = {environment->serial(), logger};
+    return logger;
 }
 
 void OTLogger::configLogLevel(std::int64_t level) { getInstance()->setLogLevel(level); }
@@ -128,13 +190,21 @@ void OTLogger::setMaxFileBytes(std::uint64_t bytes) {
 void OTLogger::logWithArguments(std::int64_t level, const char* function, const char* format,
                                 std::span<const OTLogArgument> arguments) noexcept {
     try {
-        emit(level, function, formatted(format, arguments));
+        const auto logger = getInstance();
+        // Most messages are read by nobody but the file: those are formatted straight into it.
+        if (!logger->listening_.load(std::memory_order_acquire) && !shouldPrint(logger->logLevel(), level)) {
+            if (logger->_fileHandler->appendFormatted(logger->stamp(), format != nullptr ? format : "", arguments)) {
+                logger->flushLater();
+            }
+            return;
+        }
+        logger->deliver(level, function, formatted(format, arguments));
     } catch (...) {}
 }
 
 void OTLogger::log(const Prepared& prepared) noexcept {
     try {
-        if (prepared.message) emit(prepared.level, prepared.function, *prepared.message);
+        if (prepared.message) getInstance()->deliver(prepared.level, prepared.function, *prepared.message);
     } catch (...) {}
 }
 
@@ -149,25 +219,32 @@ void OTLogger::guarded(const std::function<void()>& callback) noexcept {
 }
 
 std::string OTLogger::formatted(const char* format, std::span<const OTLogArgument> arguments) {
-    return capped(OTLogFormatter::format(format != nullptr ? format : "", arguments));
+    auto message = OTLogFormatter::format(format != nullptr ? format : "", arguments);
+    if (capFrom(message, 0, omittedBy(arguments))) message.shrink_to_fit();
+    return message;
 }
 
-void OTLogger::emit(std::int64_t level, const char* function, const std::string& message) {
-    auto logger = getInstance();
-    if (shouldPrint(logger->logLevel(), level)) logger->log(message, level, function);
-    logger->_log(message);
-    if (const auto listener = logger->listener_.get()) (*listener)(level, message);
+void OTLogger::deliver(std::int64_t level, const char* function, const std::string& message) {
+    if (shouldPrint(logLevel(), level)) log(message, level, function);
+    _log(message);
+    if (!listening_.load(std::memory_order_acquire)) return;
+    if (const auto listener = listener_.get()) (*listener)(level, message);
 }
 
 std::string OTLogger::capped(std::string message) {
-    if (message.size() <= kMaxMessageBytes) return message;
-    std::size_t cut = kMaxMessageBytes;
-    // Never split a UTF-8 sequence: back up to the start of the character.
-    while (cut > 0 && (static_cast<unsigned char>(message[cut]) & 0xC0) == 0x80) --cut;
-    const auto dropped = message.size() - cut;
-    message.resize(cut);
-    message += "…(" + std::to_string(dropped) + " more bytes)";
+    capFrom(message, 0, 0);
     return message;
+}
+
+bool OTLogger::capFrom(std::string& text, std::size_t from, std::size_t omitted) {
+    if (text.size() - from <= kMaxMessageBytes) return false;
+    std::size_t cut = from + kMaxMessageBytes;
+    // Never split a UTF-8 sequence: back up to the start of the character.
+    while (cut > from && (static_cast<unsigned char>(text[cut]) & 0xC0) == 0x80) --cut;
+    const auto dropped = text.size() - cut + omitted;
+    text.resize(cut);
+    text += "…(" + std::to_string(dropped) + " more bytes)";
+    return true;
 }
 
 bool OTLogger::shouldPrint(std::int64_t configured, std::int64_t message) {
@@ -194,14 +271,19 @@ void OTLogger::log(const std::string& message, std::int64_t level, const char* f
     environment_.console().printAt(level, banner);
 }
 
-void OTLogger::_log(const std::string& message) {
+void OTLogger::_log(const std::string& message) { write({stamp(), "  ", message, "\n"}); }
+
+std::string OTLogger::stamp() const {
     const auto now = environment_.clock().now();
-    const std::string stamp = OTDateFormatter::dateTimeWithMilliseconds(now, environment_.clock().utcOffset(now));
-    write({stamp, "  ", message, "\n"});
+    return OTDateFormatter::dateTimeWithMilliseconds(now, environment_.clock().utcOffset(now));
 }
 
 void OTLogger::write(std::initializer_list<std::string_view> pieces) {
-    if (_fileHandler->append(pieces)) queue_->async([sink = _fileHandler] { sink->flush(); });
+    if (_fileHandler->append(pieces)) flushLater();
+}
+
+void OTLogger::flushLater() {
+    queue_->async([sink = _fileHandler] { sink->flush(); });
 }
 
 std::string OTLogger::descriptionForLevel(std::int64_t level) const {
@@ -251,6 +333,7 @@ std::vector<fs::path> OTLogger::logFilesOfDirectory(const fs::path& directory) {
 }
 
 void OTLogger::setListener(Listener listener) {
+    listening_.store(static_cast<bool>(listener), std::memory_order_release);
     listener_.set(listener ? std::make_shared<const Listener>(std::move(listener)) : nullptr);
 }
 

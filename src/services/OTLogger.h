@@ -106,14 +106,21 @@ public:
     // A server answer can be megabytes: one message keeps its first 256 KiB.
     static constexpr std::size_t kMaxMessageBytes = std::size_t{256} * 1024;
     static std::string capped(std::string message);
+    // Caps the message that starts at `from` in `text` as `capped` does, counting `omitted` bytes
+    // its described values left out among the dropped; whether it was cut.
+    static bool capFrom(std::string& text, std::size_t from, std::size_t omitted);
     // "-[Class operation]" from a compiler's pretty function name.
     static std::string functionName(const char* prettyFunction);
 
 private:
     class FileSink;
     void write(std::initializer_list<std::string_view> pieces);
+    void flushLater();
+    // The time a file line starts with.
+    std::string stamp() const;
     static std::string formatted(const char* format, std::span<const OTLogArgument> arguments);
-    static void emit(std::int64_t level, const char* function, const std::string& message);
+    // A formatted message to the console (when its level shows), the file and the listener.
+    void deliver(std::int64_t level, const char* function, const std::string& message);
 
     OTEnvironment& environment_;
     std::shared_ptr<OTDispatchQueue> queue_;
@@ -121,6 +128,8 @@ private:
     std::filesystem::path _logFilePath;
     std::atomic<std::int64_t> logLevel_{0};
     OTLocked<std::shared_ptr<const Listener>> listener_;
+    // Whether there is a listener, read without the lock: most messages are heard by nobody.
+    std::atomic<bool> listening_{false};
 };
 
 // Logs with the calling function's name: OTLog(OTLogger::kLevelError, "下载失败: %@", error).

@@ -21,13 +21,13 @@ struct Describable {
 
 // Hands out one kept text; counts how often a copy was asked for instead.
 struct KeptDescribable {
-    std::shared_ptr<const std::string> text = std::make_shared<const std::string>("<Kept>");
+    std::string text = "<Kept>";
     mutable int copies = 0;
     std::string description() const {
         ++copies;
-        return *text;
+        return text;
     }
-    std::shared_ptr<const std::string> keptDescription() const { return text; }
+    const std::string& keptDescription() const { return text; }
 };
 }  // namespace
 

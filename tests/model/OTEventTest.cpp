@@ -1,5 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <string>
+#include <thread>
+#include <vector>
+
 #include "model/OTEvent.h"
 #include "services/OTDataArchiver.h"
 #include "support/OTTestEnvironment.h"
@@ -157,8 +161,16 @@ TEST(OTEvent, DictionaryDescriptionAndArchive) {
               "appid:a,xwhat:w,xwhen:12.000000,xwho:u,xcontext:{\n    k = v;\n},count:2.000000,delay:0.500000,"
               "relation:AND,rules:(\n    \"field:f,dataType:string,function:EQ,value:(\\n    x\\n)\"\n),available:1");
 
-    // The description is kept, and every change of a field makes it anew.
-    EXPECT_EQ(e->keptDescription(), e->keptDescription());
+    // The description is kept, and every change of a field makes it anew. Threads that describe a
+    // fresh event at once all read the one text that was kept.
+    const auto fresh = event(R"({"xwhat":"w","xcontext":{"k":"v"}})");
+    std::vector<const std::string*> seen(4);
+    {
+        std::vector<std::jthread> threads;
+        for (auto& text : seen) threads.emplace_back([&fresh, &text] { text = &fresh->keptDescription(); });
+    }
+    for (const auto* text : seen) EXPECT_EQ(text, &fresh->keptDescription());
+    EXPECT_EQ(&e->keptDescription(), &e->keptDescription());
     e->setXwhat("other");
     e->setXcontext(nullptr);
     e->setRelation("OR");

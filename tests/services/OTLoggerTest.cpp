@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <nlohmann/json.hpp>
 #include <set>
 #include <stdexcept>
 
 #include "corvane/CorvaneOtManager.h"
+#include "foundation/OTDescription.h"
 #include "foundation/OTFiles.h"
 #include "services/OTLogger.h"
 #include "support/OTTestEnvironment.h"
@@ -217,11 +219,50 @@ TEST(OTLogger, AListenerHearsEveryMessageAndAConsoleSinkTakesTheConsoleLines) {
     OTLog(OTLogger::kLevelError, "失败：%@", std::string(300 * 1024, 'x'));
     OTLogger::getInstance()->setListener(nullptr);
     OTLog(OTLogger::kLevelLog, "not heard");
+    // Unheard and not shown, a message is formatted straight into the file: the same line, cut alike.
+    OTLog(OTLogger::kLevelError, "失败：%@", std::string(300 * 1024, 'x'));
     ASSERT_EQ(heard.size(), 2u);
     EXPECT_EQ(heard[0], std::make_pair(OTLogger::kLevelData, std::string("数据 1")));
     EXPECT_EQ(heard[1].first, OTLogger::kLevelError);
     EXPECT_EQ(heard[1].second.size(), OTLogger::kMaxMessageBytes + std::string("…(45065 more bytes)").size());
     EXPECT_TRUE(test.console().lines().empty());
+    test.scheduler().runUntilIdle();
+    const auto log = test.log();
+    const std::string line = "  " + heard[1].second + "\n";
+    const auto first = log.find(line);
+    ASSERT_NE(first, std::string::npos);
+    EXPECT_NE(log.find(line, first + line.size()), std::string::npos);
+    EXPECT_NE(log.find("  not heard\n"), std::string::npos);
+
+    // A megabyte answer is described only as far as the line keeps it, and the cut counts what the
+    // whole description would have taken, heard or not.
+    nlohmann::json answer = nlohmann::json::array();
+    for (int i = 0; i < 40000; ++i) answer.push_back({{"名称", "活动" + std::to_string(i)}});
+    const auto whole = OTLogger::capped("data:\n" + OTDescription::describe(answer));
+    ASSERT_NE(whole.find("more bytes)"), std::string::npos);
+    const auto full = OTDescription::describe(answer);
+    for (const std::size_t limit : {1000u, 1001u, 1002u}) {
+        std::size_t omitted = 0;
+        const auto start = OTDescription::describe(answer, limit, omitted);
+        EXPECT_EQ(full.compare(0, start.size(), start), 0);
+        EXPECT_EQ(start.size() + omitted, full.size());
+        // Never inside a character: what follows starts one.
+        EXPECT_NE(static_cast<unsigned char>(full[start.size()]) & 0xC0, 0x80);
+        EXPECT_LE(start.size(), limit + 3);
+    }
+    heard.clear();
+    OTLogger::getInstance()->setListener(
+        [&heard](std::int64_t level, const std::string& message) { heard.emplace_back(level, message); });
+    OTLog(OTLogger::kLevelLog, "data:\n%@", answer);
+    OTLogger::getInstance()->setListener(nullptr);
+    OTLog(OTLogger::kLevelLog, "data:\n%@", answer);
+    ASSERT_EQ(heard.size(), 1u);
+    EXPECT_EQ(heard[0].second, whole);
+    test.scheduler().runUntilIdle();
+    const auto twice = test.log();
+    const auto once = twice.find("  " + whole + "\n");
+    ASSERT_NE(once, std::string::npos);
+    EXPECT_NE(twice.find("  " + whole + "\n", once + whole.size()), std::string::npos);
 
     std::vector<std::pair<std::int64_t, std::string>> sunk;
     test.environment().setConsoleSink(
