@@ -11,6 +11,8 @@ let package = Package(
     targets: [
         .systemLibrary(name: "CCorvaneOstrel", pkgConfig: "corvane-ostrel"),
         .target(name: "CorvaneOstrel", dependencies: ["CCorvaneOstrel"]),
+        // What the Swift layer adds to the library, per event and per surface (run it in release).
+        .executableTarget(name: "corvane-swift-bench", dependencies: ["CorvaneOstrel", "CCorvaneOstrel"]),
         .testTarget(name: "CorvaneOstrelTests", dependencies: ["CorvaneOstrel"]),
     ]
 )

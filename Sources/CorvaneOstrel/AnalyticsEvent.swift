@@ -37,7 +37,7 @@ public struct AnalyticsEvent: Sendable, Hashable {
     }
 
     /// The dictionary the SDK of `source` delivers.
-    var json: JSONValue {
+    package var json: JSONValue {
         var fields: [String: JSONValue] = ["source": .int(Int64(source.rawValue))]
         let milliseconds = xwhen.map { JSONValue.int(Int64(($0.timeIntervalSince1970 * 1000).rounded())) }
         switch source {

@@ -95,10 +95,10 @@ extension JSONValue: ExpressibleByNilLiteral, ExpressibleByBooleanLiteral, Expre
     }
 }
 
-/// JSON text in and out of the C interface.
-enum JSONText {
+/// JSON text in and out of the C interface; the package's benchmark times it.
+package enum JSONText {
     /// The UTF-8 JSON text of `value`; a number that is not finite is a bad argument, never a trap.
-    static func encode(_ value: some Encodable) throws(CorvaneOtError) -> String {
+    package static func encode(_ value: some Encodable) throws(CorvaneOtError) -> String {
         do {
             let data = try JSONEncoder().encode(value)
             return String(decoding: data, as: UTF8.self)
@@ -108,7 +108,7 @@ enum JSONText {
     }
 
     /// `text` decoded as `type`, or nil when it is not one.
-    static func decode<Value: Decodable>(_ type: Value.Type, from text: UnsafePointer<CChar>?) -> Value? {
+    package static func decode<Value: Decodable>(_ type: Value.Type, from text: UnsafePointer<CChar>?) -> Value? {
         guard let text else { return nil }
         return try? JSONDecoder().decode(type, from: Data(String(cString: text).utf8))
     }
