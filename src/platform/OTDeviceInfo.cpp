@@ -2,6 +2,7 @@
 
 #include <sys/utsname.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -37,6 +38,18 @@ std::string newUuid() {
     }
     return out;
 }
+
+// "zh_CN.UTF-8" reads as Chinese; any other set locale as English; none keeps the default.
+std::string localeLanguage() {
+    for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+        const char* value = std::getenv(name);
+        if (value == nullptr || *value == '\0') continue;
+        const std::string locale = value;
+        if (locale == "C" || locale == "POSIX" || locale.rfind("C.", 0) == 0) return "en";
+        return locale.rfind("zh", 0) == 0 ? "zh-Hans" : "en";
+    }
+    return OTDeviceInfo{}.preferredLanguage;
+}
 }  // namespace
 
 OTDeviceInfo OTDeviceInfo::current(const std::string& sandboxRoot, const std::string& bundleIdentifier,
@@ -48,6 +61,7 @@ OTDeviceInfo OTDeviceInfo::current(const std::string& sandboxRoot, const std::st
     if (uname(&names) == 0) info.machine = names.machine;
     info.bundleIdentifier = bundleIdentifier;
     info.bundleShortVersion = bundleShortVersion;
+    info.preferredLanguage = localeLanguage();
 
     const auto vendorFile = std::filesystem::path(sandboxRoot) / "Library" / "identifierForVendor";
     auto stored = OTFiles::readFile(vendorFile, 64);

@@ -20,11 +20,14 @@ struct OTDeviceInfo {
     double screenWidth = 390;
     double screenHeight = 844;
     double screenScale = 3;
+    // The first of the user's preferred languages, as a language tag.
+    std::string preferredLanguage = "zh-Hans";
 
     OTSize screenSize() const { return {screenWidth, screenHeight}; }
 
-    // The facts of this Linux machine: OS version from /etc/os-release, machine from uname, and a
-    // vendor identifier kept in the sandbox so that it is stable for the install.
+    // The facts of this Linux machine: OS version from /etc/os-release, machine from uname, the
+    // language from the locale (LC_ALL, LC_MESSAGES, LANG), and a vendor identifier kept in the
+    // sandbox so that it is stable for the install.
     static OTDeviceInfo current(const std::string& sandboxRoot, const std::string& bundleIdentifier,
                                 const std::string& bundleShortVersion);
 };

@@ -43,6 +43,7 @@ OTEnvironment::OTEnvironment(Parts parts)
       device_(std::move(parts.device)),
       console_(std::make_shared<OTRoutedConsole>(parts.console ? std::move(parts.console)
                                                                : std::make_shared<OTFileConsole>())),
+      accessibility_(std::make_unique<OTAccessibilityPreferences>(device_.preferredLanguage)),
       random_(parts.random ? std::move(parts.random) : std::make_shared<OTRandomSource>()),
       uiHost_(parts.uiHost ? std::move(parts.uiHost) : OTUIHost::makeDefault()),
       reachability_(parts.reachability ? std::move(parts.reachability)

@@ -10,6 +10,7 @@
 #include <typeindex>
 
 #include "foundation/OTNotificationCenter.h"
+#include "platform/OTAccessibilityPreferences.h"
 #include "platform/OTClock.h"
 #include "platform/OTConsole.h"
 #include "platform/OTDeviceInfo.h"
@@ -81,6 +82,8 @@ public:
     std::shared_ptr<OTFileSystem> filesHandle() const { return files_; }
     const OTDeviceInfo& device() const { return device_; }
     OTConsole& console() const { return *console_; }
+    // The language, close label and text scale of what the library shows.
+    OTAccessibilityPreferences& accessibility() const { return *accessibility_; }
     // Sends the console to the host's sink (empty: back to the platform's console).
     void setConsoleSink(OTRoutedConsole::Sink sink) { console_->setSink(std::move(sink)); }
     OTRandomSource& random() const { return *random_; }
@@ -124,6 +127,7 @@ private:
     std::shared_ptr<OTFileSystem> files_;
     OTDeviceInfo device_;
     std::shared_ptr<OTRoutedConsole> console_;
+    std::unique_ptr<OTAccessibilityPreferences> accessibility_;
     std::shared_ptr<OTRandomSource> random_;
     std::shared_ptr<OTUIHost> uiHost_;
     std::shared_ptr<OTReachabilitySource> reachability_;

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cmath>
 #include <cstdio>
+#include <functional>
 
 #include "foundation/OTFiles.h"
 #include "foundation/OTImage.h"
@@ -69,13 +70,42 @@ const char* objectFit(OTSceneNode::ContentMode mode) {
     return "fill";
 }
 
+bool has(const OTSceneNode::Accessibility& spoken, const char* trait) {
+    return std::find(spoken.traits.begin(), spoken.traits.end(), trait) != spoken.traits.end();
+}
+
+// The node's element as a screen reader should meet it: a dialog, a button, a heading, a link, a
+// carousel, or nothing at all.
+std::string ariaAttributes(const OTSceneNode& node, const std::optional<OTSceneNode::Accessibility>& spoken) {
+    const auto label = [](const std::string& text) { return " aria-label=\"" + OTHTMLRenderer::escape(text) + "\""; };
+    if (node.modal()) {
+        const auto name = spoken ? spoken->label : std::string();
+        return std::string(" role=\"dialog\" aria-modal=\"true\"") + (name.empty() ? "" : label(name));
+    }
+    if (!spoken) return "";
+    if (spoken->hidden) return " aria-hidden=\"true\"";
+    std::string named = spoken->label;
+    if (spoken->value) named += named.empty() ? *spoken->value : "，" + *spoken->value;
+    if (has(*spoken, "button")) return " role=\"button\" tabindex=\"0\"" + label(named);
+    if (has(*spoken, "link")) return " role=\"link\" tabindex=\"0\"" + label(named);
+    if (has(*spoken, "header")) return " role=\"heading\" aria-level=\"2\"";
+    if (has(*spoken, "adjustable")) return " role=\"group\" aria-roledescription=\"carousel\"" + label(named);
+    return "";
+}
+
 void renderNode(std::string& out, const OTSceneNode& node, int depth, const OTHTMLRenderer::AssetSource& assets) {
     if (node.hidden() || node.alpha() <= 0) return;
     const std::string indent(static_cast<std::size_t>(depth) * 2, ' ');
-    const auto& f = node.frame();
+    // A control drawn smaller than a finger answers over its touch area: the element takes that
+    // area, padded back to the drawn size.
+    const auto f = node.touchFrame();
     std::string style = "left:" + OTHTMLRenderer::px(f.origin.x) + "px;top:" + OTHTMLRenderer::px(f.origin.y) +
                         "px;width:" + OTHTMLRenderer::px(f.size.width) +
                         "px;height:" + OTHTMLRenderer::px(f.size.height) + "px";
+    if (f.size != node.frame().size) {
+        style += ";padding:" + OTHTMLRenderer::px((f.size.height - node.frame().size.height) / 2) + "px " +
+                 OTHTMLRenderer::px((f.size.width - node.frame().size.width) / 2) + "px";
+    }
     if (node.alpha() < 1) style += ";opacity:" + OTHTMLRenderer::px(node.alpha());
     if (node.backgroundColor()) style += ";background:" + rgba(*node.backgroundColor());
     if (node.cornerRadius() > 0) style += ";border-radius:" + OTHTMLRenderer::px(node.cornerRadius()) + "px";
@@ -107,16 +137,22 @@ void renderNode(std::string& out, const OTSceneNode& node, int depth, const OTHT
         if (node.role() == OTSceneNode::Role::Button)
             style += ";display:flex;align-items:center;justify-content:center";
     }
+    const auto spoken = node.spokenAs();
     out += indent + "<div data-role=\"" + OTSceneNode::roleName(node.role()) + "\" data-name=\"" +
-           OTHTMLRenderer::escape(node.name()) + "\" style=\"" + style + "\">";
+           OTHTMLRenderer::escape(node.name()) + "\"" + ariaAttributes(node, spoken) + " style=\"" + style + "\">";
     const auto source = imageSource(node, assets);
     if (!source.empty()) {
-        out += "<img src=\"" + OTHTMLRenderer::escape(source) +
+        // A picture that speaks does so through its element when that is a control; otherwise its
+        // alternative text says it, and one that decorates has none.
+        const bool control = spoken && (has(*spoken, "button") || has(*spoken, "link"));
+        const auto alt = spoken && !spoken->hidden && !control ? spoken->label : std::string();
+        out += "<img src=\"" + OTHTMLRenderer::escape(source) + "\" alt=\"" + OTHTMLRenderer::escape(alt) +
                "\" style=\"width:100%;height:100%;object-fit:" + objectFit(node.contentMode()) + "\">";
     }
     if (const auto page = role == OTSceneNode::Role::Web ? networkSource(node.url(), assets) : ""; !page.empty()) {
-        out +=
-            "<iframe src=\"" + OTHTMLRenderer::escape(page) + "\" style=\"width:100%;height:100%;border:0\"></iframe>";
+        const auto title = spoken && !spoken->label.empty() ? spoken->label : std::string("web page");
+        out += "<iframe src=\"" + OTHTMLRenderer::escape(page) + "\" title=\"" + OTHTMLRenderer::escape(title) +
+               "\" style=\"width:100%;height:100%;border:0\"></iframe>";
     }
     if (const auto video = role == OTSceneNode::Role::Video ? networkSource(node.url(), assets) : ""; !video.empty()) {
         out += "<video src=\"" + OTHTMLRenderer::escape(video) +
@@ -166,9 +202,29 @@ std::string OTHTMLRenderer::escape(const std::string& text) {
     return out;
 }
 
+std::string OTHTMLRenderer::language(const std::shared_ptr<OTSceneNode>& root) {
+    // Chinese as soon as one text or spoken label holds a CJK ideograph (UTF-8 lead bytes E3 to E9),
+    // else English.
+    const std::function<bool(const OTSceneNode&)> chinese = [&chinese](const OTSceneNode& node) {
+        const auto spoken = node.spokenAs();
+        const auto label = spoken && !spoken->hidden ? std::optional(spoken->label) : std::nullopt;
+        for (const auto& text : {node.text(), node.placeholder(), label}) {
+            if (!text) continue;
+            for (const char c : *text) {
+                const auto byte = static_cast<unsigned char>(c);
+                if (byte >= 0xE3 && byte <= 0xE9) return true;
+            }
+        }
+        return std::any_of(node.subviews().begin(), node.subviews().end(),
+                           [&chinese](const auto& child) { return chinese(*child); });
+    };
+    return root && chinese(*root) ? "zh-Hans" : "en";
+}
+
 std::string OTHTMLRenderer::render(const std::shared_ptr<OTSceneNode>& root, const OTSize& screen,
                                    const std::string& title, const AssetSource& assets) {
-    std::string out = "<!DOCTYPE html>\n<html><head><meta charset=\"utf-8\"><title>" + escape(title) +
+    std::string out = "<!DOCTYPE html>\n<html lang=\"" + language(root) +
+                      "\"><head><meta charset=\"utf-8\"><title>" + escape(title) +
                       "</title>\n<style>body{margin:0;background:#e9e9ee}"
                       "#screen{position:relative;overflow:hidden;background:#f7f7f7;margin:0 auto}"
                       "#screen div{position:absolute;box-sizing:border-box;white-space:pre-wrap;word-break:break-word}"

@@ -94,12 +94,28 @@ void addContent(const OTSceneNode& node, json& out) {
     if (node.url()) out["url"] = *node.url();
 }
 
+void addAccessibility(const OTSceneNode& node, json& out) {
+    if (node.modal()) out["modal"] = true;
+    if (const auto touch = node.touchFrame(); touch.size != node.frame().size) out["touchFrame"] = rect(touch);
+    const auto spoken = node.spokenAs();
+    if (!spoken) return;
+    if (spoken->hidden) {
+        out["accessibility"] = {{"hidden", true}};
+        return;
+    }
+    json accessibility = {{"label", spoken->label}, {"traits", spoken->traits}};
+    if (spoken->hint) accessibility["hint"] = *spoken->hint;
+    if (spoken->value) accessibility["value"] = *spoken->value;
+    out["accessibility"] = std::move(accessibility);
+}
+
 json renderNode(const std::shared_ptr<OTSceneNode>& node, const OTSceneJSONRenderer::NodeId& idOf) {
     json out = {{"id", idOf(node)}, {"role", OTSceneNode::roleName(node->role())}};
     if (!node->name().empty()) out["name"] = node->name();
     out["frame"] = rect(node->frame());
     addLook(*node, out);
     addContent(*node, out);
+    addAccessibility(*node, out);
     // What a touch would trigger: nothing on a node that ignores touches.
     if (node->userInteractionEnabled()) {
         if (auto events = node->actionEvents(); !events.empty()) out["actions"] = std::move(events);

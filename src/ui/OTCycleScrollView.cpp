@@ -259,7 +259,30 @@ void OTCycleScrollView::invalidateTimer() {
 
 bool OTCycleScrollView::isTimerRunning() const { return timer_ && timer_->isValid(); }
 
+void OTCycleScrollView::describeForReaders() {
+    // One element for a screen reader: the pictures decorate, the dots are drawn for the eye, and
+    // the carousel says which page of how many it shows.
+    const auto& preferences = OTEnvironment::current()->accessibility();
+    const auto count = static_cast<std::int64_t>(imagePathsGroup_.size());
+    Accessibility carousel;
+    carousel.label = preferences.text("轮播广告", "Banner carousel");
+    carousel.traits = {"adjustable"};
+    if (count > 0) {
+        const auto page = std::to_string(currentPage() + 1);
+        const auto pages = std::to_string(count);
+        carousel.value = preferences.speaksChinese() ? "第 " + page + " 页，共 " + pages + " 页"
+                                                     : "Page " + page + " of " + pages;
+    }
+    setAccessibility(std::move(carousel));
+    if (pageControl_) {
+        Accessibility dots;
+        dots.hidden = true;
+        pageControl_->setAccessibility(std::move(dots));
+    }
+}
+
 void OTCycleScrollView::reloadVisibleCells() {
+    describeForReaders();
     while (!mainView_->subviews().empty()) mainView_->subviews().back()->removeFromSuperview();
     const double width = ot_width();
     const auto count = static_cast<std::int64_t>(imagePathsGroup_.size());

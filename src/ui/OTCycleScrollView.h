@@ -137,6 +137,8 @@ private:
     void setupPageControl();
     void setContentOffsetX(double x);
     void reloadVisibleCells();
+    // The carousel's label, trait and page for a screen reader.
+    void describeForReaders();
     void didSelectItem(std::int64_t index);
     void didEndScrolling();
 

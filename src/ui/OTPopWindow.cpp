@@ -49,6 +49,8 @@ OTPopWindow::OTPopWindow() {
     metrics_ = Metrics::forScreen(device.screenWidth, device.screenHeight);
     node_ = std::make_shared<OTSceneNode>(OTSceneNode::Role::View, "OTPopWindow");
     node_->setFrame({{0, 0}, {metrics_.W, metrics_.H}});
+    // A screen reader stays on the dialog: what lies under it cannot be reached until it closes.
+    node_->setModal(true);
 }
 
 void OTPopWindow::onMainQueue(std::function<void()> work) {
@@ -69,6 +71,9 @@ std::shared_ptr<OTSceneNode> OTPopWindow::backgroundView() {
         backgroundView_ = std::make_shared<OTSceneNode>(OTSceneNode::Role::View, "backgroundView");
         backgroundView_->setFrame({{0, 0}, {metrics_.W, metrics_.H}});
         backgroundView_->setBackgroundColor(OTColor(0, 0, 0, 0.3));
+        OTSceneNode::Accessibility dimming;
+        dimming.hidden = true;
+        backgroundView_->setAccessibility(std::move(dimming));
     }
     return backgroundView_;
 }
@@ -88,6 +93,12 @@ std::shared_ptr<OTSceneNode> OTPopWindow::closeBtn() {
         closeBtn_ = std::make_shared<OTSceneNode>(OTSceneNode::Role::Button, "closeBtn");
         closeBtn_->setImageResource("ot_close_white@2x.png");
         closeBtn_->setShadow(OTSceneNode::Shadow{OTColor(0, 0, 0, 0.7), {-1, 1}, 0.7});
+        // Drawn as a small "×": named for a screen reader and easy to hit whatever its size.
+        OTSceneNode::Accessibility close;
+        close.label = OTEnvironment::current()->accessibility().closeLabel();
+        close.traits = {"button"};
+        closeBtn_->setAccessibility(std::move(close));
+        closeBtn_->setMinimumTouchSide(OTSceneNode::kMinimumTouchSize);
         closeBtn_->addAction(OTSceneNode::kTouchUpInside, [weak = weak_from_this()] {
             if (auto self = weak.lock()) self->_close();
         });
@@ -118,6 +129,9 @@ std::shared_ptr<OTLabel> OTPopWindow::titleLbl() {
         titleLbl_->setBackgroundColor(OTColor(0, 0, 0, 0));
         titleLbl_->setFont(OTSceneNode::kCampaignFontName, metrics_.titleFontSize);
         titleLbl_->setAttribute(data_ ? data_->title() : nullptr);
+        OTSceneNode::Accessibility heading;
+        heading.traits = {"header"};
+        titleLbl_->setAccessibility(std::move(heading));
     }
     return titleLbl_;
 }
@@ -299,6 +313,10 @@ void OTPopWindow::startLayout() {
     const auto style = data_ ? data_->style() : 0;
     // An unknown style shows nothing at all: no overlay is left over the app.
     if (style < 1 || style > 4) return;
+    // The dialog is named by the campaign's own words, as its title is, or at least says what it is.
+    OTSceneNode::Accessibility dialog;
+    dialog.label = campaignWords().value_or(OTEnvironment::current()->accessibility().text("活动", "Campaign"));
+    node_->setAccessibility(std::move(dialog));
     if (auto window = OTNavigation(OTEnvironment::current()->uiHost()).keyWindow()) window->addSubview(node_);
     node_->addSubview(backgroundView());
     backgroundView()->setAlpha(0.2);
@@ -314,6 +332,7 @@ void OTPopWindow::startLayout() {
             imgView()->addAction(OTSceneNode::kTap, [weak = weak_from_this()] {
                 if (auto self = weak.lock()) self->imageClicked();
             });
+            imgView()->setAccessibility(pictureAccessibility());
             return;
         }
         case 2:
@@ -344,10 +363,32 @@ void OTPopWindow::startLayout() {
             controller->viewDidLoad();
             node_->addSubview(controller->view());
             controller->setBounds({{0, 0}, {m.Wc, 0}}, center);
+            OTSceneNode::Accessibility page;
+            page.label = campaignWords().value_or(
+                OTEnvironment::current()->accessibility().text("活动页面", "Campaign page"));
+            controller->webNode()->setAccessibility(std::move(page));
             return;
         }
         default: return;
     }
+}
+
+std::optional<std::string> OTPopWindow::campaignWords() const {
+    if (!data_) return std::nullopt;
+    for (const auto& attribute : {data_->title(), data_->content()}) {
+        if (attribute && attribute->text() && !attribute->text()->empty()) return attribute->text();
+    }
+    return std::nullopt;
+}
+
+OTSceneNode::Accessibility OTPopWindow::pictureAccessibility() const {
+    // The picture is the whole message and a tap opens it: it speaks the campaign's own words,
+    // or at least says what it is.
+    OTSceneNode::Accessibility picture;
+    picture.label =
+        campaignWords().value_or(OTEnvironment::current()->accessibility().text("活动图片", "Campaign picture"));
+    picture.traits = {"image", "button"};
+    return picture;
 }
 
 void OTPopWindow::layoutButtonWithData(const std::shared_ptr<const OTWindowData>& data) {

@@ -106,6 +106,9 @@ private:
     void fitTextAndImage();
     // The show animation: the background comes up, `changes` runs, then `finished`.
     void animateIn(const std::function<void()>& changes, std::function<void()> finished);
+    // The campaign's title or text, whichever it gives first; what a reader says of a picture.
+    std::optional<std::string> campaignWords() const;
+    OTSceneNode::Accessibility pictureAccessibility() const;
     void addCloseButtonBelow(const OTRect& frame);
     // The user's reaction: the window fades out, then the callback hears of it.
     void closeThenReport(std::int64_t type, const std::optional<std::string>& link);

@@ -201,4 +201,37 @@ void OTSceneNode::ot_setImageWithURL(const std::optional<std::string>& url, std:
         });
 }
 
+std::optional<OTSceneNode::Accessibility> OTSceneNode::spokenAs() const {
+    if (accessibility_) {
+        auto spoken = *accessibility_;
+        if (spoken.label.empty() && text_) spoken.label = *text_;
+        return spoken;
+    }
+    const auto said = [](std::string label, const char* trait) {
+        Accessibility spoken;
+        spoken.label = std::move(label);
+        if (trait != nullptr) spoken.traits.emplace_back(trait);
+        return spoken;
+    };
+    const bool hasText = text_ && !text_->empty();
+    switch (role_) {
+        case Role::Label: return hasText ? std::optional(said(*text_, "staticText")) : std::nullopt;
+        case Role::Button: return hasText ? std::optional(said(*text_, "button")) : std::nullopt;
+        case Role::TextField: return said(hasText ? *text_ : placeholder_.value_or(""), nullptr);
+        case Role::Image: {
+            Accessibility decoration;
+            decoration.hidden = true;
+            return decoration;
+        }
+        default: return std::nullopt;
+    }
+}
+
+OTRect OTSceneNode::touchFrame() const {
+    const double width = std::max(frame_.size.width, minimumTouchSide_);
+    const double height = std::max(frame_.size.height, minimumTouchSide_);
+    return {{frame_.origin.x - (width - frame_.size.width) / 2, frame_.origin.y - (height - frame_.size.height) / 2},
+            {width, height}};
+}
+
 }  // namespace corvane

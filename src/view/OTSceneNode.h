@@ -43,6 +43,19 @@ public:
         OTSize offset;
         double opacity = 0;
     };
+    // What a screen reader says of a node and how it treats it. An empty label reads the node's
+    // text. Traits: "button", "image", "header", "link", "staticText", "adjustable".
+    struct Accessibility {
+        std::string label;
+        std::vector<std::string> traits;
+        std::optional<std::string> hint;
+        // What an adjustable node shows now ("第 2 页，共 3 页").
+        std::optional<std::string> value;
+        // Skipped by the reader, with everything inside it.
+        bool hidden = false;
+    };
+    // Apple's and the web's smallest comfortable touch target, in points.
+    static constexpr double kMinimumTouchSize = 44;
     using Action = std::function<void()>;
     static constexpr const char* kTouchUpInside = "touchUpInside";
     static constexpr const char* kTap = "tap";
@@ -224,6 +237,29 @@ public:
     // and nothing changed, when the bundle has no such picture.
     bool setImageNamed(const std::string& name);
 
+    // Accessibility: set where the defaults do not say it (a label or button reads its text, a
+    // picture decorates); a dialog's root is modal, so a reader stays inside it.
+    const std::optional<Accessibility>& accessibility() const { return accessibility_; }
+    void setAccessibility(std::optional<Accessibility> value) {
+        accessibility_ = std::move(value);
+        changed();
+    }
+    // What a reader makes of the node: the set accessibility, else its role's default (texts
+    // and buttons read their text), else nothing to say.
+    std::optional<Accessibility> spokenAs() const;
+    bool modal() const { return modal_; }
+    void setModal(bool value) {
+        modal_ = value;
+        changed();
+    }
+    // The area that answers touches: the frame, grown about its centre to at least `side` each
+    // way when set (a small drawn close control).
+    void setMinimumTouchSide(double side) {
+        minimumTouchSide_ = side;
+        changed();
+    }
+    OTRect touchFrame() const;
+
     // Scrolling content and web address.
     const OTSize& contentSize() const { return contentSize_; }
     void setContentSize(const OTSize& value) {
@@ -332,6 +368,9 @@ private:
     bool scrollEnabled_ = true;
     std::optional<std::string> url_;
     std::optional<std::string> ot_imageURL_;
+    std::optional<Accessibility> accessibility_;
+    bool modal_ = false;
+    double minimumTouchSide_ = 0;
     std::weak_ptr<OTSceneNode> parent_;
     std::vector<std::shared_ptr<OTSceneNode>> children_;
     std::map<std::string, std::vector<Action>> actions_;

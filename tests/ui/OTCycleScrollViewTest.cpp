@@ -47,6 +47,13 @@ TEST(OTCycleScrollView, ThreePicturesLoopTickAndJumpBackToTheMiddle) {
     EXPECT_EQ(view->pageControl()->frame(), (OTRect{{154.5, 213}, {46, 10}}));
     ASSERT_EQ(view->visibleCells().size(), 1u);
     EXPECT_EQ(view->visibleCells()[0]->findByName("imageView")->ot_imageURL(), urls[0]);
+    // A screen reader meets one adjustable carousel that says its page; pictures and dots are for the eye.
+    const auto spoken = [&] { return view->spokenAs().value_or(OTSceneNode::Accessibility{}); };
+    EXPECT_EQ(spoken().label, "轮播广告");
+    EXPECT_EQ(spoken().traits, std::vector<std::string>{"adjustable"});
+    EXPECT_EQ(spoken().value, "第 1 页，共 3 页");
+    EXPECT_TRUE(view->pageControl()->spokenAs()->hidden);
+    EXPECT_TRUE(view->visibleCells()[0]->findByName("imageView")->spokenAs()->hidden);
 
     // Each tick scrolls one page with animation; the page control and the callbacks follow.
     test.scheduler().advance(2s);
@@ -55,6 +62,7 @@ TEST(OTCycleScrollView, ThreePicturesLoopTickAndJumpBackToTheMiddle) {
     test.scheduler().advance(300ms);
     EXPECT_EQ(scrolled, (std::vector<std::int64_t>{1}));
     EXPECT_EQ(view->visibleCells()[0]->findByName("imageView")->ot_imageURL(), urls[1]);
+    EXPECT_EQ(spoken().value, "第 2 页，共 3 页");
     auto* dot = dynamic_cast<OTAnimatedDotView*>(view->pageControl()->dots()[1].get());
     ASSERT_NE(dot, nullptr);
     EXPECT_TRUE(dot->isActive());

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
 
 #include "core/OTPopWindowManager.h"
 #include "model/OTWindowData.h"
@@ -8,6 +9,7 @@
 #include "render/OTHTMLRenderer.h"
 #include "render/OTHeadlessRenderer.h"
 #include "render/OTHeadlessWebView.h"
+#include "render/OTSceneJSONRenderer.h"
 #include "services/OTImageDiskCache.h"
 #include "services/OTLogger.h"
 #include "support/OTTestEnvironment.h"
@@ -317,22 +319,34 @@ TEST(OTPopWindow, HTMLDrawsEachStyleWithItsBoxesAtTheComputedFrames) {
         auto window = s.pop(campaign);
         s.test.scheduler().advance(200ms);
         const auto html = OTHTMLRenderer::render(s.window->scene(), {375, 667});
+        // A node's box is its touch area: the close button's is 44 points, padded back to its drawing.
         const auto box = [&](const std::shared_ptr<OTSceneNode>& node) {
-            const auto& f = node->frame();
-            return "data-name=\"" + node->name() + "\" style=\"left:" + OTHTMLRenderer::px(f.origin.x) +
-                   "px;top:" + OTHTMLRenderer::px(f.origin.y) + "px;width:" + OTHTMLRenderer::px(f.size.width) +
-                   "px;height:" + OTHTMLRenderer::px(f.size.height) + "px";
+            const auto f = node->touchFrame();
+            return " style=\"left:" + OTHTMLRenderer::px(f.origin.x) + "px;top:" + OTHTMLRenderer::px(f.origin.y) +
+                   "px;width:" + OTHTMLRenderer::px(f.size.width) + "px;height:" + OTHTMLRenderer::px(f.size.height) +
+                   "px";
         };
         EXPECT_NE(html.find("<div id=\"screen\" style=\"width:375px;height:667px\">"), std::string::npos);
+        // The dialog is a modal dialog named by its campaign's words, or by what it is.
+        EXPECT_NE(html.find("data-name=\"OTPopWindow\" role=\"dialog\" aria-modal=\"true\" aria-label=\"" +
+                            OTHTMLRenderer::escape(window->node()->spokenAs()->label) + "\""),
+                  std::string::npos);
+        EXPECT_NE(html.find("data-name=\"backgroundView\" aria-hidden=\"true\""), std::string::npos);
         EXPECT_NE(html.find(box(window->backgroundView()) + ";background:rgba(0,0,0,0.3)"), std::string::npos);
         EXPECT_NE(html.find(box(s.find("closeBtn") ? s.find("closeBtn") : window->contentView())), std::string::npos);
         switch (window->data()->style()) {
             case 1:
-                EXPECT_NE(html.find(box(window->imgView())), std::string::npos);
-                EXPECT_NE(
-                    html.find(
-                        "<img src=\"https://cdn.test/p.png\" style=\"width:100%;height:100%;object-fit:contain\">"),
-                    std::string::npos);
+                // The picture is the message and a button; a picture with no words says what it is.
+                EXPECT_NE(html.find("<html lang=\"zh-Hans\">"), std::string::npos);
+                EXPECT_NE(html.find("data-name=\"imgView\" role=\"button\" tabindex=\"0\" aria-label=\"活动图片\"" +
+                                    box(window->imgView())),
+                          std::string::npos);
+                EXPECT_NE(html.find("<img src=\"https://cdn.test/p.png\" alt=\"\" "
+                                    "style=\"width:100%;height:100%;object-fit:contain\">"),
+                          std::string::npos);
+                EXPECT_NE(html.find("data-name=\"closeBtn\" role=\"button\" tabindex=\"0\" aria-label=\"关闭\"" +
+                                    box(window->closeBtn()) + ";padding:"),
+                          std::string::npos);
                 EXPECT_NE(html.find("src=\"data:image/png;base64,iVBORw0KGgo"), std::string::npos);  // the close button
                 break;
             case 2:
@@ -343,6 +357,12 @@ TEST(OTPopWindow, HTMLDrawsEachStyleWithItsBoxesAtTheComputedFrames) {
                           std::string::npos);
                 EXPECT_NE(html.find("Big &lt;sale&gt; &amp; more"), std::string::npos);
                 EXPECT_NE(html.find("filter:drop-shadow(-1px 1px 3px rgba(0,0,0,0.49))"), std::string::npos);
+                // Beside the words the picture decorates; the title is a heading, the button says its text.
+                EXPECT_NE(html.find("data-name=\"imgView\" aria-hidden=\"true\""), std::string::npos);
+                EXPECT_NE(html.find("alt=\"\""), std::string::npos);
+                EXPECT_NE(html.find("data-name=\"titleLbl\" role=\"heading\" aria-level=\"2\""), std::string::npos);
+                EXPECT_NE(html.find("data-name=\"middleBtn\" role=\"button\" tabindex=\"0\" aria-label=\"Go\""),
+                          std::string::npos);
                 break;
             case 3:
                 EXPECT_NE(html.find(box(window->titleLbl())), std::string::npos);
@@ -351,12 +371,84 @@ TEST(OTPopWindow, HTMLDrawsEachStyleWithItsBoxesAtTheComputedFrames) {
                 break;
             default:
                 EXPECT_NE(html.find(box(window->webController()->view())), std::string::npos);
-                EXPECT_NE(html.find("<iframe src=\"https://survey.test/q1\""), std::string::npos);
+                EXPECT_NE(html.find("<iframe src=\"https://survey.test/q1\" title=\"活动页面\""), std::string::npos);
         }
         window->closeWithCompletion(nullptr);
         s.test.scheduler().advance(50ms);
         EXPECT_EQ(OTHTMLRenderer::render(s.window->scene(), {375, 667}).find("OTPopWindow"), std::string::npos);
     }
+}
+
+TEST(OTPopWindow, TheSceneTellsAScreenReaderWhatEachPartIsAndKeepsItInTheDialog) {
+    Screen s;
+    s.cachePicture("https://cdn.test/p.png", 600, 300);
+    const auto scene = [&] {
+        std::uint64_t next = 0;
+        return OTSceneJSONRenderer::render(s.find("OTPopWindow"), [&next](const auto&) { return ++next; });
+    };
+    const std::function<json(const json&, const std::string&)> part = [&part](const json& node,
+                                                                              const std::string& name) -> json {
+        if (node.value("name", "") == name) return node;
+        for (const auto& child : node["children"]) {
+            if (auto found = part(child, name); !found.is_null()) return found;
+        }
+        return nullptr;
+    };
+
+    // A picture-only campaign: its picture speaks the campaign's words and is the button to press.
+    auto picture = s.pop({{"style", 1}, {"picture", "https://cdn.test/p.png"}, {"title", {{"text", "春季上新"}}}});
+    s.test.scheduler().advance(200ms);
+    auto root = scene();
+    EXPECT_EQ(root["modal"], true);
+    EXPECT_EQ(root["accessibility"]["label"], "春季上新");
+    EXPECT_EQ(part(root, "backgroundView")["accessibility"], (json{{"hidden", true}}));
+    EXPECT_EQ(part(root, "imgView")["accessibility"], (json{{"label", "春季上新"}, {"traits", {"image", "button"}}}));
+    // The close "×" is named and answers touches over 44 points about its centre.
+    const auto close = part(root, "closeBtn");
+    EXPECT_EQ(close["accessibility"], (json{{"label", "关闭"}, {"traits", {"button"}}}));
+    const auto& drawn = close["frame"];
+    ASSERT_LT(drawn["width"].get<double>(), 44);
+    EXPECT_EQ(close["touchFrame"]["width"], 44);
+    EXPECT_EQ(close["touchFrame"]["height"], 44);
+    EXPECT_DOUBLE_EQ(close["touchFrame"]["x"].get<double>() + 22,
+                     drawn["x"].get<double>() + drawn["width"].get<double>() / 2);
+    picture->closeWithCompletion(nullptr);
+    s.test.scheduler().advance(50ms);
+
+    // A text dialog: a heading, the text, buttons by their titles.
+    auto text = s.pop({{"style", 3},
+           {"title", {{"text", "Welcome"}}},
+           {"content", {{"text", "Enjoy"}}},
+           {"buttonLeft", {{"text", "Later"}}},
+           {"buttonRight", {{"text", "Show me"}}}});
+    s.test.scheduler().advance(200ms);
+    root = scene();
+    EXPECT_EQ(part(root, "titleLbl")["accessibility"], (json{{"label", "Welcome"}, {"traits", {"header"}}}));
+    EXPECT_EQ(part(root, "textLbl")["accessibility"], (json{{"label", "Enjoy"}, {"traits", {"staticText"}}}));
+    EXPECT_EQ(part(root, "rightBtn")["accessibility"], (json{{"label", "Show me"}, {"traits", {"button"}}}));
+    EXPECT_FALSE(part(root, "rightBtn").contains("touchFrame")) << "big enough as drawn";
+    text->closeWithCompletion(nullptr);
+    s.test.scheduler().advance(50ms);
+
+    // The host's close label.
+    s.test.environment().accessibility().setCloseLabel("Dismiss");
+    s.pop({{"style", 1}, {"picture", "https://cdn.test/p.png"}});
+    s.test.scheduler().advance(200ms);
+    root = scene();
+    EXPECT_EQ(part(root, "closeBtn")["accessibility"]["label"], "Dismiss");
+    EXPECT_EQ(root["accessibility"]["label"], "活动") << "a dialog without words says what it is";
+
+    // The built-in labels follow the device language; an empty host label gives them back; text
+    // scales stay within the content size categories.
+    OTAccessibilityPreferences english("en-GB");
+    EXPECT_EQ(english.closeLabel(), "Close");
+    english.setCloseLabel("");
+    EXPECT_EQ(english.closeLabel(), "Close");
+    EXPECT_EQ(english.text("活动", "Campaign"), "Campaign");
+    english.setTextScale(9);
+    EXPECT_EQ(english.textScale(), OTAccessibilityPreferences::kMaxTextScale);
+    english.setTextScale(std::nan(""));
+    EXPECT_EQ(english.textScale(), OTAccessibilityPreferences::kMaxTextScale);
 }
 
 }  // namespace corvane

@@ -97,6 +97,8 @@ bool OTSimulator::setUpSystem() {
     parts.scheduler = scheduler_;
     parts.sandboxRoot = sandbox_;
     parts.device = OTDeviceInfo::current(sandbox_.string(), "com.corvane.otsim", "1.0.0");
+    // The simulated phone speaks the sample campaigns' language, whatever this machine's locale.
+    parts.device.preferredLanguage = "zh-Hans";
     parts.console = options_.console ? std::make_shared<OTFileConsole>()
                                      : std::make_shared<OTFileConsole>(sandbox_ / kConsoleFileName);
     parts.random = std::make_shared<OTRandomSource>();

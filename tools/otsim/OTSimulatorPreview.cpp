@@ -125,6 +125,8 @@ void OTSimulatorPreview::drawAt(const OTSize& screen, const fs::path& sandbox) {
     parts.scheduler = scheduler;
     parts.sandboxRoot = sandbox;
     parts.device = OTDeviceInfo::current(sandbox.string(), "com.corvane.otsim", "1.0.0");
+    // The simulated phone speaks the sample campaigns' language, whatever this machine's locale.
+    parts.device.preferredLanguage = "zh-Hans";
     parts.device.screenWidth = screen.width;
     parts.device.screenHeight = screen.height;
     parts.console = std::make_shared<OTFileConsole>(sandbox / "console.log");
