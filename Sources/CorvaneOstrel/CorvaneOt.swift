@@ -54,6 +54,19 @@ public enum CorvaneOt {
     }
 
     /// Shows (true) or hides the page tagging ball, for developers naming the app's pages.
+    /// The close control's label for screen readers; nil or "" gives back the built-in "关闭" or
+    /// "Close", after the device language. Applies to dialogs shown from then on.
+    public static func setCloseLabel(_ label: String?) {
+        _ = corvane_set_close_label(label)
+    }
+
+    /// The user's preferred text size as its scale factor (`UIFontMetrics`' for the content size
+    /// category: 1.0 by default, clamped to 0.8 to 3.2). Dialogs and banners shown from then on lay
+    /// their texts out at that size, growing or scrolling so that no text is cut.
+    public static func setTextScale(_ scale: Double) throws(CorvaneOtError) {
+        try CorvaneOtError.check(corvane_set_text_scale(scale))
+    }
+
     public static func setPageTaggingVisible(_ visible: Bool) {
         corvane_set_page_tag_state(visible ? 1 : 0)
     }

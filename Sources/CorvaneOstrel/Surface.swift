@@ -103,10 +103,48 @@ public struct Node: Codable, Sendable, Hashable, Identifiable {
         public var contentMode: ContentMode?
     }
 
+    /// What a screen reader says of a node and how it treats it (UIAccessibility's label, traits,
+    /// hint and value; `isHidden` where the node decorates).
+    public struct Accessibility: Codable, Sendable, Hashable {
+        public enum Trait: String, Codable, Sendable {
+            case button, image, header, link, staticText, adjustable
+        }
+
+        public var label: String?
+        public var traits: [Trait]
+        public var hint: String?
+        /// What an adjustable node shows now ("第 2 页，共 3 页").
+        public var value: String?
+        /// Skipped by the reader, with everything inside it.
+        public var isHidden: Bool
+
+        enum CodingKeys: String, CodingKey {
+            case label, traits, hint, value
+            case isHidden = "hidden"
+        }
+
+        public init(from decoder: any Decoder) throws {
+            let c = try decoder.container(keyedBy: CodingKeys.self)
+            label = try c.decodeIfPresent(String.self, forKey: .label)
+            // A trait this version does not know is left out, not a reason to drop the surface.
+            let named = try c.decodeIfPresent([String].self, forKey: .traits) ?? []
+            traits = named.compactMap(Trait.init(rawValue:))
+            hint = try c.decodeIfPresent(String.self, forKey: .hint)
+            value = try c.decodeIfPresent(String.self, forKey: .value)
+            isHidden = try c.decodeIfPresent(Bool.self, forKey: .isHidden) ?? false
+        }
+    }
+
     public let id: UInt64
     public let role: Role
     public let name: String?
     public let frame: Frame
+    /// The area that answers touches, when larger than the frame (a small drawn close control).
+    public let touchFrame: Frame?
+    /// What a screen reader meets here; nil for a node it passes through (a plain container).
+    public let accessibility: Accessibility?
+    /// A dialog's root: a screen reader stays inside it (`accessibilityViewIsModal`).
+    public let isModal: Bool
     public let children: [Node]
     public let alpha: Double
     public let isHidden: Bool
@@ -142,7 +180,8 @@ public struct Node: Codable, Sendable, Hashable, Identifiable {
         case backgroundColor, cornerRadius, clipsToBounds, border, scale, shadow, text, placeholder, textColor, font
         case textAlignment, numberOfLines, lineSpacing, image, contentSize, contentOffset
         case isScrollEnabled = "scrollEnabled"
-        case url, actions
+        case url, actions, touchFrame, accessibility
+        case isModal = "modal"
     }
 
     public init(from decoder: any Decoder) throws {
@@ -151,6 +190,9 @@ public struct Node: Codable, Sendable, Hashable, Identifiable {
         role = try c.decode(Role.self, forKey: .role)
         name = try c.decodeIfPresent(String.self, forKey: .name)
         frame = try c.decode(Frame.self, forKey: .frame)
+        touchFrame = try c.decodeIfPresent(Frame.self, forKey: .touchFrame)
+        accessibility = try c.decodeIfPresent(Accessibility.self, forKey: .accessibility)
+        isModal = try c.decodeIfPresent(Bool.self, forKey: .isModal) ?? false
         children = try c.decodeIfPresent([Node].self, forKey: .children) ?? []
         alpha = try c.decodeIfPresent(Double.self, forKey: .alpha) ?? 1
         isHidden = try c.decodeIfPresent(Bool.self, forKey: .isHidden) ?? false

@@ -31,6 +31,16 @@ final class CorvaneOstrelTests: XCTestCase {
         XCTAssertEqual(picture.image?.width, 600)
         XCTAssertEqual(picture.actions, ["tap"])
         XCTAssertEqual(dialog.root.first(named: "closeBtn")?.role, .button)
+        // What a screen reader meets: a modal dialog, a picture that is a button, a named close
+        // control with a touch area of 44 points.
+        XCTAssertTrue(dialog.root.isModal)
+        XCTAssertEqual(picture.accessibility?.traits, [.image, .button])
+        XCTAssertFalse(picture.accessibility?.label?.isEmpty ?? true)
+        let close = try XCTUnwrap(dialog.root.first(named: "closeBtn"))
+        // In the device language, which here is this machine's locale.
+        XCTAssertTrue(["关闭", "Close"].contains(close.accessibility?.label ?? ""))
+        XCTAssertEqual(close.touchFrame?.width, 44)
+        XCTAssertEqual(dialog.root.first(named: "backgroundView")?.accessibility?.isHidden, true)
 
         let decision = await first(of: decisions) { $0.xwhat == "view_product" }
         let verdict = try XCTUnwrap(decision?.campaigns.first { $0.verdict == .shown })

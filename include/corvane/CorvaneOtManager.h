@@ -47,6 +47,15 @@ public:
     static void setConsole(std::function<void(std::int64_t level, const std::string& message)> sink);
     // False holds every dialog back (nothing is shown or counted) until set true again.
     static void setDialogVisible(bool visible);
+    // The close control's label for screen readers (nothing or "" for the built-in "关闭" or
+    // "Close", after the device language), for dialogs shown from then on.
+    static void setCloseLabel(const std::optional<std::string>& label);
+    // The user's preferred text size as its scale factor (1.0 by default, clamped to 0.8 to 3.2;
+    // not a number is ignored): dialogs and banners shown from then on lay their texts out at that
+    // size, growing or scrolling so that no text is cut. Each node of a scene (setPresenter's
+    // JSON) carries what a screen reader needs: see "accessibility", "modal" and "touchFrame" in
+    // corvane_ostrel.h.
+    static void setTextScale(double scale);
     // Why a campaign did or did not show: for every pass of an event over the campaigns, one record
     // of each campaign's verdict, with the first reason it was not shown and the values that
     // decided it. The listener is called on the main queue, once a pass is over (a dialog it

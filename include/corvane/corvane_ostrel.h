@@ -183,6 +183,13 @@ CORVANE_EXPORT corvane_status corvane_http_fail(uint64_t request, int64_t code, 
  *   "height" (its natural size, once loaded), "contentMode" ("scaleToFill", "aspectFit",
  *   "aspectFill")}; scrolling: "contentSize", "contentOffset", "scrollEnabled"; "url" of a web
  *   page or video; "actions": the touches it answers ("touchUpInside", "tap", ...).
+ *   For screen readers: "accessibility" {"label", "traits": ["button" | "image" | "header" |
+ *   "link" | "staticText" | "adjustable"], "hint", "value"} on a node a reader should reach (a
+ *   label or button reads its text; a carousel's value says "第 2 页，共 3 页"), or {"hidden": true}
+ *   on one it should skip with all it holds (a picture that only decorates, the dimmed
+ *   background, a carousel's dots); none on a container it passes through. "modal": true on a
+ *   dialog's root: a reader stays inside it. "touchFrame" {"x", "y", "width", "height"} where a
+ *   node answers touches over more than its frame (the close control: 44 points at least).
  * Ids stay the same while a node lives, so a host can update its views in place. */
 typedef struct corvane_presenter {
     void* user;
@@ -208,6 +215,14 @@ typedef struct corvane_presenter {
  * the presenter after corvane_start. CORVANE_ERROR_NULL_ARGUMENT when `show` is NULL. Main
  * thread. */
 CORVANE_EXPORT corvane_status corvane_set_presenter(const corvane_presenter* presenter);
+/* The close control's label for screen readers; NULL or "" gives back the built-in one in the
+ * device language ("关闭", "Close"). Applies to dialogs shown from then on. */
+CORVANE_EXPORT corvane_status corvane_set_close_label(const char* label);
+/* The user's preferred text size as its scale factor (the content size category's: 1.0 by default,
+ * clamped to 0.8 to 3.2): dialogs and banners shown from then on lay their texts out at that
+ * size, growing or scrolling so that no text is cut. CORVANE_ERROR_INVALID_ARGUMENT when it is
+ * not a number. */
+CORVANE_EXPORT corvane_status corvane_set_text_scale(double scale);
 /* Declares a page of the host that links can open ("DetailVC?id=7"), with the properties a link
  * may set given as a JSON array of texts (NULL for none). */
 CORVANE_EXPORT corvane_status corvane_register_page(const char* class_name, const char* properties_json);

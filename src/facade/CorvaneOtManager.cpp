@@ -61,6 +61,18 @@ void CorvaneOtManager::setDialogVisible(bool visible) {
     } catch (...) {}
 }
 
+void CorvaneOtManager::setCloseLabel(const std::optional<std::string>& label) {
+    try {
+        OTEnvironment::current()->accessibility().setCloseLabel(label);
+    } catch (...) {}
+}
+
+void CorvaneOtManager::setTextScale(double scale) {
+    try {
+        OTEnvironment::current()->accessibility().setTextScale(scale);
+    } catch (...) {}
+}
+
 void CorvaneOtManager::setDecisionListener(std::function<void(const nlohmann::json& record)> listener) {
     try {
         engine()->setDecisionListener(std::move(listener));

@@ -205,6 +205,21 @@ void corvane_set_dialog_visible(int visible) {
     });
 }
 
+corvane_status corvane_set_close_label(const char* label) {
+    return guarded([&] {
+        CorvaneOtManager::setCloseLabel(label != nullptr ? std::optional<std::string>(label) : std::nullopt);
+        return CORVANE_OK;
+    });
+}
+
+corvane_status corvane_set_text_scale(double scale) {
+    return guarded([&] {
+        if (!std::isfinite(scale)) return CORVANE_ERROR_INVALID_ARGUMENT;
+        CorvaneOtManager::setTextScale(scale);
+        return CORVANE_OK;
+    });
+}
+
 void corvane_set_decision_listener(corvane_decision_callback callback, void* user) {
     listenWith(&CorvaneOtManager::setDecisionListener, callback, user);
 }

@@ -221,6 +221,9 @@ int ot_capi_bad_input(void) {
     deep[200] = '\0';
     CHECK(corvane_observer_event(observer, deep), CORVANE_ERROR_INVALID_JSON);
     CHECK(strcmp(corvane_sdk_version(), "") != 0, 1);
+    CHECK(corvane_set_text_scale(NAN), CORVANE_ERROR_INVALID_ARGUMENT);
+    CHECK(corvane_set_text_scale(1.0), CORVANE_OK);
+    CHECK(corvane_set_close_label(NULL), CORVANE_OK);
     CHECK(corvane_register_page(NULL, NULL), CORVANE_ERROR_NULL_ARGUMENT);
     CHECK(corvane_register_page("", NULL), CORVANE_ERROR_INVALID_ARGUMENT);
     CHECK(corvane_register_page("Page", "[\"id\","), CORVANE_ERROR_INVALID_JSON);
