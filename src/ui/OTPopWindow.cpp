@@ -28,8 +28,9 @@ OTSceneNode::TextAlignment alignmentFor(const std::optional<std::string>& type) 
 }
 }  // namespace
 
-OTPopWindow::Metrics OTPopWindow::Metrics::forScreen(double width, double height) {
+OTPopWindow::Metrics OTPopWindow::Metrics::forScreen(double width, double height, double textScale) {
     Metrics m;
+    m.textScale = textScale;
     m.W = width;
     m.H = height;
     m.Wc = width / kCanvasWidth * 520;
@@ -39,14 +40,17 @@ OTPopWindow::Metrics OTPopWindow::Metrics::forScreen(double width, double height
     m.Bh = height / kCanvasHeight * 80;
     m.c = width / kCanvasWidth * 40;
     m.M = 0.8 * height;
-    m.titleFontSize = width / kCanvasWidth * 30;
-    m.textFontSize = width / kCanvasWidth * 24;
+    m.titleFontSize = width / kCanvasWidth * 30 * textScale;
+    m.textFontSize = width / kCanvasWidth * 24 * textScale;
+    // Buttons grow with their titles; smaller texts keep the designed height.
+    m.Bh *= std::max(1.0, textScale);
     return m;
 }
 
 OTPopWindow::OTPopWindow() {
-    const auto& device = OTEnvironment::current()->device();
-    metrics_ = Metrics::forScreen(device.screenWidth, device.screenHeight);
+    const auto& environment = *OTEnvironment::current();
+    const auto& device = environment.device();
+    metrics_ = Metrics::forScreen(device.screenWidth, device.screenHeight, environment.accessibility().textScale());
     node_ = std::make_shared<OTSceneNode>(OTSceneNode::Role::View, "OTPopWindow");
     node_->setFrame({{0, 0}, {metrics_.W, metrics_.H}});
     // A screen reader stays on the dialog: what lies under it cannot be reached until it closes.
@@ -158,6 +162,12 @@ std::shared_ptr<OTButton> OTPopWindow::makeButton(const char* name, std::int64_t
     button->setEventType(eventType);
     button->setCornerRadius(6.0);
     button->setMasksToBounds(true);
+    // Easy to hit whatever the screen; at a larger text size a long title wraps instead of being cut.
+    button->setMinimumTouchSide(OTSceneNode::kMinimumTouchSize);
+    if (metrics_.textScale != 1) {
+        button->setFont(button->fontName(), kButtonFontSize * metrics_.textScale);
+        if (metrics_.textScale > 1) button->setNumberOfLines(0);
+    }
     return button;
 }
 

@@ -38,10 +38,14 @@ public:
 
     // The proportions of one screen: content width, gap, text width, button height, close button
     // side, maximum content height and the two default font sizes.
+    // At a text scale other than 1 the fonts follow it, and so do the buttons once texts grow.
     struct Metrics {
         double W = 0, H = 0, Wc = 0, g = 0, Tw = 0, Bh = 0, c = 0, M = 0, titleFontSize = 0, textFontSize = 0;
-        static Metrics forScreen(double width, double height);
+        double textScale = 1;
+        static Metrics forScreen(double width, double height, double textScale = 1);
     };
+    // A button's title at the default size, before the text scale.
+    static constexpr double kButtonFontSize = 17;
 
     // The screen's bounds; counts as showing until closed.
     OTPopWindow();

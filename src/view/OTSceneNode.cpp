@@ -176,7 +176,8 @@ void OTSceneNode::applyCampaignStyle(const std::optional<std::string>& text, con
     if (text) text_ = text;
     if (color) textColor_ = color;
     if (backgroundColor) backgroundColor_ = backgroundColor;
-    if (size > 0) setFont(kCampaignFontName, size);
+    // The user's preferred text size scales every campaign text; at 1.0 it is exactly as given.
+    if (size > 0) setFont(kCampaignFontName, size * OTEnvironment::current()->accessibility().textScale());
     changed();
 }
 

@@ -353,8 +353,8 @@ TEST(OTPopWindow, HTMLDrawsEachStyleWithItsBoxesAtTheComputedFrames) {
                 EXPECT_NE(html.find(box(window->contentView()) +
                                     ";background:rgba(255,255,255,1);border-radius:3px;overflow:hidden"),
                           std::string::npos);
-                EXPECT_NE(html.find(box(window->middleBtn()) + ";background:rgba(255,85,0,1);border-radius:6px"),
-                          std::string::npos);
+                EXPECT_NE(html.find(box(window->middleBtn()) + ";padding:"), std::string::npos);
+                EXPECT_NE(html.find(";background:rgba(255,85,0,1);border-radius:6px"), std::string::npos);
                 EXPECT_NE(html.find("Big &lt;sale&gt; &amp; more"), std::string::npos);
                 EXPECT_NE(html.find("filter:drop-shadow(-1px 1px 3px rgba(0,0,0,0.49))"), std::string::npos);
                 // Beside the words the picture decorates; the title is a heading, the button says its text.
@@ -426,9 +426,29 @@ TEST(OTPopWindow, TheSceneTellsAScreenReaderWhatEachPartIsAndKeepsItInTheDialog)
     EXPECT_EQ(part(root, "titleLbl")["accessibility"], (json{{"label", "Welcome"}, {"traits", {"header"}}}));
     EXPECT_EQ(part(root, "textLbl")["accessibility"], (json{{"label", "Enjoy"}, {"traits", {"staticText"}}}));
     EXPECT_EQ(part(root, "rightBtn")["accessibility"], (json{{"label", "Show me"}, {"traits", {"button"}}}));
-    EXPECT_FALSE(part(root, "rightBtn").contains("touchFrame")) << "big enough as drawn";
+    EXPECT_EQ(part(root, "rightBtn")["touchFrame"]["height"], 44) << "drawn lower than a finger";
+    EXPECT_EQ(part(root, "rightBtn")["touchFrame"]["width"], part(root, "rightBtn")["frame"]["width"]);
+    const auto designed = text->metrics();
+    const auto buttonFont = text->rightBtn()->fontSize();
     text->closeWithCompletion(nullptr);
     s.test.scheduler().advance(50ms);
+
+    // At twice the text size the fonts double, the buttons grow and their titles wrap.
+    s.test.environment().accessibility().setTextScale(2);
+    auto larger = s.pop({{"style", 3},
+                         {"title", {{"text", "Welcome"}, {"size", "40pd"}}},
+                         {"buttonLeft", {{"text", "Later"}}},
+                         {"buttonRight", {{"text", "Show me"}}}});
+    s.test.scheduler().advance(200ms);
+    EXPECT_DOUBLE_EQ(larger->metrics().textFontSize, designed.textFontSize * 2);
+    EXPECT_DOUBLE_EQ(larger->metrics().Bh, designed.Bh * 2);
+    EXPECT_DOUBLE_EQ(larger->titleLbl()->fontSize(), 40);
+    EXPECT_DOUBLE_EQ(larger->rightBtn()->fontSize(), buttonFont * 2);
+    EXPECT_EQ(larger->rightBtn()->numberOfLines(), 0);
+    EXPECT_DOUBLE_EQ(larger->rightBtn()->ot_height(), designed.Bh * 2);
+    larger->closeWithCompletion(nullptr);
+    s.test.scheduler().advance(50ms);
+    s.test.environment().accessibility().setTextScale(1);
 
     // The host's close label.
     s.test.environment().accessibility().setCloseLabel("Dismiss");
