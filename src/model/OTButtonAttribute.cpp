@@ -9,9 +9,9 @@
 namespace corvane {
 
 OTButtonAttribute::OTButtonAttribute() {
-    setColor(OTColor::fromHexText("#444444"));
-    setBackgroundColor(OTColor::fromHexText("#f4f4f4"));
-    setSize(OTEnvironment::current()->device().screenWidth / 590.5 * 30.0);
+    setColor(OTColor::fromHexText(kDefaultColor));
+    setBackgroundColor(OTColor::fromHexText(kDefaultBackground));
+    setSize(defaultSize(OTEnvironment::current()->device().screenWidth));
 }
 
 void OTButtonAttribute::setModelWithDic(const nlohmann::json& dic) {

@@ -11,6 +11,9 @@ public:
 
     // Dark grey text on light grey, sized for the screen width.
     OTButtonAttribute();
+    static constexpr const char* kDefaultColor = "#444444";
+    static constexpr const char* kDefaultBackground = "#f4f4f4";
+    static double defaultSize(double screenWidth) { return screenWidth / 590.5 * 30.0; }
 
     void setModelWithDic(const nlohmann::json& dic) override;
     const char* archiveClassName() const override { return kArchiveClassName; }

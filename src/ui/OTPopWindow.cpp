@@ -28,6 +28,8 @@ OTSceneNode::TextAlignment alignmentFor(const std::optional<std::string>& type) 
 }
 }  // namespace
 
+OTColor OTPopWindow::defaultTextColor() { return kDialogTextColor; }
+
 OTPopWindow::Metrics OTPopWindow::Metrics::forScreen(double width, double height, double textScale) {
     Metrics m;
     m.textScale = textScale;
@@ -164,10 +166,7 @@ std::shared_ptr<OTButton> OTPopWindow::makeButton(const char* name, std::int64_t
     button->setMasksToBounds(true);
     // Easy to hit whatever the screen; at a larger text size a long title wraps instead of being cut.
     button->setMinimumTouchSide(OTSceneNode::kMinimumTouchSize);
-    if (metrics_.textScale != 1) {
-        button->setFont(button->fontName(), kButtonFontSize * metrics_.textScale);
-        if (metrics_.textScale > 1) button->setNumberOfLines(0);
-    }
+    if (metrics_.textScale > 1) button->setNumberOfLines(0);
     return button;
 }
 
@@ -288,6 +287,26 @@ void OTPopWindow::calculateWindowHeight() {
     if (style == 2 || style == 3) fitTextAndImage();
 }
 
+double OTPopWindow::buttonRowHeight() const {
+    const auto& m = metrics_;
+    if (m.textScale <= 1 || !data_) return m.Bh;
+    // At a larger text size a button grows to hold its wrapped title.
+    const bool two = data_->style() == 3 && data_->leftBtnAttribute() && data_->rightBtnAttribute();
+    const double width = two ? (m.Wc - 2.5 * m.g) * 0.5 : m.Tw;
+    const auto& measurer = OTEnvironment::current()->uiHost().textMeasurer();
+    double height = m.Bh;
+    const auto shown = two ? std::vector{data_->leftBtnAttribute(), data_->rightBtnAttribute()}
+                           : std::vector{data_->middleBtnAttribute()};
+    for (const auto& attribute : shown) {
+        if (!attribute) continue;
+        const double font = attribute->size() * m.textScale;
+        height = std::max(height, measurer.boundingHeight(attribute->text().value_or(""),
+                                                          OTSceneNode::kCampaignFontName, font, 0, width) +
+                                      m.g);
+    }
+    return height;
+}
+
 void OTPopWindow::fitTextAndImage() {
     const auto& m = metrics_;
     setWidgetAttribute(kTitleHeight,
@@ -295,12 +314,13 @@ void OTPopWindow::fitTextAndImage() {
     const double text = measure(textLbl(), data_->content() ? data_->content()->alignmentType() : std::nullopt);
     setWidgetAttribute(kTextHeight, text);
     textHeight_ = text;
-    setWidgetAttribute(kButtonHeight, m.Bh);
+    const double buttons = buttonRowHeight();
+    setWidgetAttribute(kButtonHeight, buttons);
 
     const double image = widgetAttribute(kImageHeight);
     const double title = widgetAttribute(kTitleHeight);
     const double minimum = minTextHeight();
-    const double h1 = image + m.g + title + m.g + minimum + m.g + m.Bh + m.g;
+    const double h1 = image + m.g + title + m.g + minimum + m.g + buttons + m.g;
     if (h1 >= m.M) {
         // Not even the shortest body fits: the picture gives way first.
         setWidgetAttribute(kImageHeight, image - (h1 - m.M));
@@ -308,7 +328,7 @@ void OTPopWindow::fitTextAndImage() {
         imageAndTextWindowHeight_ = m.M;
         return;
     }
-    const double h2 = image + m.g + title + m.g + text + m.g + m.Bh + m.g;
+    const double h2 = image + m.g + title + m.g + text + m.g + buttons + m.g;
     if (h2 >= m.M) {
         setWidgetAttribute(kTextHeight, minimum + (m.M - h1));
         imageAndTextWindowHeight_ = m.M;
@@ -419,14 +439,15 @@ void OTPopWindow::layoutButtonWithData(const std::shared_ptr<const OTWindowData>
                           });
         last = button;
     };
-    const OTRect fullWidth{{m.g, y0}, {m.Tw, m.Bh}};
+    const double bh = widgetAttribute(kButtonHeight) > 0 ? widgetAttribute(kButtonHeight) : m.Bh;
+    const OTRect fullWidth{{m.g, y0}, {m.Tw, bh}};
     if (data->style() == 2) {
         place(middleBtn(), data->middleBtnAttribute(), fullWidth);
     } else if (data->style() == 3) {
         if (data->leftBtnAttribute() && data->rightBtnAttribute()) {
             const double bw = (m.Wc - 2.5 * m.g) * 0.5;
-            place(leftBtn(), data->leftBtnAttribute(), {{m.g, y0}, {bw, m.Bh}});
-            place(rightBtn(), data->rightBtnAttribute(), {{bw + 1.5 * m.g, y0}, {bw, m.Bh}});
+            place(leftBtn(), data->leftBtnAttribute(), {{m.g, y0}, {bw, bh}});
+            place(rightBtn(), data->rightBtnAttribute(), {{bw + 1.5 * m.g, y0}, {bw, bh}});
         } else if (data->middleBtnAttribute()) {
             place(middleBtn(), data->middleBtnAttribute(), fullWidth);
         }

@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "core/OTPopWindowManager.h"
 #include "ui/OTButton.h"
@@ -44,8 +45,8 @@ public:
         double textScale = 1;
         static Metrics forScreen(double width, double height, double textScale = 1);
     };
-    // A button's title at the default size, before the text scale.
-    static constexpr double kButtonFontSize = 17;
+    // The colour of a title and text that give none.
+    static OTColor defaultTextColor();
 
     // The screen's bounds; counts as showing until closed.
     OTPopWindow();
@@ -108,6 +109,8 @@ private:
     // Puts the measured attributed text on a label; its bounding height at the text width.
     double measure(const std::shared_ptr<OTLabel>& label, const std::optional<std::string>& alignmentType) const;
     void fitTextAndImage();
+    // The buttons' height: the design's, or at a larger text size what their wrapped titles need.
+    double buttonRowHeight() const;
     // The show animation: the background comes up, `changes` runs, then `finished`.
     void animateIn(const std::function<void()>& changes, std::function<void()> finished);
     // The campaign's title or text, whichever it gives first; what a reader says of a picture.

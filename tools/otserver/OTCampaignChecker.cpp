@@ -1,5 +1,6 @@
 #include "OTCampaignChecker.h"
 
+#include "OTAccessibilityChecker.h"
 #include "OTDevServer.h"
 
 #include <algorithm>
@@ -211,6 +212,10 @@ void OTCampaignChecker::checkDialog(const json& campaign, Kind kind) {
                  {"buttonMiddle", Expect::Object},
                  {"buttonRight", Expect::Object},
                  {"dialogRule", Expect::List}});
+    OTAccessibilityChecker::checkDialog(campaign,
+                                        [this](const std::string& path, std::string sentence) {
+                                            add(path, std::move(sentence));
+                                        });
     for (const char* key : {"title", "content"}) {
         if (campaign.contains(key) && campaign[key].is_object()) checkTextAttribute(campaign[key], key);
     }
