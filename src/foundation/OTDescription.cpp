@@ -2,9 +2,9 @@
 
 #include <cmath>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 #include <string_view>
 #include <utility>
-#include <nlohmann/json.hpp>
 
 #include "foundation/OTJSONLimits.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <nlohmann/json_fwd.hpp>
 #include <cstddef>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 
 namespace corvane {

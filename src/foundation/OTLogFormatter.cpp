@@ -216,7 +216,8 @@ constexpr std::array<unsigned char, 256> kClasses = [] {
     std::array<unsigned char, 256> classes{};
     for (const char c : std::string_view("-+ #0")) classes[static_cast<unsigned char>(c)] |= kFlag;
     for (const char c : std::string_view("hlqzjtL")) classes[static_cast<unsigned char>(c)] |= kLengthLetter;
-    for (const char c : std::string_view("@sdiuxXofFeEgGaAcp")) classes[static_cast<unsigned char>(c)] |= kConversionLetter;
+    for (const char c : std::string_view("@sdiuxXofFeEgGaAcp"))
+        classes[static_cast<unsigned char>(c)] |= kConversionLetter;
     return classes;
 }();
 bool is(char c, unsigned char kind) { return (kClasses[static_cast<unsigned char>(c)] & kind) != 0; }

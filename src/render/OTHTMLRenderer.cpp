@@ -223,8 +223,8 @@ std::string OTHTMLRenderer::language(const std::shared_ptr<OTSceneNode>& root) {
 
 std::string OTHTMLRenderer::render(const std::shared_ptr<OTSceneNode>& root, const OTSize& screen,
                                    const std::string& title, const AssetSource& assets) {
-    std::string out = "<!DOCTYPE html>\n<html lang=\"" + language(root) +
-                      "\"><head><meta charset=\"utf-8\"><title>" + escape(title) +
+    std::string out = "<!DOCTYPE html>\n<html lang=\"" + language(root) + "\"><head><meta charset=\"utf-8\"><title>" +
+                      escape(title) +
                       "</title>\n<style>body{margin:0;background:#e9e9ee}"
                       "#screen{position:relative;overflow:hidden;background:#f7f7f7;margin:0 auto}"
                       "#screen div{position:absolute;box-sizing:border-box;white-space:pre-wrap;word-break:break-word}"

@@ -270,8 +270,8 @@ void OTCycleScrollView::describeForReaders() {
     if (count > 0) {
         const auto page = std::to_string(currentPage() + 1);
         const auto pages = std::to_string(count);
-        carousel.value = preferences.speaksChinese() ? "第 " + page + " 页，共 " + pages + " 页"
-                                                     : "Page " + page + " of " + pages;
+        carousel.value =
+            preferences.speaksChinese() ? "第 " + page + " 页，共 " + pages + " 页" : "Page " + page + " of " + pages;
     }
     setAccessibility(std::move(carousel));
     if (pageControl_) {

@@ -394,8 +394,8 @@ void OTPopWindow::startLayout() {
             node_->addSubview(controller->view());
             controller->setBounds({{0, 0}, {m.Wc, 0}}, center);
             OTSceneNode::Accessibility page;
-            page.label = campaignWords().value_or(
-                OTEnvironment::current()->accessibility().text("活动页面", "Campaign page"));
+            page.label =
+                campaignWords().value_or(OTEnvironment::current()->accessibility().text("活动页面", "Campaign page"));
             controller->webNode()->setAccessibility(std::move(page));
             return;
         }

@@ -417,10 +417,10 @@ TEST(OTPopWindow, TheSceneTellsAScreenReaderWhatEachPartIsAndKeepsItInTheDialog)
 
     // A text dialog: a heading, the text, buttons by their titles.
     auto text = s.pop({{"style", 3},
-           {"title", {{"text", "Welcome"}}},
-           {"content", {{"text", "Enjoy"}}},
-           {"buttonLeft", {{"text", "Later"}}},
-           {"buttonRight", {{"text", "Show me"}}}});
+                       {"title", {{"text", "Welcome"}}},
+                       {"content", {{"text", "Enjoy"}}},
+                       {"buttonLeft", {{"text", "Later"}}},
+                       {"buttonRight", {{"text", "Show me"}}}});
     s.test.scheduler().advance(200ms);
     root = scene();
     EXPECT_EQ(part(root, "titleLbl")["accessibility"], (json{{"label", "Welcome"}, {"traits", {"header"}}}));

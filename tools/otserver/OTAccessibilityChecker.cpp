@@ -93,16 +93,16 @@ void checkContrast(const Shown& text, const Metrics& narrow, const OTAccessibili
     const auto& attribute = text.attribute;
     const auto background = over(attribute.backgroundColor().value_or(kWhite), kWhite);
     const auto color = over(attribute.color().value_or(OTPopWindow::defaultTextColor()), background);
-    const double points = attribute.size() > 0    ? attribute.size()
+    const double points = attribute.size() > 0  ? attribute.size()
                           : text.key == "title" ? narrow.titleFontSize
                                                 : narrow.textFontSize;
     const double needed = points >= kLargeTextPoints ? 3.0 : 4.5;
     const double ratio = OTAccessibilityChecker::contrast(color, background);
     if (ratio >= needed) return;
-    report(text.colorPath,
-           "the text (" + hex(color) + ") on what it is drawn on (" + hex(background) + ") has a contrast of " +
-               number(ratio, "%.2f") + ":1, under WCAG 2.1 AA's " + number(needed, "%.1f") + ":1 for text of " +
-               number(points, "%.0f") + " points: a reader with low vision may not make it out");
+    report(text.colorPath, "the text (" + hex(color) + ") on what it is drawn on (" + hex(background) +
+                               ") has a contrast of " + number(ratio, "%.2f") + ":1, under WCAG 2.1 AA's " +
+                               number(needed, "%.1f") + ":1 for text of " + number(points, "%.0f") +
+                               " points: a reader with low vision may not make it out");
 }
 
 // At the narrowest screen and twice the text size the body scrolls, a picture gives way and the
@@ -111,7 +111,8 @@ void checkCut(const std::vector<Shown>& texts, const OTAccessibilityChecker::Rep
     const auto m = Metrics::forScreen(OTAccessibilityChecker::kNarrowWidth, OTAccessibilityChecker::kNarrowHeight,
                                       OTAccessibilityChecker::kLargeTextScale);
     const double scale = OTAccessibilityChecker::kLargeTextScale;
-    const bool twoButtons = std::count_if(texts.begin(), texts.end(), [](const Shown& text) { return text.button; }) == 2;
+    const bool twoButtons =
+        std::count_if(texts.begin(), texts.end(), [](const Shown& text) { return text.button; }) == 2;
     double title = 0;
     double buttons = m.Bh;
     // What the finding names: the title, else the button whose title needs the most.
@@ -160,9 +161,10 @@ void OTAccessibilityChecker::checkDialog(const json& campaign, const Report& rep
             words = words || !attribute.text().value_or("").empty();
         }
         if (!words) {
-            report("picture", "a picture-only campaign gives a screen reader nothing to say but \"活动图片\": give it a "
-                              "title or text that says what the picture shows (a reader speaks it, the dialog "
-                              "does not draw it)");
+            report("picture",
+                   "a picture-only campaign gives a screen reader nothing to say but \"活动图片\": give it a "
+                   "title or text that says what the picture shows (a reader speaks it, the dialog "
+                   "does not draw it)");
         }
         return;
     }

@@ -212,10 +212,8 @@ void OTCampaignChecker::checkDialog(const json& campaign, Kind kind) {
                  {"buttonMiddle", Expect::Object},
                  {"buttonRight", Expect::Object},
                  {"dialogRule", Expect::List}});
-    OTAccessibilityChecker::checkDialog(campaign,
-                                        [this](const std::string& path, std::string sentence) {
-                                            add(path, std::move(sentence));
-                                        });
+    OTAccessibilityChecker::checkDialog(
+        campaign, [this](const std::string& path, std::string sentence) { add(path, std::move(sentence)); });
     for (const char* key : {"title", "content"}) {
         if (campaign.contains(key) && campaign[key].is_object()) checkTextAttribute(campaign[key], key);
     }
