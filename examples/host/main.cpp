@@ -2,12 +2,17 @@
 // and hands it the analytics events it records. Given a campaign server's address, it also starts
 // the library against that server, runs the library's main-thread work from its own loop and draws
 // what the library shows with its own renderer (text in a terminal), pressing a dialog's first
-// button as a user would:
+// button as a user would; then it expects that dialog shown and gone, and exits 1 when it was not.
+// Each run starts from a fresh sandbox unless OT_SANDBOX names one:
 //   example_host [http://127.0.0.1:8080/]
 #include <corvane/CorvaneOtManager.h>
 #include <corvane/corvane_ostrel.h>
 
+#include <stdlib.h>
+
 #include <chrono>
+#include <cstdlib>
+#include <filesystem>
 #include <iostream>
 #include <map>
 #include <optional>
@@ -78,8 +83,31 @@ private:
 };
 }  // namespace
 
+// A sandbox of its own for this run, so that a campaign used up last time shows again; removed at
+// the end. Nothing when OT_SANDBOX already names one.
+class FreshSandbox {
+public:
+    FreshSandbox() {
+        if (std::getenv("OT_SANDBOX") != nullptr) return;
+        std::string pattern = (std::filesystem::temp_directory_path() / "corvane-host-XXXXXX").string();
+        if (::mkdtemp(pattern.data()) == nullptr) return;
+        path_ = pattern;
+        ::setenv("OT_SANDBOX", path_.c_str(), 1);
+    }
+    ~FreshSandbox() {
+        std::error_code ec;
+        if (!path_.empty()) std::filesystem::remove_all(path_, ec);
+    }
+    FreshSandbox(const FreshSandbox&) = delete;
+    FreshSandbox& operator=(const FreshSandbox&) = delete;
+
+private:
+    std::filesystem::path path_;
+};
+
 int main(int argc, char** argv) {
     using corvane::CorvaneOtManager;
+    const FreshSandbox sandbox;
     const std::string group = "group.com.example.host";
     auto observer = CorvaneOtManager::getObserverListener(group);
     observer->onUserProfile({{"xwho", "user-1"}, {"calibration_time", 0}});
@@ -87,6 +115,7 @@ int main(int argc, char** argv) {
         {"source", 0}, {"xwhat", "$pageview"}, {"xwho", "user-1"}, {"xcontext", {{"$url", "HomeVC"}}}};
     const json addToCart = {{"source", 0}, {"xwhat", "add_cart"}, {"xwho", "user-1"}, {"xcontext", {{"price", 120}}}};
     int events = 0;
+    bool answered = true;
     if (argc > 1) {
         auto config = std::make_shared<corvane::CorvaneOtConfig>();
         config->setApplicationGroupIdentifier(group);
@@ -112,6 +141,7 @@ int main(int argc, char** argv) {
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }
         corvane_set_presenter(nullptr);
+        answered = renderer.done();
     } else {
         observer->onEventDataReceived(pageView);
         ++events;
@@ -120,5 +150,9 @@ int main(int argc, char** argv) {
     ++events;
     std::cout << "CorvaneOstrel " << CorvaneOtManager::SDKVersion() << ": " << events << " events handed over"
               << std::endl;
+    if (!answered) {
+        std::cerr << "expected a dialog shown, answered and gone within 10 s; saw none" << std::endl;
+        return 1;
+    }
     return 0;
 }

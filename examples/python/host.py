@@ -4,14 +4,19 @@
 It hands the library the analytics events it records, draws each surface the library shows as
 lines of text, presses a dialog's last button as a user would, performs the navigation the
 library hands it and keeps the library's console lines instead of letting them reach the
-terminal:
+terminal. Each run starts from a fresh sandbox (what the library keeps: campaigns, their usage,
+queued reports) unless OT_SANDBOX names one. Given a server, it expects a dialog and the navigation
+of its button, and exits 1 when it saw none:
 
     python3 host.py /opt/corvane/lib/libcorvane_ostrel.so [http://127.0.0.1:8080/]
     otserver -- python3 host.py /opt/corvane/lib/libcorvane_ostrel.so {url}
 """
 import ctypes
 import json
+import os
+import shutil
 import sys
+import tempfile
 import threading
 import time
 
@@ -105,6 +110,19 @@ def main(argv):
     if len(argv) < 2:
         print(__doc__.strip(), file=sys.stderr)
         return 2
+    # A fresh sandbox each run, so that a campaign used up last time shows again.
+    fresh = None
+    if "OT_SANDBOX" not in os.environ:
+        fresh = tempfile.mkdtemp(prefix="corvane-python-")
+        os.environ["OT_SANDBOX"] = fresh
+    try:
+        return run(argv)
+    finally:
+        if fresh:
+            shutil.rmtree(fresh, ignore_errors=True)
+
+
+def run(argv):
     library = load(argv[1])
     console = []
     sink = CONSOLE(lambda _user, level, message: console.append((level, message.decode())))
@@ -119,6 +137,7 @@ def main(argv):
     library.corvane_observer_profile(observer, b'{"xwho":"user-1","calibration_time":0}')
     page_view = json.dumps({"source": 0, "xwhat": "$pageview", "xwho": "user-1", "xcontext": {"$url": "HomeVC"}})
     events = 0
+    navigated = True
     if len(argv) > 2:
         config = {"appKey": "python-app-key", "mainPage": "HomeVC", "url": argv[2],
                   "applicationGroupIdentifier": "group.com.example.python"}
@@ -138,6 +157,7 @@ def main(argv):
                 library.corvane_run_main_queue()
                 screen.press_pending()
         library.corvane_set_presenter(None)
+        navigated = bool(screen.navigations)
     else:
         library.corvane_observer_event(observer, page_view.encode())
         events += 1
@@ -145,6 +165,9 @@ def main(argv):
     library.corvane_set_main_queue_waker(WAKER(), None)
     version = library.corvane_sdk_version().decode()
     print(f"CorvaneOstrel {version} over ctypes: {events} events handed over, {len(console)} console lines kept")
+    if not navigated:
+        print("expected a dialog and the navigation of its button within 10 s; saw none", file=sys.stderr)
+        return 1
     return 0
 
 
