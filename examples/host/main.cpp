@@ -136,7 +136,7 @@ int main(int argc, char** argv) {
                 ++events;
                 nextPageView += std::chrono::milliseconds(500);
             }
-            corvane_run_main_queue();
+            CorvaneOtManager::runMainQueue();
             renderer.pressPending();
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }

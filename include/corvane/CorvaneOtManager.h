@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -35,6 +36,14 @@ public:
     static std::shared_ptr<CorvaneOtObserver> getObserverListener(const std::string& groupIdentifier);
     static void startWithConfig(const std::shared_ptr<CorvaneOtConfig>& config);
     static std::string SDKVersion();
+    // The library's main-thread work for a host with its own main loop (a presenter set with
+    // corvane_set_presenter draws from here): runs what is due and hands the presenter what
+    // changed, on the thread the library takes for its main one; elsewhere it runs nothing. Gives
+    // how many tasks ran.
+    static std::size_t runMainQueue();
+    // Called from a thread of the library's when main-thread work falls due (delayed work when it
+    // is due), once until the host has run the queue; an empty one stops the calls.
+    static void setMainQueueWaker(std::function<void()> waker);
     static void configLogLevel(std::uint64_t level);
     // The most bytes this run's log file takes (64 MiB unless set; 0 sets that again): past it one
     // line says the file was cut and nothing more is written to it until the next run.

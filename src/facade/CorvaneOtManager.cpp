@@ -4,6 +4,7 @@
 #include "core/OTPushManager.h"
 #include "core/OTSDKManager.h"
 #include "facade/OTHostPages.h"
+#include "facade/OTScenePublisher.h"
 #include "platform/OTEnvironment.h"
 #include "server/OTEventReporter.h"
 #include "server/OTIdentityUploader.h"
@@ -58,6 +59,24 @@ void CorvaneOtManager::configLogFileLimit(std::uint64_t bytes) {
 void CorvaneOtManager::setDialogVisible(bool visible) {
     try {
         OTPopWindowManager::sharedManager()->setAutoPopWindow(visible);
+    } catch (...) {}
+}
+
+std::size_t CorvaneOtManager::runMainQueue() {
+    try {
+        auto& scheduler = OTEnvironment::current()->scheduler();
+        if (!scheduler.isMainThread()) return 0;
+        const auto ran = scheduler.drainMainQueue();
+        OTScenePublisher::shared()->publish();
+        return ran;
+    } catch (...) {
+        return 0;
+    }
+}
+
+void CorvaneOtManager::setMainQueueWaker(std::function<void()> waker) {
+    try {
+        OTEnvironment::current()->scheduler().setMainQueueWaker(std::move(waker));
     } catch (...) {}
 }
 

@@ -298,17 +298,7 @@ corvane_status corvane_picture(const char* url, corvane_picture_callback callbac
     });
 }
 
-size_t corvane_run_main_queue(void) {
-    std::size_t ran = 0;
-    (void)guarded([&] {
-        auto& scheduler = corvane::OTEnvironment::current()->scheduler();
-        if (!scheduler.isMainThread()) return CORVANE_OK;
-        ran = scheduler.drainMainQueue();
-        corvane::OTScenePublisher::shared()->publish();
-        return CORVANE_OK;
-    });
-    return ran;
-}
+size_t corvane_run_main_queue(void) { return CorvaneOtManager::runMainQueue(); }
 
 void corvane_adopt_main_thread(void) {
     (void)guarded([] {
@@ -321,7 +311,7 @@ void corvane_set_main_queue_waker(corvane_waker_callback callback, void* user) {
     (void)guarded([&] {
         std::function<void()> waker;
         if (callback != nullptr) waker = [callback, user] { callback(user); };
-        corvane::OTEnvironment::current()->scheduler().setMainQueueWaker(waker);
+        CorvaneOtManager::setMainQueueWaker(std::move(waker));
         return CORVANE_OK;
     });
 }

@@ -19,7 +19,7 @@ using nlohmann::json;
 namespace {
 // Runs the otsim program with `arguments` (after `environment`, variables to set) and reads its
 // JSON lines.
-std::vector<json> runSimulator(const std::string& arguments, const std::string& environment = "") {
+std::vector<json> runSimulator(const std::string& arguments, const std::string& environment = "", int exitStatus = 0) {
     const std::string command = environment + " " + std::string(OTSIM_PATH) + " --json " + arguments + " 2>/dev/null";
     std::vector<json> observations;
     FILE* pipe = ::popen(command.c_str(), "r");
@@ -32,16 +32,17 @@ std::vector<json> runSimulator(const std::string& arguments, const std::string& 
         observations.push_back(json::parse(line, nullptr, false));
         line.clear();
     }
-    EXPECT_EQ(::pclose(pipe), 0);
+    const int status = ::pclose(pipe);
+    EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, exitStatus);
     return observations;
 }
 
 // Writes `lines` as a scenario file in the test's folder and runs it with `options`.
 std::vector<json> runScenario(const OTTestEnvironment& test, const std::string& lines, const std::string& options = "",
-                              const std::string& environment = "") {
+                              const std::string& environment = "", int exitStatus = 0) {
     const auto scenario = test.root() / "scenario.jsonl";
     std::ofstream(scenario) << lines;
-    return runSimulator(options + " " + scenario.string(), environment);
+    return runSimulator(options + " " + scenario.string(), environment, exitStatus);
 }
 
 std::vector<json> ofType(const std::vector<json>& observations, const std::string& type) {
@@ -245,7 +246,7 @@ TEST(OTSimulator, TheDemoShowsDialogsFollowsLinksQueuesOfflineAndHitsTheDailyCap
     }
 }
 
-TEST(OTSimulator, BadLinesAreReportedWithTheirNumberAndTheRunGoesOn) {
+TEST(OTSimulator, BadLinesAreReportedWithTheirNumberAndTheRunGoesOnToFail) {
     OTTestEnvironment test;
     const auto observations = runScenario(test,
                                           "{\"action\":\"observe\",\"group\":\"group.demo\"}\n"
@@ -264,7 +265,8 @@ TEST(OTSimulator, BadLinesAreReportedWithTheirNumberAndTheRunGoesOn) {
                                           "{\"action\":\"banner\",\"locationId\":\"x\",\"container\":\"drawer\"}\n"
                                           "{\"action\":\"tapBanner\",\"locationId\":\"nowhere\",\"item\":2}\n"
                                           "{\"action\":\"banner\",\"container\":\"view\"}\n"
-                                          "{\"action\":\"start\",\"config\":{\"envType\":\"x\"}}\n");
+                                          "{\"action\":\"start\",\"config\":{\"envType\":\"x\"}}\n",
+                                          "", "", 1);
     const auto errors = errorLines(observations);
     ASSERT_EQ(errors.size(), 14u);
     EXPECT_EQ(errors[0], "2 not a JSON object: {not json");
@@ -314,7 +316,7 @@ TEST(OTSimulator, LoadActionsServeCopiesOfACampaignAndPaceEventsThroughTheEventQ
         "\n"
         R"({"action":"events","count":1,"every":61,"event":{}})"
         "\n",
-        "--sandbox " + (test.root() / "app").string());
+        "--sandbox " + (test.root() / "app").string(), "", 1);
     EXPECT_EQ(errorLines(observations), (std::vector<std::string>{"8 \"count\" must lie between 1 and 100000",
                                                                   "9 \"count\" must lie between 1 and 100000",
                                                                   "10 \"every\" must lie between 0 and 60 seconds"}));
@@ -352,7 +354,7 @@ TEST(OTSimulator, TheLogOptionShowsWhyAndIdentityLinesAreChecked) {
                                           "{\"action\":\"clock\"}\n"
                                           "{\"action\":\"mailLogs\"}\n"
                                           "{\"action\":\"clock\",\"advance\":-3600}\n",
-                                          "--log");
+                                          "--log", "", 1);
     EXPECT_EQ(errorLines(observations),
               (std::vector<std::string>{"3 \"hex\" must be pairs of hexadecimal digits",
                                         "4 \"provider\" must be a whole number not below 0",
@@ -393,7 +395,7 @@ TEST(OTSimulator, TheTagBallIsDraggedTappedAndTheNamingScreenSubmitsOnce) {
                                           "{\"action\":\"tagAlias\",\"alias\":\"home\",\"native\":true,\"web\":false}\n"
                                           "{\"action\":\"pageTag\",\"on\":false}\n"
                                           "{\"action\":\"pageTag\"}\n",
-                                          "--html " + html.string());
+                                          "--html " + html.string(), "", 1);
     EXPECT_EQ(errorLines(observations),
               (std::vector<std::string>{
                   "1 the tag ball is not shown", "7 \"to\" must be two numbers [x, y] within 100000 points",

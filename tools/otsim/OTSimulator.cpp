@@ -186,7 +186,7 @@ bool OTSimulator::run(std::istream& scenario) {
     std::string line;
     for (std::size_t number = 1; std::getline(scenario, line); ++number) feed(number, line);
     end();
-    return true;
+    return unreadable_ == 0;
 }
 
 bool OTSimulator::begin() {
@@ -218,6 +218,7 @@ void OTSimulator::step(std::size_t line, const std::string& textLine, std::chron
     if (textLine.find_first_not_of(" \t\r") == std::string::npos) return;
     auto parsed = OTScenarioAction::parse(textLine);
     if (const auto* problem = std::get_if<std::string>(&parsed)) {
+        ++unreadable_;
         error(line, *problem);
         return;
     }
@@ -229,6 +230,7 @@ void OTSimulator::step(std::size_t line, const std::string& textLine, std::chron
     try {
         perform(line, action);
     } catch (const std::exception& e) {
+        ++unreadable_;
         error(line, std::string("bad action: ") + e.what());
     }
     pump(settle);

@@ -88,7 +88,8 @@ public:
     OTSimulator& operator=(const OTSimulator&) = delete;
 
     // Runs every line of the scenario; a bad line is reported and the run goes on. False when the
-    // simulator could not start (no sandbox, no server).
+    // simulator could not start (no sandbox, no server) or some line could not be read as an
+    // action, so that a script's caller sees the mistake.
     bool run(const std::string& scenario);
     // The same, a line at a time as the stream gives them, until it ends.
     bool run(std::istream& scenario);
@@ -175,6 +176,8 @@ private:
     std::shared_ptr<CorvaneOtConfig> config_;
     std::size_t seenRequests_ = 0;
     std::size_t lastActionStart_ = 0;
+    // Lines that were no action the simulator knows (not JSON, unknown, malformed).
+    std::size_t unreadable_ = 0;
     std::unique_ptr<OTSimulatorNavigation> navigation_;
     std::size_t snapshots_ = 0;
     std::unique_ptr<OTSimulatorAssets> assets_;
