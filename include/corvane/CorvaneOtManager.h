@@ -43,7 +43,7 @@ public:
     static std::size_t runMainQueue();
     // Called from a thread of the library's when main-thread work falls due (delayed work when it
     // is due), once until the host has run the queue; an empty one stops the calls.
-    static void setMainQueueWaker(std::function<void()> waker);
+    static void setMainQueueWaker(const std::function<void()>& waker);
     static void configLogLevel(std::uint64_t level);
     // The most bytes this run's log file takes (64 MiB unless set; 0 sets that again): past it one
     // line says the file was cut and nothing more is written to it until the next run.

@@ -74,9 +74,9 @@ std::size_t CorvaneOtManager::runMainQueue() {
     }
 }
 
-void CorvaneOtManager::setMainQueueWaker(std::function<void()> waker) {
+void CorvaneOtManager::setMainQueueWaker(const std::function<void()>& waker) {
     try {
-        OTEnvironment::current()->scheduler().setMainQueueWaker(std::move(waker));
+        OTEnvironment::current()->scheduler().setMainQueueWaker(waker);
     } catch (...) {}
 }
 

@@ -311,7 +311,7 @@ void corvane_set_main_queue_waker(corvane_waker_callback callback, void* user) {
     (void)guarded([&] {
         std::function<void()> waker;
         if (callback != nullptr) waker = [callback, user] { callback(user); };
-        CorvaneOtManager::setMainQueueWaker(std::move(waker));
+        CorvaneOtManager::setMainQueueWaker(waker);
         return CORVANE_OK;
     });
 }
