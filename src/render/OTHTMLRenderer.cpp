@@ -4,10 +4,10 @@
 #include <cctype>
 #include <cmath>
 #include <cstdio>
-#include <functional>
 
 #include "foundation/OTFiles.h"
 #include "foundation/OTImage.h"
+#include "foundation/OTText.h"
 #include "services/OTResourceBundle.h"
 #include "services/OTUtils.h"
 
@@ -91,6 +91,19 @@ std::string ariaAttributes(const OTSceneNode& node, const std::optional<OTSceneN
     if (has(*spoken, "header")) return " role=\"heading\" aria-level=\"2\"";
     if (has(*spoken, "adjustable")) return " role=\"group\" aria-roledescription=\"carousel\"" + label(named);
     return "";
+}
+
+// Whether a text or spoken label of the tree holds a CJK ideograph.
+bool speaksChinese(const OTSceneNode& node) {
+    const auto chinese = [](const std::optional<std::string>& text) {
+        return text && OTText::containsCJKIdeograph(*text);
+    };
+    if (chinese(node.text()) || chinese(node.placeholder())) return true;
+    if (const auto spoken = node.spokenAs(); spoken && !spoken->hidden && OTText::containsCJKIdeograph(spoken->label)) {
+        return true;
+    }
+    return std::any_of(node.subviews().begin(), node.subviews().end(),
+                       [](const auto& child) { return speaksChinese(*child); });
 }
 
 void renderNode(std::string& out, const OTSceneNode& node, int depth, const OTHTMLRenderer::AssetSource& assets) {
@@ -203,22 +216,7 @@ std::string OTHTMLRenderer::escape(const std::string& text) {
 }
 
 std::string OTHTMLRenderer::language(const std::shared_ptr<OTSceneNode>& root) {
-    // Chinese as soon as one text or spoken label holds a CJK ideograph (UTF-8 lead bytes E3 to E9),
-    // else English.
-    const std::function<bool(const OTSceneNode&)> chinese = [&chinese](const OTSceneNode& node) {
-        const auto spoken = node.spokenAs();
-        const auto label = spoken && !spoken->hidden ? std::optional(spoken->label) : std::nullopt;
-        for (const auto& text : {node.text(), node.placeholder(), label}) {
-            if (!text) continue;
-            for (const char c : *text) {
-                const auto byte = static_cast<unsigned char>(c);
-                if (byte >= 0xE3 && byte <= 0xE9) return true;
-            }
-        }
-        return std::any_of(node.subviews().begin(), node.subviews().end(),
-                           [&chinese](const auto& child) { return chinese(*child); });
-    };
-    return root && chinese(*root) ? "zh-Hans" : "en";
+    return root && speaksChinese(*root) ? "zh-Hans" : "en";
 }
 
 std::string OTHTMLRenderer::render(const std::shared_ptr<OTSceneNode>& root, const OTSize& screen,

@@ -25,7 +25,7 @@ public:
     static std::string render(const std::shared_ptr<OTSceneNode>& root, const OTSize& screen,
                               const std::string& title = "CorvaneOstrel", const AssetSource& assets = nullptr);
     static std::string escape(const std::string& text);
-    // The page's language, from its texts: "zh-Hans" when any is Chinese, else "en".
+    // The page's language, from its texts and spoken labels: "zh-Hans" when any is Chinese, else "en".
     static std::string language(const std::shared_ptr<OTSceneNode>& root);
     // A number for CSS: up to three decimals, no trailing zeros.
     static std::string px(double value);

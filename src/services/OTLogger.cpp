@@ -52,13 +52,10 @@ public:
         const bool first = chunks_.empty();
         std::size_t size = 0;
         for (const auto piece : pieces) size += piece.size();
-        if (accepted_ + size > limit_) {
-            reachCap();
-            return first;
-        }
-        accepted_ += size;
         auto& chunk = roomFor(size);
+        const std::size_t start = chunk.size();
         for (const auto piece : pieces) chunk.append(piece);
+        land(chunk, start);
         return first;
     }
 
@@ -74,13 +71,7 @@ public:
         OTLogFormatter::append(chunk, format, arguments);
         capFrom(chunk, message, omittedBy(arguments));
         chunk += '\n';
-        const std::size_t size = chunk.size() - start;
-        if (accepted_ + size > limit_) {
-            chunk.resize(start);
-            reachCap();
-            return first;
-        }
-        accepted_ += size;
+        land(chunk, start);
         return first;
     }
 
@@ -110,6 +101,18 @@ private:
             chunks_.emplace_back().reserve(std::max(size, kChunkBytes));
         }
         return chunks_.back();
+    }
+
+    // Keeps the line written into `chunk` from `start` when it fits under the run's cap; else takes
+    // it back and writes the cap's note instead.
+    void land(std::string& chunk, std::size_t start) {
+        const std::size_t size = chunk.size() - start;
+        if (accepted_ + size <= limit_) {
+            accepted_ += size;
+            return;
+        }
+        chunk.resize(start);
+        reachCap();
     }
 
     void reachCap() {

@@ -264,9 +264,7 @@ void OTCycleScrollView::describeForReaders() {
     // the carousel says which page of how many it shows.
     const auto& preferences = OTEnvironment::current()->accessibility();
     const auto count = static_cast<std::int64_t>(imagePathsGroup_.size());
-    Accessibility carousel;
-    carousel.label = preferences.text("轮播广告", "Banner carousel");
-    carousel.traits = {"adjustable"};
+    auto carousel = Accessibility::said(preferences.text("轮播广告", "Banner carousel"), {"adjustable"});
     if (count > 0) {
         const auto page = std::to_string(currentPage() + 1);
         const auto pages = std::to_string(count);
@@ -274,11 +272,7 @@ void OTCycleScrollView::describeForReaders() {
             preferences.speaksChinese() ? "第 " + page + " 页，共 " + pages + " 页" : "Page " + page + " of " + pages;
     }
     setAccessibility(std::move(carousel));
-    if (pageControl_) {
-        Accessibility dots;
-        dots.hidden = true;
-        pageControl_->setAccessibility(std::move(dots));
-    }
+    if (pageControl_) pageControl_->setAccessibility(Accessibility::skipped());
 }
 
 void OTCycleScrollView::reloadVisibleCells() {

@@ -77,9 +77,7 @@ std::shared_ptr<OTSceneNode> OTPopWindow::backgroundView() {
         backgroundView_ = std::make_shared<OTSceneNode>(OTSceneNode::Role::View, "backgroundView");
         backgroundView_->setFrame({{0, 0}, {metrics_.W, metrics_.H}});
         backgroundView_->setBackgroundColor(OTColor(0, 0, 0, 0.3));
-        OTSceneNode::Accessibility dimming;
-        dimming.hidden = true;
-        backgroundView_->setAccessibility(std::move(dimming));
+        backgroundView_->setAccessibility(OTSceneNode::Accessibility::skipped());
     }
     return backgroundView_;
 }
@@ -100,10 +98,8 @@ std::shared_ptr<OTSceneNode> OTPopWindow::closeBtn() {
         closeBtn_->setImageResource("ot_close_white@2x.png");
         closeBtn_->setShadow(OTSceneNode::Shadow{OTColor(0, 0, 0, 0.7), {-1, 1}, 0.7});
         // Drawn as a small "×": named for a screen reader and easy to hit whatever its size.
-        OTSceneNode::Accessibility close;
-        close.label = OTEnvironment::current()->accessibility().closeLabel();
-        close.traits = {"button"};
-        closeBtn_->setAccessibility(std::move(close));
+        closeBtn_->setAccessibility(
+            OTSceneNode::Accessibility::said(OTEnvironment::current()->accessibility().closeLabel(), {"button"}));
         closeBtn_->setMinimumTouchSide(OTSceneNode::kMinimumTouchSize);
         closeBtn_->addAction(OTSceneNode::kTouchUpInside, [weak = weak_from_this()] {
             if (auto self = weak.lock()) self->_close();
@@ -135,9 +131,7 @@ std::shared_ptr<OTLabel> OTPopWindow::titleLbl() {
         titleLbl_->setBackgroundColor(OTColor(0, 0, 0, 0));
         titleLbl_->setFont(OTSceneNode::kCampaignFontName, metrics_.titleFontSize);
         titleLbl_->setAttribute(data_ ? data_->title() : nullptr);
-        OTSceneNode::Accessibility heading;
-        heading.traits = {"header"};
-        titleLbl_->setAccessibility(std::move(heading));
+        titleLbl_->setAccessibility(OTSceneNode::Accessibility::said("", {"header"}));
     }
     return titleLbl_;
 }
@@ -344,9 +338,8 @@ void OTPopWindow::startLayout() {
     // An unknown style shows nothing at all: no overlay is left over the app.
     if (style < 1 || style > 4) return;
     // The dialog is named by the campaign's own words, as its title is, or at least says what it is.
-    OTSceneNode::Accessibility dialog;
-    dialog.label = campaignWords().value_or(OTEnvironment::current()->accessibility().text("活动", "Campaign"));
-    node_->setAccessibility(std::move(dialog));
+    node_->setAccessibility(OTSceneNode::Accessibility::said(
+        campaignWords().value_or(OTEnvironment::current()->accessibility().text("活动", "Campaign"))));
     if (auto window = OTNavigation(OTEnvironment::current()->uiHost()).keyWindow()) window->addSubview(node_);
     node_->addSubview(backgroundView());
     backgroundView()->setAlpha(0.2);
@@ -393,10 +386,8 @@ void OTPopWindow::startLayout() {
             controller->viewDidLoad();
             node_->addSubview(controller->view());
             controller->setBounds({{0, 0}, {m.Wc, 0}}, center);
-            OTSceneNode::Accessibility page;
-            page.label =
-                campaignWords().value_or(OTEnvironment::current()->accessibility().text("活动页面", "Campaign page"));
-            controller->webNode()->setAccessibility(std::move(page));
+            controller->webNode()->setAccessibility(OTSceneNode::Accessibility::said(
+                campaignWords().value_or(OTEnvironment::current()->accessibility().text("活动页面", "Campaign page"))));
             return;
         }
         default: return;
@@ -414,11 +405,9 @@ std::optional<std::string> OTPopWindow::campaignWords() const {
 OTSceneNode::Accessibility OTPopWindow::pictureAccessibility() const {
     // The picture is the whole message and a tap opens it: it speaks the campaign's own words,
     // or at least says what it is.
-    OTSceneNode::Accessibility picture;
-    picture.label =
-        campaignWords().value_or(OTEnvironment::current()->accessibility().text("活动图片", "Campaign picture"));
-    picture.traits = {"image", "button"};
-    return picture;
+    return OTSceneNode::Accessibility::said(
+        campaignWords().value_or(OTEnvironment::current()->accessibility().text("活动图片", "Campaign picture")),
+        {"image", "button"});
 }
 
 void OTPopWindow::layoutButtonWithData(const std::shared_ptr<const OTWindowData>& data) {

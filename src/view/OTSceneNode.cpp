@@ -208,22 +208,12 @@ std::optional<OTSceneNode::Accessibility> OTSceneNode::spokenAs() const {
         if (spoken.label.empty() && text_) spoken.label = *text_;
         return spoken;
     }
-    const auto said = [](std::string label, const char* trait) {
-        Accessibility spoken;
-        spoken.label = std::move(label);
-        if (trait != nullptr) spoken.traits.emplace_back(trait);
-        return spoken;
-    };
     const bool hasText = text_ && !text_->empty();
     switch (role_) {
-        case Role::Label: return hasText ? std::optional(said(*text_, "staticText")) : std::nullopt;
-        case Role::Button: return hasText ? std::optional(said(*text_, "button")) : std::nullopt;
-        case Role::TextField: return said(hasText ? *text_ : placeholder_.value_or(""), nullptr);
-        case Role::Image: {
-            Accessibility decoration;
-            decoration.hidden = true;
-            return decoration;
-        }
+        case Role::Label: return hasText ? std::optional(Accessibility::said(*text_, {"staticText"})) : std::nullopt;
+        case Role::Button: return hasText ? std::optional(Accessibility::said(*text_, {"button"})) : std::nullopt;
+        case Role::TextField: return Accessibility::said(hasText ? *text_ : placeholder_.value_or(""));
+        case Role::Image: return Accessibility::skipped();
         default: return std::nullopt;
     }
 }

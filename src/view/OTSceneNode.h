@@ -53,6 +53,18 @@ public:
         std::optional<std::string> value;
         // Skipped by the reader, with everything inside it.
         bool hidden = false;
+
+        static Accessibility said(std::string label, std::vector<std::string> traits = {}) {
+            Accessibility spoken;
+            spoken.label = std::move(label);
+            spoken.traits = std::move(traits);
+            return spoken;
+        }
+        static Accessibility skipped() {
+            Accessibility decoration;
+            decoration.hidden = true;
+            return decoration;
+        }
     };
     // Apple's and the web's smallest comfortable touch target, in points.
     static constexpr double kMinimumTouchSize = 44;
