@@ -72,7 +72,7 @@ TEST(OTCApi, ACHostStartsSendsEventsAndReceivesBannersFromTheDevServer) {
     // The purchase is sent to the server only once the subscribe list is in, which may answer
     // after the banners: the three go out at once.
     ASSERT_TRUE(h.waitForOutcomes("/push/sdk/event/subscribe"));
-    ASSERT_TRUE(h.waitForOutcomes(OTBannerManager::kBannerPath));
+    ASSERT_TRUE(h.waitForSuccess(OTBannerManager::kBannerPath));
     h.test.scheduler().runUntilIdle();  // the lists are taken in on the event queue, the banners on the main queue
     const auto logins = h.server.requestsTo("/push/sdk/login");
     ASSERT_FALSE(logins.empty());
@@ -132,7 +132,7 @@ TEST(OTCApi, ACHostDrawsTheDialogAndTheBannerItIsGivenAndTapsThemBack) {
     const std::string group = "group.demo";
     ASSERT_EQ(ot_capi_start(group.c_str(), (h.server.baseURL() + "/").c_str()), 0);
     ASSERT_TRUE(h.waitForOutcomes("/push/sdk/in_app"));
-    ASSERT_TRUE(h.waitForOutcomes(OTBannerManager::kBannerPath));
+    ASSERT_TRUE(h.waitForSuccess(OTBannerManager::kBannerPath));
     h.test.scheduler().runUntilIdle();  // the banners are taken in on the main queue
     const std::string picture = h.server.baseURL() + "/media/spring-sale.png";
     ASSERT_TRUE(h.waitFor([&] { return OTImageDiskCache::cache()->containsImageDataForKey(picture); }));

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "core/OTSDKManager.h"
 #include "corvane/CorvaneOtManager.h"
 #include "foundation/OTFiles.h"
@@ -44,6 +46,13 @@ std::string OTServerHarness::log() { return test.log(); }
 
 bool OTServerHarness::waitForOutcomes(const std::string& path, std::size_t count, std::chrono::milliseconds limit) {
     return waitFor([&] { return recorder->count(path) >= count; }, limit);
+}
+
+bool OTServerHarness::waitForSuccess(const std::string& path) {
+    return waitFor([&] {
+        const auto kinds = recorder->kinds(path);
+        return std::find(kinds.begin(), kinds.end(), OTServerOutcome::Kind::Success) != kinds.end();
+    });
 }
 
 }  // namespace corvane

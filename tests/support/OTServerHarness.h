@@ -33,6 +33,9 @@ public:
     // been handled, whatever their outcome.
     bool waitForOutcomes(const std::string& path, std::size_t count = 1,
                          std::chrono::milliseconds limit = std::chrono::seconds(30));
+    // Waits until a request to `path` has succeeded: the start asks for some lists before its login
+    // is answered, so the first answer may be a refused token and the list come with the repeat.
+    bool waitForSuccess(const std::string& path);
     // The outcomes of the requests to `path` handled so far, in order.
     std::vector<OTServerOutcome::Kind> outcomes(const std::string& path) const { return recorder->kinds(path); }
     // Forgets the outcomes so far: later waits count from here.
