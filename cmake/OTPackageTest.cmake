@@ -1,4 +1,4 @@
-# Installs the build into a staging prefix and builds and runs the example host against it, the
+# Installs the build into a staging prefix and builds and runs the example hosts against it, the
 # way an app's own build would consume the package.
 #   cmake -DOT_BUILD_DIR=... -DOT_SOURCE_DIR=... -DOT_WORK_DIR=... -P OTPackageTest.cmake
 file(REMOVE_RECURSE ${OT_WORK_DIR})
@@ -49,6 +49,18 @@ if(NOT out MATCHES "${drawn}")
 endif()
 if(NOT out MATCHES "dialog ${CMAKE_MATCH_1} dismissed\nCorvaneOstrel [^\n]*: [0-9]+ events handed over")
   message(FATAL_ERROR "the example host did not close the dialog: ${out}")
+endif()
+
+# The C host draws the same dialog with json-c, presses its last button and performs the
+# navigation it is handed; the library's console lines go to its sink, none to standard error.
+if(NOT EXISTS ${OT_WORK_DIR}/host/example_c_host)
+  message(FATAL_ERROR "the C host was not built: json-c (libjson-c-dev) is missing")
+endif()
+run(${OT_BUILD_DIR}/otserver -- ${OT_WORK_DIR}/host/example_c_host {url})
+set(drawn "dialog [0-9]+:\n  Welcome\n  New arrivals every week.\n  \\[Later\\]\n  \\[Show me\\]\npressed \\[Show me\\]\n")
+if(NOT out MATCHES "${drawn}" OR NOT out MATCHES "navigate web https://shop.example.com/new \\(campaign\\)\n"
+   OR NOT out MATCHES "in C: [0-9]+ events handed over, [1-9][0-9]* console lines kept" OR NOT err STREQUAL "")
+  message(FATAL_ERROR "the C host did not draw, press and navigate: ${out}\n${err}")
 endif()
 
 # The same host linked against the shared library, which it then loads from the prefix.

@@ -19,8 +19,8 @@ ensure_packages g++ cmake ninja-build pkg-config ccache \
 # The tests and benchmarks (and what they need) only for a whole build: the demo goes without.
 suite=ON
 [ "$#" -eq 0 ] || suite=OFF
-# Chromium and a Chinese font for the tests that draw pages to pictures.
-[ "$suite" = OFF ] || ensure_packages libgtest-dev libgmock-dev libbenchmark-dev chromium fonts-noto-cjk
+# Chromium and a Chinese font for the tests that draw pages to pictures; json-c for the C example host.
+[ "$suite" = OFF ] || ensure_packages libgtest-dev libgmock-dev libbenchmark-dev chromium fonts-noto-cjk libjson-c-dev
 
 cd "$root"
 cmake --preset "$preset" -DOT_BUILD_TESTS="$suite" -DOT_BUILD_BENCHMARKS="$suite" >/dev/null

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the simulator (Release, installing what is missing) and runs many seeds of
-# `otsim --simulate` across the cores; prints one table of the runs (the README's) and the replay
+# `otsim --simulate` across the cores; prints one table of the runs (docs/long-runs.md's) and the replay
 # command of every seed that breached, and fails when any did.
 # Usage: scripts/simulate.sh [--seeds N] [--first S] [--days D] [--jobs J]
 #        (default: 100 seeds from 1, 30 days each, one run per core)

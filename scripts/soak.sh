@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the simulator (installing what is missing) and runs long soak runs, several at once, each
-# keeping its output in build/soak/<seed>.out; ends with one table row per seed (the README's
+# keeping its output in build/soak/<seed>.out; ends with one table row per seed (docs/long-runs.md's
 # table) and fails when any run's invariants did not hold.
 # Usage: scripts/soak.sh [--days N] [--jobs J] [--build debug|asan|tsan] [SEED...]
 #        (default: 28 days, 4 at once, the debug build, seeds 1 to 4)

@@ -69,7 +69,6 @@ CORVANE_EXPORT corvane_status corvane_observer_profile_value(corvane_observer* o
 CORVANE_EXPORT corvane_status corvane_start(const char* config_json);
 
 /** The console level: 0 none, 1 all but data, 3, 4, 5 one level, 6 all. */
-/** The console level: 0 none, 1 all but data, 3, 4, 5 one level, 6 all. */
 CORVANE_EXPORT void corvane_config_log_level(uint64_t level);
 /** The most bytes this run's log file takes (64 MiB unless set; 0 sets that again). */
 CORVANE_EXPORT void corvane_config_log_file_limit(uint64_t bytes);

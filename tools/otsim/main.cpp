@@ -18,7 +18,7 @@
 int main(int argc, char** argv) {
     CLI::App app{
         "otsim: runs CorvaneOstrel in a simulated host app and prints what a user would see and what the\n"
-        "server received. The scenario is a file of JSON lines, one host action each (see README.md);\n"
+        "server received. The scenario is a file of JSON lines, one host action each (see docs/simulator.md);\n"
         "without one the bundled demo runs. \"-\" reads the scenario from standard input."};
     std::string scenario;
     std::string sandbox;
@@ -80,7 +80,7 @@ int main(int argc, char** argv) {
     app.add_option("--soak", soakSeed,
                    "run a long random scenario made from this seed against the embedded dev server, restarting the "
                    "app on the same files and killing it at random points; exit status 0 only when every "
-                   "invariant held (see README.md)");
+                   "invariant held (see docs/long-runs.md)");
     app.add_option("--simulate", simulateSeed,
                    "run the soak's random life in this process on virtual time, files in memory and the network in "
                    "process, crashes inside writes included: the same seed gives the same transcript; exit status 0 "
