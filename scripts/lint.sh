@@ -25,7 +25,8 @@ echo "lint: layers"
 python3 scripts/check-layers.py
 
 mapfile -t sources < <(git ls-files 'src/*.h' 'src/*.cpp' 'include/*.h' 'tools/*.h' 'tools/*.cpp' \
-  'tests/*.h' 'tests/*.cpp' 'bench/*.cpp' 'fuzz/*.h' 'fuzz/*.cpp' 'examples/*.cpp')
+  'tests/*.h' 'tests/*.cpp' 'bench/*.cpp' 'fuzz/*.h' 'fuzz/*.cpp' 'examples/*.cpp' \
+  'tests/*.c' 'examples/*.c')
 if [ "$fix" -eq 1 ]; then
   clang-format-14 -i "${sources[@]}"
 else

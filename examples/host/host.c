@@ -153,7 +153,8 @@ static int remove_entry(const char* path, const struct stat* info, int flag, str
 
 static int run(const char* url) {
     static const char* group = "group.com.example.c";
-    static const char* page_view = "{\"source\":0,\"xwhat\":\"$pageview\",\"xwho\":\"user-1\",\"xcontext\":{\"$url\":\"HomeVC\"}}";
+    static const char* page_view =
+        "{\"source\":0,\"xwhat\":\"$pageview\",\"xwho\":\"user-1\",\"xcontext\":{\"$url\":\"HomeVC\"}}";
     /* Static: the library's threads may still be calling the console as run() returns. */
     static screen s;
     if (pipe(s.wake_pipe) != 0) return 1;
@@ -174,6 +175,8 @@ static int run(const char* url) {
     }
     const corvane_presenter presenter = {&s, show, dismiss, navigate};
     corvane_set_presenter(&presenter);
+    /* The host shows its home page, and says so; it reports each page it shows from then on. */
+    corvane_page_shown("HomeVC");
 
     /* The user comes back to the home page now and then; the campaigns download meanwhile. */
     int events = 0;
@@ -193,8 +196,7 @@ static int run(const char* url) {
             corvane_run_main_queue();
             if (s.pending != 0) {
                 const corvane_status status = corvane_tap(s.pending);
-                printf("pressed [%s]%s\n", s.pending_text,
-                       status == CORVANE_OK ? "" : " (not shown any more)");
+                printf("pressed [%s]%s\n", s.pending_text, status == CORVANE_OK ? "" : " (not shown any more)");
                 s.pending = 0;
             }
         }

@@ -127,6 +127,8 @@ int main(int argc, char** argv) {
         TextRenderer renderer;
         const corvane_presenter presenter{&renderer, &TextRenderer::show, &TextRenderer::dismiss, nullptr};
         corvane_set_presenter(&presenter);
+        // The host shows its home page, and says so, as it would for every page it shows.
+        corvane_page_shown("HomeVC");
         // The user comes back to the home page now and then; the campaigns download meanwhile.
         const auto start = std::chrono::steady_clock::now();
         auto nextPageView = start;

@@ -45,6 +45,7 @@ def load(path):
     library.corvane_set_presenter.argtypes = [ctypes.POINTER(Presenter)]
     library.corvane_run_main_queue.restype = ctypes.c_size_t
     library.corvane_tap.argtypes = [ctypes.c_uint64]
+    library.corvane_page_shown.argtypes = [ctypes.c_char_p]
     return library
 
 
@@ -144,6 +145,8 @@ def run(argv):
         library.corvane_start(json.dumps(config).encode())
         screen = Screen(library)
         library.corvane_set_presenter(ctypes.byref(screen.presenter))
+        # The host shows its home page, and says so, as it does for each page it is sent to.
+        library.corvane_page_shown(b"HomeVC")
         # The user comes back to the home page now and then; the campaigns download meanwhile.
         deadline = time.monotonic() + 10
         next_view = time.monotonic()
