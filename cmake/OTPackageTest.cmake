@@ -47,8 +47,11 @@ set(drawn "dialog ([0-9]+):\n  Welcome\n  New arrivals every week.\n  \\[Later\\
 if(NOT out MATCHES "${drawn}")
   message(FATAL_ERROR "the example host did not draw the dialog: ${out}")
 endif()
-if(NOT out MATCHES "dialog ${CMAKE_MATCH_1} dismissed\nCorvaneOstrel [^\n]*: [0-9]+ events handed over")
+if(NOT out MATCHES "dialog ${CMAKE_MATCH_1} dismissed\nCorvaneOstrel [^\n]*: [0-9]+ events handed over, [1-9][0-9]* console lines kept")
   message(FATAL_ERROR "the example host did not close the dialog: ${out}")
+endif()
+if(NOT err STREQUAL "")
+  message(FATAL_ERROR "the example host's console reached standard error: ${err}")
 endif()
 
 # The C host draws the same dialog with json-c, presses its last button and performs the

@@ -10,6 +10,7 @@
 
 #include <stdlib.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -108,6 +109,10 @@ private:
 int main(int argc, char** argv) {
     using corvane::CorvaneOtManager;
     const FreshSandbox sandbox;
+    // The library's console lines are kept, not printed: they come on the library's threads, and
+    // may still come as main returns.
+    static std::atomic<std::size_t> consoleLines{0};
+    CorvaneOtManager::setConsole([](std::int64_t, const std::string&) { ++consoleLines; });
     const std::string group = "group.com.example.host";
     auto observer = CorvaneOtManager::getObserverListener(group);
     observer->onUserProfile({{"xwho", "user-1"}, {"calibration_time", 0}});
@@ -150,8 +155,8 @@ int main(int argc, char** argv) {
     }
     observer->onEventDataReceived(addToCart);
     ++events;
-    std::cout << "CorvaneOstrel " << CorvaneOtManager::SDKVersion() << ": " << events << " events handed over"
-              << std::endl;
+    std::cout << "CorvaneOstrel " << CorvaneOtManager::SDKVersion() << ": " << events << " events handed over, "
+              << consoleLines << " console lines kept" << std::endl;
     if (!answered) {
         std::cerr << "expected a dialog shown, answered and gone within 10 s; saw none" << std::endl;
         return 1;
