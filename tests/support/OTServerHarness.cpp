@@ -50,7 +50,7 @@ bool OTServerHarness::waitForOutcomes(const std::string& path, std::size_t count
 
 bool OTServerHarness::waitForSuccess(const std::string& path) {
     return waitFor([&] {
-        const auto kinds = recorder->kinds(path);
+        const auto kinds = outcomes(path);
         return std::find(kinds.begin(), kinds.end(), OTServerOutcome::Kind::Success) != kinds.end();
     });
 }
