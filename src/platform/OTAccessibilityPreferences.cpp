@@ -8,15 +8,7 @@ namespace corvane {
 
 OTAccessibilityPreferences::OTAccessibilityPreferences(std::string language) : language_(std::move(language)) {}
 
-std::string OTAccessibilityPreferences::language() const {
-    std::lock_guard lock(mutex_);
-    return language_;
-}
-
-bool OTAccessibilityPreferences::speaksChinese() const {
-    std::lock_guard lock(mutex_);
-    return language_.rfind("zh", 0) == 0;
-}
+bool OTAccessibilityPreferences::speaksChinese() const { return language_.rfind("zh", 0) == 0; }
 
 std::string OTAccessibilityPreferences::text(const char* chinese, const char* english) const {
     return speaksChinese() ? chinese : english;

@@ -20,7 +20,6 @@ public:
     // `language` as the device prefers it: "zh-Hans", "en", ...
     explicit OTAccessibilityPreferences(std::string language);
 
-    std::string language() const;
     bool speaksChinese() const;
     // `chinese` or `english`, after the device language.
     std::string text(const char* chinese, const char* english) const;
@@ -35,8 +34,9 @@ public:
     double textScale() const;
 
 private:
+    // The device's, fixed for the run: read without the lock.
+    const std::string language_;
     mutable std::mutex mutex_;
-    std::string language_;
     std::optional<std::string> closeLabel_;
     double textScale_ = 1.0;
 };

@@ -93,7 +93,8 @@ std::string ariaAttributes(const OTSceneNode& node, const std::optional<OTSceneN
     return "";
 }
 
-// Whether a text or spoken label of the tree holds a CJK ideograph.
+// Whether a text the tree draws (a text field's placeholder shows while it is empty) or a label a
+// reader speaks holds a CJK ideograph.
 bool speaksChinese(const OTSceneNode& node) {
     const auto chinese = [](const std::optional<std::string>& text) {
         return text && OTText::containsCJKIdeograph(*text);

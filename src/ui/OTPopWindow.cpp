@@ -286,7 +286,7 @@ double OTPopWindow::buttonRowHeight() const {
     if (m.textScale <= 1 || !data_) return m.Bh;
     // At a larger text size a button grows to hold its wrapped title.
     const bool two = data_->style() == 3 && data_->leftBtnAttribute() && data_->rightBtnAttribute();
-    const double width = two ? (m.Wc - 2.5 * m.g) * 0.5 : m.Tw;
+    const double width = m.buttonWidth(two);
     const auto& measurer = OTEnvironment::current()->uiHost().textMeasurer();
     double height = m.Bh;
     const auto shown = two ? std::vector{data_->leftBtnAttribute(), data_->rightBtnAttribute()}
@@ -338,8 +338,7 @@ void OTPopWindow::startLayout() {
     // An unknown style shows nothing at all: no overlay is left over the app.
     if (style < 1 || style > 4) return;
     // The dialog is named by the campaign's own words, as its title is, or at least says what it is.
-    node_->setAccessibility(OTSceneNode::Accessibility::said(
-        campaignWords().value_or(OTEnvironment::current()->accessibility().text("活动", "Campaign"))));
+    node_->setAccessibility(OTSceneNode::Accessibility::said(campaignWordsOr("活动", "Campaign")));
     if (auto window = OTNavigation(OTEnvironment::current()->uiHost()).keyWindow()) window->addSubview(node_);
     node_->addSubview(backgroundView());
     backgroundView()->setAlpha(0.2);
@@ -355,7 +354,9 @@ void OTPopWindow::startLayout() {
             imgView()->addAction(OTSceneNode::kTap, [weak = weak_from_this()] {
                 if (auto self = weak.lock()) self->imageClicked();
             });
-            imgView()->setAccessibility(pictureAccessibility());
+            // The picture is the whole message and a tap opens it.
+            imgView()->setAccessibility(
+                OTSceneNode::Accessibility::said(campaignWordsOr("活动图片", "Campaign picture"), {"image", "button"}));
             return;
         }
         case 2:
@@ -386,28 +387,21 @@ void OTPopWindow::startLayout() {
             controller->viewDidLoad();
             node_->addSubview(controller->view());
             controller->setBounds({{0, 0}, {m.Wc, 0}}, center);
-            controller->webNode()->setAccessibility(OTSceneNode::Accessibility::said(
-                campaignWords().value_or(OTEnvironment::current()->accessibility().text("活动页面", "Campaign page"))));
+            controller->webNode()->setAccessibility(
+                OTSceneNode::Accessibility::said(campaignWordsOr("活动页面", "Campaign page")));
             return;
         }
         default: return;
     }
 }
 
-std::optional<std::string> OTPopWindow::campaignWords() const {
-    if (!data_) return std::nullopt;
-    for (const auto& attribute : {data_->title(), data_->content()}) {
-        if (attribute && attribute->text() && !attribute->text()->empty()) return attribute->text();
+std::string OTPopWindow::campaignWordsOr(const char* chinese, const char* english) const {
+    if (data_) {
+        for (const auto& attribute : {data_->title(), data_->content()}) {
+            if (attribute && attribute->text() && !attribute->text()->empty()) return *attribute->text();
+        }
     }
-    return std::nullopt;
-}
-
-OTSceneNode::Accessibility OTPopWindow::pictureAccessibility() const {
-    // The picture is the whole message and a tap opens it: it speaks the campaign's own words,
-    // or at least says what it is.
-    return OTSceneNode::Accessibility::said(
-        campaignWords().value_or(OTEnvironment::current()->accessibility().text("活动图片", "Campaign picture")),
-        {"image", "button"});
+    return OTEnvironment::current()->accessibility().text(chinese, english);
 }
 
 void OTPopWindow::layoutButtonWithData(const std::shared_ptr<const OTWindowData>& data) {
@@ -434,7 +428,7 @@ void OTPopWindow::layoutButtonWithData(const std::shared_ptr<const OTWindowData>
         place(middleBtn(), data->middleBtnAttribute(), fullWidth);
     } else if (data->style() == 3) {
         if (data->leftBtnAttribute() && data->rightBtnAttribute()) {
-            const double bw = (m.Wc - 2.5 * m.g) * 0.5;
+            const double bw = m.buttonWidth(true);
             place(leftBtn(), data->leftBtnAttribute(), {{m.g, y0}, {bw, bh}});
             place(rightBtn(), data->rightBtnAttribute(), {{bw + 1.5 * m.g, y0}, {bw, bh}});
         } else if (data->middleBtnAttribute()) {

@@ -44,6 +44,8 @@ public:
         double W = 0, H = 0, Wc = 0, g = 0, Tw = 0, Bh = 0, c = 0, M = 0, titleFontSize = 0, textFontSize = 0;
         double textScale = 1;
         static Metrics forScreen(double width, double height, double textScale = 1);
+        // A button's width: half the row, less the gaps, beside another; else the text width.
+        double buttonWidth(bool paired) const { return paired ? (Wc - 2.5 * g) * 0.5 : Tw; }
     };
     // The colour of a title and text that give none.
     static OTColor defaultTextColor();
@@ -113,9 +115,9 @@ private:
     double buttonRowHeight() const;
     // The show animation: the background comes up, `changes` runs, then `finished`.
     void animateIn(const std::function<void()>& changes, std::function<void()> finished);
-    // The campaign's title or text, whichever it gives first; what a reader says of a picture.
-    std::optional<std::string> campaignWords() const;
-    OTSceneNode::Accessibility pictureAccessibility() const;
+    // What a reader says of the dialog, its picture or its page: the campaign's title or text,
+    // whichever it gives first, else `chinese` or `english` after the device language.
+    std::string campaignWordsOr(const char* chinese, const char* english) const;
     void addCloseButtonBelow(const OTRect& frame);
     // The user's reaction: the window fades out, then the callback hears of it.
     void closeThenReport(std::int64_t type, const std::optional<std::string>& link);

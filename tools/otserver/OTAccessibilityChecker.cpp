@@ -120,7 +120,7 @@ void checkCut(const std::vector<Shown>& texts, const OTAccessibilityChecker::Rep
     for (const auto& text : texts) {
         const double size = text.attribute.size();
         if (text.button) {
-            const double width = twoButtons ? (m.Wc - 2.5 * m.g) * 0.5 : m.Tw;
+            const double width = m.buttonWidth(twoButtons);
             const double font = size * scale;
             const double height = OTTextMeasurer::modelHeight(text.words(), font, 0, width) + m.g;
             if (height > buttons && (blamed == nullptr || blamed->button)) blamed = &text;
